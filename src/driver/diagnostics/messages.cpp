@@ -1,0 +1,113 @@
+#include "driver/diagnostics/messages.h"
+
+#include <array>
+#include <cstdio>
+#include <system_error>
+
+#include "driver/diagnostics/format.h"
+
+namespace {
+
+enum Severity { ERROR, WARNING, NOTICE };
+
+constexpr std::array<std::string_view, 3> severityNames = {"ERROR", "WARNING", "NOTICE"};
+
+// Where each severity goes; written by zr_svc_routing alone.
+std::array<std::FILE*, 3> severityStreams = {stderr, stderr, stdout};
+
+struct CatalogueEntry {
+    MessageId id;
+    Severity severity;
+    std::string_view text;
+};
+
+constexpr std::array<CatalogueEntry, 16> catalogue = {{
+    {MESSAGE_NO_MEMORY, ERROR,
+     "not enough memory. Remove the work file (the input's name plus .tmp) and run the migration "
+     "again with smaller counts of users and groups, or with more memory"},
+    {MESSAGE_POSITION_FAILED, ERROR,
+     "cannot position in the input or the work file: %s returned %s: %s. Both must be regular "
+     "files; if a work file was left behind, remove it before the next run"},
+    {MESSAGE_PROCESSING_FAILED, ERROR,
+     "%s. Remove the work file (the input's name plus .tmp) and run the migration again once "
+     "this is mended"},
+    {MESSAGE_SLOT_OCCUPIED, ERROR,
+     "two entries of one kind have the same owner: \"%s\" and \"%s\". Keep one of them in the "
+     "export, remove the work file (the input's name plus .tmp) and run the migration again"},
+    {MESSAGE_CANNOT_OPEN, ERROR, "cannot open \"%s\": %s"},
+    {MESSAGE_STAGING_FAILED, ERROR,
+     "cannot read the export \"%s\": %s. Remove the work file (the input's name plus .tmp) and "
+     "run the migration again once the export can be read"},
+    {MESSAGE_CANNOT_WRITE, ERROR,
+     "cannot write \"%s\": %s. Remove the work file (the input's name plus .tmp) and run the "
+     "migration again once there is room"},
+    {MESSAGE_CANNOT_READ, ERROR,
+     "cannot read the work file \"%s\": %s. Remove it and run the migration again"},
+    {MESSAGE_STAGING_BEGINS, NOTICE,
+     "Reading the export: entries that stay as they are go to the output,"},
+    {MESSAGE_STAGING_WHERE, NOTICE, "entries that must be regrouped to a work file beside it."},
+    {MESSAGE_STAGING_DONE, NOTICE, "The work file is complete."},
+    {MESSAGE_PROCESSING_BEGINS, NOTICE, "Regrouping the users and groups begins."},
+    {MESSAGE_PASS_BEGINS, NOTICE, "Gathering entries from the work file."},
+    {MESSAGE_WRITING, NOTICE, "Writing the gathered users and groups to the output."},
+    {MESSAGE_USAGE, ERROR,
+     "usage: ldif-migrate INPUT OUTPUT MAX_USERS MAX_GROUPS [TRACE]\n"
+     "  INPUT       export of the registry in its older layout; read, never changed\n"
+     "  OUTPUT      file for the newer layout; created or overwritten\n"
+     "  MAX_USERS   most users to hold in memory at once, 1 or more\n"
+     "  MAX_GROUPS  most groups to hold in memory at once, 1 or more\n"
+     "  TRACE       file for a detailed trace of the run; slow, for diagnosis only\n"
+     "Example: ldif-migrate export.ldif migrated.ldif 100000 10000"},
+    {MESSAGE_COMPLETE, NOTICE, "The migration is complete."},
+}};
+
+const CatalogueEntry* findInCatalogue(MessageId id) {
+    for (const CatalogueEntry& entry : catalogue) {
+        if (entry.id == id) {
+            return &entry;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+void zr_svc_routing(std::string_view route, int& status) {
+    status = -1;
+    for (std::size_t severity = 0; severity < severityNames.size(); ++severity) {
+        const std::string_view name = severityNames[severity];
+        if (!route.starts_with(name) || route.substr(name.size(), 1) != ":") {
+            continue;
+        }
+        const std::string_view stream = route.substr(name.size() + 1);
+        if (stream == "STDERR" || stream == "STDOUT") {
+            severityStreams[severity] = stream == "STDERR" ? stderr : stdout;
+            status = 0;
+        }
+    }
+}
+
+void zr_printf_utf8(const Message& message) {
+    const CatalogueEntry* entry = findInCatalogue(message.id);
+    if (entry == nullptr) {
+        return;
+    }
+    std::FILE* stream = severityStreams[entry->severity];
+    std::string rendered;
+    std::string_view text = entry->text;
+    if (!message.arguments.empty()) {
+        const std::vector<FormatArgument> arguments(message.arguments.begin(),
+                                                    message.arguments.end());
+        rendered = formatText(text, arguments);
+        text = rendered;
+    }
+    const std::string_view severity = severityNames[entry->severity];
+    std::fprintf(stream, "%d %.*s: %.*s\n", static_cast<int>(entry->id),
+                 static_cast<int>(severity.size()), severity.data(), static_cast<int>(text.size()),
+                 text.data());
+    std::fflush(stream);
+}
+
+std::string systemReason(int error) {
+    return std::generic_category().message(error);
+}

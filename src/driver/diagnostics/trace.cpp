@@ -1,0 +1,30 @@
+#include "driver/diagnostics/trace.h"
+
+#include <fcntl.h>
+
+#include <cstdio>
+
+bool debug = false;
+bool debugError = false;
+File tfp;
+
+int openTraceFile(const std::string& name) {
+    tfp = openFile(name, O_CREAT | O_TRUNC);
+    debug = tfp.isOpen();
+    return debug ? 0 : -1;
+}
+
+void writeTrace(std::string_view text) {
+    writeText(tfp.descriptor(), text);
+}
+
+void writeStandardOutput(std::string_view text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fflush(stdout);
+}
+
+void echo(std::string_view text) {
+    if (debugError) {
+        writeStandardOutput(text);
+    }
+}

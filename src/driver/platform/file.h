@@ -1,0 +1,60 @@
+// Files of the operating system, as this program uses them.
+//
+// A File owns a descriptor. Files are created readable and writable by their owner alone,
+// because exports hold secrets, and are closed on exec. Procedures that fail leave the reason in
+// errno, as the system calls beneath them do.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+
+class File {
+public:
+    File() = default;
+    explicit File(int descriptor) : descriptor_(descriptor) {
+    }
+    File(File&& other) noexcept;
+    File& operator=(File&& other) noexcept;
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    ~File();
+
+    bool isOpen() const {
+        return descriptor_ >= 0;
+    }
+    int descriptor() const {
+        return descriptor_;
+    }
+
+    // Closes the file if it is open. Returns 0, or -1 when the system reports a late write error.
+    int close();
+
+private:
+    int descriptor_ = -1;
+};
+
+// Opens `name` for reading and writing with the additional open(2) flags given. The result is
+// not open when that fails.
+File openFile(const std::string& name, int flags);
+
+// Writes all of `text`. Returns the number of bytes written, less than its size on failure.
+std::size_t writeText(int descriptor, std::string_view text);
+
+// Writes all of `text` at `offset`, leaving the descriptor's own position alone. Returns 0 or -1.
+int writeTextAt(int descriptor, std::string_view text, off_t offset);
+
+// Reads up to `size` bytes into `buffer`. Returns their number, 0 at end of file, -1 on failure.
+ssize_t readBytes(int descriptor, char* buffer, std::size_t size);
+
+// Copies the file `from` over `to`, creating it if need be. Returns 0 or -1.
+int copyFile(const std::string& from, const std::string& to);
+
+// Whether both names lead to the same regular file: by device and inode where both exist, else
+// by the path that opening them would create.
+bool isSameFile(const std::string& first, const std::string& second);
+
+// Makes sure that descriptors 0 to 2 are taken, so that no file of ours is ever written to by
+// somebody who means standard output or standard error.
+void occupyStandardDescriptors();
