@@ -1,0 +1,57 @@
+#include "driver/settings.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+#include <vector>
+
+#include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/format.h"
+#include "driver/platform/file.h"
+
+std::string input_ldif_filename;
+std::string output_ldif_filename;
+std::string temp_input_ldif_filename;
+std::string debugFileName;
+std::int32_t max_number_of_secuser_slots = 0;
+std::int32_t max_number_of_secgroup_slots = 0;
+
+namespace {
+
+// What follows the digits is not looked at: 12abc is 12 and abc is 0.
+std::int32_t parseSlotCount(const char* text) {
+    const long count = std::strtol(text, nullptr, 10);
+    constexpr long most = std::numeric_limits<std::int32_t>::max();
+    return static_cast<std::int32_t>(std::clamp(count, -1L, most));
+}
+
+}  // namespace
+
+void readCommandLine(int argc, const char* const* argv) {
+    if (argc != 5 && argc != 6) {
+        fail({}, {}, {MESSAGE_USAGE, {}});
+    }
+    input_ldif_filename = argv[1];
+    output_ldif_filename = argv[2];
+    temp_input_ldif_filename = input_ldif_filename + ".tmp";
+    max_number_of_secuser_slots = parseSlotCount(argv[3]);
+    max_number_of_secgroup_slots = parseSlotCount(argv[4]);
+    debugFileName = argc == 6 ? argv[5] : "";
+    if (max_number_of_secuser_slots < 1 || max_number_of_secgroup_slots < 1) {
+        fail({}, {}, {MESSAGE_USAGE, {}});
+    }
+}
+
+void refuseSharedFiles() {
+    // The offender of a pair is the later one: the one that would be written over the other.
+    const std::vector<const std::string*> names = {&input_ldif_filename, &temp_input_ldif_filename,
+                                                   &output_ldif_filename, &debugFileName};
+    for (auto offender = names.begin(); offender != names.end(); ++offender) {
+        for (auto other = names.begin(); other != offender; ++other) {
+            if (!(*offender)->empty() && isSameFile(**offender, **other)) {
+                const std::string reason = format("it is the same file as \"%s\"", **other);
+                fail({}, {}, {MESSAGE_CANNOT_OPEN, {**offender, reason}});
+            }
+        }
+    }
+}

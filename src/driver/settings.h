@@ -1,0 +1,21 @@
+// The settings of a run, taken from the command line once, at start-up, and never changed after.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+extern std::string input_ldif_filename;       // the export, older layout
+extern std::string output_ldif_filename;      // the result, newer layout
+extern std::string temp_input_ldif_filename;  // the work file: the input's name with ".tmp"
+extern std::string debugFileName;             // the trace file; empty without one
+
+// How many users and groups are held in memory at once; each 1 or more.
+extern std::int32_t max_number_of_secuser_slots;
+extern std::int32_t max_number_of_secgroup_slots;
+
+// Fills the settings from the arguments that follow the program's name. Ends the process with
+// the usage message when their number is wrong or a slot count is below 1.
+void readCommandLine(int argc, const char* const* argv);
+
+// Ends the process when two of the run's files are one file, before any of them is touched.
+void refuseSharedFiles();
