@@ -1,0 +1,136 @@
+#include "entry/adjustments.h"
+
+#include <array>
+#include <optional>
+#include <string_view>
+
+#include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/trace.h"
+#include "entry/attribute_lookup.h"
+#include "entry/entry.h"
+#include "entry/object_class.h"
+#include "entry/text.h"
+
+namespace {
+
+bool someLineHolds(std::string_view text) {
+    for (int i = 0; i < object.lineCount(); ++i) {
+        if (dostristr(object.line(i), text) != nullptr) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Where `text` stands in the current entry for the first time, exactly as spelled.
+struct Place {
+    int line;
+    std::size_t offset;
+};
+
+std::optional<Place> findExactly(std::string_view text) {
+    for (int i = 0; i < object.lineCount(); ++i) {
+        const std::size_t offset = object.line(i).find(text);
+        if (offset != std::string_view::npos) {
+            return Place{i, offset};
+        }
+    }
+    return std::nullopt;
+}
+
+void convertVersion() {
+    constexpr std::string_view name = "version: ";
+    constexpr std::string_view newVersion = "6.0";
+    const std::optional<Place> place = findExactly(name);
+    if (!place) {
+        return;
+    }
+    const std::string_view rest = object.line(place->line).substr(place->offset + name.size());
+    const std::string_view value = withoutLeadingBlanks(rest);
+    const std::size_t offset = place->offset + name.size() + (rest.size() - value.size());
+    if (withoutLineEnd(value).size() < newVersion.size()) {
+        object.replaceTail(place->line, offset, newVersion);
+    } else {
+        // Three characters, whatever the length of the value: versions are written n.m.
+        object.overwrite(place->line, offset, newVersion);
+    }
+    trace("tweekObjectInObjectArray():    The converted version attribute is:  %s \n",
+          object.line(place->line));
+}
+
+void addInstallDate() {
+    if (someLineHolds("installDate: ")) {
+        return;
+    }
+    const std::time_t now = std::time(nullptr);
+    std::tm local = {};
+    localtime_r(&now, &local);
+    object.append(installDateLine(local));
+    trace("tweekObjectInObjectArray():    The installDate added is:  %s \n",
+          object.line(object.lineCount() - 1));
+}
+
+// The value of an attribute that every user must have. `echoLabel` stands before the entry's
+// first line when errors are echoed.
+std::string requiredValue(std::string_view name, std::string_view echoLabel) {
+    std::optional<std::string> value = obtainAttributeValueFromObjArray(name);
+    if (!value) {
+        const std::string error =
+            format("tweekObjectInObjectArray():  obtainAttributeValueFromObjArray('%s') failure.  "
+                   "EXITING. \n",
+                   name);
+        fail(error, error + format("%s%s\n", echoLabel, object.line(0)),
+             {MESSAGE_PROCESSING_FAILED, {aboutObject(format("has no %s attribute", name))}});
+    }
+    return *std::move(value);
+}
+
+void addDomainIdentifier() {
+    if (someLineHolds("secDomainId: ")) {
+        return;
+    }
+    const std::string authority = requiredValue("secAuthority", "object is:  ");
+    const std::string principal =
+        requiredValue("principalName", "tweekObjectInObjectArray():  secUser object is =");
+    object.append("secDomainId: " + authority + '%' + principal);
+    trace("tweekObjectInObjectArray():    The secDomainId added is:  %s \n",
+          object.line(object.lineCount() - 1));
+}
+
+void respellUuid() {
+    const std::optional<Place> place = findExactly("secuuid: ");
+    if (!place) {
+        return;
+    }
+    object.overwrite(place->line, place->offset, "secUUID: ");
+    trace("tweekObjectInObjectArray():    The modified secUUID  is:  %s \n",
+          object.line(place->line));
+}
+
+}  // namespace
+
+std::string installDateLine(const std::tm& local) {
+    // The hour is that of the 12-hour clock although the value is marked as UTC: readers of the
+    // newer layout know installation dates in this form.
+    std::array<char, 60> line;
+    const std::size_t length =
+        std::strftime(line.data(), line.size(), "installDate: %Y%m%d%I%M%S.0Z", &local);
+    return {line.data(), length};
+}
+
+int tweekObjectInObjectArray() {
+    const OutOfMemoryLine line("tweekObjectInObjectArray():  malloc() failure.  EXITING. \n");
+    trace("tweekObjectInObjectArray():  FUNCTION ENTRY  \n");
+    if (objectClass == SECAUTHORITYINFO_OBJECTCLASS) {
+        convertVersion();
+        addInstallDate();
+    }
+    if (objectClass == SECUSER_OBJECTCLASS) {
+        addDomainIdentifier();
+    }
+    if (objectClass == SECUSER_OBJECTCLASS || objectClass == SECGROUP_OBJECTCLASS) {
+        respellUuid();
+    }
+    trace("tweekObjectInObjectArray():  FUNCTION EXIT  \n");
+    return 0;
+}

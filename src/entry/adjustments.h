@@ -1,0 +1,16 @@
+// The edits that single entries need for the newer layout, made while they are staged.
+//
+// The domain-information entry gets its new version and an installation date, users a domain
+// identifier, users and groups the new spelling of their UUID attribute. Changed lines are
+// changed in place, new ones appended, without a line end.
+#pragma once
+
+#include <ctime>
+#include <string>
+
+// Adjusts the current entry according to objectClass. Always returns 0; a user without the
+// attributes that make up its domain identifier ends the process.
+int tweekObjectInObjectArray();
+
+// The installation-date line for the moment `local`.
+std::string installDateLine(const std::tm& local);

@@ -1,0 +1,30 @@
+// The object class of an entry: which of ten kinds the current entry is.
+//
+// Every entry is sorted once while it is staged and once per pass in which it is read. What
+// happens to it then hangs on the kind alone.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+enum ObjectClass : std::int32_t {
+    UNINTERESTING_OBJECTCLASS = 0,
+    SECUSER_OBJECTCLASS = 1,
+    SECPOLICYDATA_OBJECTCLASS = 2,
+    SECPOLICY_OBJECTCLASS = 3,
+    SECGROUP_OBJECTCLASS = 4,
+    SECMAP_OBJECTCLASS = 5,
+    SECAUTHORITYINFO_OBJECTCLASS = 6,
+    RESCREDS_CONTAINER = 7,  // a container whose DN line names cn=ResCreds
+    SECRESCREDS_OBJECTCLASS = 8,
+    CONTAINER_OBJECTCLASS = 9,
+};
+
+// The kind of the current entry; written by determineTheObjectsObjectClass alone.
+extern ObjectClass objectClass;
+
+// Sets objectClass from the lines of the current entry.
+void determineTheObjectsObjectClass();
+
+// Whether `line` holds "objectClass:" or "objectclass:" anywhere, its value included.
+bool holdsObjectClassName(std::string_view line);
