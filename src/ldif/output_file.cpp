@@ -1,0 +1,67 @@
+#include "ldif/output_file.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace {
+
+constexpr std::size_t bufferSize = 256 * 1024;
+
+}  // namespace
+
+OutputFile::~OutputFile() {
+    close();
+}
+
+int OutputFile::open(const std::string& name, int flags) {
+    close();
+    file_ = openFile(name, flags);
+    if (!file_.isOpen()) {
+        return -1;
+    }
+    buffer_.resize(bufferSize);
+    used_ = 0;
+    error_ = 0;
+    return 0;
+}
+
+int OutputFile::write(std::string_view text) {
+    if (text.size() > buffer_.size() - used_ && flush() != 0) {
+        return -1;
+    }
+    if (text.size() > buffer_.size()) {
+        if (writeText(file_.descriptor(), text) < text.size()) {
+            error_ = errno;
+            return -1;
+        }
+        return 0;
+    }
+    std::copy(text.begin(), text.end(), buffer_.begin() + static_cast<std::ptrdiff_t>(used_));
+    used_ += text.size();
+    return 0;
+}
+
+int OutputFile::flush() {
+    const std::size_t written = writeText(file_.descriptor(), {buffer_.data(), used_});
+    if (written < used_) {
+        error_ = errno;
+        const auto rest = buffer_.begin() + static_cast<std::ptrdiff_t>(written);
+        std::copy(rest, buffer_.begin() + static_cast<std::ptrdiff_t>(used_), buffer_.begin());
+    }
+    used_ -= written;
+    return used_ == 0 ? 0 : -1;
+}
+
+int OutputFile::close() {
+    if (!isOpen()) {
+        return 0;
+    }
+    const int flushed = flush();
+    const int closed = file_.close();
+    if (flushed == 0 && closed != 0) {
+        error_ = errno;
+    }
+    std::vector<char>().swap(buffer_);
+    used_ = 0;
+    return flushed == 0 && closed == 0 ? 0 : -1;
+}

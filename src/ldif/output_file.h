@@ -1,0 +1,42 @@
+// A file that is written through a buffer.
+//
+// What is written stays in memory until the buffer is full, the file is flushed or closed, or the
+// process ends by exit(3): a file with static storage loses nothing to a fatal error elsewhere.
+// Bytes that the system refuses stay in the buffer, and the next attempt begins with them.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "driver/platform/file.h"
+
+class OutputFile {
+public:
+    OutputFile() = default;
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    ~OutputFile();
+
+    // Opens `name` with the additional open(2) flags. Returns 0, or -1 with the reason in errno.
+    int open(const std::string& name, int flags);
+    bool isOpen() const {
+        return file_.isOpen();
+    }
+
+    // Each returns 0, or -1 when the system refuses to take what has been written; error() then
+    // tells why. A text that could not be written is not kept. close() closes in either case.
+    int write(std::string_view text);
+    int flush();
+    int close();
+
+    int error() const {
+        return error_;
+    }
+
+private:
+    File file_;
+    std::vector<char> buffer_;
+    std::size_t used_ = 0;
+    int error_ = 0;
+};

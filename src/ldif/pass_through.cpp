@@ -1,0 +1,55 @@
+#include "ldif/pass_through.h"
+
+#include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/trace.h"
+#include "driver/settings.h"
+#include "ldif/run_files.h"
+
+namespace {
+
+void writeOrFail(std::string_view text) {
+    if (ofp.write(text) != 0) {
+        fail(format("moveNextObjectToOutputLDIFFile():  fputs() failed with rc=%d \n", -1), {},
+             writeMessage(output_ldif_filename, ofp));
+    }
+}
+
+// Tells what the line just read is, aligned under the line itself.
+void traceNote(std::string_view note) {
+    trace("                                   %s\n", note);
+}
+
+}  // namespace
+
+void moveNextObjectToOutputLDIFFile() {
+    trace("moveNextObjectToOutputLDIFFile():  FUNCTION ENTRY \n");
+    bool entryHasBegun = false;
+    while (getNextLine(nextLine, ifp) == 0) {
+        trace("\nmoveNextObjectToOutputLDIFFile():  THE LINE READ WAS: %s   \n", nextLine);
+        if (isBlankLine(nextLine)) {
+            if (entryHasBegun) {
+                traceNote("This is a BLANK line which terminates the object.  ");
+                trace("moveNextObjectToOutputLDIFFile():  Writing a blank line between objects \n");
+                writeOrFail("\n");
+                break;
+            }
+            traceNote("This is a BLANK line which precedes the next object.  ");
+        } else if (isCommentLine(nextLine)) {
+            traceNote("This is a COMMENT which will be discarded.  ");
+        } else {
+            traceNote("THIS IS A LINE OF THE OBJECT.  ");
+            entryHasBegun = true;
+            if (!holdsEntryIdentifier(nextLine)) {
+                trace("moveNextObjectToOutputLDIFFile():  Writing this line to the output LDIF "
+                      "file. \n");
+                writeOrFail(nextLine);
+            }
+        }
+    }
+    trace("moveNextObjectToOutputLDIFFile():  FUNCTION EXIT   \n");
+}
+
+bool holdsEntryIdentifier(std::string_view text) {
+    return text.find("KVO-ENTRYUUID: ") != std::string_view::npos ||
+           text.find("kvo-entryuuid: ") != std::string_view::npos;
+}

@@ -1,0 +1,15 @@
+// Passing an entry of the export straight to the output, line by line.
+//
+// This is how entries that are too large for the current entry still reach the output, unchanged
+// but for their comments and the directory's entry identifiers.
+#pragma once
+
+#include <string_view>
+
+// Copies the entry at which `ifp` stands, and the blank line behind it, to `ofp`. A failed write
+// ends the process.
+void moveNextObjectToOutputLDIFFile();
+
+// Whether `text` holds the directory's entry identifier, in one of the two spellings that the
+// export has. Other spellings are left alone.
+bool holdsEntryIdentifier(std::string_view text);

@@ -1,0 +1,107 @@
+#include "ldif/residue.h"
+
+#include <array>
+#include <string_view>
+
+#include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/trace.h"
+#include "driver/settings.h"
+#include "entry/entry.h"
+#include "entry/object_class.h"
+#include "entry/text.h"
+#include "ldif/entry_reader.h"
+#include "ldif/run_files.h"
+#include "ldif/work_file.h"
+
+namespace {
+
+constexpr std::array<std::string_view, 5> droppedAnywhereInLine = {
+    "kvo-entryuuid:", "aclentry:", "aci:", "acl:", "control:"};
+
+constexpr std::string_view writeFailedLine =
+    "copyRemainingObjectsToOutputLDIFFile():  fputs() failed with rc=-1 \n";
+
+int writeObject() {
+    for (int i = 0; i < object.lineCount(); ++i) {
+        const std::string_view line = object.line(i);
+        // Line by line: a continuation line of a dropped attribute is not dropped with it.
+        if (!holdsAnyName(line, droppedAnywhereInLine) && ofp.write(line) != 0) {
+            return -1;
+        }
+    }
+    return 0;
+}
+
+// Reads the next entry into `object`. Returns false at the end of the work file.
+bool readNextObject() {
+    const int result = getNextObjectFromTemporaryInputLDIFFile(tifp);
+    if (result == READ_ERROR) {
+        fail("\ncopyRemainingObjectsToOutputLDIFFile():  ERROR:  The next object could not be read "
+             "successfully.  EXITING.  \n",
+             {}, {MESSAGE_CANNOT_READ, {temp_input_ldif_filename, systemReason(tifp.error())}});
+    }
+    if (next_available_object_slot() == 0) {
+        trace("\ncopyRemainingObjectsToOutputLDIFFile():  "
+              "getNextObjectFromTemporaryInputLDIFFile() has reached the end of the temporary "
+              "input LDIF file. \n");
+        return false;
+    }
+    trace("\ncopyRemainingObjectsToOutputLDIFFile():  Another object WAS read successfully.  \n"
+          "           next_available_object_slot = %d  \n"
+          "\ncopyRemainingObjectsToOutputLDIFFile():  THE OBJECT READ WAS:  \n",
+          next_available_object_slot());
+    traceObject();
+    return true;
+}
+
+void requireResourceCredentials() {
+    determineTheObjectsObjectClass();
+    if (objectClass != RESCREDS_CONTAINER && objectClass != SECRESCREDS_OBJECTCLASS) {
+        constexpr std::string_view error =
+            "copyRemainingObjectsToOutputLDIFFile():  ERROR:  The object class of this object was "
+            "unrecognizable.  EXITING. \n";
+        fail(error, error,
+             {MESSAGE_PROCESSING_FAILED,
+              {aboutObject("is left in the work file although it is no resource credential")}});
+    }
+}
+
+void deleteObject() {
+    if (deleteNextObjectFromTemporaryInputLDIFFile(tifp) != 0) {
+        constexpr std::string_view error =
+            "copyRemainingObjectsToOutputLDIFFile():  ERROR: "
+            "deleteNextObjectFromTemporaryInputLDIFFile() failed deleting a ResCreds container or "
+            "secResCreds object.  EXITING. \n";
+        fail(error, error, workFileMessage("a resource credential could not be blanked"));
+    }
+}
+
+}  // namespace
+
+void copyRemainingObjectsToOutputLDIFFile() {
+    trace("copyRemainingObjectsToOutputLDIFFile():  FUNCTION ENTRY  \n");
+    if (tifp.open(temp_input_ldif_filename) != 0) {
+        const Message message = openMessage(temp_input_ldif_filename);
+        fail(format("copyRemainingObjectsToOutputLDIFFile():  ERROR:  Unable to open temporary "
+                    "input LDIF file:  %s. \n                 EXITING \n",
+                    temp_input_ldif_filename),
+             {}, message);
+    }
+    while (readNextObject()) {
+        requireResourceCredentials();
+        if (writeObject() != 0) {
+            // Quiet on purpose: the users and groups are migrated, and the run ends normally.
+            report(writeFailedLine, {});
+            return;
+        }
+        freeObject();
+        if (ofp.write("\n") != 0) {
+            // Unlike a failed line this is fatal, but without a message, on purpose: the entry
+            // just written would run into whatever is added behind it.
+            fail(writeFailedLine, {}, {NO_MESSAGE, {}});
+        }
+        deleteObject();
+    }
+    tifp.close();
+    trace("copyRemainingObjectsToOutputLDIFFile():  FUNCTION EXIT  \n");
+}

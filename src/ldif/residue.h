@@ -1,0 +1,9 @@
+// The residue: what every pass has left in the work file.
+//
+// Only resource credentials may be left; the newer layout keeps them as they are, but for the
+// access-control, control and identifier attributes.
+#pragma once
+
+// Copies the entries left in the work file to the end of the output and blanks each one after
+// copying it. Returns quietly, with the rest not copied, when a line cannot be written.
+void copyRemainingObjectsToOutputLDIFFile();

@@ -1,0 +1,25 @@
+#include "ldif/run_files.h"
+
+#include <cerrno>
+
+LineReader ifp;
+LineReader tifp;
+OutputFile ofp;
+
+Message positionMessage(const char* call, int returnCode) {
+    return {MESSAGE_POSITION_FAILED, {call, std::to_string(returnCode), systemReason(errno)}};
+}
+
+Message openMessage(const std::string& name) {
+    return {MESSAGE_CANNOT_OPEN, {name, systemReason(errno)}};
+}
+
+Message writeMessage(const std::string& name, const OutputFile& file) {
+    return {MESSAGE_CANNOT_WRITE, {name, systemReason(file.error())}};
+}
+
+Message workFileMessage(const std::string& problem) {
+    // Without an error number, the position call that failed has had its own message.
+    const std::string reason = tifp.error() != 0 ? ": " + systemReason(tifp.error()) : "";
+    return {MESSAGE_PROCESSING_FAILED, {problem + " in the work file" + reason}};
+}

@@ -1,0 +1,24 @@
+// The files of a run, but for the trace.
+#pragma once
+
+#include "driver/diagnostics/messages.h"
+#include "ldif/line_reader.h"
+#include "ldif/output_file.h"
+
+extern LineReader ifp;   // the export; opened and closed by staging
+extern LineReader tifp;  // the work file; opened anew for every pass and for the residue copy
+extern OutputFile ofp;   // the result; opened and closed by the driver
+
+// What is said when a position call of `stream` has failed with `returnCode`; errno gives the
+// reason.
+Message positionMessage(const char* call, int returnCode);
+
+// What is said when `name` cannot be opened; errno gives the reason.
+Message openMessage(const std::string& name);
+
+// What is said when writing `name` has failed.
+Message writeMessage(const std::string& name, const OutputFile& file);
+
+// What is said when an entry of the work file could not be blanked or stepped over; `problem`
+// tells which of the two.
+Message workFileMessage(const std::string& problem);
