@@ -1,0 +1,163 @@
+// The object cache: the entries of the users and groups gathered in one pass.
+//
+// A matrix holds entries of one kind. Row i of every user matrix, and slot i of the user and
+// policy DN tables, belong to one user; row j of the group matrices and slot j of the group DN
+// table to one group. A row holds the lines of one entry, column 0 being its DN line; an empty
+// row is a free one. Tables and rows grow with what they hold, so that slot counts far beyond
+// the size of the registry cost nothing.
+//
+// An owner table answers in constant time which slot a DN has. It names the lowest slot whose DN
+// is equal without regard to case, as a scan from slot 0 would.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+#include "entry/entry.h"
+
+class OwnerTable {
+public:
+    // The name in traces, such as "secUser_dn".
+    explicit OwnerTable(std::string_view name);
+    OwnerTable(const OwnerTable&) = delete;
+    OwnerTable& operator=(const OwnerTable&) = delete;
+
+    std::string_view name() const {
+        return name_;
+    }
+
+    // The number of slots opened, which is also the index of the next one.
+    int slotCount() const {
+        return static_cast<int>(dns_.size());
+    }
+
+    // The DN of a slot; empty when the slot holds none.
+    std::string_view dn(int slot) const;
+
+    // Opens the next slot for `dn`.
+    void open(std::string_view dn);
+
+    // The lowest open slot whose DN equals `dn` without regard to case, or -1.
+    int find(std::string_view dn) const;
+
+    // Puts another text in the place of the slot's DN, or releases it. The slot is not found any
+    // more.
+    void replace(int slot, std::string text);
+    void release(int slot);
+
+    // Forgets all slots.
+    void clear();
+
+    // The owners held: opened and not yet written. The flush counts it down.
+    std::int32_t count = 0;
+
+private:
+    struct Hash {
+        using is_transparent = void;
+        const std::deque<std::string>* dns;
+        std::size_t operator()(int slot) const;
+        std::size_t operator()(std::string_view dn) const;
+    };
+    struct Equal {
+        using is_transparent = void;
+        const std::deque<std::string>* dns;
+        bool operator()(int first, int second) const;
+        bool operator()(std::string_view dn, int slot) const;
+        bool operator()(int slot, std::string_view dn) const;
+    };
+
+    std::string_view name_;
+    std::deque<std::string> dns_;
+    std::unordered_set<int, Hash, Equal> lowestSlots_;
+};
+
+struct Matrix {
+    std::string_view name;  // in traces and messages, such as "secUser_matrix"
+    std::deque<Entry> rows = {};
+    std::int32_t occupiedRows = 0;
+
+    // Row `index`, empty when it has never been filled.
+    const Entry& row(int index) const;
+
+    // Moves `entry` into row `index`, which must be free.
+    void fill(int index, Entry& entry);
+
+    // Empties row `index` and gives back its memory.
+    void release(int index);
+};
+
+extern Matrix secUser_matrix;              // users' entries below their own DN
+extern Matrix Users_secUser_matrix;        // users' entries already below cn=Users
+extern Matrix secPolicyData_matrix;        // gathered to be dropped: the newer layout has none
+extern Matrix secPolicy_matrix;            // users' policies
+extern Matrix secMap_for_secUser_matrix;   // users' mapping entries
+extern Matrix secGroup_matrix;             // groups' entries
+extern Matrix secMap_for_secGroup_matrix;  // groups' mapping entries
+
+extern OwnerTable secUser_dn;
+extern OwnerTable secGroup_dn;
+
+// The DN of the policy of the user in each slot. Written by copySecPolicyDN..., replaced by the
+// new DN line, released by the flush.
+extern std::deque<std::string> secPolicy_dn;
+
+// The DN of the policy of user slot `index`, or empty.
+std::string_view secPolicyDN(int index);
+
+inline std::int32_t secUser_dn_count() {
+    return secUser_dn.count;
+}
+inline std::int32_t secGroup_dn_count() {
+    return secGroup_dn.count;
+}
+inline std::int32_t next_available_secUser_dn_slot() {
+    return secUser_dn.slotCount();
+}
+inline std::int32_t next_available_secGroup_dn_slot() {
+    return secGroup_dn.slotCount();
+}
+inline std::int32_t numberOfSecUserObjectsInObjectCache() {
+    return secUser_matrix.occupiedRows;
+}
+inline std::int32_t numberOfUserSecUserObjectsInObjectCache() {
+    return Users_secUser_matrix.occupiedRows;
+}
+inline std::int32_t numberOfSecPolicyDataObjectsInObjectCache() {
+    return secPolicyData_matrix.occupiedRows;
+}
+inline std::int32_t numberOfSecPolicyObjectsInObjectCache() {
+    return secPolicy_matrix.occupiedRows;
+}
+inline std::int32_t numberOfSecMapForSecUserObjectsInObjectCache() {
+    return secMap_for_secUser_matrix.occupiedRows;
+}
+inline std::int32_t numberOfSecGroupObjectsInObjectCache() {
+    return secGroup_matrix.occupiedRows;
+}
+inline std::int32_t numberOfSecMapForSecGroupObjectsInObjectCache() {
+    return secMap_for_secGroup_matrix.occupiedRows;
+}
+
+// Makes the cache ready, once, before the first pass. Ends the process without memory.
+void allocateObjectCache();
+
+// Empties every table, every counter and the current entry.
+void initializeAllArrays();
+
+// Release what slot `index` holds, once it has been written. A free row or slot stays as it is.
+void freeSecUserDN(int index);
+void freeSecGroupDN(int index);
+void freeSecPolicyDN(int index);
+void freeSecUser(int index);
+void freeUsersSecUser(int index);
+void freeSecGroup(int index);
+void freeSecPolicyData(int index);
+void freeSecPolicy(int index);
+void freeSecMapForSecUser(int index);
+void freeSecMapForSecGroup(int index);
+
+// Gives back all memory of the cache, once, at the end of the run.
+void deallocateObjectCache();

@@ -1,0 +1,283 @@
+#include "cache/owner.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+#include "cache/object_cache.h"
+#include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/trace.h"
+#include "entry/attribute_lookup.h"
+#include "entry/entry.h"
+#include "entry/object_class.h"
+#include "entry/text.h"
+
+std::string saved_secUser_dn;
+std::string saved_secGroup_dn;
+
+namespace {
+
+// One of the two associations, as its traces and errors name it.
+struct Association {
+    std::string_view function;
+    OwnerTable& owners;
+    std::string& savedDn;
+    std::string_view mappedAttribute;  // names the owner in a mapping entry
+    std::string_view upperKind;
+    std::string_view mixedKind;
+    std::string_view indexLabel;
+    std::string_view exitPrefix;
+};
+
+const Association userAssociation = {
+    "learnIndexOfAssociatedSecUserDN", secUser_dn, saved_secUser_dn, "secdn", "SECUSER", "secUser",
+    "     The index returned is:    ", "\n"};
+const Association groupAssociation = {"learnIndexOfAssociatedSecGroupDN",
+                                      secGroup_dn,
+                                      saved_secGroup_dn,
+                                      "secDN",
+                                      "SECGROUP",
+                                      "secGroup",
+                                      "     The index returned is:     ",
+                                      ""};
+
+[[noreturn]] void failMalformed(std::string_view problem) {
+    fail({}, {}, {MESSAGE_PROCESSING_FAILED, {aboutObject(problem)}});
+}
+
+void traceKind(const Association& association, std::string_view kind) {
+    trace("%s(): \n   The input object is %s object \n", association.function, kind);
+}
+
+// Where the DN value begins in the DN line: behind "dn:", which is not checked, and blanks.
+std::size_t dnValueStart() {
+    const std::string_view line = object.line(0);
+    const std::string_view value = line.substr(std::min<std::size_t>(3, line.size()));
+    return line.size() - withoutLeadingBlanks(value).size();
+}
+
+// Ends `text` in exactly one line feed instead of any other white space.
+void endInLineFeed(std::string& text) {
+    trim(text) += '\n';
+}
+
+// The search key for the part of the DN line from `start` on, which is rewritten to it.
+std::string keyFromDnLine(std::size_t start, bool normalizeCommas) {
+    std::string key(object.line(0).substr(start));
+    endInLineFeed(key);
+    if (normalizeCommas) {
+        commaSpaceEater(key);
+    }
+    object.replaceTail(0, start, key);
+    return key;
+}
+
+// The association of an ordinary user, a policy or policy data: the owner DN is what stands in
+// the DN line from `start` on. The saved DN is copied before the line is trimmed and keeps white
+// space at its end: an owner stored with it is not found again, and that is how it has always
+// been.
+std::string keyOfUserPart(std::size_t start) {
+    saved_secUser_dn = object.line(0).substr(start);
+    std::string key = keyFromDnLine(start, true);
+    commaSpaceEater(saved_secUser_dn);
+    return key;
+}
+
+std::string keyOfUsersEntry() {
+    traceKind(userAssociation, "a 'Users' SECUSER");
+    std::optional<std::string> authority = obtainAttributeValueFromObjArray("secAuthority");
+    std::optional<std::string> dn = obtainAttributeValueFromObjArray("secDN");
+    if (!authority || !dn) {
+        failMalformed(authority ? "has no secDN attribute" : "has no secAuthority attribute");
+    }
+    trace("   secAuthority_attribute_value = %s \n"
+          "   secDN_attribute_value        = %s \n"
+          "   The input object is a 'Users' SECUSER object \n",
+          *authority, *dn);
+    commaSpaceEater(*dn);
+    authority->resize(std::min(authority->find(':'), authority->size()));
+    saved_secUser_dn = "secAuthority=" + *authority + ',' + *dn;
+    endInLineFeed(saved_secUser_dn);
+    commaSpaceEater(saved_secUser_dn);
+    return saved_secUser_dn;
+}
+
+std::string keyOfOrdinaryUser() {
+    traceKind(userAssociation, "an 'ordinary' SECUSER");
+    traceKind(userAssociation, "an ordinary  SECUSER");
+    return keyOfUserPart(dnValueStart());
+}
+
+// The owner of a policy is its parent: everything behind the first comma. A blank that stands
+// there belongs to the owner DN, so that such a policy finds no user.
+std::string keyOfPolicy() {
+    const std::size_t comma = object.line(0).find(',', dnValueStart());
+    if (comma == std::string_view::npos) {
+        failMalformed("has a DN without a comma, so that it belongs to nobody");
+    }
+    return keyOfUserPart(comma + 1);
+}
+
+// The owner DN of a mapping entry: the secAuthority RDN of its own DN before the DN that it maps.
+std::string mappedOwnerDn(const Association& association) {
+    std::optional<std::string> mapped =
+        obtainAttributeValueFromObjArray(association.mappedAttribute);
+    if (mapped) {
+        commaSpaceEater(*mapped);
+    }
+    const std::optional<std::string> dn = obtainAttributeValueFromObjArray("dn");
+    const std::string_view dnText = dn ? std::string_view(*dn) : std::string_view();
+    const char* found = dostristr(dnText, "secAuthority");
+    const bool isUser = &association == &userAssociation;
+    if (found == nullptr || (isUser && !mapped)) {
+        const std::string_view problem =
+            found == nullptr ? "has no secAuthority in its DN" : "has no secDN attribute";
+        fail({},
+             format("%s(): Missing secAuthority in dn: %s\n", association.function,
+                    dn ? dnText : "null"),
+             {MESSAGE_PROCESSING_FAILED, {aboutObject(problem)}});
+    }
+    if (!mapped) {
+        failMalformed("has no secDN attribute");
+    }
+    const std::string_view authority =
+        dnText.substr(static_cast<std::size_t>(found - dnText.data()));
+    return std::string(authority.substr(0, authority.find(','))) + ',' + *mapped;
+}
+
+std::string keyOfMapping(const Association& association) {
+    traceKind(association, "a SECMAP");
+    association.savedDn = mappedOwnerDn(association);
+    endInLineFeed(association.savedDn);
+    if (&association == &userAssociation) {
+        commaSpaceEater(association.savedDn);
+    }
+    return association.savedDn;
+}
+
+[[noreturn]] void failWrongClass(const Association& association, std::string_view expected,
+                                 std::string_view echoLabel) {
+    const std::string error = format("%s():  ERROR: The object is not %s.  objectClass = %d \n",
+                                     association.function, expected, static_cast<int>(objectClass));
+    fail(error, error + format("%s%s\n", echoLabel, firstLineOr(object, "null")),
+         {MESSAGE_PROCESSING_FAILED, {aboutObject("is of a kind that has no owner")}});
+}
+
+void traceComputedDn(const Association& association) {
+    trace("   Its DN is  %s"
+          "   The computed saved_secUser_dn is:  %s",
+          object.line(0), association.savedDn);
+}
+
+// The group search lists every slot that a scan would compare.
+void traceComparedSlots(const Association& association, int found) {
+    if (!debug || &association != &groupAssociation) {
+        return;
+    }
+    const int last = found < 0 ? association.owners.slotCount() - 1 : found;
+    for (int i = 0; i <= last; ++i) {
+        trace("   secGroup_dn[%d] =  %s \n", i, association.owners.dn(i));
+    }
+}
+
+int search(const Association& association, const std::string& key) {
+    const std::string_view function = association.function;
+    trace("\n%s():  BEGIN SEARCH WITHIN %s ARRAY  \n", function, association.owners.name());
+    const int index = association.owners.find(key);
+    traceComparedSlots(association, index);
+    if (index < 0) {
+        trace("%s():  The %s DN WAS NOT FOUND  \n", function, association.upperKind);
+        return index;
+    }
+    if (debug && association.owners.dn(index).size() != key.size()) {
+        fail(format("%s():  LENGTH MISMATCH ON %s_DN/POINTER.  EXITING. \n", function,
+                    association.upperKind),
+             {}, {NO_MESSAGE, {}});
+    }
+    trace("%s():  The %s DN WAS FOUND !!!  \n"
+          "%s(): \n"
+          "%s%d \n"
+          "     The saved %s dn is:  %s",
+          function, association.upperKind, function, association.indexLabel, index,
+          association.mixedKind, association.savedDn);
+    return index;
+}
+
+void finish(const Association& association) {
+    if (!association.savedDn.ends_with('\n')) {
+        association.savedDn += '\n';
+    }
+    trace("%s%s():  FUNCTION EXIT \n", association.exitPrefix, association.function);
+}
+
+std::string userKey() {
+    switch (objectClass) {
+        case SECUSER_OBJECTCLASS:
+            return isUsersEntry(object.line(0)) ? keyOfUsersEntry() : keyOfOrdinaryUser();
+        case SECPOLICYDATA_OBJECTCLASS:
+            traceKind(userAssociation, "a SECPOLICYDATA");
+            return keyOfPolicy();
+        case SECPOLICY_OBJECTCLASS:
+            traceKind(userAssociation, "a SECPOLICY");
+            return keyOfPolicy();
+        case SECMAP_OBJECTCLASS:
+            return keyOfMapping(userAssociation);
+        default:
+            failWrongClass(userAssociation, "secPolicy, secPolicyData, secMap, or secUser", "dn: ");
+    }
+}
+
+std::string groupKey() {
+    switch (objectClass) {
+        case SECGROUP_OBJECTCLASS:
+            traceKind(groupAssociation, "a SECGROUP");
+            saved_secGroup_dn = object.line(0).substr(dnValueStart());
+            return keyFromDnLine(dnValueStart(), false);
+        case SECMAP_OBJECTCLASS:
+            return keyOfMapping(groupAssociation);
+        default:
+            failWrongClass(groupAssociation, "secGroup or secMap",
+                           "learnIndexOfAssociatedSecGroupDN():  object = ");
+    }
+}
+
+}  // namespace
+
+int learnIndexOfAssociatedSecUserDN() {
+    trace("learnIndexOfAssociatedSecUserDN():  FUNCTION ENTRY \n");
+    saved_secUser_dn.clear();
+    const std::string key = userKey();
+    traceComputedDn(userAssociation);
+    trace("   Its strlen is:  %d \n", saved_secUser_dn.size());
+    const int index = search(userAssociation, key);
+    finish(userAssociation);
+    return index;
+}
+
+int learnIndexOfAssociatedSecGroupDN() {
+    trace("learnIndexOfAssociatedSecGroupDN():  FUNCTION ENTRY \n");
+    saved_secGroup_dn.clear();
+    const std::string key = groupKey();
+    traceComputedDn(groupAssociation);
+    const int index = search(groupAssociation, key);
+    finish(groupAssociation);
+    return index;
+}
+
+void copySecPolicyDNFromObjectArrayToSecPolicyDNArray(int index) {
+    const OutOfMemoryLine line(
+        "copySecPolicyDNFromObjectArrayToSecPolicyDNArray():  malloc() failure.  EXITING. \n");
+    const auto slot = static_cast<std::size_t>(index);
+    if (slot >= secPolicy_dn.size()) {
+        secPolicy_dn.resize(slot + 1);
+    }
+    secPolicy_dn[slot] = object.line(0).substr(dnValueStart());
+    // The trace has always called it the group's DN.
+    trace("   The secPolicy dn copied was:   %s \n"
+          "   The secGroup dn was copied to slot %d \n",
+          secPolicy_dn[slot], index);
+}
+
+bool isUsersEntry(std::string_view dnLine) {
+    return dostristr(dnLine, "cn=users,secauthority=") != nullptr;
+}
