@@ -1,0 +1,154 @@
+#include "output/flush.h"
+
+#include <string>
+#include <string_view>
+
+#include "cache/object_cache.h"
+#include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/trace.h"
+#include "driver/settings.h"
+#include "entry/entry.h"
+#include "ldif/run_files.h"
+#include "output/dump.h"
+#include "output/new_dn.h"
+#include "output/writers.h"
+
+namespace {
+
+// What the step that failed last has failed for.
+std::string failure;
+
+std::string reasonOfFailure(const OwnerTable& owners, int index) {
+    if (ofp.error() != 0) {
+        return format("cannot write \"%s\": %s", output_ldif_filename, systemReason(ofp.error()));
+    }
+    // Without a write error it was a name that could not be found.
+    const std::string dn = quoted(owners.dn(index));
+    return &owners == &secUser_dn
+               ? format("the user %s has no secUser entry with a principalName", dn)
+               : format("the group %s has no secGroup entry with a cn", dn);
+}
+
+// Reports the step that has failed if `result` says so, and returns `result`.
+int checked(int result, std::string_view step, const OwnerTable& owners, int index) {
+    if (result != 0) {
+        const std::string error =
+            format("copyAllAccumulatedDataToOutputFile() - %s() failure.  RETURNING. \n", step);
+        report(error, error + format("%s = %s\n", owners.name(), owners.dn(index)));
+        failure = reasonOfFailure(owners, index);
+    }
+    return result;
+}
+
+int writeUser(int i) {
+    if (checked(createNewSecUserDN(i), "createNewSecUserDN", secUser_dn, i) != 0 ||
+        checked(writeSecUserAddToOutputFile(i, ofp), "writeSecUserAddToOutputFile", secUser_dn,
+                i) != 0) {
+        return -1;
+    }
+    if (secPolicyDN(i).empty()) {
+        return 0;
+    }
+    if (checked(createNewSecPolicyDN(i), "createNewSecPolicyDN", secUser_dn, i) != 0 ||
+        checked(writePolicyContainerAddToOutputFile(i), "writePolicyContainerAddToOutputFile",
+                secUser_dn, i) != 0 ||
+        checked(writeSecPolicyAddToOutputFile(i, ofp), "writeSecPolicyAddToOutputFile", secUser_dn,
+                i) != 0) {
+        return -1;
+    }
+    return 0;
+}
+
+// The policy data goes unwritten: the newer layout has no entry for it.
+void releaseUser(int i) {
+    freeSecUserDN(i);
+    freeSecUser(i);
+    freeUsersSecUser(i);
+    freeSecPolicyData(i);
+    freeSecMapForSecUser(i);
+    freeSecPolicyDN(i);
+    freeSecPolicy(i);
+}
+
+int writeGroup(int j) {
+    if (checked(createNewSecGroupDN(j), "createNewSecGroupDN", secGroup_dn, j) != 0 ||
+        checked(writeSecGroupAddToOutputFile(j, ofp), "writeSecGroupAddToOutputFile", secGroup_dn,
+                j) != 0) {
+        return -1;
+    }
+    return 0;
+}
+
+void releaseGroup(int j) {
+    freeSecGroupDN(j);
+    freeSecGroup(j);
+    freeSecMapForSecGroup(j);
+}
+
+// One kind of owner, as its traces name it.
+struct Flush {
+    std::string_view kind;
+    OwnerTable& owners;
+    std::string_view indexLabel;
+    int (*write)(int);
+    void (*release)(int);
+};
+
+const Flush users = {"secUser", secUser_dn, "index            = ", writeUser, releaseUser};
+const Flush groups = {"secGroup", secGroup_dn, "index             = ", writeGroup, releaseGroup};
+
+// What stands in front of the further lines of a trace.
+constexpr std::string_view indent = "                                       ";
+
+void traceProgress(const Flush& flush, std::string_view what, int index) {
+    trace("copyAllAccumulatedDataToOutputFile() - %s COPYING ANOTHER %s \n"
+          "%s%s_dn_count = %d \n"
+          "%s%s%d \n",
+          what, flush.kind, indent, flush.kind, flush.owners.count, indent, flush.indexLabel,
+          index);
+}
+
+int writeAll(const Flush& flush) {
+    for (int i = 0; flush.owners.count != 0; ++i) {
+        traceProgress(flush, "BEGIN", i);
+        trace("%s%s[%d]   = %s \n", indent, flush.owners.name(), i, flush.owners.dn(i));
+        if (flush.write(i) != 0) {
+            return -1;
+        }
+        flush.release(i);
+        --flush.owners.count;
+        traceProgress(flush, "END", i + 1);
+    }
+    return 0;
+}
+
+void traceCounts() {
+    trace("%ssecUser_dn_count = %d \n%ssecGroup_dn_count = %d \n", indent, secUser_dn_count(),
+          indent, secGroup_dn_count());
+}
+
+}  // namespace
+
+int copyAllAccumulatedDataToOutputFile() {
+    trace("copyAllAccumulatedDataToOutputFile() - FUNCTION ENTRY \n");
+    traceCounts();
+    trace("\n%sCalling dumpData() first to learn \n%swhat data will be copied.  \n", indent,
+          indent);
+    dumpData();
+    if (writeAll(users) != 0 || writeAll(groups) != 0) {
+        return -1;
+    }
+    secUser_dn.clear();
+    secGroup_dn.clear();
+    trace("copyAllAccumulatedDataToOutputFile() - Calling dumpData() last to verify \n"
+          "%sthat all tables are empty. \n",
+          indent);
+    dumpData();
+    trace("copyAllAccumulatedDataToOutputFile() - FUNCTION EXIT \n");
+    traceCounts();
+    return 0;
+}
+
+Message flushFailedMessage() {
+    return {MESSAGE_PROCESSING_FAILED, {failure}};
+}

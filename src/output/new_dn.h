@@ -1,0 +1,28 @@
+// New DNs: the first line of every record in the newer layout.
+//
+//   user    principalName=<name>,cn=Users,secAuthority=default
+//   group   cn=<name>,cn=Groups,secAuthority=default
+//   policy  cn=Policy,cn=Policies,principalName=<name>,cn=Users,secAuthority=default
+//
+// Outside the default domain "secAuthority=<domain>,cn=Subdomains," stands before the last
+// component. A builder puts the whole line, "dn: " and line feed included, in the place of the
+// old DN in its slot, once.
+#pragma once
+
+#include <string>
+
+// The naming value found last; empty when there was none. Written by the finder of its kind.
+extern std::string principalName;
+extern std::string cnFromSecGroupObject;
+
+// Find the naming value in row `index` of secUser_matrix or secGroup_matrix. Return 0, or -1 when
+// it is missing or empty.
+int learnPrincipalNameFromSecUserObject(int index);
+int learnCNFromSecGroupObject(int index);
+
+// Build the new DN line of slot `index`. Return 0, or -1, with the slot unchanged, when the finder
+// failed. A policy slot without a DN is left alone; a policy outside the default domain whose
+// domain cannot be found in its DN ends the process.
+int createNewSecUserDN(int index);
+int createNewSecGroupDN(int index);
+int createNewSecPolicyDN(int index);

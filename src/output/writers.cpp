@@ -1,0 +1,204 @@
+#include "output/writers.h"
+
+#include <algorithm>
+#include <array>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "cache/object_cache.h"
+#include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/trace.h"
+#include "entry/entry.h"
+#include "entry/text.h"
+#include "ldif/entry_reader.h"
+#include "ldif/run_files.h"
+#include "output/merge.h"
+
+namespace {
+
+// What the filters drop: the last name is for policies alone, which no merge has filtered.
+constexpr std::array<std::string_view, 5> filteredNames = {
+    "kvo-entryuuid:", "aclentry:", "aci:", "acl:", "control:"};
+constexpr std::span<const std::string_view> policyFilter(filteredNames);
+constexpr std::span<const std::string_view> mergedFilter = policyFilter.first(4);
+
+constexpr int SECUSER_MATRIX_NUMBER_OF_COLUMNS = 50;  // as traced; rows have no such limit
+
+// A writer, as its traces and errors name it.
+struct Writer {
+    std::string_view function;
+    std::string_view missingDnTail;  // how the echo of a missing DN ends
+    std::string_view merged = {};    // what it merges
+    bool echoesMergedRows = false;
+};
+
+constexpr Writer userWriter = {"writeSecUserAddToOutputFile", "EXITING.\n",
+                               "the secUser and secMap", true};
+constexpr Writer containerWriter = {"writePolicyContainerAddToOutputFile", "EXITING.\n"};
+constexpr Writer policyWriter = {"writeSecPolicyAddToOutputFile", "EXITING.\n"};
+constexpr Writer groupWriter = {"writeSecGroupAddToOutputFile", "EXITING.  \n",
+                                "secGroup and secMap"};
+
+void traceEntry(const Writer& writer) {
+    trace("%s():  FUNCTION ENTRY.  \n", writer.function);
+}
+
+int traceExit(const Writer& writer) {
+    trace("%s():  FUNCTION EXIT.  \n", writer.function);
+    return 0;
+}
+
+void requireDn(const Writer& writer, std::string_view table, std::string_view dn, int index) {
+    if (dn.empty()) {
+        const std::string error =
+            format("%s():  ERROR:  %s[%d] is NULL.  ", writer.function, table, index);
+        fail(error + "EXITING.  \n", error + std::string(writer.missingDnTail),
+             {MESSAGE_PROCESSING_FAILED,
+              {format("slot %d of the table %s holds no DN to write", index, table)}});
+    }
+}
+
+int write(const Writer& writer, OutputFile& stream, std::string_view text) {
+    if (stream.write(text) != 0) {
+        trace("%s():  fputs() failed with rc=%d \n", writer.function, -1);
+        return -1;
+    }
+    return 0;
+}
+
+// Writes all lines of the entry but its old DN line.
+int writeLines(const Writer& writer, OutputFile& stream, const Entry& entry,
+               std::span<const std::string_view> filter) {
+    for (int i = 1; i < entry.lineCount(); ++i) {
+        const std::string_view line = entry.line(i);
+        if (holdsAnyName(line, filter)) {
+            continue;
+        }
+        if (&writer == &userWriter) {
+            trace("Writing object[%d] = %s", i, line);
+        }
+        if (write(writer, stream, line) != 0) {
+            return -1;
+        }
+    }
+    return 0;
+}
+
+int endRecord(const Writer& writer, OutputFile& stream) {
+    return write(writer, stream, "\n");
+}
+
+// Merges the entry of the owner in slot `index` with its mapping entry.
+void mergeWithMapping(const Writer& writer, const Matrix& entries, const Matrix& mappings,
+                      int index, std::string_view newDnLine) {
+    const Entry& entry = entries.row(index);
+    const Entry& mapping = mappings.row(index);
+    if (entry.empty() || mapping.empty()) {
+        const std::string error =
+            format("%s():  ERROR:  Passing a NULL pointer to mergeObjects() \n", writer.function);
+        std::string rows;
+        if (writer.echoesMergedRows) {
+            rows = format("%s = %s\n%s = %s\n", entries.name, firstLineOr(entry, "NULL"),
+                          mappings.name, firstLineOr(mapping, "NULL"));
+        }
+        const std::string_view missing = entry.empty() ? "no entry of its own" : "no mapping entry";
+        fail(error, error + rows,
+             {MESSAGE_PROCESSING_FAILED,
+              {format("the owner of the new entry %s has %s in the export", quoted(newDnLine),
+                      missing)}});
+    }
+    trace("%s():  Calling mergeObjects() to merge %s \n", writer.function, writer.merged);
+    mergeObjects(entry, mapping);
+    trace("%s():  Returning from mergeObjects() to merge %s \n", writer.function, writer.merged);
+}
+
+// Merges what `object` holds into the user's entry below cn=Users, which leads.
+void mergeWithUsersEntry(const Entry& usersEntry) {
+    trace("writeSecUserAddToOutputFile():  A Users secUser object exists. Begin merge. \n"
+          "next_available_object_slot = %d \n"
+          "SECUSER_MATRIX_NUMBER_OF_COLUMNS = %d \n",
+          next_available_object_slot(), SECUSER_MATRIX_NUMBER_OF_COLUMNS);
+    const Entry partiallyMergedSecUser = std::exchange(object, Entry());
+    if (debug) {
+        for (int i = 0; i < partiallyMergedSecUser.lineCount(); ++i) {
+            trace("partiallyMergedSecUser[%d] = %s ", i, partiallyMergedSecUser.line(i));
+        }
+    }
+    mergeObjects(usersEntry, partiallyMergedSecUser);
+}
+
+}  // namespace
+
+int writeSecUserAddToOutputFile(int index, OutputFile& stream) {
+    traceEntry(userWriter);
+    const std::string_view dn = secUser_dn.dn(index);
+    requireDn(userWriter, secUser_dn.name(), dn, index);
+    if (write(userWriter, stream, dn) != 0) {
+        return -1;
+    }
+    mergeWithMapping(userWriter, secUser_matrix, secMap_for_secUser_matrix, index, dn);
+    if (!Users_secUser_matrix.row(index).empty()) {
+        mergeWithUsersEntry(Users_secUser_matrix.row(index));
+    }
+    trace("writeSecUserAddToOutputFile():  Write the remainder of the entry to the output LDIF "
+          "file \n");
+    if (writeLines(userWriter, stream, object, mergedFilter) != 0) {
+        return -1;
+    }
+    trace("writeSecUserAddToOutputFile():  Finished writing the remainder of the entry to the "
+          "output LDIF file \n");
+    freeObject();
+    return endRecord(userWriter, stream) == 0 ? traceExit(userWriter) : -1;
+}
+
+int writePolicyContainerAddToOutputFile(int index) {
+    traceEntry(containerWriter);
+    const std::string_view userDnLine = secUser_dn.dn(index);
+    requireDn(containerWriter, secUser_dn.name(), userDnLine, index);
+    const std::string_view userDn = userDnLine.substr(userDnLine.find(':') + 1);
+    const std::string dnLine = "dn: cn=Policies," + std::string(withoutLeadingBlanks(userDn));
+
+    // The container is made from nothing, so it alone must ask whether the export has change
+    // types. Its object classes are in lower case, unlike the rest of the layout.
+    const std::array<std::string_view, 5> parts = {
+        dnLine, changetypeSeen ? "changetype: add\n" : "", "objectclass: container\n",
+        "objectclass: top\n", "cn: Policies\n\n"};
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        if (ofp.write(parts[i]) != 0) {
+            trace("writePolicyContainerAddToOutputFile():  fputs() #%d failed with rc=%d \n", i + 1,
+                  -1);
+            return -1;
+        }
+    }
+    return traceExit(containerWriter);
+}
+
+int writeSecPolicyAddToOutputFile(int index, OutputFile& stream) {
+    traceEntry(policyWriter);
+    const Entry& policy = secPolicy_matrix.row(index);
+    if (policy.empty()) {
+        return traceExit(policyWriter);
+    }
+    requireDn(policyWriter, "secPolicy_dn", secPolicyDN(index), index);
+    const bool written = write(policyWriter, stream, secPolicyDN(index)) == 0 &&
+                         writeLines(policyWriter, stream, policy, policyFilter) == 0 &&
+                         endRecord(policyWriter, stream) == 0;
+    return written ? traceExit(policyWriter) : -1;
+}
+
+int writeSecGroupAddToOutputFile(int index, OutputFile& stream) {
+    traceEntry(groupWriter);
+    const std::string_view dn = secGroup_dn.dn(index);
+    requireDn(groupWriter, secGroup_dn.name(), dn, index);
+    if (write(groupWriter, stream, dn) != 0) {
+        return -1;
+    }
+    mergeWithMapping(groupWriter, secGroup_matrix, secMap_for_secGroup_matrix, index, dn);
+    if (writeLines(groupWriter, stream, object, mergedFilter) != 0) {
+        return -1;
+    }
+    freeObject();
+    return endRecord(groupWriter, stream) == 0 ? traceExit(groupWriter) : -1;
+}

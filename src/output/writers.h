@@ -1,0 +1,24 @@
+// The writers: one record of the newer layout each, appended to the output.
+//
+// A record is the new DN line of its slot, the attribute lines that pass the output filter, and
+// an empty line. The filter drops a line that holds an access-control or identifier attribute's
+// name anywhere, in any case; it is a second, looser guard behind the merge.
+#pragma once
+
+#include "ldif/output_file.h"
+
+// Each returns 0, or -1 with part of the record written when the output takes no more. An entry
+// that the record needs and the cache does not have ends the process.
+
+// The user in slot `index`: its entry, its mapping entry and, if it has one, its entry below
+// cn=Users, merged.
+int writeSecUserAddToOutputFile(int index, OutputFile& stream);
+
+// The container that holds the policy of the user in slot `index`. Goes to `ofp`.
+int writePolicyContainerAddToOutputFile(int index);
+
+// The policy of the user in slot `index`, not merged with anything; nothing when it has none.
+int writeSecPolicyAddToOutputFile(int index, OutputFile& stream);
+
+// The group in slot `index`: its entry and its mapping entry, merged.
+int writeSecGroupAddToOutputFile(int index, OutputFile& stream);
