@@ -1,0 +1,152 @@
+// ldif-migrate: rewrites the LDIF export of a security registry from its older directory layout
+// into the newer one. See README.md for the two layouts and the way from one to the other.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "cache/object_cache.h"
+#include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/messages.h"
+#include "driver/diagnostics/trace.h"
+#include "driver/pass_loop.h"
+#include "driver/platform/file.h"
+#include "driver/settings.h"
+#include "ldif/residue.h"
+#include "ldif/run_files.h"
+#include "ldif/staging.h"
+#include "output/flush.h"
+
+namespace {
+
+constexpr const char* snapshotName = "TEMPORARY_INPUT_LDIF_FILE";
+
+void routeMessages() {
+    int status = 0;  // never looked at: the routes are part of the program
+    zr_svc_routing("ERROR:STDERR", status);
+    zr_svc_routing("WARNING:STDERR", status);
+    zr_svc_routing("NOTICE:STDOUT", status);
+}
+
+void openTrace() {
+    if (openTraceFile(debugFileName) != 0) {
+        fail({}, {}, openMessage(debugFileName));
+    }
+}
+
+std::string inputLines() {
+    return format("main():  input_ldif_filename           = %s \n"
+                  "main():  output_ldif_filename          = %s \n"
+                  "main():  max_number_of_secuser_slots   = %d \n"
+                  "main():  max_number_of_secgroup_slots  = %d \n",
+                  input_ldif_filename, output_ldif_filename, max_number_of_secuser_slots,
+                  max_number_of_secgroup_slots);
+}
+
+void readEnvironment() {
+    debugError = std::getenv("DEBUG_ERROR") != nullptr;
+    echo("DEBUG_ERROR flag is on................ \n" + inputLines());
+}
+
+void openOutput() {
+    if (ofp.open(output_ldif_filename, O_CREAT | O_TRUNC) != 0) {
+        const Message message = openMessage(output_ldif_filename);
+        fail(format("main() - Unable to open output file %s.  Exiting. \n", output_ldif_filename),
+             {}, message);
+    }
+}
+
+void stageInput() {
+    zr_printf_utf8({MESSAGE_STAGING_BEGINS, {}});
+    zr_printf_utf8({MESSAGE_STAGING_WHERE, {}});
+    if (copyOriginalInputFileToTempInputFile() != 0) {
+        fail(
+            "main():  Failed to copy original input ldif file to the temporary input ldif file  \n"
+            "         that will be used for processing.                                         \n",
+            {}, {MESSAGE_STAGING_FAILED, {input_ldif_filename, systemReason(ifp.error())}});
+    }
+    zr_printf_utf8({MESSAGE_STAGING_DONE, {}});
+    zr_printf_utf8({MESSAGE_PROCESSING_BEGINS, {}});
+}
+
+// Keeps a copy of the freshly staged work file beside a trace. That it may fail is of no
+// consequence to the run; it must not be made over one of the run's own files.
+void preserveWorkFile() {
+    if (!debug) {
+        return;
+    }
+    const std::string systemCommand =
+        format("cp %s TEMPORARY_INPUT_LDIF_FILE  \n", temp_input_ldif_filename);
+    trace("\nmain():  The temporary input ldif file has been created.  \n"
+          "         BEGIN MAIN PROCESSING LOOP.                      \n"
+          "main():  Preserve a copy of the temporary input file  \n"
+          "         The system command to be executed is:    %s  \n",
+          systemCommand);
+    const std::array<const std::string*, 4> ownFiles = {&input_ldif_filename, &output_ldif_filename,
+                                                        &temp_input_ldif_filename, &debugFileName};
+    const bool isFree = std::none_of(ownFiles.begin(), ownFiles.end(), [](const std::string* name) {
+        return isSameFile(*name, snapshotName);
+    });
+    if (isFree) {
+        copyFile(temp_input_ldif_filename, snapshotName);
+    }
+}
+
+void flushLastData() {
+    trace("\nmain():  Calling copyAllAccumulatedDataToOutputFile() at EXIT label \n");
+    if (copyAllAccumulatedDataToOutputFile() != 0) {
+        constexpr std::string_view error =
+            "main():  ERROR:  Failed to copy all accumulated data to the temporary output LDIF "
+            "file during EXIT processing.  \n";
+        // Not fatal on purpose: everything gathered has been written by the passes, and the
+        // resource credentials are still to come.
+        report(error, error);
+        zr_printf_utf8(flushFailedMessage());
+    }
+    trace("\nmain():  Returned from copyAllAccumulatedDataToOutputFile() at EXIT label \n");
+}
+
+// The work file is the only other place where entries may still be found, so it goes only after
+// the output is safely closed.
+void closeOutputAndRemoveWorkFile() {
+    if (ofp.close() != 0) {
+        fail({}, {}, writeMessage(output_ldif_filename, ofp));
+    }
+    if (!debug) {
+        ::unlink(temp_input_ldif_filename.c_str());
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    occupyStandardDescriptors();
+    endProcessWithoutMemory();
+    routeMessages();
+    readCommandLine(argc, argv);
+    refuseSharedFiles();
+    if (argc == 6) {
+        openTrace();
+    }
+    readEnvironment();
+    trace("main():  FUNCTION ENTRY  \nmain():  INPUT LIST: \n%s", inputLines());
+    openOutput();
+    stageInput();
+    preserveWorkFile();
+
+    allocateObjectCache();
+    initializeAllArrays();
+    makePasses();
+    flushLastData();
+    copyRemainingObjectsToOutputLDIFFile();
+    closeOutputAndRemoveWorkFile();
+
+    deallocateObjectCache();
+    zr_printf_utf8({MESSAGE_COMPLETE, {}});
+    trace("main():  FUNCTION EXIT  \n");
+    return 0;
+}

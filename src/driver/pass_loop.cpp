@@ -1,0 +1,180 @@
+#include "driver/pass_loop.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "cache/accumulation.h"
+#include "cache/object_cache.h"
+#include "cache/owner.h"
+#include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/trace.h"
+#include "driver/settings.h"
+#include "entry/entry.h"
+#include "entry/object_class.h"
+#include "ldif/entry_reader.h"
+#include "ldif/run_files.h"
+#include "ldif/work_file.h"
+#include "output/flush.h"
+
+bool atLeastOneObjectProcessed = false;
+
+namespace {
+
+// What becomes of an entry: taken in by its handler while fewer than `most` of its kind are
+// held, else stepped over. Without a handler it is always stepped over.
+struct Dispatch {
+    std::string_view kind;  // in the error when it cannot be stepped over
+    void (*handler)();
+    std::int32_t (*held)();
+    const std::int32_t& most;
+};
+
+const Dispatch usersSecUser = {"Users secUser object", processSecUserObjectFromTempInputLDIFFile,
+                               numberOfUserSecUserObjectsInObjectCache,
+                               max_number_of_secuser_slots};
+const Dispatch secUser = {"secUser object", processSecUserObjectFromTempInputLDIFFile,
+                          numberOfSecUserObjectsInObjectCache, max_number_of_secuser_slots};
+const Dispatch secGroup = {"secGroup object", processSecGroupObjectFromTempInputLDIFFile,
+                           numberOfSecGroupObjectsInObjectCache, max_number_of_secgroup_slots};
+const Dispatch secPolicyData = {
+    "secPolicyData object", processSecPolicyDataObjectFromTempInputLDIFFile,
+    numberOfSecPolicyDataObjectsInObjectCache, max_number_of_secuser_slots};
+const Dispatch userMapping = {"secMap for secUser object", processSecMapObjectFromTempInputLDIFFile,
+                              numberOfSecMapForSecUserObjectsInObjectCache,
+                              max_number_of_secuser_slots};
+const Dispatch groupMapping = {
+    "secMap for secGroup object", processSecMapObjectFromTempInputLDIFFile,
+    numberOfSecMapForSecGroupObjectsInObjectCache, max_number_of_secgroup_slots};
+const Dispatch secPolicy = {"secPolicy object", processSecPolicyObjectFromTempInputLDIFFile,
+                            numberOfSecPolicyObjectsInObjectCache, max_number_of_secuser_slots};
+const Dispatch resourceCredentials = {"ResCreds container object or a secResCreds object", nullptr,
+                                      nullptr, max_number_of_secuser_slots};
+
+const Dispatch& dispatchOfObject() {
+    switch (objectClass) {
+        case SECUSER_OBJECTCLASS:
+            return isUsersEntry(object.line(0)) ? usersSecUser : secUser;
+        case SECGROUP_OBJECTCLASS:
+            return secGroup;
+        case SECPOLICYDATA_OBJECTCLASS:
+            return secPolicyData;
+        case SECMAP_OBJECTCLASS:
+            return isMappingOfUser() ? userMapping : groupMapping;
+        case SECPOLICY_OBJECTCLASS:
+            return secPolicy;
+        case RESCREDS_CONTAINER:
+        case SECRESCREDS_OBJECTCLASS:
+            return resourceCredentials;
+        case UNINTERESTING_OBJECTCLASS:
+        case SECAUTHORITYINFO_OBJECTCLASS:
+        case CONTAINER_OBJECTCLASS:
+            break;  // staging sends none of these to the work file
+    }
+    constexpr std::string_view error =
+        "main():  ERROR:  The object class of this object was unrecognizable.  EXITING. \n";
+    fail(error, error,
+         {MESSAGE_PROCESSING_FAILED,
+          {aboutObject("is in the work file although it needs no regrouping")}});
+}
+
+void takeInOrStepOver(const Dispatch& dispatch) {
+    if (dispatch.handler != nullptr && dispatch.held() < dispatch.most) {
+        dispatch.handler();
+        return;
+    }
+    if (stepOverNextObjectFromTemporaryInputLDIFFile(tifp) == -1) {
+        const std::string error = format(
+            "main():  ERROR: stepOverNextObjectFromTemporaryInputLDIFFile() failed stepping over "
+            "a %s.  EXITING. \n",
+            dispatch.kind);
+        fail(error, error, workFileMessage(aboutObject("could not be stepped over")));
+    }
+}
+
+// Reads the next entry into `object`. Returns false at the end of the work file.
+bool readNextObject(bool& passAnnounced) {
+    trace("\nmain():  Beginning new iteration of inner loop to get the next object \n");
+    const int result = getNextObjectFromTemporaryInputLDIFFile(tifp);
+    if (result == END_OF_FILE && next_available_object_slot() == 0) {
+        return false;
+    }
+    if (!std::exchange(passAnnounced, true)) {
+        zr_printf_utf8({MESSAGE_PASS_BEGINS, {}});
+    }
+    if (result == READ_ERROR) {
+        constexpr std::string_view error =
+            "\nmain():  ERROR:  The next object could not be read successfully.  EXITING.  \n";
+        fail(error, error,
+             {MESSAGE_CANNOT_READ, {temp_input_ldif_filename, systemReason(tifp.error())}});
+    }
+    trace("\nmain():  Another object WAS read successfully.  \n"
+          "         next_available_object_slot = %d  \n"
+          "         THE OBJECT READ WAS:  \n",
+          next_available_object_slot());
+    traceObject();
+    return true;
+}
+
+void openWorkFile() {
+    if (tifp.open(temp_input_ldif_filename) != 0) {
+        const Message message = openMessage(temp_input_ldif_filename);
+        const std::string error =
+            format("main():  ERROR:  Unable to open temporary input LDIF file:  %s. \n",
+                   temp_input_ldif_filename);
+        fail(error + "                 EXITING \n", error, message);
+    }
+    if (hasTheStepOverFilePositionBeenInitialized) {
+        const int returnCode = tifp.setPosition(filePositionOfFirstObjectSteppedOver);
+        if (returnCode != 0) {
+            const Message message = positionMessage("fsetpos()", returnCode);
+            fail(format("main():  fsetpos() failed with rc = %d (dec)  \n", returnCode), {},
+                 message);
+        }
+        hasTheStepOverFilePositionBeenInitialized = false;
+    }
+}
+
+void readWorkFile() {
+    bool passAnnounced = false;
+    while (readNextObject(passAnnounced)) {
+        determineTheObjectsObjectClass();
+        if (objectClass != RESCREDS_CONTAINER && objectClass != SECRESCREDS_OBJECTCLASS) {
+            atLeastOneObjectProcessed = true;
+        }
+        takeInOrStepOver(dispatchOfObject());
+        trace("\nmain():  This is the end of the inner loop \n");
+    }
+    trace("\nmain():  getNextObjectFromTemporaryInputLDIFFile() has reached the end of the "
+          "temporary input LDIF file. \n");
+    tifp.close();
+}
+
+void writeGatheredData() {
+    trace("\nmain():  Calling copyAllAccumulatedDataToOutputFile() within loop \n");
+    zr_printf_utf8({MESSAGE_WRITING, {}});
+    if (copyAllAccumulatedDataToOutputFile() != 0) {
+        constexpr std::string_view error =
+            "main():  ERROR:  Failed to copy all accumulated data to the temporary output LDIF "
+            "file.  EXITING.  \n";
+        fail(error, error, flushFailedMessage());
+    }
+    trace("\nmain():  Returned from copyAllAccumulatedDataToOutputFile() within loop \n");
+}
+
+}  // namespace
+
+void makePasses() {
+    do {
+        trace("main():  Beginning new iteration of outer loop to make another pass on the input "
+              "file. \n");
+        atLeastOneObjectProcessed = false;
+        openWorkFile();
+        readWorkFile();
+        if (atLeastOneObjectProcessed) {
+            writeGatheredData();
+        }
+        trace("\nmain():  This is the end of the outer loop \n");
+    } while (atLeastOneObjectProcessed);
+}
