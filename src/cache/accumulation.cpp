@@ -71,8 +71,8 @@ void moveObject(const Move& move, int index) {
                                          move.function, move.occupiedEnding);
         fail(error, error + format("%s = %s\n", move.matrix.name, row.line(0)),
              {MESSAGE_SLOT_OCCUPIED,
-              {std::string(withoutLineEnd(object.line(0))),
-               std::string(withoutLineEnd(row.line(0)))}});
+              {input_ldif_filename, quoted(object.line(0)), quoted(row.line(0)),
+               temp_input_ldif_filename}});
     }
     move.matrix.fill(index, object);
     if (debug && move.tracesLines) {
@@ -91,6 +91,7 @@ enum OwnerEcho { NEVER, OWNER_FOUND, ALWAYS };
 // The wording in which only the mapping handler tells its decisions.
 struct Narrative {
     std::string_view moveOfNewOwner;
+    std::string_view foundDnEnding;
     std::string_view deletion;
 };
 
@@ -141,11 +142,12 @@ constexpr Handler secGroupHandler = {
     OWNER_FOUND};
 
 constexpr Narrative userNarrative = {
-    "moveSecMapForSecUserObjectFromObjectArrayToSecMapForSecUserMatrix",
+    "moveSecMapForSecUserObjectFromObjectArrayToSecMapForSecUserMatrix", " \n",
     "deleteNextObjectFromTemporaryInputLDIFFile"};
-// Readers of old traces know the group's move by this name, which no procedure bears.
+// Readers of old traces know the group's move by this name, which no procedure bears, and its DN
+// without a blank and a line feed behind it.
 constexpr Narrative groupNarrative = {
-    "moveSecMapForSecGroupObjectFromObjectArrayToSecGroupForSecUserMatrix",
+    "moveSecMapForSecGroupObjectFromObjectArrayToSecGroupForSecUserMatrix", "",
     "deleteNextObjectFromTemporaryInputLDIFFile()"};
 
 // Errors call the mapping entry a secUser object, for groups too.
@@ -213,9 +215,9 @@ void narrateNewOwner(const Handler& handler, const OwnerKind& kind, int slot) {
 
 void narrateFoundOwner(const Handler& handler, const OwnerKind& kind, int slot) {
     if (handler.narrative != nullptr) {
-        trace("%s():  The %s DN was FOUND in the %s array! \n%s = %s \nCalling %s( %d ) \n",
+        trace("%s():  The %s DN was FOUND in the %s array! \n%s = %s%sCalling %s( %d ) \n",
               handler.function, kind.name, kind.owners.name(), kind.owners.name(),
-              kind.owners.dn(slot), kind.mappingMove, slot);
+              kind.owners.dn(slot), handler.narrative->foundDnEnding, kind.mappingMove, slot);
     }
 }
 
@@ -271,24 +273,24 @@ void deleteObject(const Handler& handler, const OwnerKind& kind, int index, int 
 
 // Opens a slot for the owner of the current entry and returns it.
 int openSlot(const Handler& handler, const OwnerKind& kind) {
-    const OutOfMemoryLine line(handler.mallocLine);
     const int slot = kind.owners.slotCount();
     kind.owners.open(kind.savedDn);
     narrateNewOwner(handler, kind, slot);
     return slot;
 }
 
+// A slot that has been found and then holds no DN would mean that the cache is damaged.
 void requireOwnerDn(const Handler& handler, const OwnerKind& kind, int index) {
     if (kind.owners.dn(index).empty()) {
         const std::string error = format("%s():  ERROR: %s at index %d is NULL.  EXITING. \n",
                                          handler.function, kind.owners.name(), index);
-        fail(error, error,
-             {MESSAGE_PROCESSING_FAILED, {aboutObject("has an owner whose DN is gone")}});
+        fail(error, error, migrationFailed(aboutObject("has an owner whose DN is gone")));
     }
 }
 
 // What all handlers do; `move` puts the current entry into the row of its owner.
 void accumulate(const Handler& handler, const OwnerKind& kind, void (*move)(int)) {
+    const OutOfMemoryLine line(handler.mallocLine);
     const int index = kind.learnIndex();
     const bool isNewOwner = index < 0;
     narrateOwner(handler, kind, index);

@@ -72,7 +72,7 @@ void OwnerTable::replace(int slot, std::string text) {
     if (found != lowestSlots_.end() && *found == slot) {
         lowestSlots_.erase(found);
     }
-    dns_[static_cast<std::size_t>(slot)] = std::move(text);
+    dns_[static_cast<std::size_t>(slot)].swap(text);
 }
 
 void OwnerTable::release(int slot) {
@@ -82,8 +82,8 @@ void OwnerTable::release(int slot) {
 }
 
 void OwnerTable::clear() {
-    lowestSlots_.clear();
-    dns_.clear();
+    lowestSlots_ = decltype(lowestSlots_)(0, Hash{&dns_}, Equal{&dns_});
+    std::deque<std::string>().swap(dns_);
     count = 0;
 }
 
@@ -125,7 +125,8 @@ void Matrix::fill(int index, Entry& entry) {
 
 void Matrix::release(int index) {
     if (!row(index).empty()) {
-        rows[static_cast<std::size_t>(index)] = Entry();
+        // Moved out, because assigning an empty entry would keep the row's memory.
+        const Entry released = std::move(rows[static_cast<std::size_t>(index)]);
         --occupiedRows;
     }
 }

@@ -40,7 +40,8 @@ public:
     // Opens the next slot for `dn`.
     void open(std::string_view dn);
 
-    // The lowest open slot whose DN equals `dn` without regard to case, or -1.
+    // The lowest open slot whose DN equals `dn` without regard to case, or -1. Holds until the
+    // first slot is replaced or released.
     int find(std::string_view dn) const;
 
     // Puts another text in the place of the slot's DN, or releases it. The slot is not found any
@@ -48,7 +49,7 @@ public:
     void replace(int slot, std::string text);
     void release(int slot);
 
-    // Forgets all slots.
+    // Forgets all slots and gives back their memory.
     void clear();
 
     // The owners held: opened and not yet written. The flush counts it down.

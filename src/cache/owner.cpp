@@ -7,6 +7,7 @@
 #include "cache/object_cache.h"
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
+#include "driver/settings.h"
 #include "entry/attribute_lookup.h"
 #include "entry/entry.h"
 #include "entry/object_class.h"
@@ -27,11 +28,18 @@ struct Association {
     std::string_view mixedKind;
     std::string_view indexLabel;
     std::string_view exitPrefix;
+    bool ofUsers;
 };
 
-const Association userAssociation = {
-    "learnIndexOfAssociatedSecUserDN", secUser_dn, saved_secUser_dn, "secdn", "SECUSER", "secUser",
-    "     The index returned is:    ", "\n"};
+const Association userAssociation = {"learnIndexOfAssociatedSecUserDN",
+                                     secUser_dn,
+                                     saved_secUser_dn,
+                                     "secdn",
+                                     "SECUSER",
+                                     "secUser",
+                                     "     The index returned is:    ",
+                                     "\n",
+                                     true};
 const Association groupAssociation = {"learnIndexOfAssociatedSecGroupDN",
                                       secGroup_dn,
                                       saved_secGroup_dn,
@@ -39,10 +47,11 @@ const Association groupAssociation = {"learnIndexOfAssociatedSecGroupDN",
                                       "SECGROUP",
                                       "secGroup",
                                       "     The index returned is:     ",
-                                      ""};
+                                      "",
+                                      false};
 
 [[noreturn]] void failMalformed(std::string_view problem) {
-    fail({}, {}, {MESSAGE_PROCESSING_FAILED, {aboutObject(problem)}});
+    fail({}, {}, migrationFailed(aboutObject(problem)));
 }
 
 void traceKind(const Association& association, std::string_view kind) {
@@ -128,14 +137,13 @@ std::string mappedOwnerDn(const Association& association) {
     const std::optional<std::string> dn = obtainAttributeValueFromObjArray("dn");
     const std::string_view dnText = dn ? std::string_view(*dn) : std::string_view();
     const char* found = dostristr(dnText, "secAuthority");
-    const bool isUser = &association == &userAssociation;
-    if (found == nullptr || (isUser && !mapped)) {
+    if (found == nullptr || (association.ofUsers && !mapped)) {
         const std::string_view problem =
             found == nullptr ? "has no secAuthority in its DN" : "has no secDN attribute";
         fail({},
              format("%s(): Missing secAuthority in dn: %s\n", association.function,
                     dn ? dnText : "null"),
-             {MESSAGE_PROCESSING_FAILED, {aboutObject(problem)}});
+             migrationFailed(aboutObject(problem)));
     }
     if (!mapped) {
         failMalformed("has no secDN attribute");
@@ -149,7 +157,7 @@ std::string keyOfMapping(const Association& association) {
     traceKind(association, "a SECMAP");
     association.savedDn = mappedOwnerDn(association);
     endInLineFeed(association.savedDn);
-    if (&association == &userAssociation) {
+    if (association.ofUsers) {
         commaSpaceEater(association.savedDn);
     }
     return association.savedDn;
@@ -160,7 +168,7 @@ std::string keyOfMapping(const Association& association) {
     const std::string error = format("%s():  ERROR: The object is not %s.  objectClass = %d \n",
                                      association.function, expected, static_cast<int>(objectClass));
     fail(error, error + format("%s%s\n", echoLabel, firstLineOr(object, "null")),
-         {MESSAGE_PROCESSING_FAILED, {aboutObject("is of a kind that has no owner")}});
+         migrationFailed(aboutObject("is of a kind that has no owner")));
 }
 
 void traceComputedDn(const Association& association) {
@@ -171,7 +179,7 @@ void traceComputedDn(const Association& association) {
 
 // The group search lists every slot that a scan would compare.
 void traceComparedSlots(const Association& association, int found) {
-    if (!debug || &association != &groupAssociation) {
+    if (!debug || association.ofUsers) {
         return;
     }
     const int last = found < 0 ? association.owners.slotCount() - 1 : found;
@@ -189,6 +197,7 @@ int search(const Association& association, const std::string& key) {
         trace("%s():  The %s DN WAS NOT FOUND  \n", function, association.upperKind);
         return index;
     }
+    // Equal texts are of one length, so that this would mean that the table is damaged.
     if (debug && association.owners.dn(index).size() != key.size()) {
         fail(format("%s():  LENGTH MISMATCH ON %s_DN/POINTER.  EXITING. \n", function,
                     association.upperKind),

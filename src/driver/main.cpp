@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -24,6 +25,12 @@
 namespace {
 
 constexpr const char* snapshotName = "TEMPORARY_INPUT_LDIF_FILE";
+
+// A full quota or a reader that has gone away is then a failed write like any other.
+void turnWriteSignalsIntoErrors() {
+    std::signal(SIGXFSZ, SIG_IGN);
+    std::signal(SIGPIPE, SIG_IGN);
+}
 
 void routeMessages() {
     int status = 0;  // never looked at: the routes are part of the program
@@ -73,14 +80,15 @@ void stageInput() {
     zr_printf_utf8({MESSAGE_PROCESSING_BEGINS, {}});
 }
 
-// Keeps a copy of the freshly staged work file beside a trace. That it may fail is of no
-// consequence to the run; it must not be made over one of the run's own files.
+// When the run is traced, keeps a copy of the freshly staged work file in the current directory.
+// That it may fail is of no consequence to the run; it must not be made over one of the run's own
+// files.
 void preserveWorkFile() {
     if (!debug) {
         return;
     }
     const std::string systemCommand =
-        format("cp %s TEMPORARY_INPUT_LDIF_FILE  \n", temp_input_ldif_filename);
+        format("cp %s %s  \n", temp_input_ldif_filename, snapshotName);
     trace("\nmain():  The temporary input ldif file has been created.  \n"
           "         BEGIN MAIN PROCESSING LOOP.                      \n"
           "main():  Preserve a copy of the temporary input file  \n"
@@ -96,22 +104,23 @@ void preserveWorkFile() {
     }
 }
 
+// The passes have written all that they gathered, so that this finds the cache empty. It stays as
+// the last guard against an entry that was taken in and not written.
 void flushLastData() {
     trace("\nmain():  Calling copyAllAccumulatedDataToOutputFile() at EXIT label \n");
     if (copyAllAccumulatedDataToOutputFile() != 0) {
         constexpr std::string_view error =
             "main():  ERROR:  Failed to copy all accumulated data to the temporary output LDIF "
             "file during EXIT processing.  \n";
-        // Not fatal on purpose: everything gathered has been written by the passes, and the
-        // resource credentials are still to come.
+        // Not fatal on purpose: the resource credentials are still to come.
         report(error, error);
         zr_printf_utf8(flushFailedMessage());
     }
     trace("\nmain():  Returned from copyAllAccumulatedDataToOutputFile() at EXIT label \n");
 }
 
-// The work file is the only other place where entries may still be found, so it goes only after
-// the output is safely closed.
+// The work file goes only after the output has been closed without an error: as after every other
+// failure, it then stays.
 void closeOutputAndRemoveWorkFile() {
     if (ofp.close() != 0) {
         fail({}, {}, writeMessage(output_ldif_filename, ofp));
@@ -125,6 +134,7 @@ void closeOutputAndRemoveWorkFile() {
 
 int main(int argc, char** argv) {
     occupyStandardDescriptors();
+    turnWriteSignalsIntoErrors();
     endProcessWithoutMemory();
     routeMessages();
     readCommandLine(argc, argv);

@@ -28,29 +28,29 @@ struct Dispatch {
     std::string_view kind;  // in the error when it cannot be stepped over
     void (*handler)();
     std::int32_t (*held)();
-    const std::int32_t& most;
+    const std::int32_t* most;
 };
 
 const Dispatch usersSecUser = {"Users secUser object", processSecUserObjectFromTempInputLDIFFile,
                                numberOfUserSecUserObjectsInObjectCache,
-                               max_number_of_secuser_slots};
+                               &max_number_of_secuser_slots};
 const Dispatch secUser = {"secUser object", processSecUserObjectFromTempInputLDIFFile,
-                          numberOfSecUserObjectsInObjectCache, max_number_of_secuser_slots};
+                          numberOfSecUserObjectsInObjectCache, &max_number_of_secuser_slots};
 const Dispatch secGroup = {"secGroup object", processSecGroupObjectFromTempInputLDIFFile,
-                           numberOfSecGroupObjectsInObjectCache, max_number_of_secgroup_slots};
+                           numberOfSecGroupObjectsInObjectCache, &max_number_of_secgroup_slots};
 const Dispatch secPolicyData = {
     "secPolicyData object", processSecPolicyDataObjectFromTempInputLDIFFile,
-    numberOfSecPolicyDataObjectsInObjectCache, max_number_of_secuser_slots};
+    numberOfSecPolicyDataObjectsInObjectCache, &max_number_of_secuser_slots};
 const Dispatch userMapping = {"secMap for secUser object", processSecMapObjectFromTempInputLDIFFile,
                               numberOfSecMapForSecUserObjectsInObjectCache,
-                              max_number_of_secuser_slots};
+                              &max_number_of_secuser_slots};
 const Dispatch groupMapping = {
     "secMap for secGroup object", processSecMapObjectFromTempInputLDIFFile,
-    numberOfSecMapForSecGroupObjectsInObjectCache, max_number_of_secgroup_slots};
+    numberOfSecMapForSecGroupObjectsInObjectCache, &max_number_of_secgroup_slots};
 const Dispatch secPolicy = {"secPolicy object", processSecPolicyObjectFromTempInputLDIFFile,
-                            numberOfSecPolicyObjectsInObjectCache, max_number_of_secuser_slots};
+                            numberOfSecPolicyObjectsInObjectCache, &max_number_of_secuser_slots};
 const Dispatch resourceCredentials = {"ResCreds container object or a secResCreds object", nullptr,
-                                      nullptr, max_number_of_secuser_slots};
+                                      nullptr, nullptr};
 
 const Dispatch& dispatchOfObject() {
     switch (objectClass) {
@@ -75,12 +75,13 @@ const Dispatch& dispatchOfObject() {
     constexpr std::string_view error =
         "main():  ERROR:  The object class of this object was unrecognizable.  EXITING. \n";
     fail(error, error,
-         {MESSAGE_PROCESSING_FAILED,
-          {aboutObject("is in the work file although it needs no regrouping")}});
+         migrationFailed(aboutObject(
+             "is in the work file although it needs no regrouping (was a work file left behind, "
+             "or is a line of the export longer than 4,094 bytes?)")));
 }
 
 void takeInOrStepOver(const Dispatch& dispatch) {
-    if (dispatch.handler != nullptr && dispatch.held() < dispatch.most) {
+    if (dispatch.handler != nullptr && dispatch.held() < *dispatch.most) {
         dispatch.handler();
         return;
     }

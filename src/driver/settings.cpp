@@ -1,9 +1,10 @@
 #include "driver/settings.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <limits>
-#include <vector>
+#include <string_view>
 
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/format.h"
@@ -43,15 +44,26 @@ void readCommandLine(int argc, const char* const* argv) {
 }
 
 void refuseSharedFiles() {
+    struct RunFile {
+        std::string_view role;
+        const std::string& name;
+    };
+    const std::array<RunFile, 4> files = {{{"the input", input_ldif_filename},
+                                           {"the work file", temp_input_ldif_filename},
+                                           {"the output", output_ldif_filename},
+                                           {"the trace", debugFileName}}};
     // The offender of a pair is the later one: the one that would be written over the other.
-    const std::vector<const std::string*> names = {&input_ldif_filename, &temp_input_ldif_filename,
-                                                   &output_ldif_filename, &debugFileName};
-    for (auto offender = names.begin(); offender != names.end(); ++offender) {
-        for (auto other = names.begin(); other != offender; ++other) {
-            if (!(*offender)->empty() && isSameFile(**offender, **other)) {
-                const std::string reason = format("it is the same file as \"%s\"", **other);
-                fail({}, {}, {MESSAGE_CANNOT_OPEN, {**offender, reason}});
+    for (const RunFile& offender : files) {
+        for (const RunFile* other = files.data(); other != &offender; ++other) {
+            if (!offender.name.empty() && isSameFile(offender.name, other->name)) {
+                const std::string reason = format("as %s it is the same file as %s \"%s\"",
+                                                  offender.role, other->role, other->name);
+                fail({}, {}, {MESSAGE_CANNOT_OPEN, {offender.name, reason}});
             }
         }
     }
+}
+
+Message migrationFailed(const std::string& problem) {
+    return {MESSAGE_PROCESSING_FAILED, {input_ldif_filename, problem, temp_input_ldif_filename}};
 }

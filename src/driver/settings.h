@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "driver/diagnostics/messages.h"
+
 extern std::string input_ldif_filename;       // the export, older layout
 extern std::string output_ldif_filename;      // the result, newer layout
 extern std::string temp_input_ldif_filename;  // the work file: the input's name with ".tmp"
@@ -19,3 +21,6 @@ void readCommandLine(int argc, const char* const* argv);
 
 // Ends the process when two of the run's files are one file, before any of them is touched.
 void refuseSharedFiles();
+
+// What is said when the export cannot be migrated; `problem` is a clause that tells why.
+Message migrationFailed(const std::string& problem);

@@ -6,6 +6,7 @@
 
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
+#include "driver/settings.h"
 #include "entry/attribute_lookup.h"
 #include "entry/entry.h"
 #include "entry/object_class.h"
@@ -64,6 +65,7 @@ void addInstallDate() {
     }
     const std::time_t now = std::time(nullptr);
     std::tm local = {};
+    tzset();  // which localtime_r, unlike localtime, may leave to its caller
     localtime_r(&now, &local);
     object.append(installDateLine(local));
     trace("tweekObjectInObjectArray():    The installDate added is:  %s \n",
@@ -80,7 +82,7 @@ std::string requiredValue(std::string_view name, std::string_view echoLabel) {
                    "EXITING. \n",
                    name);
         fail(error, error + format("%s%s\n", echoLabel, object.line(0)),
-             {MESSAGE_PROCESSING_FAILED, {aboutObject(format("has no %s attribute", name))}});
+             migrationFailed(aboutObject(format("has no %s attribute", name))));
     }
     return *std::move(value);
 }

@@ -1,9 +1,11 @@
 #include "entry/attribute_lookup.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
+#include "driver/settings.h"
 #include "entry/entry.h"
 #include "entry/text.h"
 
@@ -56,30 +58,30 @@ void refuseContinuation(std::string_view function, int index) {
         "%s():  ERROR:  The object at the specified index is a 'continuation' line.  Exiting. \n",
         function);
     const std::string_view shown = line.data() != nullptr ? line : "null";
-    fail(error, error + format("%s():  object = %s\n", function, shown),
-         {MESSAGE_PROCESSING_FAILED,
-          {aboutObject("has a continuation line where an attribute should begin")}});
+    fail(error, error + format("%s():  object = %s", function, shown),
+         migrationFailed(aboutObject("has a continuation line where an attribute should begin")));
 }
 
 // Where the value begins in a line that holds `key`, a name in lower case and its colon; nothing
 // when it does not. The attribute's own name, up to the first colon, may have any case; in the
 // value the key is found only as it is.
 std::optional<std::size_t> findValue(std::string_view line, std::string_view key) {
-    const std::size_t firstColon = line.find(':');
-    for (std::size_t colon = firstColon; colon != std::string_view::npos;
-         colon = line.find(':', colon + 1)) {
-        const std::string_view head = line.substr(0, colon + 1);
-        if (colon == firstColon ? endsIgnoringCase(head, key) : head.ends_with(key)) {
-            return head.size();
+    std::optional<std::size_t> start;
+    bool isFirst = true;
+    someHead(line, [&](std::string_view head) {
+        if (std::exchange(isFirst, false) ? endsIgnoringCase(head, key) : head.ends_with(key)) {
+            start = head.size();
         }
-    }
-    return std::nullopt;
+        return start.has_value();
+    });
+    return start;
 }
 
 // The text of the line at `index`, from `start` on and unfolded.
 std::string obtainAtIndex(const Lookup& lookup, int index, std::size_t start) {
-    trace("\n%s():  FUNCTION ENTRY \n    Seeking the %s at index %d \n    object[%d] = %s \n",
-          lookup.function, lookup.sought, index, index, object.line(index));
+    trace(
+        "\n%s():  FUNCTION ENTRY \n    Seeking the attribute at index %d \n    object[%d] = %s \n",
+        lookup.function, index, index, object.line(index));
     refuseContinuation(lookup.function, index);
     int next = index + 1;
     std::string text = unfold(lookup, object.line(index).substr(start), next);

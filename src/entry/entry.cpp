@@ -1,5 +1,6 @@
 #include "entry/entry.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "driver/diagnostics/failure.h"
@@ -52,7 +53,13 @@ std::string_view firstLineOr(const Entry& entry, std::string_view otherwise) {
 }
 
 std::string quoted(std::string_view line) {
-    return '"' + std::string(withoutLineEnd(line)) + '"';
+    constexpr std::size_t most = 256;
+    const std::string_view whole = withoutLineEnd(line);
+    std::string shown(whole.substr(0, most));
+    std::replace_if(
+        shown.begin(), shown.end(),
+        [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, '?');
+    return '"' + shown + (whole.size() > most ? "...\"" : "\"");
 }
 
 std::string aboutObject(std::string_view problem) {

@@ -69,7 +69,8 @@ void freeObject();
 // The first line of `entry`, or `otherwise` when it has none.
 std::string_view firstLineOr(const Entry& entry, std::string_view otherwise);
 
-// A line as it can stand in a message, without its line end and between quotes.
+// A line as it can stand in a message: between quotes, without its line end, cut after 256 bytes,
+// and with a question mark for every control character, which a terminal might obey.
 std::string quoted(std::string_view line);
 
 // What a message says of the current entry: `the entry "<DN line>" <problem>`.

@@ -4,6 +4,7 @@
 
 #include "driver/diagnostics/trace.h"
 #include "entry/entry.h"
+#include "entry/text.h"
 
 ObjectClass objectClass = UNINTERESTING_OBJECTCLASS;
 
@@ -78,7 +79,9 @@ ObjectClass kindOfObject() {
 
 bool holdsObjectClassName(std::string_view line) {
     // Only these two spellings count, as the registry writes no other.
-    return contains(line, "objectClass:") || contains(line, "objectclass:");
+    return someHead(line, [](std::string_view head) {
+        return head.ends_with("objectClass:") || head.ends_with("objectclass:");
+    });
 }
 
 void determineTheObjectsObjectClass() {

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "driver/diagnostics/failure.h"
-
 namespace {
 
 constexpr std::string_view whiteSpace = " \t\n\v\f\r";
@@ -15,6 +13,17 @@ bool isLetter(char c) {
 
 bool equalFolded(char first, char second) {
     return toUpper(first) == toUpper(second);
+}
+
+// Most DNs have none and need not be rewritten.
+bool hasBlankBesideComma(std::string_view text) {
+    for (std::size_t comma = text.find(','); comma != std::string_view::npos;
+         comma = text.find(',', comma + 1)) {
+        if (text.substr(comma + 1, 1) == " " || (comma > 0 && text[comma - 1] == ' ')) {
+            return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace
@@ -59,15 +68,10 @@ const char* dostristr(std::string_view haystack, std::string_view needle) {
 }
 
 bool holdsAnyName(std::string_view line, std::span<const std::string_view> names) {
-    for (std::size_t colon = line.find(':'); colon != std::string_view::npos;
-         colon = line.find(':', colon + 1)) {
-        const std::string_view head = line.substr(0, colon + 1);
-        if (std::any_of(names.begin(), names.end(),
-                        [head](std::string_view name) { return endsIgnoringCase(head, name); })) {
-            return true;
-        }
-    }
-    return false;
+    return someHead(line, [names](std::string_view head) {
+        return std::any_of(names.begin(), names.end(),
+                           [head](std::string_view name) { return endsIgnoringCase(head, name); });
+    });
 }
 
 bool endsIgnoringCase(std::string_view text, std::string_view end) {
@@ -90,7 +94,9 @@ std::size_t hashIgnoringCase(std::string_view text) {
 }
 
 void commaSpaceEater(std::string& str) {
-    const OutOfMemoryLine line("commaSpaceEater():  malloc() failure.  EXITING. \n");
+    if (!hasBlankBesideComma(str)) {
+        return;
+    }
     std::size_t length = 0;
     for (const char c : str) {
         const char last = length > 0 ? str[length - 1] : '\0';

@@ -29,8 +29,21 @@ std::string& strtoupper(std::string& str);
 // none. A null needle gives null, an empty one the haystack itself.
 const char* dostristr(std::string_view haystack, std::string_view needle);
 
-// Whether `line` holds any of `names` anywhere, without regard to case. Each name ends in its only
-// colon, so that only the colons of the line need a look.
+// Calls `visit` with the line up to each of its colons, that colon included, until it returns true.
+// Returns whether it did. An attribute name ends in its only colon, so that looking for one
+// anywhere in a line comes down to looking at how these heads end.
+template <class Visit>
+bool someHead(std::string_view line, Visit visit) {
+    for (std::size_t colon = line.find(':'); colon != std::string_view::npos;
+         colon = line.find(':', colon + 1)) {
+        if (visit(line.substr(0, colon + 1))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Whether `line` holds any of `names`, each with its colon, anywhere and without regard to case.
 bool holdsAnyName(std::string_view line, std::span<const std::string_view> names);
 
 // Whether `text` ends in `end`, without regard to case.

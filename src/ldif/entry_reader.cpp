@@ -3,6 +3,7 @@
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
 #include "entry/entry.h"
+#include "entry/text.h"
 #include "ldif/pass_through.h"
 #include "ldif/run_files.h"
 
@@ -28,14 +29,39 @@ FilePosition positionBeforeObject(std::string_view function, LineReader& stream)
     return position;
 }
 
-// Whether the line just read belongs to the entry. Otherwise it is blank or a comment.
-bool isLineOfObject() {
-    return !isBlankLine(nextLine) && !isCommentLine(nextLine);
+void lookForChangetype(std::string_view line) {
+    changetypeSeen = changetypeSeen || someHead(line, [](std::string_view head) {
+                         return head.ends_with("changetype:");
+                     });
 }
 
-// Whether the line just read is the blank one that ends the entry.
-bool endsObject() {
-    return isBlankLine(nextLine) && !object.empty();
+enum Source { EXPORT, WORK_FILE };
+
+// Gathers the lines of the next entry in `object`. Returns 0 at the blank line behind it,
+// END_OF_FILE, READ_ERROR, or PASSED_THROUGH when an entry of the export is too large.
+int gatherLines(LineReader& stream, Source source) {
+    for (;;) {
+        const int result = getNextLine(nextLine, stream);
+        if (result != 0) {
+            return result;
+        }
+        if (isBlankLine(nextLine)) {
+            if (object.empty()) {
+                continue;
+            }
+            return 0;
+        }
+        if (source == WORK_FILE) {
+            lookForChangetype(nextLine);  // comments count here
+        }
+        if (isCommentLine(nextLine)) {
+            continue;
+        }
+        object.append(nextLine);
+        if (source == EXPORT && next_available_object_slot() > MOST_LINES_OF_AN_OBJECT) {
+            return PASSED_THROUGH;
+        }
+    }
 }
 
 void traceObjectRead(std::string_view function) {
@@ -47,6 +73,17 @@ void traceObjectRead(std::string_view function) {
     }
 }
 
+// Copies the entry that begins at `start` to the output: what nobody can regroup must at least not
+// be lost.
+void passThroughFrom(const FilePosition& start, LineReader& stream) {
+    const int returnCode = stream.setPosition(start);
+    if (returnCode != 0) {
+        failPosition("getNextObject", "fsetpos()", returnCode);
+    }
+    freeObject();
+    moveNextObjectToOutputLDIFFile();
+}
+
 }  // namespace
 
 int getNextObject(LineReader& stream) {
@@ -56,23 +93,9 @@ int getNextObject(LineReader& stream) {
     freeObject();
     const FilePosition start = positionBeforeObject(function, stream);
 
-    int result = 0;
-    while ((result = getNextLine(nextLine, stream)) == 0 && !endsObject()) {
-        if (!isLineOfObject()) {
-            continue;
-        }
-        object.append(nextLine);
-        if (next_available_object_slot() > MOST_LINES_OF_AN_OBJECT) {
-            // On purpose: what nobody can regroup must at least not be lost.
-            const int returnCode = stream.setPosition(start);
-            if (returnCode != 0) {
-                failPosition(function, "fsetpos()", returnCode);
-            }
-            freeObject();
-            moveNextObjectToOutputLDIFFile();
-            result = PASSED_THROUGH;
-            break;
-        }
+    const int result = gatherLines(stream, EXPORT);
+    if (result == PASSED_THROUGH) {
+        passThroughFrom(start, stream);
     }
     traceObjectRead(function);
     trace("getNextObject():  Returning %d \ngetNextObject():  FUNCTION EXIT   \n", result);
@@ -87,13 +110,7 @@ int getNextObjectFromTemporaryInputLDIFFile(LineReader& stream) {
     freeObject();
     filePositionBeforeReadingObject = positionBeforeObject(function, stream);
 
-    int result = 0;
-    while ((result = getNextLine(nextLine, stream)) == 0 && !endsObject()) {
-        changetypeSeen = changetypeSeen || nextLine.find("changetype:") != std::string_view::npos;
-        if (isLineOfObject()) {
-            object.append(nextLine);
-        }
-    }
+    const int result = gatherLines(stream, WORK_FILE);
     traceObjectRead(function);
     if (stream.setPosition(filePositionBeforeReadingObject) != 0) {
         // The number reported is the reader's own result, not the code of the call: whoever

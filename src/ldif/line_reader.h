@@ -3,7 +3,8 @@
 // A LineReader looks at the file through one large buffer and hands out views of it, so that a
 // line is not copied before somebody keeps it. It remembers the last position asked for and
 // keeps the bytes from there on: going back to the start of an entry costs nothing unless the
-// entry is larger than half the buffer. Bytes may be overwritten in place; later reads see them.
+// entry and the blank lines before it are larger than half the buffer. Bytes may be overwritten in
+// place; later reads see them.
 //
 // A line is at most 4,095 bytes, its line feed included. A longer one arrives in pieces, each of
 // which is a line to every caller. A NUL byte ends a line early, the rest of it is lost.
@@ -37,8 +38,8 @@ public:
         return file_.isOpen();
     }
 
-    // Reads the next line or piece of one; `line` is valid until the next call. Returns 0,
-    // END_OF_FILE or READ_ERROR. An error stays until the file is opened anew.
+    // Reads the next line or piece of one; `line` is valid until this reader is used again.
+    // Returns 0, END_OF_FILE or READ_ERROR. An error stays until the file is opened anew.
     int readLine(std::string_view& line);
 
     // The current offset as ftell(3) gives it: -1 when the file has no positions.
@@ -70,7 +71,8 @@ private:
     int error_ = 0;
 };
 
-// The line read last, by whoever read it; a view into its reader's buffer.
+// The line read last, by whoever read it; a view into its reader's buffer, valid until that reader
+// is used again or closed.
 extern std::string_view nextLine;
 
 // Counts the attempts to read a line, failed ones included.

@@ -14,7 +14,7 @@ void writeOrFail(std::string_view text) {
     }
 }
 
-// Tells what the line just read is, aligned under the line itself.
+// Tells what the line just read is, aligned under what is said of it.
 void traceNote(std::string_view note) {
     trace("                                   %s\n", note);
 }
@@ -46,6 +46,7 @@ void moveNextObjectToOutputLDIFFile() {
             }
         }
     }
+    // At the end of the file no blank line is written, on purpose: the entry is passed on as it is.
     trace("moveNextObjectToOutputLDIFFile():  FUNCTION EXIT   \n");
 }
 

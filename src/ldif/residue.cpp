@@ -61,8 +61,8 @@ void requireResourceCredentials() {
             "copyRemainingObjectsToOutputLDIFFile():  ERROR:  The object class of this object was "
             "unrecognizable.  EXITING. \n";
         fail(error, error,
-             {MESSAGE_PROCESSING_FAILED,
-              {aboutObject("is left in the work file although it is no resource credential")}});
+             migrationFailed(
+                 aboutObject("is left in the work file although it is no resource credential")));
     }
 }
 
@@ -76,21 +76,13 @@ void deleteObject() {
     }
 }
 
-}  // namespace
-
-void copyRemainingObjectsToOutputLDIFFile() {
-    trace("copyRemainingObjectsToOutputLDIFFile():  FUNCTION ENTRY  \n");
-    if (tifp.open(temp_input_ldif_filename) != 0) {
-        const Message message = openMessage(temp_input_ldif_filename);
-        fail(format("copyRemainingObjectsToOutputLDIFFile():  ERROR:  Unable to open temporary "
-                    "input LDIF file:  %s. \n                 EXITING \n",
-                    temp_input_ldif_filename),
-             {}, message);
-    }
+void copyObjects() {
     while (readNextObject()) {
         requireResourceCredentials();
         if (writeObject() != 0) {
-            // Quiet on purpose: the users and groups are migrated, and the run ends normally.
+            // Quiet on purpose, and the work file stays open: a run that has come this far goes
+            // on to its end. What the system has refused is tried again when the output is
+            // closed, and a failure there is not quiet.
             report(writeFailedLine, {});
             return;
         }
@@ -103,5 +95,19 @@ void copyRemainingObjectsToOutputLDIFFile() {
         deleteObject();
     }
     tifp.close();
+}
+
+}  // namespace
+
+void copyRemainingObjectsToOutputLDIFFile() {
+    trace("copyRemainingObjectsToOutputLDIFFile():  FUNCTION ENTRY  \n");
+    if (tifp.open(temp_input_ldif_filename) != 0) {
+        const Message message = openMessage(temp_input_ldif_filename);
+        fail(format("copyRemainingObjectsToOutputLDIFFile():  ERROR:  Unable to open temporary "
+                    "input LDIF file:  %s. \n                 EXITING \n",
+                    temp_input_ldif_filename),
+             {}, message);
+    }
+    copyObjects();
     trace("copyRemainingObjectsToOutputLDIFFile():  FUNCTION EXIT  \n");
 }

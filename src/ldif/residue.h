@@ -5,5 +5,6 @@
 #pragma once
 
 // Copies the entries left in the work file to the end of the output and blanks each one after
-// copying it. Returns quietly, with the rest not copied, when a line cannot be written.
+// copying it. Returns without a message, with the rest not copied and the work file open, when a
+// line cannot be written.
 void copyRemainingObjectsToOutputLDIFFile();

@@ -2,6 +2,8 @@
 
 #include <cerrno>
 
+#include "driver/settings.h"
+
 LineReader ifp;
 LineReader tifp;
 OutputFile ofp;
@@ -21,5 +23,5 @@ Message writeMessage(const std::string& name, const OutputFile& file) {
 Message workFileMessage(const std::string& problem) {
     // Without an error number, the position call that failed has had its own message.
     const std::string reason = tifp.error() != 0 ? ": " + systemReason(tifp.error()) : "";
-    return {MESSAGE_PROCESSING_FAILED, {problem + " in the work file" + reason}};
+    return migrationFailed(problem + " in the work file" + reason);
 }

@@ -67,6 +67,7 @@ void writeAttributeToOutput(const std::string& attribute) {
 
 // Entry identifiers stay in the work file; they are dropped when the new entries are written.
 void writeAttributeToWorkFile(std::string& attribute) {
+    // This one spelling alone: owners are compared without blanks beside their commas anyway.
     if (attribute.find("secdn:") != std::string::npos) {
         commaSpaceEater(attribute);
     }
@@ -113,6 +114,8 @@ int copyOriginalInputFileToTempInputFile() {
           temp_input_ldif_filename);
     const bool debugAtEntry = std::exchange(debug, false);
 
+    // Opened for writing too, although it is only read: an export that cannot be written is
+    // refused.
     if (ifp.open(input_ldif_filename) != 0) {
         const Message message = openMessage(input_ldif_filename);
         fail(format("copyOriginalInputFileToTempInputFile():  Unable to open original input LDIF "
@@ -138,6 +141,7 @@ int copyOriginalInputFileToTempInputFile() {
     }
     finishFiles();
 
+    // The exit is not traced: it comes before the trace is on again.
     debug = debugAtEntry;
     trace("copyOriginalInputFileToTempInputFile():  TURNING DEBUG TRACING BACK ON \n");
     if (result == READ_ERROR) {

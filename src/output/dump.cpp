@@ -8,7 +8,7 @@
 
 namespace {
 
-// How the report shows a row: its lines, then `ending`, or `emptyText` with the row's index in
+// How the report shows a row: its lines and a line feed, or `emptyText` with the row's index in
 // the place of a %d.
 struct RowFormat {
     const Matrix& matrix;

@@ -15,7 +15,7 @@
 
 namespace {
 
-// What the step that failed last has failed for.
+// Why the flush has failed. Written by the step that fails; valid once a flush has returned -1.
 std::string failure;
 
 std::string reasonOfFailure(const OwnerTable& owners, int index) {
@@ -23,10 +23,9 @@ std::string reasonOfFailure(const OwnerTable& owners, int index) {
         return format("cannot write \"%s\": %s", output_ldif_filename, systemReason(ofp.error()));
     }
     // Without a write error it was a name that could not be found.
-    const std::string dn = quoted(owners.dn(index));
-    return &owners == &secUser_dn
-               ? format("the user %s has no secUser entry with a principalName", dn)
-               : format("the group %s has no secGroup entry with a cn", dn);
+    const bool isUser = &owners == &secUser_dn;
+    return format("other entries belong to %s, but it has no %s", quoted(owners.dn(index)),
+                  isUser ? "secUser entry with a principalName" : "secGroup entry with a cn");
 }
 
 // Reports the step that has failed if `result` says so, and returns `result`.
@@ -150,5 +149,5 @@ int copyAllAccumulatedDataToOutputFile() {
 }
 
 Message flushFailedMessage() {
-    return {MESSAGE_PROCESSING_FAILED, {failure}};
+    return migrationFailed(failure);
 }

@@ -1,12 +1,12 @@
 #include "output/new_dn.h"
 
-#include <algorithm>
 #include <string_view>
 #include <utility>
 
 #include "cache/object_cache.h"
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
+#include "driver/settings.h"
 #include "entry/entry.h"
 #include "entry/text.h"
 
@@ -25,8 +25,9 @@ struct NamingAttribute {
 constexpr NamingAttribute principalNameAttribute = {"principalName:", "principalname:"};
 constexpr NamingAttribute cnAttribute = {"cn:", "CN:"};
 
-// The text behind the attribute name and blanks in `line`, which holds the name anywhere, in
-// another name or a value too; null when it does not.
+// The text behind the attribute name and blanks in `line`; null when the line does not hold the
+// name. It may stand anywhere, in a longer name or a value too: the first line that holds it names
+// the entry, on purpose.
 std::string_view namingValue(std::string_view line, const NamingAttribute& attribute) {
     std::size_t match = line.find(attribute.first);
     if (match == std::string_view::npos) {
@@ -87,16 +88,15 @@ std::string_view secAuthorityComponent(std::string_view policyDn) {
     const char* found = dostristr(policyDn, "secauthority");
     if (found == nullptr) {
         fail({}, format("createNewSecPolicyDN(): Missing secAuthority in dn: %s\n", policyDn),
-             {MESSAGE_PROCESSING_FAILED,
-              {"the policy " + quoted(policyDn) + " has no secAuthority in its DN"}});
+             migrationFailed("the policy " + quoted(policyDn) + " has no secAuthority in its DN"));
     }
     const std::string_view rest =
         policyDn.substr(static_cast<std::size_t>(found - policyDn.data()));
     const std::size_t comma = rest.find(',');
     if (comma == std::string_view::npos) {
         fail({}, {},
-             {MESSAGE_PROCESSING_FAILED,
-              {"the policy " + quoted(policyDn) + " has nothing behind its secAuthority"}});
+             migrationFailed("the policy " + quoted(policyDn) +
+                             " has nothing behind its secAuthority"));
     }
     return rest.substr(0, comma);
 }
@@ -107,6 +107,7 @@ std::string_view orNull(std::string_view text) {
 
 }  // namespace
 
+// The blanks in these traces differ from those of the other procedures, and are meant to.
 int learnPrincipalNameFromSecUserObject(int index) {
     trace("learnPrincipalNameFromSecUserObject(): FUNCTION ENTRY  \n");
     const std::string_view found = findNamingValue(secUser_matrix, index, principalNameAttribute,

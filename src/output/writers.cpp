@@ -1,6 +1,5 @@
 #include "output/writers.h"
 
-#include <algorithm>
 #include <array>
 #include <span>
 #include <string>
@@ -10,6 +9,7 @@
 #include "cache/object_cache.h"
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
+#include "driver/settings.h"
 #include "entry/entry.h"
 #include "entry/text.h"
 #include "ldif/entry_reader.h"
@@ -32,10 +32,11 @@ struct Writer {
     std::string_view missingDnTail;  // how the echo of a missing DN ends
     std::string_view merged = {};    // what it merges
     bool echoesMergedRows = false;
+    bool tracesLines = false;
 };
 
 constexpr Writer userWriter = {"writeSecUserAddToOutputFile", "EXITING.\n",
-                               "the secUser and secMap", true};
+                               "the secUser and secMap", true, true};
 constexpr Writer containerWriter = {"writePolicyContainerAddToOutputFile", "EXITING.\n"};
 constexpr Writer policyWriter = {"writeSecPolicyAddToOutputFile", "EXITING.\n"};
 constexpr Writer groupWriter = {"writeSecGroupAddToOutputFile", "EXITING.  \n",
@@ -55,8 +56,7 @@ void requireDn(const Writer& writer, std::string_view table, std::string_view dn
         const std::string error =
             format("%s():  ERROR:  %s[%d] is NULL.  ", writer.function, table, index);
         fail(error + "EXITING.  \n", error + std::string(writer.missingDnTail),
-             {MESSAGE_PROCESSING_FAILED,
-              {format("slot %d of the table %s holds no DN to write", index, table)}});
+             migrationFailed(format("slot %d of the table %s holds no DN to write", index, table)));
     }
 }
 
@@ -76,7 +76,7 @@ int writeLines(const Writer& writer, OutputFile& stream, const Entry& entry,
         if (holdsAnyName(line, filter)) {
             continue;
         }
-        if (&writer == &userWriter) {
+        if (writer.tracesLines) {
             trace("Writing object[%d] = %s", i, line);
         }
         if (write(writer, stream, line) != 0) {
@@ -103,11 +103,11 @@ void mergeWithMapping(const Writer& writer, const Matrix& entries, const Matrix&
             rows = format("%s = %s\n%s = %s\n", entries.name, firstLineOr(entry, "NULL"),
                           mappings.name, firstLineOr(mapping, "NULL"));
         }
-        const std::string_view missing = entry.empty() ? "no entry of its own" : "no mapping entry";
-        fail(error, error + rows,
-             {MESSAGE_PROCESSING_FAILED,
-              {format("the owner of the new entry %s has %s in the export", quoted(newDnLine),
-                      missing)}});
+        const std::string problem =
+            mapping.empty() ? format("the entry %s has no secMap entry whose secDN names it",
+                                     quoted(firstLineOr(entry, newDnLine)))
+                            : format("the secMap entry %s has no owner", quoted(mapping.line(0)));
+        fail(error, error + rows, migrationFailed(problem));
     }
     trace("%s():  Calling mergeObjects() to merge %s \n", writer.function, writer.merged);
     mergeObjects(entry, mapping);
@@ -161,7 +161,8 @@ int writePolicyContainerAddToOutputFile(int index) {
     const std::string dnLine = "dn: cn=Policies," + std::string(withoutLeadingBlanks(userDn));
 
     // The container is made from nothing, so it alone must ask whether the export has change
-    // types. Its object classes are in lower case, unlike the rest of the layout.
+    // types; the text for it may be empty, but keeps its number in the trace. The object classes
+    // are in lower case, unlike the rest of the layout.
     const std::array<std::string_view, 5> parts = {
         dnLine, changetypeSeen ? "changetype: add\n" : "", "objectclass: container\n",
         "objectclass: top\n", "cn: Policies\n\n"};

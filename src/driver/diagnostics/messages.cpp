@@ -29,11 +29,11 @@ constexpr std::array<CatalogueEntry, 16> catalogue = {{
      "cannot position in the input or the work file: %s returned %s: %s. Both must be regular "
      "files; if a work file was left behind, remove it before the next run"},
     {MESSAGE_PROCESSING_FAILED, ERROR,
-     "%s. Remove the work file (the input's name plus .tmp) and run the migration again once "
-     "this is mended"},
+     "cannot migrate \"%s\": %s. Mend this, remove the work file \"%s\" and run the migration "
+     "again"},
     {MESSAGE_SLOT_OCCUPIED, ERROR,
-     "two entries of one kind have the same owner: \"%s\" and \"%s\". Keep one of them in the "
-     "export, remove the work file (the input's name plus .tmp) and run the migration again"},
+     "cannot migrate \"%s\": two entries of one kind have the same owner: %s and %s. Keep one of "
+     "them in the export, remove the work file \"%s\" and run the migration again"},
     {MESSAGE_CANNOT_OPEN, ERROR, "cannot open \"%s\": %s"},
     {MESSAGE_STAGING_FAILED, ERROR,
      "cannot read the export \"%s\": %s. Remove the work file (the input's name plus .tmp) and "

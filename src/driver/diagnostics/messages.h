@@ -14,8 +14,8 @@ enum MessageId : int {
     NO_MESSAGE = 0,
     MESSAGE_NO_MEMORY = 380928300,
     MESSAGE_POSITION_FAILED = 380928301,    // call, return code, system's reason
-    MESSAGE_PROCESSING_FAILED = 380928302,  // what went wrong, as a clause
-    MESSAGE_SLOT_OCCUPIED = 380928303,      // entry that has no room, entry in its place
+    MESSAGE_PROCESSING_FAILED = 380928302,  // input file, what went wrong, work file
+    MESSAGE_SLOT_OCCUPIED = 380928303,      // input file, entry, entry in its place, work file
     MESSAGE_CANNOT_OPEN = 380928304,        // file, reason
     MESSAGE_STAGING_FAILED = 380928305,     // input file, reason
     MESSAGE_CANNOT_WRITE = 380928306,       // file, reason

@@ -19,6 +19,9 @@ void writeTrace(std::string_view text) {
 }
 
 void writeStandardOutput(std::string_view text) {
+    if (text.empty()) {
+        return;  // fwrite must not be given a null pointer, not even for no bytes
+    }
     std::fwrite(text.data(), 1, text.size(), stdout);
     std::fflush(stdout);
 }

@@ -22,8 +22,9 @@ std::filesystem::path creationPath(const std::string& name) {
     for (int links = 0; links < mostLinks && std::filesystem::is_symlink(path, error); ++links) {
         path = path.parent_path() / std::filesystem::read_symlink(path, error);
     }
-    const std::filesystem::path absolute = std::filesystem::absolute(path, error);
-    return std::filesystem::weakly_canonical(absolute, error);
+    path = std::filesystem::absolute(path, error);
+    const std::filesystem::path canonical = std::filesystem::weakly_canonical(path, error);
+    return error ? path : canonical;  // such as a name that is too long
 }
 
 }  // namespace
@@ -63,7 +64,7 @@ std::size_t writeText(int descriptor, std::string_view text) {
     std::size_t written = 0;
     while (written < text.size()) {
         const ssize_t count = ::write(descriptor, text.data() + written, text.size() - written);
-        if (count < 0 && errno != EINTR) {
+        if (count == 0 || (count < 0 && errno != EINTR)) {
             break;
         }
         written += count > 0 ? static_cast<std::size_t>(count) : 0;
@@ -74,7 +75,7 @@ std::size_t writeText(int descriptor, std::string_view text) {
 int writeTextAt(int descriptor, std::string_view text, off_t offset) {
     while (!text.empty()) {
         const ssize_t count = ::pwrite(descriptor, text.data(), text.size(), offset);
-        if (count < 0 && errno != EINTR) {
+        if (count == 0 || (count < 0 && errno != EINTR)) {
             return -1;
         }
         const std::size_t written = count > 0 ? static_cast<std::size_t>(count) : 0;
