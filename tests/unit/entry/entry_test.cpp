@@ -1,0 +1,141 @@
+#include "entry/entry.h"
+
+#include <gmock/gmock.h>
+
+#include <limits>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "support/entry_fixture.h"
+#include "support/process.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// A view that claims to be as long as a block of lines may be; its bytes are never looked at.
+std::string_view greatestText() {
+    return {"x", std::numeric_limits<std::uint32_t>::max()};
+}
+
+TEST(Entry, FreshEntryHasNoLines) {
+    const Entry entry;
+    EXPECT_TRUE(entry.empty());
+    EXPECT_EQ(entry.lineCount(), 0);
+    EXPECT_EQ(entry.line(0).data(), nullptr);
+}
+
+TEST(Entry, KeepsLinesAsTheyAreInTheirOrder) {
+    const Entry entry = entryOf({"dn: cn=a\r\n", "cn: a\n", " folded", ""});
+    EXPECT_FALSE(entry.empty());
+    EXPECT_EQ(entry.lineCount(), 4);
+    EXPECT_EQ(entry.line(0), "dn: cn=a\r\n");
+    EXPECT_EQ(entry.line(1), "cn: a\n");
+    EXPECT_EQ(entry.line(2), " folded");
+    EXPECT_EQ(entry.line(3), "");
+}
+
+TEST(Entry, LineBehindTheLastOneIsNull) {
+    const Entry entry = entryOf({"dn: cn=a\n"});
+    EXPECT_EQ(entry.line(1).data(), nullptr);
+    EXPECT_EQ(entry.line(250000).data(), nullptr);
+}
+
+TEST(Entry, TailMayBecomeLongerShorterOrStay) {
+    Entry entry = entryOf({"first\n", "version: 3\n", "last\n"});
+    entry.replaceTail(1, 9, "6.0 and more\n");
+    EXPECT_THAT(linesOf(entry), ElementsAre("first\n", "version: 6.0 and more\n", "last\n"));
+    entry.replaceTail(1, 9, "7");
+    EXPECT_THAT(linesOf(entry), ElementsAre("first\n", "version: 7", "last\n"));
+    entry.replaceTail(1, 9, "8");
+    EXPECT_THAT(linesOf(entry), ElementsAre("first\n", "version: 8", "last\n"));
+    entry.replaceTail(0, 0, "");
+    EXPECT_THAT(linesOf(entry), ElementsAre("", "version: 8", "last\n"));
+    entry.replaceTail(2, 4, "ing");
+    EXPECT_THAT(linesOf(entry), ElementsAre("", "version: 8", "lasting"));
+}
+
+TEST(Entry, OverwritingChangesNoLength) {
+    Entry entry = entryOf({"first\n", "secuuid: 1\n", "last\n"});
+    entry.overwrite(1, 0, "secUUID: ");
+    EXPECT_THAT(linesOf(entry), ElementsAre("first\n", "secUUID: 1\n", "last\n"));
+}
+
+TEST(Entry, GrowsWithoutABound) {
+    Entry entry;
+    for (int i = 0; i < 20000; ++i) {
+        entry.append("control: " + std::to_string(i) + '\n');
+    }
+    EXPECT_EQ(entry.lineCount(), 20000);
+    EXPECT_EQ(entry.line(0), "control: 0\n");
+    EXPECT_EQ(entry.line(19999), "control: 19999\n");
+}
+
+TEST(Entry, ClearedAndShrunkEntriesTakeNewLines) {
+    Entry entry = entryOf({"old\n"});
+    entry.clear();
+    EXPECT_TRUE(entry.empty());
+    entry.append("new\n");
+    entry.shrink();
+    EXPECT_THAT(linesOf(entry), ElementsAre("new\n"));
+    entry.append("newer\n");
+    EXPECT_THAT(linesOf(entry), ElementsAre("new\n", "newer\n"));
+}
+
+TEST(Entry, MoreThanCanBeCountedIsMissingMemory) {
+    Entry entry = entryOf({"x"});
+    EXPECT_THAT(endingOf([&entry] { entry.append(greatestText()); }), FailsWith(380928300));
+    EXPECT_THAT(endingOf([&entry] { entry.replaceTail(0, 0, greatestText()); }),
+                FailsWith(380928300));
+}
+
+using CurrentEntry = EntryFixture;
+
+TEST_F(CurrentEntry, NumberOfLinesIsTheNextFreeSlot) {
+    EXPECT_EQ(next_available_object_slot(), 0);
+    setObject({"dn: cn=a\n", "cn: a\n"});
+    EXPECT_EQ(next_available_object_slot(), 2);
+}
+
+TEST_F(CurrentEntry, FreeingLetsGoOfItsLinesWithoutATrace) {
+    setObject({"dn: cn=a\n", "cn: a\n"});
+    startTrace();
+    freeObject();
+    EXPECT_EQ(next_available_object_slot(), 0);
+    freeObject();
+    EXPECT_THAT(linesOf(object), IsEmpty());
+    EXPECT_EQ(traced(), "");
+}
+
+TEST_F(CurrentEntry, FirstLineStandsForTheEntry) {
+    EXPECT_EQ(firstLineOr(entryOf({"dn: cn=a\n", "cn: a\n"}), "null"), "dn: cn=a\n");
+    EXPECT_EQ(firstLineOr(Entry(), "null"), "null");
+}
+
+TEST_F(CurrentEntry, MessagesQuoteTheDnLineWithoutItsLineEnd) {
+    EXPECT_EQ(quoted("dn: cn=a\r\n"), "\"dn: cn=a\"");
+    setObject({"dn: cn=a\n", "cn: a\n"});
+    EXPECT_EQ(aboutObject("has no owner"), "the entry \"dn: cn=a\" has no owner");
+    freeObject();
+    EXPECT_EQ(aboutObject("has no owner"), "the entry \"(empty)\" has no owner");
+}
+
+TEST_F(CurrentEntry, QuotedLinesAreCutAndHoldNoControlCharacters) {
+    EXPECT_EQ(quoted("cn=\x1b[1m\ta\x7f\xC4 \n"), "\"cn=?[1m?a?\xC4 \"");
+    const std::string longLine(257, 'x');
+    const std::string_view fitting = std::string_view(longLine).substr(1);
+    EXPECT_EQ(quoted(fitting), '"' + std::string(fitting) + '"');
+    EXPECT_EQ(quoted(std::string_view(longLine)), '"' + std::string(fitting) + "...\"");
+}
+
+TEST_F(CurrentEntry, WholeEntryIsTracedLineByLineThenAnEmptyLine) {
+    setObject({"dn: cn=a\r\n", "cn: 100%s\n"});
+    traceObject();
+    startTrace();
+    traceObject();
+    EXPECT_EQ(traced(), "dn: cn=a\r\ncn: 100%s\n\n");
+}
+
+}  // namespace

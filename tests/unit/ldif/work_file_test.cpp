@@ -1,0 +1,222 @@
+#include "ldif/work_file.h"
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+
+#include "support/ldif_fixture.h"
+#include "support/odd_files.h"
+#include "support/process.h"
+
+using std::string_literals::operator""s;
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr int (*deleteEntry)(LineReader&) = deleteNextObjectFromTemporaryInputLDIFFile;
+constexpr int (*stepOver)(LineReader&) = stepOverNextObjectFromTemporaryInputLDIFFile;
+constexpr int (*readWorkFile)(LineReader&) = getNextObjectFromTemporaryInputLDIFFile;
+
+class WorkFile : public LdifFixture {
+protected:
+    // What the work file holds after its first entry has been deleted.
+    std::string afterDeletion(std::string_view content) {
+        openWorkFile(content);
+        EXPECT_EQ(deleteEntry(tifp), 0);
+        return workFile();
+    }
+};
+
+TEST_F(WorkFile, DeletionBlanksEveryLineOfTheEntryInItsLength) {
+    EXPECT_EQ(afterDeletion("cn=a\nx: 1\r\nab\n\ncn=b\n"), "   \r\n    \r\n \r\n\ncn=b\n");
+}
+
+TEST_F(WorkFile, DeletionLeavesBlankLinesAroundTheEntryAsTheyAre) {
+    EXPECT_EQ(afterDeletion("\n \r\ncn=a\n  \n\ncn=b\n"), "\n \r\n   \r\n  \n\ncn=b\n");
+}
+
+TEST_F(WorkFile, DeletionBlanksCommentsToo) {
+    EXPECT_EQ(afterDeletion("# 1\ncn=a\n#\n\ncn=b\n"), "  \r\n   \r\n\r\n\ncn=b\n");
+}
+
+TEST_F(WorkFile, DeletedEntryIsNotReadAgain) {
+    openWorkFile("cn=a\nx: 1\n\ncn=b\n\ncn=c\n\n");
+    readWorkFile(tifp);
+    EXPECT_EQ(deleteEntry(tifp), 0);
+    EXPECT_EQ(tifp.tell(), 11);
+    readWorkFile(tifp);
+    EXPECT_THAT(linesOf(object), ElementsAre("cn=b\n"));
+    ASSERT_EQ(tifp.open(temp_input_ldif_filename), 0);
+    readWorkFile(tifp);
+    EXPECT_THAT(linesOf(object), ElementsAre("cn=b\n"));
+}
+
+TEST_F(WorkFile, DeletedLastLineWithoutLineEndKeepsItsLength) {
+    EXPECT_EQ(afterDeletion("cn=a\nx: 1"), "   \r\n  \r\n");
+    EXPECT_EQ(afterDeletion("ab"), "\r\n");
+}
+
+TEST_F(WorkFile, DeletedLastLineOfOneCharacterExtendsTheFile) {
+    EXPECT_EQ(afterDeletion("cn=a\nx"), "   \r\n\r\n");
+    EXPECT_EQ(tifp.tell(), 7);
+}
+
+TEST_F(WorkFile, DeletionOfPiecesOfALongLineKeepsTheLength) {
+    EXPECT_EQ(afterDeletion(std::string(5000, 'x') + "\n\ny"),
+              std::string(4093, ' ') + "\r\n" + std::string(904, ' ') + "\r\n\ny");
+}
+
+TEST_F(WorkFile, DeletionBlanksALineUpToItsNulByte) {
+    // What follows begins with the NUL byte: a blank line, the end of the entry.
+    EXPECT_EQ(afterDeletion("cn=a\0x: 1\n\ncn=b\n"s), "  \r\n\0x: 1\n\ncn=b\n"s);
+    EXPECT_EQ(tifp.tell(), 10);
+}
+
+TEST_F(WorkFile, NothingIsDeletedOrSteppedOverAtEndOfFile) {
+    for (const std::string& content : {""s, "\n"s, "  \r\n\n\r\n"s, "\0"s}) {
+        EXPECT_EQ(afterDeletion(content), content);
+        openWorkFile(content);
+        EXPECT_EQ(stepOver(tifp), 0);
+        EXPECT_EQ(workFile(), content);
+        EXPECT_EQ(tifp.tell(), static_cast<long>(content.size()));
+    }
+}
+
+TEST_F(WorkFile, StepOverMovesBehindTheBlankLineAndWritesNothing) {
+    const std::string content = "\n# 1\ncn=a\n\n\ncn=b\n";
+    openWorkFile(content);
+    EXPECT_EQ(stepOver(tifp), 0);
+    EXPECT_EQ(tifp.tell(), 11);
+    readWorkFile(tifp);
+    EXPECT_THAT(linesOf(object), ElementsAre("cn=b\n"));
+    EXPECT_EQ(workFile(), content);
+}
+
+TEST_F(WorkFile, FirstStepOverOfAPassIsRemembered) {
+    openWorkFile("cn=a\n\n\ncn=b\n\ncn=c\n\ncn=d\n");
+    stepOver(tifp);
+    EXPECT_TRUE(hasTheStepOverFilePositionBeenInitialized);
+    EXPECT_EQ(filePositionOfFirstObjectSteppedOver.offset, 0);
+    stepOver(tifp);
+    EXPECT_EQ(filePositionOfFirstObjectSteppedOver.offset, 0);
+
+    hasTheStepOverFilePositionBeenInitialized = false;
+    stepOver(tifp);
+    EXPECT_EQ(filePositionOfFirstObjectSteppedOver.offset, 13);
+}
+
+TEST_F(WorkFile, BlankLinesBeforeTheEntryBelongToTheRememberedPosition) {
+    openWorkFile("cn=a\n\n\n\ncn=b\n");
+    deleteEntry(tifp);
+    EXPECT_FALSE(hasTheStepOverFilePositionBeenInitialized);
+    stepOver(tifp);
+    EXPECT_EQ(filePositionOfFirstObjectSteppedOver.offset, 6);
+}
+
+TEST_F(WorkFile, StreamWithoutPositionsIsReportedButNotFatal) {
+    ASSERT_EQ(tifp.open(makePipe(folder.path("pipe"))), 0);
+    for (const auto operation : {deleteEntry, stepOver}) {
+        startTrace();
+        const Ending ending = endingOf([operation] { std::exit(operation(tifp) == -1 ? 42 : 1); });
+        EXPECT_EQ(ending.status, 42);
+        EXPECT_THAT(ending.errors, testing::StartsWith("380928301 ERROR: "));
+        EXPECT_THAT(ending.errors, HasSubstr("fgetpos() returned -1"));
+    }
+}
+
+TEST_F(WorkFile, FailedStepOverRemembersNothing) {
+    ASSERT_EQ(tifp.open(makePipe(folder.path("pipe"))), 0);
+    startTrace();
+    endingOf([] {
+        stepOver(tifp);
+        trace("remembered: %d\n", int{hasTheStepOverFilePositionBeenInitialized});
+    });
+    const std::string function = "stepOverNextObjectFromTemporaryInputLDIFFile():  ";
+    EXPECT_EQ(traced(), function + "FUNCTION ENTRY  \n" + function +
+                            "fgetpos() failed with rc = -1 (dec)  \n" + function +
+                            "FUNCTION EXIT1  \n" + function + "FUNCTION EXIT ERROR  \n" +
+                            "remembered: 0\n");
+}
+
+TEST_F(WorkFile, DeletionReportsAFailureToGoBack) {
+    // Behind a last line of one character, the blanks end where the file does not reach.
+    const int descriptor = nextDescriptor();
+    openWorkFile("");
+    replaceByPipe(descriptor, "a");
+    const Ending ending = endingOf([] { std::exit(deleteEntry(tifp) == -1 ? 42 : 1); });
+    EXPECT_EQ(ending.status, 42);
+    EXPECT_THAT(ending.errors, testing::StartsWith("380928301 ERROR: "));
+    EXPECT_THAT(ending.errors, HasSubstr("fsetpos() returned -1"));
+}
+
+TEST_F(WorkFile, FailedOverwriteIsReportedByTheResultAlone) {
+    const int descriptor = nextDescriptor();
+    openWorkFile("cn=a\n\n");
+    replaceByReadOnlyFile(descriptor, temp_input_ldif_filename);
+    debugError = true;
+    startTrace();
+    const Ending ending = endingOf([] { std::exit(deleteEntry(tifp) == -1 ? 42 : 1); });
+    EXPECT_EQ(ending.status, 42);
+    EXPECT_EQ(ending.output + ending.errors, "");
+    EXPECT_EQ(traced(), "deleteNextObjectFromTemporaryInputLDIFFile():  FUNCTION ENTRY  \n"
+                        "deleteNextObjectFromTemporaryInputLDIFFile():  FUNCTION EXIT ERROR  \n");
+}
+
+TEST_F(WorkFile, ReadErrorFailsBothOperations) {
+    const TextBeforeReadError text("cn=a\n");
+    for (const auto operation : {deleteEntry, stepOver}) {
+        ASSERT_EQ(tifp.open(unreadableFile), 0);
+        ASSERT_EQ(tifp.setPosition({text.offset()}), 0);
+        EXPECT_EQ(operation(tifp), -1);
+        EXPECT_EQ(tifp.error(), EIO);
+    }
+}
+
+TEST_F(WorkFile, DeletionTracesItsEntryAndExitAlone) {
+    openWorkFile("\ncn=a\nx: 1\n\n");
+    startTrace();
+    deleteEntry(tifp);
+    EXPECT_EQ(traced(), "deleteNextObjectFromTemporaryInputLDIFFile():  FUNCTION ENTRY  \n"
+                        "deleteNextObjectFromTemporaryInputLDIFFile():  FUNCTION EXIT  \n");
+    EXPECT_TRUE(debug);
+}
+
+// What step-over traces for one line read, before it says what the line means.
+std::string readLine(std::string_view line, bool isBlank) {
+    const std::string function = "stepOverNextObjectFromTemporaryInputLDIFFile() - ";
+    return "\n" + function + "The next line returned from getNextLine() is:   \n" +
+           std::string(line) + " \nThe line read contains " + std::to_string(line.size()) +
+           " characters \n" + function + "The line " + (isBlank ? "IS" : "IS NOT") +
+           " a blank line.   \n" + function;
+}
+
+TEST_F(WorkFile, StepOverTracesEveryLine) {
+    openWorkFile("\r\ncn=a\n\ncn=b\n");
+    startTrace();
+    stepOver(tifp);
+    EXPECT_EQ(traced(), "stepOverNextObjectFromTemporaryInputLDIFFile():  FUNCTION ENTRY  \n" +
+                            readLine("\r\n", true) + "This blank line precedes the object   \n" +
+                            readLine("cn=a\n", false) + "This is an actual line of the object  \n" +
+                            readLine("\n", true) + "This blank line terminates the object   \n" +
+                            std::string(49, ' ') +
+                            "and will cause this function to return.  \n"
+                            "stepOverNextObjectFromTemporaryInputLDIFFile():  FUNCTION EXIT \n");
+}
+
+TEST_F(WorkFile, StepOverTracesTheEndOfTheFile) {
+    openWorkFile("cn=b");
+    startTrace();
+    stepOver(tifp);
+    EXPECT_EQ(traced(), "stepOverNextObjectFromTemporaryInputLDIFFile():  FUNCTION ENTRY  \n" +
+                            readLine("cn=b", false) +
+                            "This is an actual line of the object  \n"
+                            "stepOverNextObjectFromTemporaryInputLDIFFile():  getNextLine() has "
+                            "reached EOF.  Exiting loop. \n"
+                            "stepOverNextObjectFromTemporaryInputLDIFFile():  FUNCTION EXIT \n");
+}
+
+}  // namespace

@@ -1,0 +1,334 @@
+#include "driver/platform/file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <string>
+
+#include "support/odd_files.h"
+#include "support/process.h"
+#include "support/temporary_folder.h"
+
+namespace {
+
+class FileFixture : public testing::Test {
+protected:
+    TemporaryFolder folder;
+};
+
+bool isOpenDescriptor(int descriptor) {
+    return fcntl(descriptor, F_GETFD) >= 0;
+}
+
+TEST_F(FileFixture, FreshFileIsNotOpen) {
+    const File file;
+    EXPECT_FALSE(file.isOpen());
+    EXPECT_EQ(file.descriptor(), -1);
+}
+
+TEST_F(FileFixture, DestructionClosesTheDescriptor) {
+    int descriptor = -1;
+    {
+        const File file = openFile("/dev/null", 0);
+        descriptor = file.descriptor();
+        EXPECT_TRUE(isOpenDescriptor(descriptor));
+    }
+    EXPECT_FALSE(isOpenDescriptor(descriptor));
+}
+
+TEST_F(FileFixture, MovingHandsTheDescriptorOn) {
+    File first = openFile("/dev/null", 0);
+    const int descriptor = first.descriptor();
+    const File second = std::move(first);
+    EXPECT_EQ(second.descriptor(), descriptor);
+    EXPECT_FALSE(first.isOpen());
+    EXPECT_TRUE(isOpenDescriptor(descriptor));
+}
+
+TEST_F(FileFixture, MovingIntoAnOpenFileClosesIt) {
+    File target = openFile("/dev/null", 0);
+    const int old = target.descriptor();
+    File source = openFile("/dev/null", 0);
+    const int kept = source.descriptor();
+    target = std::move(source);
+    EXPECT_FALSE(isOpenDescriptor(old));
+    EXPECT_EQ(target.descriptor(), kept);
+    EXPECT_TRUE(isOpenDescriptor(kept));
+}
+
+TEST_F(FileFixture, MovingAFileIntoItselfKeepsItOpen) {
+    File file = openFile("/dev/null", 0);
+    File& same = file;
+    file = std::move(same);
+    EXPECT_TRUE(isOpenDescriptor(file.descriptor()));
+}
+
+TEST_F(FileFixture, ClosingFreesTheDescriptorOnce) {
+    File file = openFile("/dev/null", 0);
+    const int descriptor = file.descriptor();
+    EXPECT_EQ(file.close(), 0);
+    EXPECT_FALSE(file.isOpen());
+    EXPECT_FALSE(isOpenDescriptor(descriptor));
+    EXPECT_EQ(file.close(), 0);
+}
+
+TEST_F(FileFixture, ClosingReportsWhatTheSystemReports) {
+    File file = openFile("/dev/null", 0);
+    ::close(file.descriptor());
+    EXPECT_EQ(file.close(), -1);
+    EXPECT_EQ(errno, EBADF);
+    EXPECT_FALSE(file.isOpen());
+}
+
+TEST_F(FileFixture, CreatedFileBelongsToItsOwnerAlone) {
+    const mode_t mask = umask(0);
+    const File file = openFile(folder.path("new"), O_CREAT);
+    umask(mask);
+    EXPECT_TRUE(file.isOpen());
+    EXPECT_EQ(fileMode(folder.path("new")), 0600);
+}
+
+TEST_F(FileFixture, OpenedFileIsReadAndWrittenAndClosedOnExec) {
+    const File file = openFile(writeFile(folder.path("a"), "text"), 0);
+    EXPECT_EQ(fcntl(file.descriptor(), F_GETFL) & O_ACCMODE, O_RDWR);
+    EXPECT_NE(fcntl(file.descriptor(), F_GETFD) & FD_CLOEXEC, 0);
+}
+
+TEST_F(FileFixture, FlagsDecideWhetherContentIsKept) {
+    const std::string path = writeFile(folder.path("a"), "text");
+    openFile(path, 0);
+    EXPECT_EQ(readFile(path), "text");
+    openFile(path, O_TRUNC);
+    EXPECT_EQ(readFile(path), "");
+}
+
+TEST_F(FileFixture, FileThatCannotBeOpenedLeavesTheReason) {
+    EXPECT_FALSE(openFile(folder.path("missing"), 0).isOpen());
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_FALSE(openFile(folder.path("."), 0).isOpen());
+    EXPECT_EQ(errno, EISDIR);
+}
+
+TEST_F(FileFixture, WritesWholeTextAndCountsIt) {
+    const File file = openFile(folder.path("a"), O_CREAT);
+    EXPECT_EQ(writeText(file.descriptor(), "text"), 4U);
+    EXPECT_EQ(writeText(file.descriptor(), ""), 0U);
+    EXPECT_EQ(readFile(folder.path("a")), "text");
+}
+
+TEST_F(FileFixture, WriteCountsWhatHasReachedTheFile) {
+    const File file = openFile(folder.path("a"), O_CREAT);
+    {
+        const FileSizeLimit limit(10);
+        EXPECT_EQ(writeText(file.descriptor(), "0123456789abcdef"), 10U);
+        EXPECT_EQ(errno, EFBIG);
+    }
+    EXPECT_EQ(readFile(folder.path("a")), "0123456789");
+}
+
+TEST_F(FileFixture, WriteToAFullDeviceWritesNothing) {
+    const File file = openFile(fullFile, 0);
+    EXPECT_EQ(writeText(file.descriptor(), "text"), 0U);
+    EXPECT_EQ(errno, ENOSPC);
+}
+
+TEST_F(FileFixture, WriteAtAnOffsetLeavesThePositionAlone) {
+    const File file = openFile(writeFile(folder.path("a"), "0123456789"), 0);
+    lseek(file.descriptor(), 2, SEEK_SET);
+    EXPECT_EQ(writeTextAt(file.descriptor(), "abc", 5), 0);
+    EXPECT_EQ(lseek(file.descriptor(), 0, SEEK_CUR), 2);
+    EXPECT_EQ(readFile(folder.path("a")), "01234abc89");
+    EXPECT_EQ(writeTextAt(file.descriptor(), "", 0), 0);
+}
+
+TEST_F(FileFixture, WriteAtAnOffsetFailsWithTheReason) {
+    EXPECT_EQ(writeTextAt(openFile(fullFile, 0).descriptor(), "abc", 0), -1);
+    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_EQ(writeTextAt(openFile(makePipe(folder.path("pipe")), 0).descriptor(), "abc", 0), -1);
+    EXPECT_EQ(errno, ESPIPE);
+}
+
+TEST_F(FileFixture, WriteAtAnOffsetGoesOnAfterAPartialWrite) {
+    const File file = openFile(folder.path("a"), O_CREAT);
+    {
+        const FileSizeLimit limit(10);
+        EXPECT_EQ(writeTextAt(file.descriptor(), "abcdef", 8), -1);
+        EXPECT_EQ(errno, EFBIG);
+    }
+    EXPECT_EQ(readFile(folder.path("a")), std::string(8, '\0') + "ab");
+}
+
+TEST_F(FileFixture, ReadCountsBytesUntilEndOfFile) {
+    const File file = openFile(writeFile(folder.path("a"), "abc"), 0);
+    std::array<char, 2> buffer = {};
+    EXPECT_EQ(readBytes(file.descriptor(), buffer.data(), buffer.size()), 2);
+    EXPECT_EQ(std::string(buffer.data(), 2), "ab");
+    EXPECT_EQ(readBytes(file.descriptor(), buffer.data(), buffer.size()), 1);
+    EXPECT_EQ(readBytes(file.descriptor(), buffer.data(), buffer.size()), 0);
+}
+
+TEST_F(FileFixture, ReadFailsWithTheReason) {
+    char byte = '\0';
+    EXPECT_EQ(readBytes(openFile(unreadableFile, 0).descriptor(), &byte, 1), -1);
+    EXPECT_EQ(errno, EIO);
+}
+
+void ignoreAlarm(int) {
+}
+
+// Interrupts slow system calls every few milliseconds.
+class Interruptions {
+public:
+    Interruptions() {
+        struct sigaction action = {};
+        action.sa_handler = ignoreAlarm;
+        sigaction(SIGALRM, &action, &former_);
+        const itimerval interval = {{0, 5000}, {0, 5000}};
+        setitimer(ITIMER_REAL, &interval, nullptr);
+    }
+    Interruptions(const Interruptions&) = delete;
+    Interruptions& operator=(const Interruptions&) = delete;
+    ~Interruptions() {
+        const itimerval none = {};
+        setitimer(ITIMER_REAL, &none, nullptr);
+        sigaction(SIGALRM, &former_, nullptr);
+    }
+
+private:
+    struct sigaction former_ = {};
+};
+
+TEST_F(FileFixture, SignalsDisturbNeitherWriteNorRead) {
+    // The other side begins late enough for both calls to be interrupted while they wait.
+    constexpr std::size_t size = 1000000;
+    int toChild[2] = {-1, -1};
+    int fromChild[2] = {-1, -1};
+    ASSERT_EQ(pipe(toChild), 0);
+    ASSERT_EQ(pipe(fromChild), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        usleep(50000);
+        std::array<char, 4096> buffer;
+        std::size_t left = size;
+        while (left > 0) {
+            left -= static_cast<std::size_t>(read(toChild[0], buffer.data(), buffer.size()));
+        }
+        usleep(50000);
+        _exit(write(fromChild[1], "x", 1) == 1 ? 0 : 1);
+    }
+    {
+        const Interruptions interruptions;
+        EXPECT_EQ(writeText(toChild[1], std::string(size, 'a')), size);
+        char byte = '\0';
+        EXPECT_EQ(readBytes(fromChild[0], &byte, 1), 1);
+        EXPECT_EQ(byte, 'x');
+    }
+    waitpid(child, nullptr, 0);
+    for (const int descriptor : {toChild[0], toChild[1], fromChild[0], fromChild[1]}) {
+        ::close(descriptor);
+    }
+}
+
+TEST_F(FileFixture, CopyReplacesTheTargetAndIsPrivate) {
+    const std::string content(200000, 'x');  // more than one buffer
+    const std::string from = writeFile(folder.path("from"), content);
+    EXPECT_EQ(copyFile(from, folder.path("new")), 0);
+    EXPECT_EQ(readFile(folder.path("new")), content);
+    EXPECT_EQ(fileMode(folder.path("new")), 0600);
+
+    writeFile(from, "short");
+    EXPECT_EQ(copyFile(from, folder.path("new")), 0);
+    EXPECT_EQ(readFile(folder.path("new")), "short");
+}
+
+TEST_F(FileFixture, CopyOfAMissingFileCreatesNothing) {
+    EXPECT_EQ(copyFile(folder.path("missing"), folder.path("to")), -1);
+    EXPECT_FALSE(fileExists(folder.path("to")));
+}
+
+TEST_F(FileFixture, CopyFailsWhenEitherFileFails) {
+    const std::string from = writeFile(folder.path("from"), "text");
+    EXPECT_EQ(copyFile(from, folder.path(".")), -1);
+    EXPECT_EQ(copyFile(from, fullFile), -1);
+    EXPECT_EQ(copyFile(unreadableFile, folder.path("to")), -1);
+}
+
+TEST_F(FileFixture, ExistingFilesAreTheSameByDeviceAndInode) {
+    const std::string file = writeFile(folder.path("file"), "same text");
+    const std::string other = writeFile(folder.path("other"), "same text");
+    std::filesystem::create_hard_link(file, folder.path("hard"));
+    std::filesystem::create_symlink(file, folder.path("soft"));
+    EXPECT_TRUE(isSameFile(file, file));
+    EXPECT_TRUE(isSameFile(file, folder.path("./file")));
+    EXPECT_TRUE(isSameFile(file, folder.path("hard")));
+    EXPECT_TRUE(isSameFile(folder.path("soft"), folder.path("hard")));
+    EXPECT_FALSE(isSameFile(file, other));
+}
+
+TEST_F(FileFixture, DevicesAreNeverTheSameFile) {
+    EXPECT_FALSE(isSameFile("/dev/null", "/dev/null"));
+}
+
+TEST_F(FileFixture, MissingFilesAreTheSameByTheirResolvedPath) {
+    std::filesystem::create_directory(folder.path("sub"));
+    std::filesystem::create_directory_symlink(folder.path("sub"), folder.path("link"));
+    std::filesystem::create_symlink("sub/new", folder.path("dangling"));
+    std::filesystem::create_symlink("dangling", folder.path("twice"));
+    EXPECT_TRUE(isSameFile(folder.path("sub/new"), folder.path("sub/../sub/new")));
+    EXPECT_TRUE(isSameFile(folder.path("sub/new"), folder.path("link/new")));
+    EXPECT_TRUE(isSameFile(folder.path("sub/new"), folder.path("dangling")));
+    EXPECT_TRUE(isSameFile(folder.path("sub/new"), folder.path("twice")));
+    EXPECT_FALSE(isSameFile(folder.path("sub/new"), folder.path("new")));
+}
+
+TEST_F(FileFixture, RelativeAndAbsoluteNamesOfAMissingFileAreTheSame) {
+    const std::string absolute = std::filesystem::current_path() / "missing-file-of-a-test";
+    EXPECT_TRUE(isSameFile("missing-file-of-a-test", absolute));
+}
+
+TEST_F(FileFixture, MissingFileIsNoExistingOne) {
+    const std::string file = writeFile(folder.path("file"), "");
+    EXPECT_FALSE(isSameFile(file, folder.path("missing")));
+    EXPECT_FALSE(isSameFile(folder.path("missing"), file));
+}
+
+TEST_F(FileFixture, LinksThatLeadInACircleComeToAnEnd) {
+    std::filesystem::create_symlink("second", folder.path("first"));
+    std::filesystem::create_symlink("first", folder.path("second"));
+    EXPECT_FALSE(isSameFile(folder.path("first"), folder.path("other")));
+}
+
+TEST_F(FileFixture, MissingStandardDescriptorsAreOccupied) {
+    const std::string path = folder.path("file");
+    const Ending ending = endingOf([&path] {
+        ::close(STDIN_FILENO);
+        ::close(STDOUT_FILENO);
+        occupyStandardDescriptors();
+        const File file = openFile(path, O_CREAT);
+        ::_exit(isOpenDescriptor(STDIN_FILENO) && isOpenDescriptor(STDOUT_FILENO) &&
+                        file.descriptor() > STDERR_FILENO
+                    ? 42
+                    : 1);
+    });
+    EXPECT_EQ(ending.status, 42);
+}
+
+TEST_F(FileFixture, StandardDescriptorsInUseStayAsTheyAre) {
+    const int next = nextDescriptor();
+    const std::string output = outputOf([] {
+        occupyStandardDescriptors();
+        writeText(STDOUT_FILENO, "still here");
+    });
+    EXPECT_EQ(output, "still here");
+    EXPECT_EQ(nextDescriptor(), next);
+}
+
+}  // namespace

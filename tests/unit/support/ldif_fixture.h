@@ -1,0 +1,66 @@
+// The fixture of everything that reads or writes the files of a run: all of them closed and named,
+// but for the trace not yet there.
+#pragma once
+
+#include <fcntl.h>
+
+#include <string>
+#include <string_view>
+
+#include "driver/settings.h"
+#include "ldif/entry_reader.h"
+#include "ldif/run_files.h"
+#include "ldif/work_file.h"
+#include "support/entry_fixture.h"
+
+class LdifFixture : public EntryFixture {
+protected:
+    void SetUp() override {
+        EntryFixture::SetUp();
+        closeFiles();
+        nextLine = {};
+        lineNum = 0;
+        changetypeSeen = false;
+        hasTheStepOverFilePositionBeenInitialized = false;
+        filePositionOfFirstObjectSteppedOver = {};
+        filePositionBeforeReadingObject = {};
+        filePositionAfterReadingObject = {};
+        input_ldif_filename = folder.path("input.ldif");
+        output_ldif_filename = folder.path("output.ldif");
+        temp_input_ldif_filename = folder.path("input.ldif.tmp");
+    }
+    void TearDown() override {
+        closeFiles();
+        EntryFixture::TearDown();
+    }
+
+    void writeInput(std::string_view content) {
+        writeFile(input_ldif_filename, content);
+    }
+    void openInput(std::string_view content) {
+        writeInput(content);
+        ASSERT_EQ(ifp.open(input_ldif_filename), 0);
+    }
+    void openWorkFile(std::string_view content) {
+        writeFile(temp_input_ldif_filename, content);
+        ASSERT_EQ(tifp.open(temp_input_ldif_filename), 0);
+    }
+    std::string workFile() const {
+        return readFile(temp_input_ldif_filename);
+    }
+    void openOutput() {
+        ASSERT_EQ(ofp.open(output_ldif_filename, O_CREAT | O_TRUNC), 0);
+    }
+    // What has been written to the output so far; closes it.
+    std::string output() {
+        EXPECT_EQ(ofp.close(), 0);
+        return readFile(output_ldif_filename);
+    }
+
+private:
+    static void closeFiles() {
+        ifp.close();
+        tifp.close();
+        ofp.close();
+    }
+};

@@ -1,0 +1,31 @@
+// What a piece of the program writes to the standard streams, and how it ends.
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <ostream>
+#include <string>
+
+struct Ending {
+    int status = -1;  // exit status, or -1 after a signal
+    std::string output;
+    std::string errors;
+};
+
+// Runs `procedure` in a process of its own, which ends with status 0 if the procedure returns.
+// What it does to files, the trace file included, can be looked at afterwards.
+Ending endingOf(const std::function<void()>& procedure);
+
+// What `procedure` writes to standard output in this process.
+std::string outputOf(const std::function<void()>& procedure);
+
+inline void PrintTo(const Ending& ending, std::ostream* stream) {
+    *stream << "status " << ending.status << ", output \"" << ending.output << "\", errors \""
+            << ending.errors << '"';
+}
+
+// A fatal end with the error message `id` as the first of standard error.
+MATCHER_P(FailsWith, id, "") {
+    return arg.status == 255 && arg.errors.starts_with(std::to_string(id) + " ERROR: ");
+}
