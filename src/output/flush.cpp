@@ -1,5 +1,7 @@
 #include "output/flush.h"
 
+#include <array>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -28,34 +30,54 @@ std::string reasonOfFailure(const OwnerTable& owners, int index) {
                   isUser ? "secUser entry with a principalName" : "secGroup entry with a cn");
 }
 
-// Reports the step that has failed if `result` says so, and returns `result`.
-int checked(int result, std::string_view step, const OwnerTable& owners, int index) {
-    if (result != 0) {
-        const std::string error =
-            format("copyAllAccumulatedDataToOutputFile() - %s() failure.  RETURNING. \n", step);
-        report(error, error + format("%s = %s\n", owners.name(), owners.dn(index)));
-        failure = reasonOfFailure(owners, index);
+// A step of writing the owner in one slot, and its name in errors.
+struct Step {
+    std::string_view name;
+    int (*run)(int);
+};
+
+int writeUserRecord(int i) {
+    return writeSecUserAddToOutputFile(i, ofp);
+}
+
+int writePolicyRecord(int i) {
+    return writeSecPolicyAddToOutputFile(i, ofp);
+}
+
+int writeGroupRecord(int j) {
+    return writeSecGroupAddToOutputFile(j, ofp);
+}
+
+constexpr std::array<Step, 2> userSteps = {
+    {{"createNewSecUserDN", createNewSecUserDN}, {"writeSecUserAddToOutputFile", writeUserRecord}}};
+constexpr std::array<Step, 3> policySteps = {
+    {{"createNewSecPolicyDN", createNewSecPolicyDN},
+     {"writePolicyContainerAddToOutputFile", writePolicyContainerAddToOutputFile},
+     {"writeSecPolicyAddToOutputFile", writePolicyRecord}}};
+constexpr std::array<Step, 2> groupSteps = {{{"createNewSecGroupDN", createNewSecGroupDN},
+                                             {"writeSecGroupAddToOutputFile", writeGroupRecord}}};
+
+// Takes the steps in order. Returns 0, or -1 after reporting the first that has failed.
+int take(std::span<const Step> steps, const OwnerTable& owners, int index) {
+    for (const Step& step : steps) {
+        if (step.run(index) != 0) {
+            const std::string error = format(
+                "copyAllAccumulatedDataToOutputFile() - %s() failure.  RETURNING. \n", step.name);
+            report(error, error + format("%s = %s\n", owners.name(), owners.dn(index)));
+            failure = reasonOfFailure(owners, index);
+            return -1;
+        }
     }
-    return result;
+    return 0;
 }
 
 int writeUser(int i) {
-    if (checked(createNewSecUserDN(i), "createNewSecUserDN", secUser_dn, i) != 0 ||
-        checked(writeSecUserAddToOutputFile(i, ofp), "writeSecUserAddToOutputFile", secUser_dn,
-                i) != 0) {
-        return -1;
-    }
-    if (secPolicyDN(i).empty()) {
-        return 0;
-    }
-    if (checked(createNewSecPolicyDN(i), "createNewSecPolicyDN", secUser_dn, i) != 0 ||
-        checked(writePolicyContainerAddToOutputFile(i), "writePolicyContainerAddToOutputFile",
-                secUser_dn, i) != 0 ||
-        checked(writeSecPolicyAddToOutputFile(i, ofp), "writeSecPolicyAddToOutputFile", secUser_dn,
-                i) != 0) {
-        return -1;
-    }
-    return 0;
+    const int result = take(userSteps, secUser_dn, i);
+    return result != 0 || secPolicyDN(i).empty() ? result : take(policySteps, secUser_dn, i);
+}
+
+int writeGroup(int j) {
+    return take(groupSteps, secGroup_dn, j);
 }
 
 // The policy data goes unwritten: the newer layout has no entry for it.
@@ -67,15 +89,6 @@ void releaseUser(int i) {
     freeSecMapForSecUser(i);
     freeSecPolicyDN(i);
     freeSecPolicy(i);
-}
-
-int writeGroup(int j) {
-    if (checked(createNewSecGroupDN(j), "createNewSecGroupDN", secGroup_dn, j) != 0 ||
-        checked(writeSecGroupAddToOutputFile(j, ofp), "writeSecGroupAddToOutputFile", secGroup_dn,
-                j) != 0) {
-        return -1;
-    }
-    return 0;
 }
 
 void releaseGroup(int j) {

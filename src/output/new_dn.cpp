@@ -22,59 +22,12 @@ struct NamingAttribute {
     std::string_view second;
 };
 
-constexpr NamingAttribute principalNameAttribute = {"principalName:", "principalname:"};
-constexpr NamingAttribute cnAttribute = {"cn:", "CN:"};
-
-// The text behind the attribute name and blanks in `line`; null when the line does not hold the
-// name. It may stand anywhere, in a longer name or a value too: the first line that holds it names
-// the entry, on purpose.
-std::string_view namingValue(std::string_view line, const NamingAttribute& attribute) {
-    std::size_t match = line.find(attribute.first);
-    if (match == std::string_view::npos) {
-        match = line.find(attribute.second);
-    }
-    if (match == std::string_view::npos) {
-        return {};
-    }
-    return withoutLeadingBlanks(line.substr(match + attribute.first.size()));
-}
-
-// The first naming value in the row, its line end included; null when there is none. Every line
-// looked at is traced behind `tracePrefix`, unless that is empty.
-std::string_view findNamingValue(const Matrix& matrix, int index, const NamingAttribute& attribute,
-                                 std::string_view tracePrefix) {
-    const Entry& row = matrix.row(index);
-    for (int column = 0; column < row.lineCount(); ++column) {
-        if (!tracePrefix.empty()) {
-            trace("%s%s[%d][%d] = %s", tracePrefix, matrix.name, index, column, row.line(column));
-        }
-        const std::string_view value = namingValue(row.line(column), attribute);
-        if (value.data() != nullptr) {
-            return value;
-        }
-    }
-    return {};
-}
-
 bool isInDefaultDomain(std::string_view dn) {
     // A bare search on purpose: a domain whose name only begins with "default" counts too.
     std::string tempString(dn);
     strtolower(tempString);
     return tempString.find("secauthority=default") != std::string::npos &&
            tempString.find("cn=subdomains") == std::string::npos;
-}
-
-// The new DN line of an entry named `name`, whose old DN decides the domain. `domain` is called
-// for the domain component only outside the default domain.
-template <class DomainComponent>
-std::string newDnLine(std::string_view name, std::string_view oldDn, DomainComponent domain) {
-    std::string tempDN = "dn: ";
-    tempDN += name;
-    if (!isInDefaultDomain(oldDn)) {
-        tempDN += domain(oldDn);
-        tempDN += ",cn=Subdomains,";
-    }
-    return tempDN += "secAuthority=default\n";
 }
 
 // The domain of users and groups is the first component of the owner DN, all of it when it has
@@ -105,74 +58,166 @@ std::string_view orNull(std::string_view text) {
     return text.empty() ? "null" : text;
 }
 
-}  // namespace
+// One of the two finders, as its traces and errors name it. Their blanks differ, and are meant to.
+struct Finder {
+    std::string_view function;
+    const Matrix& matrix;
+    NamingAttribute attribute;
+    std::string& value;
+    std::string_view entryAndExit;  // the format of the lines for both
+    std::string_view searchPrefix;  // in front of every line looked at; empty: none is traced
+    std::string_view errorLine;
+    std::string_view errorEcho;
+    std::string_view errorContinuation;
+    std::string_view echoedRow;
+    std::string_view foundLabel;
+};
 
-// The blanks in these traces differ from those of the other procedures, and are meant to.
-int learnPrincipalNameFromSecUserObject(int index) {
-    trace("learnPrincipalNameFromSecUserObject(): FUNCTION ENTRY  \n");
-    const std::string_view found = findNamingValue(secUser_matrix, index, principalNameAttribute,
-                                                   "learnPrincipalNameFromSecUserObject(): ");
-    principalName = withoutLineEnd(found);
-    if (found.data() != nullptr) {
-        trace("learnPrincipalNameFromSecUserObject():  The principalName found is:  %s \n"
-              "learnPrincipalNameFromSecUserObject():  The modified principalName becomes:  %s \n",
-              found, principalName);
+const Finder principalNameFinder = {
+    "learnPrincipalNameFromSecUserObject",
+    secUser_matrix,
+    {"principalName:", "principalname:"},
+    principalName,
+    "learnPrincipalNameFromSecUserObject(): FUNCTION %s  \n",
+    "learnPrincipalNameFromSecUserObject(): ",
+    "learnPrincipalNameFromSecUserObject():  ERROR: secUser principal name could not be found. \n",
+    "learnPrincipalNameFromSecUserObject(): ERROR: secUser principal name could not be found. \n",
+    "                                               The input file may be corrupt.             \n",
+    "secUser is: ",
+    "secUser principal name"};
+const Finder cnFinder = {"learnCNFromSecGroupObject",
+                         secGroup_matrix,
+                         {"cn:", "CN:"},
+                         cnFromSecGroupObject,
+                         "learnCNFromSecGroupObject():  FUNCTION %s \n",
+                         "",
+                         "learnCNFromSecGroupObject():  ERROR: secGroup cn could not be found. \n",
+                         "learnCNFromSecGroupObject():  ERROR: secGroup cn could not be found. \n",
+                         "                                     The input file may be corrupt.  \n",
+                         "secGroup is: ",
+                         "secGroup cn"};
+
+void traceEntryOrExit(const Finder& finder, std::string_view which) {
+    if (debug) {
+        const FormatArgument argument = which;
+        writeTrace(formatText(finder.entryAndExit, {&argument, 1}));
     }
-    if (principalName.empty()) {
-        report("learnPrincipalNameFromSecUserObject():  ERROR: secUser principal name could not be "
-               "found. \n"
-               "                                               The input file may be corrupt.     "
-               "        \n",
-               format("learnPrincipalNameFromSecUserObject(): ERROR: secUser principal name could "
-                      "not be found. \n"
-                      "secUser is: %s\n",
-                      firstLineOr(secUser_matrix.row(index), "null")));
+}
+
+// The text behind the attribute name and blanks in `line`; null when the line does not hold the
+// name. It may stand anywhere, in a longer name or a value too: the first line that holds it names
+// the entry, on purpose.
+std::string_view namingValue(std::string_view line, const NamingAttribute& attribute) {
+    std::size_t match = line.find(attribute.first);
+    if (match == std::string_view::npos) {
+        match = line.find(attribute.second);
+    }
+    if (match == std::string_view::npos) {
+        return {};
+    }
+    return withoutLeadingBlanks(line.substr(match + attribute.first.size()));
+}
+
+// The first naming value in row `index`, its line end included; null when there is none.
+std::string_view findNamingValue(const Finder& finder, int index) {
+    const Entry& row = finder.matrix.row(index);
+    for (int column = 0; column < row.lineCount(); ++column) {
+        if (!finder.searchPrefix.empty()) {
+            trace("%s%s[%d][%d] = %s", finder.searchPrefix, finder.matrix.name, index, column,
+                  row.line(column));
+        }
+        const std::string_view value = namingValue(row.line(column), finder.attribute);
+        if (value.data() != nullptr) {
+            return value;
+        }
+    }
+    return {};
+}
+
+int learnName(const Finder& finder, int index) {
+    traceEntryOrExit(finder, "ENTRY");
+    const std::string_view found = findNamingValue(finder, index);
+    finder.value = withoutLineEnd(found);
+    if (found.data() != nullptr && !finder.searchPrefix.empty()) {
+        trace("%s():  The principalName found is:  %s \n"
+              "%s():  The modified principalName becomes:  %s \n",
+              finder.function, found, finder.function, finder.value);
+    }
+    if (finder.value.empty()) {
+        report(format("%s%s", finder.errorLine, finder.errorContinuation),
+               format("%s%s%s\n", finder.errorEcho, finder.echoedRow,
+                      firstLineOr(finder.matrix.row(index), "null")));
         return -1;
     }
-    trace("learnPrincipalNameFromSecUserObject():  The secUser principal name is:  %s \n"
-          "learnPrincipalNameFromSecUserObject(): FUNCTION EXIT  \n",
-          principalName);
+    trace("%s():  The %s is:  %s \n", finder.function, finder.foundLabel, finder.value);
+    traceEntryOrExit(finder, "EXIT");
     return 0;
 }
 
-int learnCNFromSecGroupObject(int index) {
-    trace("learnCNFromSecGroupObject():  FUNCTION ENTRY \n");
-    cnFromSecGroupObject = withoutLineEnd(findNamingValue(secGroup_matrix, index, cnAttribute, {}));
-    if (cnFromSecGroupObject.empty()) {
-        constexpr std::string_view error =
-            "learnCNFromSecGroupObject():  ERROR: secGroup cn could not be found. \n";
-        report(std::string(error) +
-                   "                                     The input file may be corrupt.  \n",
-               std::string(error) +
-                   format("secGroup is: %s\n", firstLineOr(secGroup_matrix.row(index), "null")));
-        return -1;
+// One of the three builders, as its traces name it.
+struct Builder {
+    std::string_view function;
+    const Finder& finder;
+    std::string_view head;  // what stands before the name in the new DN line
+    std::string_view tail;  // and behind it, up to the domain
+    std::string_view (*domainComponent)(std::string_view oldDn);
+};
+
+const Builder userBuilder = {"createNewSecUserDN", principalNameFinder,
+                             "dn: principalName=", ",cn=Users,", firstComponent};
+const Builder groupBuilder = {"createNewSecGroupDN", cnFinder, "dn: cn=", ",cn=Groups,",
+                              firstComponent};
+const Builder policyBuilder = {"createNewSecPolicyDN", principalNameFinder,
+                               "dn: cn=Policy,cn=Policies,principalName=", ",cn=Users,",
+                               secAuthorityComponent};
+
+// The new DN line of slot `index`, whose old DN decides the domain; empty when the slot's entry
+// has no name.
+std::string newDnLine(const Builder& builder, int index, std::string_view oldDn) {
+    if (learnName(builder.finder, index) != 0) {
+        trace("%s():  %s FAILED.  Returning ERROR. \n", builder.function, builder.finder.function);
+        return {};
     }
-    trace("learnCNFromSecGroupObject():  The secGroup cn is:  %s \n"
-          "learnCNFromSecGroupObject():  FUNCTION EXIT \n",
-          cnFromSecGroupObject);
-    return 0;
+    std::string tempDN(builder.head);
+    tempDN += builder.finder.value;
+    tempDN += builder.tail;
+    if (!isInDefaultDomain(oldDn)) {
+        tempDN += builder.domainComponent(oldDn);
+        tempDN += ",cn=Subdomains,";
+    }
+    tempDN += "secAuthority=default\n";
+    trace("%s():  The output DN is:  %s \n", builder.function, tempDN);
+    return tempDN;
+}
+
+void traceUserRow(int index) {
+    const Entry& row = secUser_matrix.row(index);
+    for (int column = 0; column < row.lineCount() && debug; ++column) {
+        trace("  secUser_matrix[%d][%d] = %s", index, column, row.line(column));
+    }
+}
+
+}  // namespace
+
+int learnPrincipalNameFromSecUserObject(int index) {
+    return learnName(principalNameFinder, index);
+}
+
+int learnCNFromSecGroupObject(int index) {
+    return learnName(cnFinder, index);
 }
 
 int createNewSecUserDN(int index) {
     const OutOfMemoryLine line("createNewSecUserDN():  ERROR:  malloc() failure.  Exiting. \n");
     trace("createNewSecUserDN():  FUNCTION ENTRY \n");
-    const Entry& row = secUser_matrix.row(index);
-    if (debug) {
-        for (int column = 0; column < row.lineCount(); ++column) {
-            trace("  secUser_matrix[%d][%d] = %s", index, column, row.line(column));
-        }
-    }
-    if (learnPrincipalNameFromSecUserObject(index) != 0) {
-        report("createNewSecUserDN():  learnPrincipalNameFromSecUserObject FAILED.  Returning "
-               "ERROR. \n",
-               format("createNewSecUserDN():  principalName for secUser: %s  could not be "
-                      "determined\n",
-                      firstLineOr(row, "null")));
+    traceUserRow(index);
+    std::string newLine = newDnLine(userBuilder, index, secUser_dn.dn(index));
+    if (newLine.empty()) {
+        echo(format("createNewSecUserDN():  principalName for secUser: %s  could not be "
+                    "determined\n",
+                    firstLineOr(secUser_matrix.row(index), "null")));
         return -1;
     }
-    std::string newLine = newDnLine("principalName=" + principalName + ",cn=Users,",
-                                    secUser_dn.dn(index), firstComponent);
-    trace("createNewSecUserDN():  The output DN is:  %s \n", newLine);
     secUser_dn.replace(index, std::move(newLine));
     trace("createNewSecUserDN():  FUNCTION EXIT \n");
     return 0;
@@ -181,18 +226,14 @@ int createNewSecUserDN(int index) {
 int createNewSecGroupDN(int index) {
     const OutOfMemoryLine line("createNewSecGroupDN():  ERROR:  malloc() failure.  Exiting. \n");
     trace("createNewSecGroupDN():  FUNCTION ENTRY \n");
-    if (learnCNFromSecGroupObject(index) != 0) {
-        report("createNewSecGroupDN():  learnCNFromSecGroupObject FAILED.  Returning ERROR. \n",
-               {});
+    std::string newLine = newDnLine(groupBuilder, index, secGroup_dn.dn(index));
+    if (newLine.empty()) {
         // Unlike its siblings this one tells standard output whether or not errors are echoed.
         writeStandardOutput(format("createNewSecGroupDN():  learnCNFromSecGroupObject FAILED.\n"
                                    "createNewSecGroupDN():  secGroup:  %s\n",
                                    orNull(secGroup_dn.dn(index))));
         return -1;
     }
-    std::string newLine = newDnLine("cn=" + cnFromSecGroupObject + ",cn=Groups,",
-                                    secGroup_dn.dn(index), firstComponent);
-    trace("createNewSecGroupDN():  The output DN is:  %s \n", newLine);
     secGroup_dn.replace(index, std::move(newLine));
     trace("createNewSecGroupDN():  FUNCTION EXIT \n");
     return 0;
@@ -204,19 +245,14 @@ int createNewSecPolicyDN(int index) {
         return 0;
     }
     trace("createNewSecPolicyDN():  FUNCTION ENTRY \n");
-    if (learnPrincipalNameFromSecUserObject(index) != 0) {
-        report("createNewSecPolicyDN():  learnPrincipalNameFromSecUserObject FAILED.  Returning "
-               "ERROR. \n",
-               format("createNewSecPolicyDN():  learnPrincipalNameFromSecUserObject FAILED. "
-                      "ERROR. \n"
-                      "createNewSecPolicyDN():  secPolicy_dn is: %s\n",
-                      orNull(secPolicyDN(index))));
+    std::string newLine = newDnLine(policyBuilder, index, secPolicyDN(index));
+    if (newLine.empty()) {
+        echo(format("createNewSecPolicyDN():  learnPrincipalNameFromSecUserObject FAILED. "
+                    "ERROR. \n"
+                    "createNewSecPolicyDN():  secPolicy_dn is: %s\n",
+                    secPolicyDN(index)));
         return -1;
     }
-    std::string newLine =
-        newDnLine("cn=Policy,cn=Policies,principalName=" + principalName + ",cn=Users,",
-                  secPolicyDN(index), secAuthorityComponent);
-    trace("createNewSecPolicyDN():  The output DN is:  %s \n", newLine);
     secPolicy_dn[static_cast<std::size_t>(index)] = std::move(newLine);
     trace("createNewSecPolicyDN():  FUNCTION EXIT \n");
     return 0;

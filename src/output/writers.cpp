@@ -129,28 +129,40 @@ void mergeWithUsersEntry(const Entry& usersEntry) {
     mergeObjects(usersEntry, partiallyMergedSecUser);
 }
 
+// Writes the record of the owner in slot `index`: its entry merged with its mapping entry and, if
+// it has one, with the entry that leads.
+int writeOwner(const Writer& writer, OutputFile& stream, const OwnerTable& owners,
+               const Matrix& entries, const Matrix& mappings, const Entry& leading, int index) {
+    traceEntry(writer);
+    const std::string_view dn = owners.dn(index);
+    requireDn(writer, owners.name(), dn, index);
+    if (write(writer, stream, dn) != 0) {
+        return -1;
+    }
+    mergeWithMapping(writer, entries, mappings, index, dn);
+    if (!leading.empty()) {
+        mergeWithUsersEntry(leading);
+    }
+    if (writer.tracesLines) {
+        trace("%s():  Write the remainder of the entry to the output LDIF file \n",
+              writer.function);
+    }
+    if (writeLines(writer, stream, object, mergedFilter) != 0) {
+        return -1;
+    }
+    if (writer.tracesLines) {
+        trace("%s():  Finished writing the remainder of the entry to the output LDIF file \n",
+              writer.function);
+    }
+    freeObject();
+    return endRecord(writer, stream) == 0 ? traceExit(writer) : -1;
+}
+
 }  // namespace
 
 int writeSecUserAddToOutputFile(int index, OutputFile& stream) {
-    traceEntry(userWriter);
-    const std::string_view dn = secUser_dn.dn(index);
-    requireDn(userWriter, secUser_dn.name(), dn, index);
-    if (write(userWriter, stream, dn) != 0) {
-        return -1;
-    }
-    mergeWithMapping(userWriter, secUser_matrix, secMap_for_secUser_matrix, index, dn);
-    if (!Users_secUser_matrix.row(index).empty()) {
-        mergeWithUsersEntry(Users_secUser_matrix.row(index));
-    }
-    trace("writeSecUserAddToOutputFile():  Write the remainder of the entry to the output LDIF "
-          "file \n");
-    if (writeLines(userWriter, stream, object, mergedFilter) != 0) {
-        return -1;
-    }
-    trace("writeSecUserAddToOutputFile():  Finished writing the remainder of the entry to the "
-          "output LDIF file \n");
-    freeObject();
-    return endRecord(userWriter, stream) == 0 ? traceExit(userWriter) : -1;
+    return writeOwner(userWriter, stream, secUser_dn, secUser_matrix, secMap_for_secUser_matrix,
+                      Users_secUser_matrix.row(index), index);
 }
 
 int writePolicyContainerAddToOutputFile(int index) {
@@ -190,16 +202,7 @@ int writeSecPolicyAddToOutputFile(int index, OutputFile& stream) {
 }
 
 int writeSecGroupAddToOutputFile(int index, OutputFile& stream) {
-    traceEntry(groupWriter);
-    const std::string_view dn = secGroup_dn.dn(index);
-    requireDn(groupWriter, secGroup_dn.name(), dn, index);
-    if (write(groupWriter, stream, dn) != 0) {
-        return -1;
-    }
-    mergeWithMapping(groupWriter, secGroup_matrix, secMap_for_secGroup_matrix, index, dn);
-    if (writeLines(groupWriter, stream, object, mergedFilter) != 0) {
-        return -1;
-    }
-    freeObject();
-    return endRecord(groupWriter, stream) == 0 ? traceExit(groupWriter) : -1;
+    static const Entry none;
+    return writeOwner(groupWriter, stream, secGroup_dn, secGroup_matrix, secMap_for_secGroup_matrix,
+                      none, index);
 }
