@@ -70,7 +70,7 @@ void freeObject();
 std::string_view firstLineOr(const Entry& entry, std::string_view otherwise);
 
 // A line as it can stand in a message: between quotes, without its line end, cut after 256 bytes,
-// and with a question mark for every control character, which a terminal might obey.
+// and with a question mark for every ASCII control character, which a terminal might obey.
 std::string quoted(std::string_view line);
 
 // What a message says of the current entry: `the entry "<DN line>" <problem>`.

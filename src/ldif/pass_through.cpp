@@ -9,7 +9,7 @@ namespace {
 
 void writeOrFail(std::string_view text) {
     if (ofp.write(text) != 0) {
-        fail(format("moveNextObjectToOutputLDIFFile():  fputs() failed with rc=%d \n", -1), {},
+        fail("moveNextObjectToOutputLDIFFile():  fputs() failed with rc=-1 \n", {},
              writeMessage(output_ldif_filename, ofp));
     }
 }

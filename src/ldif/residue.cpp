@@ -1,12 +1,12 @@
 #include "ldif/residue.h"
 
-#include <array>
 #include <string_view>
 
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
 #include "entry/entry.h"
+#include "entry/filters.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
 #include "ldif/entry_reader.h"
@@ -15,9 +15,6 @@
 
 namespace {
 
-constexpr std::array<std::string_view, 5> droppedAnywhereInLine = {
-    "kvo-entryuuid:", "aclentry:", "aci:", "acl:", "control:"};
-
 constexpr std::string_view writeFailedLine =
     "copyRemainingObjectsToOutputLDIFFile():  fputs() failed with rc=-1 \n";
 
@@ -25,7 +22,7 @@ int writeObject() {
     for (int i = 0; i < object.lineCount(); ++i) {
         const std::string_view line = object.line(i);
         // Line by line: a continuation line of a dropped attribute is not dropped with it.
-        if (!holdsAnyName(line, droppedAnywhereInLine) && ofp.write(line) != 0) {
+        if (!holdsAnyName(line, unmergedFilter) && ofp.write(line) != 0) {
             return -1;
         }
     }

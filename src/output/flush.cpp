@@ -17,7 +17,7 @@
 
 namespace {
 
-// Why the flush has failed. Written by the step that fails; valid once a flush has returned -1.
+// Why the flush has failed. Written by take(); valid once a flush has returned -1.
 std::string failure;
 
 std::string reasonOfFailure(const OwnerTable& owners, int index) {

@@ -10,5 +10,5 @@
 // slot at hand and all later ones then stay in the cache.
 int copyAllAccumulatedDataToOutputFile();
 
-// What is said after a flush that has failed.
+// What is said after a flush that has returned -1, and only then.
 Message flushFailedMessage();

@@ -1,10 +1,11 @@
 // Merging two entries of one owner into one.
 //
-// The lines of the first entry lead, in their order; where the second has an attribute of the
-// same name, the second's line takes the place, but for secAuthority. Each line of the first uses
-// up at most one of the second, so that values of a multi-valued attribute pair off in order.
-// What is left of the second follows. Object classes come from the first alone; identifier,
-// access-control and control attributes from neither.
+// The lines of the first entry lead, in their order; where a line of the second holds the same
+// attribute name, it takes the place of the first's, but for secAuthority. The name is looked for
+// loosely, inside longer names and in values too. Each line of the first uses up at most one of
+// the second, so that values of a multi-valued attribute pair off in order. What is left of the
+// second follows. Lines that are named for an object class, an identifier, access control or a
+// control are not merged: only the first entry's object classes stay.
 #pragma once
 
 class Entry;

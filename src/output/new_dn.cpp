@@ -192,8 +192,10 @@ std::string newDnLine(const Builder& builder, int index, std::string_view oldDn)
 
 void traceUserRow(int index) {
     const Entry& row = secUser_matrix.row(index);
-    for (int column = 0; column < row.lineCount() && debug; ++column) {
-        trace("  secUser_matrix[%d][%d] = %s", index, column, row.line(column));
+    if (debug) {
+        for (int column = 0; column < row.lineCount(); ++column) {
+            trace("  secUser_matrix[%d][%d] = %s", index, column, row.line(column));
+        }
     }
 }
 

@@ -11,18 +11,13 @@
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
 #include "entry/entry.h"
+#include "entry/filters.h"
 #include "entry/text.h"
 #include "ldif/entry_reader.h"
 #include "ldif/run_files.h"
 #include "output/merge.h"
 
 namespace {
-
-// What the filters drop: the last name is for policies alone, which no merge has filtered.
-constexpr std::array<std::string_view, 5> filteredNames = {
-    "kvo-entryuuid:", "aclentry:", "aci:", "acl:", "control:"};
-constexpr std::span<const std::string_view> policyFilter(filteredNames);
-constexpr std::span<const std::string_view> mergedFilter = policyFilter.first(4);
 
 constexpr int SECUSER_MATRIX_NUMBER_OF_COLUMNS = 50;  // as traced; rows have no such limit
 
@@ -62,7 +57,7 @@ void requireDn(const Writer& writer, std::string_view table, std::string_view dn
 
 int write(const Writer& writer, OutputFile& stream, std::string_view text) {
     if (stream.write(text) != 0) {
-        trace("%s():  fputs() failed with rc=%d \n", writer.function, -1);
+        trace("%s():  fputs() failed with rc=-1 \n", writer.function);
         return -1;
     }
     return 0;
@@ -180,8 +175,8 @@ int writePolicyContainerAddToOutputFile(int index) {
         "objectclass: top\n", "cn: Policies\n\n"};
     for (std::size_t i = 0; i < parts.size(); ++i) {
         if (ofp.write(parts[i]) != 0) {
-            trace("writePolicyContainerAddToOutputFile():  fputs() #%d failed with rc=%d \n", i + 1,
-                  -1);
+            trace("writePolicyContainerAddToOutputFile():  fputs() #%d failed with rc=-1 \n",
+                  i + 1);
             return -1;
         }
     }
@@ -196,7 +191,7 @@ int writeSecPolicyAddToOutputFile(int index, OutputFile& stream) {
     }
     requireDn(policyWriter, "secPolicy_dn", secPolicyDN(index), index);
     const bool written = write(policyWriter, stream, secPolicyDN(index)) == 0 &&
-                         writeLines(policyWriter, stream, policy, policyFilter) == 0 &&
+                         writeLines(policyWriter, stream, policy, unmergedFilter) == 0 &&
                          endRecord(policyWriter, stream) == 0;
     return written ? traceExit(policyWriter) : -1;
 }

@@ -185,8 +185,19 @@ protected:
         kind.owners.open("cn=b\n");
         kind.owners.open("cn=c\n");
     }
-    std::string error(const std::string& text) const {
-        return std::string(kind.handlerName) + "():  ERROR: " + text;
+    // Reads the kind's entry, then takes the work file away, so that nothing can be done with it.
+    void readAndLoseTheWorkFile() {
+        openWorkFile(kind.entry);
+        readNext();
+        tifp.close();
+        startTrace();
+    }
+    // Runs the handler, which must fail with `error` and echo that and `furtherEcho`.
+    void expectFailure(const std::string& error, const std::string& furtherEcho) {
+        const std::string text = std::string(kind.handlerName) + "():  ERROR: " + error +
+                                 std::string(kind.failedKind) + " object.  EXITING. \n";
+        EXPECT_EQ(failureOf(kind.handler), (Failure{{380928301, 380928302}, text + furtherEcho}));
+        EXPECT_THAT(traced(), EndsWith(text));
     }
 };
 
@@ -364,42 +375,22 @@ TEST_P(EveryKind, ASecondEntryOfOneOwnerEndsTheProcess) {
 
 TEST_P(EveryKind, AFailedStepOverEndsTheProcess) {
     leaveNoSlot();
-    openWorkFile(kind.entry);
-    readNext();
-    tifp.close();
-    startTrace();
-    const std::string text =
-        error("stepOverNextObjectFromTemporaryInputLDIFFile() failed stepping over a " +
-              std::string(kind.failedKind) + " object.  EXITING. \n");
-    EXPECT_EQ(failureOf(kind.handler), (Failure{{380928301, 380928302}, text + kind.stepOverEcho}));
-    EXPECT_THAT(traced(), EndsWith(text));
+    readAndLoseTheWorkFile();
+    expectFailure("stepOverNextObjectFromTemporaryInputLDIFFile() failed stepping over a ",
+                  kind.stepOverEcho);
 }
 
 TEST_P(EveryKind, AFailedDeletionOfANewOwnersEntryEndsTheProcess) {
-    openWorkFile(kind.entry);
-    readNext();
-    tifp.close();
-    startTrace();
-    const std::string text =
-        error("deleteNextObjectFromTemporaryInputLDIFFile() failed deleting a " +
-              std::string(kind.failedKind) + " object.  EXITING. \n");
-    EXPECT_EQ(failureOf(kind.handler),
-              (Failure{{380928301, 380928302}, text + kind.newOwnerDeletionEcho}));
-    EXPECT_THAT(traced(), EndsWith(text));
+    readAndLoseTheWorkFile();
+    expectFailure("deleteNextObjectFromTemporaryInputLDIFFile() failed deleting a ",
+                  kind.newOwnerDeletionEcho);
 }
 
 TEST_P(EveryKind, AFailedDeletionOfAKnownOwnersEntryEndsTheProcess) {
     openOwner();
-    openWorkFile(kind.entry);
-    readNext();
-    tifp.close();
-    startTrace();
-    const std::string text =
-        error("deleteNextObjectFromTemporaryInputLDIFFile() failed deleting a " +
-              std::string(kind.failedKind) + " object.  EXITING. \n");
-    EXPECT_EQ(failureOf(kind.handler),
-              (Failure{{380928301, 380928302}, text + withOwner(kind.knownOwnerDeletionEcho)}));
-    EXPECT_THAT(traced(), EndsWith(text));
+    readAndLoseTheWorkFile();
+    expectFailure("deleteNextObjectFromTemporaryInputLDIFFile() failed deleting a ",
+                  withOwner(kind.knownOwnerDeletionEcho));
 }
 
 TEST_P(EveryKind, WithoutMemoryForTheSlotTheProcessEnds) {

@@ -10,6 +10,7 @@
 
 namespace {
 
+using testing::Contains;
 using testing::EndsWith;
 
 const std::string function = "copyAllAccumulatedDataToOutputFile() - ";
@@ -223,8 +224,22 @@ TEST_F(FlushTest, AFailureIsNeitherEchoedUnaskedNorAMessage) {
     EXPECT_EQ(ending.errors, "");
 }
 
-TEST_F(FlushTest, WhatIsSaidAfterAFailureIsAProcessingFailure) {
+TEST_F(FlushTest, AFailedWriteIsTheReasonInTheMessage) {
+    addUser("a");
+    output_ldif_filename = "out.ldif";
+    openFullOutput(ofp, 1);
+    EXPECT_EQ(copyAllAccumulatedDataToOutputFile(), -1);
     EXPECT_EQ(flushFailedMessage().id, 380928302);
+    EXPECT_THAT(flushFailedMessage().arguments,
+                Contains("cannot write \"out.ldif\": No space left on device"));
+}
+
+TEST_F(FlushTest, AMissingNameIsTheReasonInTheMessage) {
+    secUser_dn.open("secAuthority=Default,cn=a\n");
+    EXPECT_EQ(copyAllAccumulatedDataToOutputFile(), -1);
+    EXPECT_THAT(flushFailedMessage().arguments,
+                Contains("other entries belong to \"secAuthority=Default,cn=a\", but it has no "
+                         "secUser entry with a principalName"));
 }
 
 // ---- Traces
