@@ -1,5 +1,6 @@
 #include "cache/accumulation.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,29 @@
 #include "ldif/work_file.h"
 
 namespace {
+
+// A move, as its traces and errors name it.
+struct Move {
+    std::string_view function;
+    Matrix& matrix;
+    std::string_view occupiedEnding = " \n";
+    bool tracesLines = false;
+};
+
+// The error of this one alone has no blank at its end.
+const Move toSecUser = {"moveSecUserObjectFromObjectArrayToSecUserMatrix", secUser_matrix, "\n"};
+const Move toUsersSecUser = {"moveUsersSecUserObjectFromObjectArrayToUsersSecUserMatrix",
+                             Users_secUser_matrix};
+const Move toSecPolicyData = {"moveSecPolicyDataObjectFromObjectArrayToSecPolicyDataMatrix",
+                              secPolicyData_matrix};
+const Move toSecPolicy = {"moveSecPolicyObjectFromObjectArrayToSecPolicyMatrix", secPolicy_matrix};
+const Move toSecGroup = {"moveSecGroupObjectFromObjectArrayToSecGroupMatrix", secGroup_matrix};
+const Move toSecMapForSecUser = {
+    "moveSecMapForSecUserObjectFromObjectArrayToSecMapForSecUserMatrix", secMap_for_secUser_matrix,
+    " \n", true};
+const Move toSecMapForSecGroup = {
+    "moveSecMapForSecGroupObjectFromObjectArrayToSecMapForSecGroupMatrix",
+    secMap_for_secGroup_matrix};
 
 // A kind of owner: users or groups.
 struct OwnerKind {
@@ -32,36 +56,14 @@ const OwnerKind users = {"secUser",
                          saved_secUser_dn,
                          learnIndexOfAssociatedSecUserDN,
                          "learnIndexOfAssociatedSecUserDN",
-                         "moveSecMapForSecUserObjectFromObjectArrayToSecMapForSecUserMatrix"};
+                         toSecMapForSecUser.function};
 const OwnerKind groups = {"secGroup",
                           secGroup_dn,
                           max_number_of_secgroup_slots,
                           saved_secGroup_dn,
                           learnIndexOfAssociatedSecGroupDN,
                           "learnIndexOfAssociatedSecGroupDN",
-                          "moveSecMapForSecGroupObjectFromObjectArrayToSecMapForSecGroupMatrix"};
-
-// A move, as its traces and errors name it.
-struct Move {
-    std::string_view function;
-    Matrix& matrix;
-    std::string_view occupiedEnding = " \n";
-    bool tracesLines = false;
-};
-
-const Move toSecUser = {"moveSecUserObjectFromObjectArrayToSecUserMatrix", secUser_matrix, "\n"};
-const Move toUsersSecUser = {"moveUsersSecUserObjectFromObjectArrayToUsersSecUserMatrix",
-                             Users_secUser_matrix};
-const Move toSecPolicyData = {"moveSecPolicyDataObjectFromObjectArrayToSecPolicyDataMatrix",
-                              secPolicyData_matrix};
-const Move toSecPolicy = {"moveSecPolicyObjectFromObjectArrayToSecPolicyMatrix", secPolicy_matrix};
-const Move toSecGroup = {"moveSecGroupObjectFromObjectArrayToSecGroupMatrix", secGroup_matrix};
-const Move toSecMapForSecUser = {
-    "moveSecMapForSecUserObjectFromObjectArrayToSecMapForSecUserMatrix", secMap_for_secUser_matrix,
-    " \n", true};
-const Move toSecMapForSecGroup = {
-    "moveSecMapForSecGroupObjectFromObjectArrayToSecMapForSecGroupMatrix",
-    secMap_for_secGroup_matrix};
+                          toSecMapForSecGroup.function};
 
 void moveObject(const Move& move, int index) {
     trace("%s():  FUNCTION ENTRY \n", move.function);
@@ -85,7 +87,8 @@ void moveObject(const Move& move, int index) {
     trace("%s():  FUNCTION EXIT \n", move.function);
 }
 
-// When an error echoes the owner's DN after its own line.
+// When an error echoes the owner's DN after its own line. The handlers differ in that, and an
+// owner that was not found is echoed as empty.
 enum OwnerEcho { NEVER, OWNER_FOUND, ALWAYS };
 
 // The wording in which only the mapping handler tells its decisions.
@@ -144,8 +147,8 @@ constexpr Handler secGroupHandler = {
 constexpr Narrative userNarrative = {
     "moveSecMapForSecUserObjectFromObjectArrayToSecMapForSecUserMatrix", " \n",
     "deleteNextObjectFromTemporaryInputLDIFFile"};
-// Readers of old traces know the group's move by this name, which no procedure bears, and its DN
-// without a blank and a line feed behind it.
+// Readers of old traces know the group's move by this name, which no procedure bears, its DN
+// without a blank and a line feed behind it, and the deletion with parentheses.
 constexpr Narrative groupNarrative = {
     "moveSecMapForSecGroupObjectFromObjectArrayToSecGroupForSecUserMatrix", "",
     "deleteNextObjectFromTemporaryInputLDIFFile()"};
@@ -233,8 +236,7 @@ void narrateDeletion(const Handler& handler, bool isNewOwner) {
     }
 }
 
-// The line that an error echoes behind its own; `index` is -1 where the owner was not found, and
-// its DN then shows as empty.
+// The line that an error echoes behind its own; `index` is -1 where the owner was not found.
 std::string ownerEcho(const Handler& handler, const OwnerKind& kind, OwnerEcho when, int index) {
     if (when == NEVER || (when == OWNER_FOUND && index < 0)) {
         return {};
@@ -314,6 +316,7 @@ void accumulate(const Handler& handler, const OwnerKind& kind, void (*move)(int)
     deleteObject(handler, kind, index, slot);
 }
 
+// The four handlers end both lines in a full stop, the mapping handler only the second.
 void process(const Handler& handler, const OwnerKind& kind, void (*move)(int)) {
     trace("%s():  FUNCTION ENTRY. \n", handler.function);
     accumulate(handler, kind, move);

@@ -6,8 +6,8 @@
 // the matrix of its class has room. Every failure ends the process.
 #pragma once
 
-// Moves of the current entry into row `index` of one matrix each. A row that is already occupied
-// ends the process.
+// Moves of the current entry, which must have a line, into row `index` of one matrix each. A row
+// that is already occupied ends the process.
 void moveSecUserObjectFromObjectArrayToSecUserMatrix(int index);
 void moveUsersSecUserObjectFromObjectArrayToUsersSecUserMatrix(int index);
 void moveSecPolicyDataObjectFromObjectArrayToSecPolicyDataMatrix(int index);

@@ -1,5 +1,6 @@
 #include "cache/object_cache.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -30,14 +31,15 @@ constexpr std::array<Matrix*, 7> matrices = {&secUser_matrix,
                                              &secGroup_matrix,
                                              &secMap_for_secGroup_matrix};
 
+// Needs no memory itself: a run that has come to its end must not fail in here.
 void emptyAllTables() {
     for (Matrix* matrix : matrices) {
-        std::deque<Entry>().swap(matrix->rows);
+        matrix->rows.clear();
         matrix->occupiedRows = 0;
     }
     secUser_dn.clear();
     secGroup_dn.clear();
-    std::deque<std::string>().swap(secPolicy_dn);
+    secPolicy_dn.clear();
 }
 
 void traceSlotCounts(std::string_view function) {
@@ -54,6 +56,11 @@ OwnerTable::OwnerTable(std::string_view name)
 
 std::string_view OwnerTable::dn(int slot) const {
     return slot < slotCount() ? dns_[static_cast<std::size_t>(slot)] : std::string_view();
+}
+
+void OwnerTable::prepare(int mostSlots) {
+    constexpr int few = 1000;
+    lowestSlots_.reserve(static_cast<std::size_t>(std::min(mostSlots, few)));
 }
 
 void OwnerTable::open(std::string_view dn) {
@@ -82,8 +89,8 @@ void OwnerTable::release(int slot) {
 }
 
 void OwnerTable::clear() {
-    lowestSlots_ = decltype(lowestSlots_)(0, Hash{&dns_}, Equal{&dns_});
-    std::deque<std::string>().swap(dns_);
+    lowestSlots_.clear();
+    dns_.clear();
     count = 0;
 }
 
@@ -140,7 +147,8 @@ void allocateObjectCache() {
     const OutOfMemoryLine line("allocateObjectCache():  malloc() failure.  EXITING. \n");
     trace("allocateObjectCache():  FUNCTION ENTRY  \n");
     traceSlotCounts("allocateObjectCache");
-    emptyAllTables();
+    secUser_dn.prepare(max_number_of_secuser_slots);
+    secGroup_dn.prepare(max_number_of_secgroup_slots);
     trace("allocateObjectCache():  FUNCTION EXIT  \n");
 }
 

@@ -37,7 +37,11 @@ public:
     // The DN of a slot; empty when the slot holds none.
     std::string_view dn(int slot) const;
 
-    // Opens the next slot for `dn`.
+    // Makes room for a first few slots, at most `mostSlots`.
+    void prepare(int mostSlots);
+
+    // Opens the next slot for `dn`. Counts it at once; nothing looks at the counts before the entry
+    // that opens it is in its row.
     void open(std::string_view dn);
 
     // The lowest open slot whose DN equals `dn` without regard to case, or -1. Holds until the
@@ -49,7 +53,7 @@ public:
     void replace(int slot, std::string text);
     void release(int slot);
 
-    // Forgets all slots and gives back their memory.
+    // Forgets all slots.
     void clear();
 
     // The owners held: opened and not yet written. The flush counts it down.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <utility>
 
 #include "cache/object_cache.h"
 #include "driver/diagnostics/failure.h"
@@ -18,7 +17,8 @@ std::string saved_secGroup_dn;
 
 namespace {
 
-// One of the two associations, as its traces and errors name it.
+// One of the two associations, as its traces and errors name it. The blanks and line feeds of the
+// two differ, and are meant to.
 struct Association {
     std::string_view function;
     OwnerTable& owners;
@@ -99,11 +99,13 @@ std::string keyOfUsersEntry() {
     if (!authority || !dn) {
         failMalformed(authority ? "has no secDN attribute" : "has no secAuthority attribute");
     }
+    // The kind is traced once more, without its heading.
     trace("   secAuthority_attribute_value = %s \n"
           "   secDN_attribute_value        = %s \n"
           "   The input object is a 'Users' SECUSER object \n",
           *authority, *dn);
     commaSpaceEater(*dn);
+    // What follows a colon is no part of the domain's name.
     authority->resize(std::min(authority->find(':'), authority->size()));
     saved_secUser_dn = "secAuthority=" + *authority + ',' + *dn;
     endInLineFeed(saved_secUser_dn);
@@ -112,6 +114,7 @@ std::string keyOfUsersEntry() {
 }
 
 std::string keyOfOrdinaryUser() {
+    // Traced twice, in two wordings.
     traceKind(userAssociation, "an 'ordinary' SECUSER");
     traceKind(userAssociation, "an ordinary  SECUSER");
     return keyOfUserPart(dnValueStart());
@@ -157,6 +160,7 @@ std::string keyOfMapping(const Association& association) {
     traceKind(association, "a SECMAP");
     association.savedDn = mappedOwnerDn(association);
     endInLineFeed(association.savedDn);
+    // For groups, blanks beside the commas of the whole DN count.
     if (association.ofUsers) {
         commaSpaceEater(association.savedDn);
     }
@@ -171,6 +175,7 @@ std::string keyOfMapping(const Association& association) {
          migrationFailed(aboutObject("is of a kind that has no owner")));
 }
 
+// Groups have always been traced with the users' wording.
 void traceComputedDn(const Association& association) {
     trace("   Its DN is  %s"
           "   The computed saved_secUser_dn is:  %s",
@@ -184,7 +189,7 @@ void traceComparedSlots(const Association& association, int found) {
     }
     const int last = found < 0 ? association.owners.slotCount() - 1 : found;
     for (int i = 0; i <= last; ++i) {
-        trace("   secGroup_dn[%d] =  %s \n", i, association.owners.dn(i));
+        trace("   %s[%d] =  %s \n", association.owners.name(), i, association.owners.dn(i));
     }
 }
 

@@ -13,10 +13,10 @@
 extern std::string saved_secUser_dn;
 extern std::string saved_secGroup_dn;
 
-// The user slot of the current entry's owner, or -1 while it has none. The entry must be a user,
-// policy, policy-data or mapping entry; any other, and one without a usable owner, ends the
-// process. Rewrites the owner part of a user's, policy's or policy data's DN line: no white space
-// at its end but one line feed, no blanks around its commas.
+// The user slot of the current entry's owner, or -1 while it has none. The entry must have a first
+// line and be a user, policy, policy-data or mapping entry; any other, and one without a usable
+// owner, ends the process. Rewrites the owner part of a user's, policy's or policy data's DN line:
+// no white space at its end but one line feed, no blanks around its commas.
 int learnIndexOfAssociatedSecUserDN();
 
 // The same for the group slot of a group or mapping entry. Rewrites the end of a group's DN line;

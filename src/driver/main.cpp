@@ -54,7 +54,7 @@ std::string inputLines() {
                   max_number_of_secgroup_slots);
 }
 
-void readEnvironment() {
+void switchEcho() {
     debugError = std::getenv("DEBUG_ERROR") != nullptr;
     echo("DEBUG_ERROR flag is on................ \n" + inputLines());
 }
@@ -142,7 +142,7 @@ int main(int argc, char** argv) {
     if (argc == 6) {
         openTrace();
     }
-    readEnvironment();
+    switchEcho();
     trace("main():  FUNCTION ENTRY  \nmain():  INPUT LIST: \n%s", inputLines());
     openOutput();
     stageInput();

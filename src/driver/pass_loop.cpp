@@ -1,5 +1,6 @@
 #include "driver/pass_loop.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -85,7 +86,7 @@ void takeInOrStepOver(const Dispatch& dispatch) {
         dispatch.handler();
         return;
     }
-    if (stepOverNextObjectFromTemporaryInputLDIFFile(tifp) == -1) {
+    if (stepOverNextObjectFromTemporaryInputLDIFFile(tifp) != 0) {
         const std::string error = format(
             "main():  ERROR: stepOverNextObjectFromTemporaryInputLDIFFile() failed stepping over "
             "a %s.  EXITING. \n",
@@ -149,7 +150,11 @@ void readWorkFile() {
     }
     trace("\nmain():  getNextObjectFromTemporaryInputLDIFFile() has reached the end of the "
           "temporary input LDIF file. \n");
-    tifp.close();
+    if (tifp.close() != 0) {
+        // What was blanked in this pass may not be, and would be migrated again.
+        const int error = errno;
+        fail({}, {}, {MESSAGE_CANNOT_WRITE, {temp_input_ldif_filename, systemReason(error)}});
+    }
 }
 
 void writeGatheredData() {

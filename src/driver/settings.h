@@ -1,4 +1,5 @@
-// The settings of a run, taken from the command line once, at start-up, and never changed after.
+// The settings of a run, taken from the command line once, at start-up, and never changed after,
+// and the message that names the files among them.
 #pragma once
 
 #include <cstdint>

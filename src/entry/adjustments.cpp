@@ -3,6 +3,7 @@
 #include <array>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"

@@ -57,6 +57,7 @@ void refuseContinuation(std::string_view function, int index) {
     const std::string error = format(
         "%s():  ERROR:  The object at the specified index is a 'continuation' line.  Exiting. \n",
         function);
+    // The line shown brings its own line end.
     const std::string_view shown = line.data() != nullptr ? line : "null";
     fail(error, error + format("%s():  object = %s", function, shown),
          migrationFailed(aboutObject("has a continuation line where an attribute should begin")));

@@ -14,8 +14,9 @@
 // occur inside other names of the entry.
 std::optional<std::string> obtainAttributeValueFromObjArray(std::string_view name);
 
-// The text of line `index` from its first colon on, the colon and the blanks after it included;
-// empty when the line has no colon. A continuation line at `index` ends the process.
+// The text of line `index` from its first colon on, the colon and the blanks after it included; of
+// a line without a colon, what its continuation lines hold. A continuation line at `index` ends
+// the process.
 std::string obtainAttributeValueFromObjectArray(int index);
 
 // The whole attribute at line `index`, its name included. A continuation line there ends the

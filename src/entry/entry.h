@@ -6,6 +6,7 @@
 // entry moves the block. A line never holds a NUL byte.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -33,7 +34,8 @@ public:
     // Adds a line at the end.
     void append(std::string_view line);
 
-    // Replaces everything of line `index` from `offset` on; the line may become longer or shorter.
+    // Replaces everything of line `index`, which must exist, from `offset` on; the line may become
+    // longer or shorter.
     void replaceTail(int index, std::size_t offset, std::string_view tail);
 
     // Writes `text` over the bytes of line `index` from `offset` on; they must all exist.

@@ -1,6 +1,7 @@
 // The object class of an entry: which of ten kinds the current entry is.
 //
-// Every entry is sorted once while it is staged and once per pass in which it is read. What
+// Every entry is sorted whenever it is read: while it is staged, in every pass and when what is
+// left is copied. What
 // happens to it then hangs on the kind alone.
 #pragma once
 

@@ -11,7 +11,8 @@
 // Result of getNextObject for an entry that it has passed to the output itself.
 constexpr int PASSED_THROUGH = 99;
 
-// One line less than the number at which an entry of the export is passed through.
+// The most lines that an entry of the export may have to be gathered; one with more is passed
+// through.
 constexpr int MOST_LINES_OF_AN_OBJECT = 249'999;
 
 // Set once a line of the work file holds "changetype:", a comment included; never cleared.

@@ -27,8 +27,10 @@ int LineReader::open(const std::string& name) {
     return 0;
 }
 
-void LineReader::close() {
+int LineReader::close() {
+    const int result = file_.close();
     *this = LineReader();
+    return result;
 }
 
 int LineReader::readLine(std::string_view& line) {

@@ -33,7 +33,9 @@ public:
     // Opens `name`, which must exist, for reading and writing. Returns 0, or -1 with the reason in
     // errno.
     int open(const std::string& name);
-    void close();
+
+    // Closes the file if it is open. Returns 0, or -1 when the system reports a late write error.
+    int close();
     bool isOpen() const {
         return file_.isOpen();
     }

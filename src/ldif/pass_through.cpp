@@ -47,6 +47,8 @@ void moveNextObjectToOutputLDIFFile() {
         }
     }
     // At the end of the file no blank line is written, on purpose: the entry is passed on as it is.
+    // What is written next stands right behind it, so that such an entry must not be the last one
+    // of an export.
     trace("moveNextObjectToOutputLDIFFile():  FUNCTION EXIT   \n");
 }
 

@@ -1,6 +1,6 @@
 // Passing an entry of the export straight to the output, line by line.
 //
-// This is how entries that are too large for the current entry still reach the output, unchanged
+// This is how entries that have too many lines to be gathered still reach the output, unchanged
 // but for their comments and the directory's entry identifiers.
 #pragma once
 

@@ -1,6 +1,8 @@
 // The files of a run, but for the trace.
 #pragma once
 
+#include <string>
+
 #include "driver/diagnostics/messages.h"
 #include "ldif/line_reader.h"
 #include "ldif/output_file.h"
@@ -9,8 +11,7 @@ extern LineReader ifp;   // the export; opened and closed by staging
 extern LineReader tifp;  // the work file; opened anew for every pass and for the residue copy
 extern OutputFile ofp;   // the result; opened and closed by the driver
 
-// What is said when a position call of `stream` has failed with `returnCode`; errno gives the
-// reason.
+// What is said when the position call `call` has failed with `returnCode`; errno gives the reason.
 Message positionMessage(const char* call, int returnCode);
 
 // What is said when `name` cannot be opened; errno gives the reason.

@@ -5,10 +5,11 @@
 // behind each. Every entry is adjusted on the way, and every attribute is written on one line.
 //
 // The work file is appended to and never emptied: one that an earlier run left behind is
-// extended.
+// extended, and its last line taken as it stands.
 #pragma once
 
 // Stages the export. Returns 0, or -1 when it could not be read to its end. A file that cannot
-// be opened or written ends the process. Nothing in here is traced but its beginning and end,
-// which keeps the trace of a large export small.
+// be opened, positioned or written ends the process, and so does an entry that cannot be adjusted.
+// Nothing in here is traced but its beginning and end, which keeps the trace of a large export
+// small.
 int copyOriginalInputFileToTempInputFile();

@@ -1,5 +1,7 @@
 #include "driver/diagnostics/format.h"
 
+#include <algorithm>
+
 void FormatArgument::appendTo(std::string& text) const {
     if (isNumber_) {
         text += std::to_string(number_);
@@ -17,7 +19,8 @@ std::string formatText(std::string_view format, std::span<const FormatArgument> 
             return text;
         }
         format.remove_prefix(percent + 1);
-        format.remove_prefix(format.starts_with('l') ? 2 : 1);
+        const std::size_t kind = format.starts_with('l') ? 2 : 1;
+        format.remove_prefix(std::min(kind, format.size()));
         if (!arguments.empty()) {
             arguments.front().appendTo(text);
             arguments = arguments.subspan(1);

@@ -40,7 +40,7 @@ constexpr std::array<CatalogueEntry, 16> catalogue = {{
      "run the migration again once the export can be read"},
     {MESSAGE_CANNOT_WRITE, ERROR,
      "cannot write \"%s\": %s. Remove the work file (the input's name plus .tmp) and run the "
-     "migration again once there is room"},
+     "migration again once it can be written"},
     {MESSAGE_CANNOT_READ, ERROR,
      "cannot read the work file \"%s\": %s. Remove it and run the migration again"},
     {MESSAGE_STAGING_BEGINS, NOTICE,

@@ -166,6 +166,40 @@ TEST_F(ObjectCacheTest, AReleasedRowCanBeFilledAgain) {
     }
 }
 
+TEST_F(ObjectCacheTest, AReleasedRowGivesItsMemoryBack) {
+    const std::string line(100000, 'x');
+    fillRow(secUser_matrix, 0, {line});
+    const std::size_t filled = bytesInUse();
+    freeSecUser(0);
+    EXPECT_LT(bytesInUse(), filled - line.size());
+}
+
+TEST_F(ObjectCacheTest, AReleasedDnGivesItsMemoryBack) {
+    const std::string dn(100000, 'x');
+    secUser_dn.open(dn);
+    const std::size_t filled = bytesInUse();
+    freeSecUserDN(0);
+    EXPECT_LT(bytesInUse(), filled - dn.size());
+}
+
+TEST_F(ObjectCacheTest, ARowHoldsNoMoreMemoryThanItsLinesNeed) {
+    Entry entry;
+    for (int i = 0; i < 1000; ++i) {
+        entry.append("a line of forty bytes, its line feed too\n");
+    }
+    const std::size_t growing = bytesInUse();
+    secUser_matrix.fill(0, entry);
+    EXPECT_LT(bytesInUse(), growing);
+}
+
+TEST_F(ObjectCacheTest, EmptyingTheCacheNeedsNoMemory) {
+    fillEverything();
+    const std::size_t before = allocationCount();
+    deallocateObjectCache();
+    initializeAllArrays();
+    EXPECT_EQ(allocationCount(), before);
+}
+
 TEST_F(ObjectCacheTest, ReleasingADnTouchesNoCounter) {
     fillEverything();
     freeSecUserDN(0);

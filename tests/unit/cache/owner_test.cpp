@@ -72,6 +72,25 @@ TEST_F(OwnerTest, TheDomainOfAUsersEntryEndsAtAColon) {
               Owner(-1, "secAuthority=Default,cn=j\n"));
 }
 
+TEST_F(OwnerTest, TheDomainOfAUsersEntryEndsAtItsFirstColon) {
+    EXPECT_EQ(userOf(SECUSER_OBJECTCLASS, {"dn: cn=j,cn=Users,secAuthority=Default\n",
+                                           "secAuthority: a:b:c\n", "secDN: cn=j\n"}),
+              Owner(-1, "secAuthority=a,cn=j\n"));
+}
+
+TEST_F(OwnerTest, TheOwnerOfAUsersEntryHasNoBlanksAtItsEndOrBesideItsCommas) {
+    EXPECT_EQ(userOf(SECUSER_OBJECTCLASS, {"dn: cn=j,cn=Users,secAuthority=Default\n",
+                                           "secAuthority: Default \n", "secDN: cn=j \t\n"}),
+              Owner(-1, "secAuthority=Default,cn=j\n"));
+}
+
+TEST_F(OwnerTest, TheDomainOfAMappingIsTheFirstInItsDn) {
+    EXPECT_EQ(userOf(SECMAP_OBJECTCLASS,
+                     {"dn: cn=1,cn=Users,SecAuthority=A,cn=Subdomains,secAuthority=Default\n",
+                      "secDN: cn=j\n"}),
+              Owner(-1, "SecAuthority=A,cn=j\n"));
+}
+
 TEST_F(OwnerTest, TheParentOfAPolicyIsItsOwner) {
     for (const ObjectClass kind : {SECPOLICY_OBJECTCLASS, SECPOLICYDATA_OBJECTCLASS}) {
         EXPECT_EQ(userOf(kind, {"dn: cn=Policy , x, secAuthority=Default,cn=jsmith, o=org \n"}),

@@ -50,6 +50,16 @@ TEST_F(AttributeLookup, FirstLineThatHoldsTheNameWins) {
     EXPECT_EQ(obtainAttributeValueFromObjArray("cn"), "first");
 }
 
+TEST_F(AttributeLookup, FirstPlaceOfTheNameInALineWins) {
+    setObject({"cn: cn: x\n"});
+    EXPECT_EQ(obtainAttributeValueFromObjArray("cn"), "cn: x");
+}
+
+TEST_F(AttributeLookup, ValueOfALineWithoutAColonIsWhatContinuesIt) {
+    setObject({"cn\n", " x\n"});
+    EXPECT_EQ(obtainAttributeValueFromObjectArray(0), "x");
+}
+
 TEST_F(AttributeLookup, NameMatchesInsideALongerOne) {
     setObject({"secDN: cn=b\n", "dn: cn=a\n"});
     EXPECT_EQ(obtainAttributeValueFromObjArray("dn"), "cn=b");

@@ -77,6 +77,12 @@ TEST_P(EveryKind, IsNotNamedByOtherCasesOrWithoutABlank) {
 
 INSTANTIATE_TEST_SUITE_P(Classes, EveryKind, testing::ValuesIn(kinds));
 
+TEST_F(ObjectClassFixture, ClassMayStandBeforeTheAttributeName) {
+    setObject({"dn: cn=a\n", "description: secUser objectclass: top\n"});
+    determineTheObjectsObjectClass();
+    EXPECT_EQ(objectClass, SECUSER_OBJECTCLASS);
+}
+
 TEST_F(ObjectClassFixture, EmptyEntryIsUninteresting) {
     objectClass = SECUSER_OBJECTCLASS;
     EXPECT_EQ(classOf({}), 0);

@@ -19,3 +19,6 @@ public:
 // The number of allocations since the program began; the difference of two calls is what the code
 // between them has needed.
 std::size_t allocationCount();
+
+// The bytes allocated and not freed yet.
+std::size_t bytesInUse();
