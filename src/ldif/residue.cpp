@@ -91,7 +91,7 @@ void copyObjects() {
         }
         deleteObject();
     }
-    tifp.close();
+    tifp.close();  // a late write error is of no consequence: no pass reads the file again
 }
 
 }  // namespace
