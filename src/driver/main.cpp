@@ -1,10 +1,10 @@
 // ldif-migrate: rewrites the LDIF export of a security registry from its older directory layout
 // into the newer one. See README.md for the two layouts and the way from one to the other.
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <string>
@@ -26,6 +26,9 @@ namespace {
 
 constexpr const char* snapshotName = "TEMPORARY_INPUT_LDIF_FILE";
 
+// The export, open for its lock alone, from start-up to the end of the process.
+File claimedInput;
+
 // A full quota or a reader that has gone away is then a failed write like any other.
 void turnWriteSignalsIntoErrors() {
     std::signal(SIGXFSZ, SIG_IGN);
@@ -37,6 +40,24 @@ void routeMessages() {
     zr_svc_routing("ERROR:STDERR", status);
     zr_svc_routing("WARNING:STDERR", status);
     zr_svc_routing("NOTICE:STDOUT", status);
+}
+
+// What is said when `name` cannot be opened for this run alone; errno gives the reason.
+Message claimMessage(const std::string& name) {
+    return errno == EWOULDBLOCK
+               ? Message{MESSAGE_CANNOT_OPEN,
+                         {name, "another migration is using it. Wait until it has ended"}}
+               : openMessage(name);
+}
+
+// Two runs on one export would share its work file. An export that cannot be opened is left to
+// staging, which says so in its own way.
+void claimInput() {
+    // A lock of flock(2), unlike one of fcntl(2), outlives the opening and closing by staging.
+    claimedInput = openFile(input_ldif_filename, 0);
+    if (claimedInput.isOpen() && lockFile(claimedInput) != 0) {
+        fail({}, {}, claimMessage(input_ldif_filename));
+    }
 }
 
 void openTrace() {
@@ -60,8 +81,8 @@ void switchEcho() {
 }
 
 void openOutput() {
-    if (ofp.open(output_ldif_filename, O_CREAT | O_TRUNC) != 0) {
-        const Message message = openMessage(output_ldif_filename);
+    if (ofp.openEmpty(output_ldif_filename) != 0) {
+        const Message message = claimMessage(output_ldif_filename);
         fail(format("main() - Unable to open output file %s.  Exiting. \n", output_ldif_filename),
              {}, message);
     }
@@ -139,6 +160,8 @@ int main(int argc, char** argv) {
     routeMessages();
     readCommandLine(argc, argv);
     refuseSharedFiles();
+    refuseLinkedWorkFile();
+    claimInput();
     if (argc == 6) {
         openTrace();
     }

@@ -1,5 +1,7 @@
 #include "driver/pass_loop.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <cstdint>
 #include <string>
@@ -120,7 +122,7 @@ bool readNextObject(bool& passAnnounced) {
 }
 
 void openWorkFile() {
-    if (tifp.open(temp_input_ldif_filename) != 0) {
+    if (tifp.open(temp_input_ldif_filename, O_NOFOLLOW) != 0) {
         const Message message = openMessage(temp_input_ldif_filename);
         const std::string error =
             format("main():  ERROR:  Unable to open temporary input LDIF file:  %s. \n",

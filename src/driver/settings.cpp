@@ -64,6 +64,14 @@ void refuseSharedFiles() {
     }
 }
 
+void refuseLinkedWorkFile() {
+    if (isSymbolicLink(temp_input_ldif_filename)) {
+        fail({}, {},
+             {MESSAGE_CANNOT_OPEN,
+              {temp_input_ldif_filename, "the work file is a symbolic link. Remove the link"}});
+    }
+}
+
 Message migrationFailed(const std::string& problem) {
     return {MESSAGE_PROCESSING_FAILED, {input_ldif_filename, problem, temp_input_ldif_filename}};
 }

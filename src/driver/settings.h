@@ -23,5 +23,9 @@ void readCommandLine(int argc, const char* const* argv);
 // Ends the process when two of the run's files are one file, before any of them is touched.
 void refuseSharedFiles();
 
+// Ends the process when the work file is a symbolic link: what stands there is not a work file, and
+// the program would write into somebody else's file.
+void refuseLinkedWorkFile();
+
 // What is said when the export cannot be migrated; `problem` is a clause that tells why.
 Message migrationFailed(const std::string& problem);

@@ -16,9 +16,9 @@ constexpr std::size_t longestLine = 4095;
 
 }  // namespace
 
-int LineReader::open(const std::string& name) {
+int LineReader::open(const std::string& name, int flags) {
     *this = LineReader();
-    file_ = openFile(name, 0);
+    file_ = openFile(name, flags);
     if (!file_.isOpen()) {
         return -1;
     }

@@ -30,9 +30,9 @@ struct FilePosition {
 
 class LineReader {
 public:
-    // Opens `name`, which must exist, for reading and writing. Returns 0, or -1 with the reason in
-    // errno.
-    int open(const std::string& name);
+    // Opens `name`, which must exist, for reading and writing, with the additional open(2) flags.
+    // Returns 0, or -1 with the reason in errno.
+    int open(const std::string& name, int flags = 0);
 
     // Closes the file if it is open. Returns 0, or -1 when the system reports a late write error.
     int close();

@@ -16,6 +16,16 @@ OutputFile::~OutputFile() {
 int OutputFile::open(const std::string& name, int flags) {
     close();
     file_ = openFile(name, flags);
+    return begin();
+}
+
+int OutputFile::openEmpty(const std::string& name) {
+    close();
+    file_ = openEmptyFile(name);
+    return begin();
+}
+
+int OutputFile::begin() {
     if (!file_.isOpen()) {
         return -1;
     }

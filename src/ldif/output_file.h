@@ -20,6 +20,10 @@ public:
 
     // Opens `name` with the additional open(2) flags. Returns 0, or -1 with the reason in errno.
     int open(const std::string& name, int flags);
+
+    // Opens `name` as an empty file that no other run writes to, as openEmptyFile does. Returns 0,
+    // or -1 with the reason in errno.
+    int openEmpty(const std::string& name);
     bool isOpen() const {
         return file_.isOpen();
     }
@@ -35,6 +39,8 @@ public:
     }
 
 private:
+    int begin();
+
     File file_;
     std::vector<char> buffer_;
     std::size_t used_ = 0;

@@ -1,5 +1,7 @@
 #include "ldif/residue.h"
 
+#include <fcntl.h>
+
 #include <string_view>
 
 #include "driver/diagnostics/failure.h"
@@ -98,7 +100,7 @@ void copyObjects() {
 
 void copyRemainingObjectsToOutputLDIFFile() {
     trace("copyRemainingObjectsToOutputLDIFFile():  FUNCTION ENTRY  \n");
-    if (tifp.open(temp_input_ldif_filename) != 0) {
+    if (tifp.open(temp_input_ldif_filename, O_NOFOLLOW) != 0) {
         const Message message = openMessage(temp_input_ldif_filename);
         fail(format("copyRemainingObjectsToOutputLDIFFile():  ERROR:  Unable to open temporary "
                     "input LDIF file:  %s. \n                 EXITING \n",

@@ -123,7 +123,7 @@ int copyOriginalInputFileToTempInputFile() {
                     input_ldif_filename),
              {}, message);
     }
-    if (stagedFile.open(temp_input_ldif_filename, O_CREAT | O_APPEND) != 0) {
+    if (stagedFile.open(temp_input_ldif_filename, O_CREAT | O_APPEND | O_NOFOLLOW) != 0) {
         const Message message = openMessage(temp_input_ldif_filename);
         fail(format("copyOriginalInputFileToTempInputFile():  Unable to open temporary input LDIF "
                     "file:  %s. \n"

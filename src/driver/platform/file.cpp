@@ -1,6 +1,7 @@
 #include "driver/platform/file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -60,6 +61,29 @@ File openFile(const std::string& name, int flags) {
     return File(descriptor);
 }
 
+File openEmptyFile(const std::string& name) {
+    // Emptied only once the lock is held: until then it may be what another run is writing.
+    File file = openFile(name, O_CREAT);
+    struct stat status = {};
+    const bool isReady = file.isOpen() && ::fstat(file.descriptor(), &status) == 0 &&
+                         (!S_ISREG(status.st_mode) ||
+                          (lockFile(file) == 0 && ::ftruncate(file.descriptor(), 0) == 0));
+    if (!isReady) {
+        const int error = errno;
+        file.close();
+        errno = error;
+    }
+    return file;
+}
+
+int lockFile(const File& file) {
+    int result = 0;
+    do {
+        result = ::flock(file.descriptor(), LOCK_EX | LOCK_NB);
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+
 std::size_t writeText(int descriptor, std::string_view text) {
     std::size_t written = 0;
     while (written < text.size()) {
@@ -95,7 +119,11 @@ ssize_t readBytes(int descriptor, char* buffer, std::size_t size) {
 
 int copyFile(const std::string& from, const std::string& to) {
     const File source = openFile(from, 0);
-    const File target = source.isOpen() ? openFile(to, O_CREAT | O_TRUNC) : File();
+    if (!source.isOpen()) {
+        return -1;
+    }
+    ::unlink(to.c_str());
+    const File target = openFile(to, O_CREAT | O_EXCL);  // follows no link
     if (!target.isOpen()) {
         return -1;
     }
@@ -110,6 +138,11 @@ int copyFile(const std::string& from, const std::string& to) {
             return -1;
         }
     }
+}
+
+bool isSymbolicLink(const std::string& name) {
+    struct stat status = {};
+    return ::lstat(name.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
 bool isSameFile(const std::string& first, const std::string& second) {

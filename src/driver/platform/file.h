@@ -39,6 +39,15 @@ private:
 // not open when that fails.
 File openFile(const std::string& name, int flags);
 
+// Opens `name` for reading and writing as an empty file, creating it if need be, and takes its lock
+// where it is a regular file. The result is not open when that fails; a file whose lock another
+// process holds (EWOULDBLOCK) keeps its contents.
+File openEmptyFile(const std::string& name);
+
+// Takes the advisory lock of an open file, as flock(2): for as long as it is open, nobody else who
+// asks gets it. Returns 0, or -1; EWOULDBLOCK when somebody else has it.
+int lockFile(const File& file);
+
 // Writes all of `text`. Returns the number of bytes written, less than its size on failure.
 std::size_t writeText(int descriptor, std::string_view text);
 
@@ -48,8 +57,12 @@ int writeTextAt(int descriptor, std::string_view text, off_t offset);
 // Reads up to `size` bytes into `buffer`. Returns their number, 0 at end of file, -1 on failure.
 ssize_t readBytes(int descriptor, char* buffer, std::size_t size);
 
-// Copies the file `from` over `to`, creating it if need be. Returns 0 or -1.
+// Copies the file `from` to a new file `to`. A file or link of that name is removed, never written
+// to. Returns 0 or -1.
 int copyFile(const std::string& from, const std::string& to);
+
+// Whether `name` itself is a symbolic link, wherever it leads.
+bool isSymbolicLink(const std::string& name);
 
 // Whether both names lead to the same regular file: by device and inode where both exist, else
 // by the path that opening them would create.

@@ -123,8 +123,15 @@ TEST_F(Residue, MissingWorkFileEndsTheProcess) {
                          temp_input_ldif_filename + ". \n                 EXITING \n"));
 }
 
+TEST_F(Residue, WorkFileThatHasBecomeALinkIsNotOpened) {
+    const std::string elsewhere = writeFile(folder.path("elsewhere"), entry + "\n");
+    std::filesystem::create_symlink(elsewhere, temp_input_ldif_filename);
+    EXPECT_THAT(endingOf(copyRemainingObjectsToOutputLDIFFile), FailsWith(380928304));
+    EXPECT_EQ(readFile(elsewhere), entry + "\n");
+}
+
 TEST_F(Residue, UnreadableWorkFileEndsTheProcess) {
-    std::filesystem::create_symlink(unreadableFile, temp_input_ldif_filename);
+    temp_input_ldif_filename = unreadableFile;
     debugError = true;
     startTrace();
     const Ending ending = endingOf(copyRemainingObjectsToOutputLDIFFile);

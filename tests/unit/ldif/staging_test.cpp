@@ -256,13 +256,24 @@ TEST_F(StagingFailure, OutputThatIsFullInBetween) {
 
 TEST_F(StagingFailure, WorkFileThatIsFull) {
     openOutput();
-    std::filesystem::create_symlink(fullFile, temp_input_ldif_filename);
+    temp_input_ldif_filename = fullFile;
     for (const std::size_t size : {1U, 300000U}) {
         writeInput("dn: cn=a\nobjectClass: secMap\nx: " + std::string(size, 'x') + "\n");
         const Ending result = ending();
         EXPECT_THAT(result, FailsWith(380928306));
         EXPECT_THAT(result.errors, HasSubstr('"' + temp_input_ldif_filename + '"'));
     }
+}
+
+TEST_F(StagingFailure, WorkFileThatHasBecomeALink) {
+    writeInput("dn: cn=a\nobjectClass: secMap\n");
+    openOutput();
+    const std::string elsewhere = writeFile(folder.path("elsewhere"), "kept");
+    std::filesystem::create_symlink(elsewhere, temp_input_ldif_filename);
+    const Ending result = ending();
+    EXPECT_THAT(result, FailsWith(380928304));
+    EXPECT_THAT(result.errors, HasSubstr('"' + temp_input_ldif_filename + '"'));
+    EXPECT_EQ(readFile(elsewhere), "kept");
 }
 
 TEST_F(StagingFailure, ExportWithoutPositions) {

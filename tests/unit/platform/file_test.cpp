@@ -257,8 +257,81 @@ TEST_F(FileFixture, CopyOfAMissingFileCreatesNothing) {
 TEST_F(FileFixture, CopyFailsWhenEitherFileFails) {
     const std::string from = writeFile(folder.path("from"), "text");
     EXPECT_EQ(copyFile(from, folder.path(".")), -1);
-    EXPECT_EQ(copyFile(from, fullFile), -1);
     EXPECT_EQ(copyFile(unreadableFile, folder.path("to")), -1);
+    const FileSizeLimit limit(3);
+    EXPECT_EQ(copyFile(from, folder.path("to")), -1);
+}
+
+TEST_F(FileFixture, CopyReplacesLinksAndWritesThroughNone) {
+    const std::string from = writeFile(folder.path("from"), "new text");
+    const std::string elsewhere = writeFile(folder.path("elsewhere"), "kept");
+    std::filesystem::create_symlink(elsewhere, folder.path("soft"));
+    std::filesystem::create_symlink(folder.path("nowhere"), folder.path("dangling"));
+    std::filesystem::create_hard_link(elsewhere, folder.path("hard"));
+    for (const std::string& link :
+         {folder.path("soft"), folder.path("dangling"), folder.path("hard")}) {
+        EXPECT_EQ(copyFile(from, link), 0) << link;
+        EXPECT_FALSE(isSymbolicLink(link)) << link;
+        EXPECT_EQ(readFile(link), "new text") << link;
+    }
+    EXPECT_EQ(readFile(elsewhere), "kept");
+    EXPECT_FALSE(fileExists(folder.path("nowhere")));
+}
+
+TEST_F(FileFixture, OnlyALinkItselfIsASymbolicLink) {
+    const std::string file = writeFile(folder.path("file"), "text");
+    std::filesystem::create_symlink(file, folder.path("link"));
+    std::filesystem::create_symlink("missing", folder.path("dangling"));
+    EXPECT_TRUE(isSymbolicLink(folder.path("link")));
+    EXPECT_TRUE(isSymbolicLink(folder.path("dangling")));
+    EXPECT_FALSE(isSymbolicLink(file));
+    EXPECT_FALSE(isSymbolicLink(folder.path("missing")));
+}
+
+TEST_F(FileFixture, LockIsHeldUntilTheFileIsClosed) {
+    const std::string name = writeFile(folder.path("file"), "text");
+    File first = openFile(name, 0);
+    const File second = openFile(name, 0);
+    EXPECT_EQ(lockFile(first), 0);
+    errno = 0;
+    EXPECT_EQ(lockFile(second), -1);
+    EXPECT_EQ(errno, EWOULDBLOCK);
+    first.close();
+    EXPECT_EQ(lockFile(second), 0);
+}
+
+TEST_F(FileFixture, LockSurvivesAnotherOpeningAndClosing) {
+    const std::string name = writeFile(folder.path("file"), "text");
+    const File holder = openFile(name, 0);
+    EXPECT_EQ(lockFile(holder), 0);
+    openFile(name, 0).close();
+    EXPECT_EQ(lockFile(openFile(name, 0)), -1);
+}
+
+TEST_F(FileFixture, EmptyFileIsNewOrEmptied) {
+    EXPECT_TRUE(openEmptyFile(folder.path("new")).isOpen());
+    EXPECT_EQ(fileMode(folder.path("new")), 0600);
+
+    const std::string old = writeFile(folder.path("old"), "text");
+    EXPECT_TRUE(openEmptyFile(old).isOpen());
+    EXPECT_EQ(readFile(old), "");
+}
+
+TEST_F(FileFixture, FileOfAnotherWriterIsNotEmptied) {
+    const std::string name = writeFile(folder.path("file"), "text");
+    const File writer = openEmptyFile(name);
+    EXPECT_EQ(writeText(writer.descriptor(), "written"), 7U);
+    errno = 0;
+    EXPECT_FALSE(openEmptyFile(name).isOpen());
+    EXPECT_EQ(errno, EWOULDBLOCK);
+    EXPECT_EQ(readFile(name), "written");
+}
+
+TEST_F(FileFixture, DevicesAreNeitherEmptiedNorLocked) {
+    const File first = openEmptyFile("/dev/null");
+    const File second = openEmptyFile("/dev/null");
+    EXPECT_TRUE(first.isOpen());
+    EXPECT_TRUE(second.isOpen());
 }
 
 TEST_F(FileFixture, ExistingFilesAreTheSameByDeviceAndInode) {

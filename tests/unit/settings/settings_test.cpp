@@ -182,6 +182,22 @@ TEST_F(SharedFiles, NothingIsTouchedByARefusal) {
     EXPECT_FALSE(fileExists(debugFileName));
 }
 
+TEST_F(SharedFiles, WorkFileThatIsALinkIsRefusedAndLeftAlone) {
+    EXPECT_EQ(endingOf(refuseLinkedWorkFile).status, 0);
+    writeFile(temp_input_ldif_filename, "left behind");
+    EXPECT_EQ(endingOf(refuseLinkedWorkFile).status, 0);
+
+    std::filesystem::remove(temp_input_ldif_filename);
+    const std::string elsewhere = writeFile(folder.path("elsewhere"), "kept");
+    std::filesystem::create_symlink(elsewhere, temp_input_ldif_filename);
+    const Ending ending = endingOf(refuseLinkedWorkFile);
+    EXPECT_THAT(ending, FailsWith(380928304));
+    EXPECT_THAT(ending.errors,
+                testing::HasSubstr('"' + temp_input_ldif_filename +
+                                   "\": the work file is a symbolic link. Remove the link"));
+    EXPECT_EQ(readFile(elsewhere), "kept");
+}
+
 TEST_F(SharedFiles, DevicesMayBeShared) {
     output_ldif_filename = "/dev/null";
     debugFileName = "/dev/null";
