@@ -127,7 +127,7 @@ def associate_with_user(run, kind, lines):
         _, comma, dn = dn.partition(b",")
         if not comma:
             run.fail(380928302)
-    key = entry.without_blanks_at_commas(entry.trim(dn) + b"\n")
+    key = normalised(dn)
     rewrite_end(lines, dn, key)
     return key, entry.with_line_feed(entry.without_blanks_at_commas(dn))
 
@@ -137,9 +137,7 @@ def user_of_users_entry(run, lines):
     dn = entry.attribute_value(lines, b"secDN")
     if authority is None or dn is None:
         run.fail(380928302)
-    authority = authority.split(b":")[0]
-    dn = entry.without_blanks_at_commas(dn)
-    owner = normalised(b"secAuthority=" + authority + b"," + dn)
+    owner = normalised(b"secAuthority=" + authority.split(b":")[0] + b"," + dn)
     return owner, owner
 
 
@@ -148,7 +146,7 @@ def user_of_mapping(run, lines):
     dn = entry.attribute_value(lines, b"secdn")
     if authority is None or dn is None:
         fail_without_authority(run, b"learnIndexOfAssociatedSecUserDN", lines)
-    owner = normalised(authority + b"," + entry.without_blanks_at_commas(dn))
+    owner = normalised(authority + b"," + dn)
     return owner, owner
 
 

@@ -58,6 +58,9 @@ class WorkFile(unittest.TestCase):
     def test_deletion_of_blank_lines_writes_nothing(self):
         self.assertEqual(self.after_deletion(b"\n  \r\n"), (b"\n  \r\n", []))
 
+    def test_what_a_nul_byte_hid_is_deleted_as_a_line_of_its_own(self):
+        self.assertEqual(self.after_deletion(b"a\0bcd\n"), (b"\r\n  \r\n", []))
+
     def test_a_single_byte_at_the_end_becomes_two(self):
         self.assertEqual(self.after_deletion(b"\na"), (b"\n\r\n", []))
 
