@@ -218,8 +218,9 @@ class NewDNs(unittest.TestCase):
 
     def test_a_policy_finds_its_domain_anywhere_in_its_dn(self):
         run, owner = model.Run(1, 1, b"", None), model_cache.Owner(b"")
-        owner.policy_dn = b"cn=Policy,cn=x,SecAuthority=Sales,o=y\n"
-        self.assertEqual(records.domain_in_policy_dn(run, owner), b"SecAuthority=Sales")
+        for dn in (b"cn=Policy,cn=x,SecAuthority=Sales,o=y\n", b"SecAuthority=Sales,o=y\n"):
+            owner.policy_dn = dn
+            self.assertEqual(records.domain_in_policy_dn(run, owner), b"SecAuthority=Sales")
         for dn in (b"cn=Policy,o=y\n", b"cn=Policy,secauthority=Sales\n"):
             owner.policy_dn = dn
             with self.assertRaises(model.Fatal):

@@ -28,6 +28,8 @@ class Oversized(unittest.TestCase):
         self.assertEqual(result.messages, STAGING + END)
         self.assertTrue(result.output == b"dn: cn=jdoe\nobjectclass: secUser\n" + rest +
                         b"\ndn: cn=o\n\n")
+        self.assertEqual(result.inventory.dropped,
+                         [("comment", b"#\n"), ("entry identifier", b"kvo-entryuuid: 1\n")])
 
     def test_at_the_end_of_the_file_no_blank_line_follows_it(self):
         head, rest = self.entry_of(250000)
@@ -126,8 +128,9 @@ class Adjustments(unittest.TestCase):
     def test_the_first_lower_case_secuuid_is_respelled(self):
         lines = b"SECUUID: 1\nsecuuid: 2\nsecuuid: 3\n"
         group = GROUP.replace(b"cn: g1\n", b"cn: g1\n" + lines)
-        staged = migrate(group + GROUP_MAP, traced=True).snapshot
-        self.assertIn(b"\ncn: g1\nSECUUID: 1\nsecUUID: 2\nsecuuid: 3\n\n", staged)
+        result = migrate(group + GROUP_MAP, traced=True)
+        self.assertIn(b"\ncn: g1\nSECUUID: 1\nsecUUID: 2\nsecuuid: 3\n\n", result.snapshot)
+        self.assertEqual(result.inventory.dropped[0], ("secuuid", b"secuuid: 2\n"))
 
 
 class Writers(unittest.TestCase):
