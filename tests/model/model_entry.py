@@ -83,12 +83,10 @@ class TextFile:
 def next_line(file):
     """The next line, or None at the end of the file."""
     start = file.position
-    limit = min(start + LINE_ROOM, len(file.content))
-    line_feed = file.content.find(b"\n", start, limit)
-    file.position = limit if line_feed < 0 else line_feed + 1
-    if file.position == start:
-        return None
-    return bytes(file.content[start:file.position]).split(b"\0", 1)[0]
+    behind_line_feed = file.content.find(b"\n", start, start + LINE_ROOM) + 1
+    line = bytes(file.content[start:behind_line_feed or start + LINE_ROOM])
+    file.position += len(line)
+    return line.partition(b"\0")[0] if line else None
 
 
 def read_entry(file):
@@ -111,14 +109,14 @@ def walk_over_entry(file):
     A comment is a line like any other here: behind a comment, a blank line ends the walk.
     """
     seen = False
-    while True:
-        place = file.position
-        line = next_line(file)
-        if line is None or (seen and is_blank(line)):
-            return
+    place = file.position
+    while (line := next_line(file)) is not None:
         if not is_blank(line):
             seen = True
             yield place, line
+        elif seen:
+            return
+        place = file.position
 
 
 def step_over_entry(file):
