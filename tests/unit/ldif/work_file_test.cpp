@@ -171,8 +171,10 @@ TEST_F(WorkFile, ReadErrorFailsBothOperations) {
     for (const auto operation : {deleteEntry, stepOver}) {
         ASSERT_EQ(tifp.open(unreadableFile), 0);
         ASSERT_EQ(tifp.setPosition({text.offset()}), 0);
+        startTrace();
         EXPECT_EQ(operation(tifp), -1);
         EXPECT_EQ(tifp.error(), EIO);
+        EXPECT_THAT(traced(), testing::EndsWith("FUNCTION EXIT ERROR  \n"));
     }
 }
 
