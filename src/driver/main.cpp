@@ -29,6 +29,12 @@ constexpr const char* snapshotName = "TEMPORARY_INPUT_LDIF_FILE";
 // The export, open for its lock alone, from start-up to the end of the process.
 File claimedInput;
 
+// The tables of the object cache take memory before main begins; running out of it then must not
+// end in an exception either.
+[[gnu::constructor(101)]] void prepareForLittleMemory() {
+    endProcessWithoutMemory();
+}
+
 // A full quota or a reader that has gone away is then a failed write like any other.
 void turnWriteSignalsIntoErrors() {
     std::signal(SIGXFSZ, SIG_IGN);
@@ -156,7 +162,6 @@ void closeOutputAndRemoveWorkFile() {
 int main(int argc, char** argv) {
     occupyStandardDescriptors();
     turnWriteSignalsIntoErrors();
-    endProcessWithoutMemory();
     routeMessages();
     readCommandLine(argc, argv);
     refuseSharedFiles();

@@ -12,8 +12,9 @@ enum Severity { ERROR, WARNING, NOTICE };
 
 constexpr std::array<std::string_view, 3> severityNames = {"ERROR", "WARNING", "NOTICE"};
 
-// Where each severity goes; written by zr_svc_routing alone.
-std::array<std::FILE*, 3> severityStreams = {stderr, stderr, stdout};
+// Where each severity goes; written by zr_svc_routing alone. Pointers to the streams, so that a
+// message can be printed before main begins.
+constinit std::array<std::FILE**, 3> severityStreams = {&stderr, &stderr, &stdout};
 
 struct CatalogueEntry {
     MessageId id;
@@ -81,7 +82,7 @@ void zr_svc_routing(std::string_view route, int& status) {
         }
         const std::string_view stream = route.substr(name.size() + 1);
         if (stream == "STDERR" || stream == "STDOUT") {
-            severityStreams[severity] = stream == "STDERR" ? stderr : stdout;
+            severityStreams[severity] = stream == "STDERR" ? &stderr : &stdout;
             status = 0;
         }
     }
@@ -92,7 +93,7 @@ void zr_printf_utf8(const Message& message) {
     if (entry == nullptr) {
         return;
     }
-    std::FILE* stream = severityStreams[entry->severity];
+    std::FILE* stream = *severityStreams[entry->severity];
     std::string rendered;
     std::string_view text = entry->text;
     if (!message.arguments.empty()) {
