@@ -2,9 +2,6 @@
 // into the newer one. See README.md for the two layouts and the way from one to the other.
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <string>
@@ -17,6 +14,7 @@
 #include "driver/pass_loop.h"
 #include "driver/platform/file.h"
 #include "driver/settings.h"
+#include "ldif/claims.h"
 #include "ldif/residue.h"
 #include "ldif/run_files.h"
 #include "ldif/staging.h"
@@ -25,9 +23,6 @@
 namespace {
 
 constexpr const char* snapshotName = "TEMPORARY_INPUT_LDIF_FILE";
-
-// The export, open for its lock alone, from start-up to the end of the process.
-File claimedInput;
 
 // The tables of the object cache take memory before main begins; running out of it then must not
 // end in an exception either.
@@ -48,27 +43,15 @@ void routeMessages() {
     zr_svc_routing("NOTICE:STDOUT", status);
 }
 
-// What is said when `name` cannot be opened for this run alone; errno gives the reason.
-Message claimMessage(const std::string& name) {
-    return errno == EWOULDBLOCK
-               ? Message{MESSAGE_CANNOT_OPEN,
-                         {name, "another migration is using it. Wait until it has ended"}}
-               : openMessage(name);
-}
-
-// Two runs on one export would share its work file. An export that cannot be opened is left to
-// staging, which says so in its own way.
-void claimInput() {
-    // A lock of flock(2), unlike one of fcntl(2), outlives the opening and closing by staging.
-    claimedInput = openFile(input_ldif_filename, 0);
-    if (claimedInput.isOpen() && lockFile(claimedInput) != 0) {
+void claimInputOrFail() {
+    if (claimInput() != 0) {
         fail({}, {}, claimMessage(input_ldif_filename));
     }
 }
 
 void openTrace() {
     if (openTraceFile(debugFileName) != 0) {
-        fail({}, {}, openMessage(debugFileName));
+        fail({}, {}, claimMessage(debugFileName));
     }
 }
 
@@ -103,13 +86,14 @@ void stageInput() {
             "         that will be used for processing.                                         \n",
             {}, {MESSAGE_STAGING_FAILED, {input_ldif_filename, systemReason(ifp.error())}});
     }
+    requireUnchangedInput();
     zr_printf_utf8({MESSAGE_STAGING_DONE, {}});
     zr_printf_utf8({MESSAGE_PROCESSING_BEGINS, {}});
 }
 
 // When the run is traced, keeps a copy of the freshly staged work file in the current directory.
-// That it may fail is of no consequence to the run; it must not be made over one of the run's own
-// files.
+// That it may fail is of no consequence to the run. One of the run's own files that has this name
+// is locked, and so left alone.
 void preserveWorkFile() {
     if (!debug) {
         return;
@@ -121,14 +105,7 @@ void preserveWorkFile() {
           "main():  Preserve a copy of the temporary input file  \n"
           "         The system command to be executed is:    %s  \n",
           systemCommand);
-    const std::array<const std::string*, 4> ownFiles = {&input_ldif_filename, &output_ldif_filename,
-                                                        &temp_input_ldif_filename, &debugFileName};
-    const bool isFree = std::none_of(ownFiles.begin(), ownFiles.end(), [](const std::string* name) {
-        return isSameFile(*name, snapshotName);
-    });
-    if (isFree) {
-        copyFile(temp_input_ldif_filename, snapshotName);
-    }
+    copyFile(temp_input_ldif_filename, snapshotName);
 }
 
 // The passes have written all that they gathered, so that this finds the cache empty. It stays as
@@ -146,9 +123,19 @@ void flushLastData() {
     trace("\nmain():  Returned from copyAllAccumulatedDataToOutputFile() at EXIT label \n");
 }
 
-// The work file goes only after the output has been closed without an error: as after every other
+// The work file goes only after everything has been found to be in its place: as after every other
 // failure, it then stays.
 void closeOutputAndRemoveWorkFile() {
+    requireUnchangedInput();
+    requireIntactWorkFile();
+    if (ofp.sync() != 0) {
+        fail({}, {}, writeMessage(output_ldif_filename, ofp));
+    }
+    if (!ofp.isInPlace(output_ldif_filename)) {
+        fail({}, {},
+             {MESSAGE_CANNOT_WRITE,
+              {output_ldif_filename, "another program has removed or replaced it"}});
+    }
     if (ofp.close() != 0) {
         fail({}, {}, writeMessage(output_ldif_filename, ofp));
     }
@@ -166,7 +153,7 @@ int main(int argc, char** argv) {
     readCommandLine(argc, argv);
     refuseSharedFiles();
     refuseLinkedWorkFile();
-    claimInput();
+    claimInputOrFail();
     if (argc == 6) {
         openTrace();
     }
@@ -183,6 +170,7 @@ int main(int argc, char** argv) {
     copyRemainingObjectsToOutputLDIFFile();
     closeOutputAndRemoveWorkFile();
 
+    releaseClaims();
     deallocateObjectCache();
     zr_printf_utf8({MESSAGE_COMPLETE, {}});
     trace("main():  FUNCTION EXIT  \n");

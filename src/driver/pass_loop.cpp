@@ -16,6 +16,7 @@
 #include "driver/settings.h"
 #include "entry/entry.h"
 #include "entry/object_class.h"
+#include "ldif/claims.h"
 #include "ldif/entry_reader.h"
 #include "ldif/run_files.h"
 #include "ldif/work_file.h"
@@ -129,6 +130,7 @@ void openWorkFile() {
                    temp_input_ldif_filename);
         fail(error + "                 EXITING \n", error, message);
     }
+    requireIntactWorkFile();
     if (hasTheStepOverFilePositionBeenInitialized) {
         const int returnCode = tifp.setPosition(filePositionOfFirstObjectSteppedOver);
         if (returnCode != 0) {

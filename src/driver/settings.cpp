@@ -1,5 +1,7 @@
 #include "driver/settings.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -26,6 +28,28 @@ std::int32_t parseSlotCount(const char* text) {
     return static_cast<std::int32_t>(std::clamp(count, -1L, most));
 }
 
+struct RunFile {
+    std::string_view role;
+    const std::string& name;
+};
+
+[[noreturn]] void failShared(const RunFile& offender, std::string_view other) {
+    fail({}, {},
+         {MESSAGE_CANNOT_OPEN,
+          {offender.name, format("as %s it is the same file as %s", offender.role, other)}});
+}
+
+// Messages would be written into the file, or over it.
+void refuseStandardStreams(const RunFile& file) {
+    const FileState state = stateOf(file.name);
+    if (isSameFile(state, stateOf(STDOUT_FILENO))) {
+        failShared(file, "standard output, which takes the notices");
+    }
+    if (isSameFile(state, stateOf(STDERR_FILENO))) {
+        failShared(file, "standard error, which takes the errors");
+    }
+}
+
 }  // namespace
 
 void readCommandLine(int argc, const char* const* argv) {
@@ -44,21 +68,19 @@ void readCommandLine(int argc, const char* const* argv) {
 }
 
 void refuseSharedFiles() {
-    struct RunFile {
-        std::string_view role;
-        const std::string& name;
-    };
     const std::array<RunFile, 4> files = {{{"the input", input_ldif_filename},
                                            {"the work file", temp_input_ldif_filename},
                                            {"the output", output_ldif_filename},
                                            {"the trace", debugFileName}}};
+    // What the trace shares with the messages is no loss.
+    for (const RunFile& offender : {files[0], files[1], files[2]}) {
+        refuseStandardStreams(offender);
+    }
     // The offender of a pair is the later one: the one that would be written over the other.
     for (const RunFile& offender : files) {
         for (const RunFile* other = files.data(); other != &offender; ++other) {
             if (!offender.name.empty() && isSameFile(offender.name, other->name)) {
-                const std::string reason = format("as %s it is the same file as %s \"%s\"",
-                                                  offender.role, other->role, other->name);
-                fail({}, {}, {MESSAGE_CANNOT_OPEN, {offender.name, reason}});
+                failShared(offender, format("%s \"%s\"", other->role, other->name));
             }
         }
     }

@@ -20,7 +20,8 @@ extern std::int32_t max_number_of_secgroup_slots;
 // the usage message when their number is wrong or a slot count is below 1.
 void readCommandLine(int argc, const char* const* argv);
 
-// Ends the process when two of the run's files are one file, before any of them is touched.
+// Ends the process when two of the run's files are one file, or one is where messages go, before
+// any of them is touched.
 void refuseSharedFiles();
 
 // Ends the process when the work file is a symbolic link: what stands there is not a work file, and

@@ -22,6 +22,11 @@ int OutputFile::open(const std::string& name, int flags) {
 int OutputFile::openEmpty(const std::string& name) {
     close();
     file_ = openEmptyFile(name);
+    if (file_.isOpen() && stateOf(file_.descriptor()).kind == FileKind::PIPE) {
+        file_.close();
+        errno = ESPIPE;
+        return -1;
+    }
     return begin();
 }
 
@@ -60,6 +65,22 @@ int OutputFile::flush() {
     }
     used_ -= written;
     return used_ == 0 ? 0 : -1;
+}
+
+int OutputFile::sync() {
+    if (flush() != 0) {
+        return -1;
+    }
+    const int synced = syncFile(file_);
+    if (synced != 0) {
+        error_ = errno;
+    }
+    return synced;
+}
+
+bool OutputFile::isInPlace(const std::string& name) const {
+    const FileState state = stateOf(file_.descriptor());
+    return state.kind == FileKind::OTHER || isSameFile(state, stateOf(name));
 }
 
 int OutputFile::close() {

@@ -22,7 +22,8 @@ public:
     int open(const std::string& name, int flags);
 
     // Opens `name` as an empty file that no other run writes to, as openEmptyFile does. Returns 0,
-    // or -1 with the reason in errno.
+    // or -1 with the reason in errno: ESPIPE for a pipe, which would take what nobody may ever
+    // read.
     int openEmpty(const std::string& name);
     bool isOpen() const {
         return file_.isOpen();
@@ -33,6 +34,12 @@ public:
     int write(std::string_view text);
     int flush();
     int close();
+
+    // Flushes, and waits until the system has everything on its disk. Returns as flush().
+    int sync();
+
+    // Whether `name` still leads to this file.
+    bool isInPlace(const std::string& name) const;
 
     int error() const {
         return error_;

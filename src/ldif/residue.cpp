@@ -11,6 +11,7 @@
 #include "entry/filters.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
+#include "ldif/claims.h"
 #include "ldif/entry_reader.h"
 #include "ldif/run_files.h"
 #include "ldif/work_file.h"
@@ -107,6 +108,7 @@ void copyRemainingObjectsToOutputLDIFFile() {
                     temp_input_ldif_filename),
              {}, message);
     }
+    requireIntactWorkFile();
     copyObjects();
     trace("copyRemainingObjectsToOutputLDIFFile():  FUNCTION EXIT  \n");
 }

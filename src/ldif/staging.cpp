@@ -14,6 +14,7 @@
 #include "entry/entry.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
+#include "ldif/claims.h"
 #include "ldif/entry_reader.h"
 #include "ldif/pass_through.h"
 #include "ldif/run_files.h"
@@ -103,6 +104,7 @@ void finishFiles() {
     if (ofp.flush() != 0) {
         failWriting(ofp);
     }
+    noteStagedWorkFile();
 }
 
 }  // namespace
@@ -123,8 +125,9 @@ int copyOriginalInputFileToTempInputFile() {
                     input_ldif_filename),
              {}, message);
     }
-    if (stagedFile.open(temp_input_ldif_filename, O_CREAT | O_APPEND | O_NOFOLLOW) != 0) {
-        const Message message = openMessage(temp_input_ldif_filename);
+    if (claimWorkFile() != 0 ||
+        stagedFile.open(temp_input_ldif_filename, O_APPEND | O_NOFOLLOW) != 0) {
+        const Message message = claimMessage(temp_input_ldif_filename);
         fail(format("copyOriginalInputFileToTempInputFile():  Unable to open temporary input LDIF "
                     "file:  %s. \n"
                     "copyOriginalInputFileToTempInputFile():  Returning \n",

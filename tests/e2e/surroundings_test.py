@@ -49,6 +49,37 @@ class SurroundingsTest(unittest.TestCase):
         self.assertEqual(result.returncode, 0)
         self.assertEqual((self.folder / "output.ldif").read_text(), ENTRY)
 
+    def test_messages_are_not_written_into_the_files_of_the_run(self):
+        for name in ("input.ldif", "output.ldif", "input.ldif.tmp"):
+            for stream, words in (("stdout", "standard output"), ("stderr", "standard error")):
+                with self.subTest(name=name, stream=stream):
+                    path = self.folder / name
+                    path.write_text(ENTRY)
+                    with open(path, "a", encoding="ascii") as file:
+                        others = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
+                        result = self.run_program(ENTRY, text=True, **{**others, stream: file})
+                    self.assertEqual(result.returncode, 255)
+                    said = (result.stdout or "") + (result.stderr or "") + path.read_text()
+                    self.assertIn(f'380928304 ERROR: cannot open "{name}": as the ', said)
+                    self.assertIn(f"it is the same file as {words}", said)
+                    if stream == "stdout":
+                        self.assertEqual(path.read_text(), ENTRY)
+                    path.unlink()
+
+    def test_an_output_into_the_pipe_of_the_notices_is_refused(self):
+        (self.folder / "input.ldif").write_text(ENTRY)
+        result = subprocess.run([PROGRAM, "input.ldif", "/dev/stdout", "1", "1"], cwd=self.folder,
+                                stdin=subprocess.DEVNULL, capture_output=True, check=False)
+        self.assertEqual((result.returncode, result.stdout), (255, b""))
+        self.assertTrue(result.stderr.startswith(b'380928304 ERROR: cannot open "/dev/stdout": '))
+
+    def test_an_output_that_is_a_pipe_is_refused(self):
+        os.mkfifo(self.folder / "output.ldif")
+        result = self.run_program(ENTRY, capture_output=True, text=True)
+        self.assertEqual((result.returncode, result.stdout), (255, ""))
+        self.assertEqual(result.stderr, '380928304 ERROR: cannot open "output.ldif": it is a pipe; '
+                                        "the output must be a file\n")
+
     def test_a_file_size_limit_is_a_failed_write(self):
         def limit_files():
             signal.signal(signal.SIGXFSZ, signal.SIG_DFL)

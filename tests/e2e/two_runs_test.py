@@ -3,22 +3,23 @@
 
     two_runs_test.py PROGRAM
 
-The first run is held in the middle of its work by an output that nobody reads.
+The first run is held at its first notice by a pipe that is full.
 """
 
+import contextlib
 import fcntl
 import os
 import pathlib
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 PROGRAM = os.path.abspath(sys.argv[1])
 TIME_LIMIT_SECONDS = 60
 ENTRY = "dn: cn=a,o=org\nobjectclass: person\ncn: a\n\n"
-# More than the run's own buffer and a pipe hold together.
-LARGE_EXPORT = ENTRY * 20_000
+EXPORT = ENTRY * 3
 
 
 class TwoRunsTest(unittest.TestCase):
@@ -26,17 +27,15 @@ class TwoRunsTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
-        self.path("input.ldif").write_text(LARGE_EXPORT)
+        self.path("input.ldif").write_text(EXPORT)
         self.path("old.ldif").write_text("an output of another day")
-        os.mkfifo(self.path("pipe"))
 
     def path(self, name):
         return self.folder / name
 
-    def start(self, *arguments):
+    def start(self, *arguments, stdout=subprocess.PIPE):
         run = subprocess.Popen([PROGRAM, *arguments], cwd=self.folder, text=True,
-                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                               stderr=subprocess.PIPE)
+                               stdin=subprocess.DEVNULL, stdout=stdout, stderr=subprocess.PIPE)
         self.addCleanup(run.kill)
         return run
 
@@ -46,13 +45,24 @@ class TwoRunsTest(unittest.TestCase):
         return run.returncode, stdout, stderr
 
     def start_held_run(self):
-        """Starts a run and returns it with the reading end of its output once it is at work."""
-        reading = os.open(self.path("pipe"), os.O_RDONLY | os.O_NONBLOCK)
-        run = self.start("input.ldif", "pipe", "1", "1")
-        # The notice comes after the locks are taken and the output is open.
-        self.assertTrue(run.stdout.readline().startswith("380928308 NOTICE: "))
-        os.set_blocking(reading, True)
-        return run, open(reading, "rb")
+        """Starts a run and returns it and a procedure that lets it go on, once it holds its locks."""
+        reading, writing = os.pipe()
+        os.set_blocking(writing, False)
+        with contextlib.suppress(BlockingIOError):
+            while True:
+                os.write(writing, b"x")
+        os.set_blocking(writing, True)
+        run = self.start("input.ldif", "output.ldif", "1", "1", stdout=writing)
+        os.close(writing)
+        # The output is opened last before the first notice.
+        while not self.path("output.ldif").exists():
+            time.sleep(0.01)
+
+        def let_go():
+            with open(reading, "rb") as notices:
+                notices.read()
+
+        return run, let_go
 
     def assert_refused(self, result, name):
         status, stdout, stderr = result
@@ -62,47 +72,72 @@ class TwoRunsTest(unittest.TestCase):
                                  "using it. Wait until it has ended\n")
 
     def test_a_second_run_on_one_export_touches_nothing(self):
-        first, output = self.start_held_run()
+        first, let_go = self.start_held_run()
         self.assert_refused(self.run_to_end("input.ldif", "old.ldif", "1", "1", "trace.txt"),
                             "input.ldif")
         self.assertEqual(self.path("old.ldif").read_text(), "an output of another day")
         self.assertFalse(self.path("trace.txt").exists())
 
-        with output:
-            self.assertEqual(output.read().decode(), LARGE_EXPORT)
+        let_go()
         self.assertEqual(first.communicate(timeout=TIME_LIMIT_SECONDS)[1], "")
         self.assertEqual(first.returncode, 0)
-        self.assertEqual(self.path("input.ldif").read_text(), LARGE_EXPORT)
+        self.assertEqual(self.path("output.ldif").read_text(), EXPORT)
+        self.assertEqual(self.path("input.ldif").read_text(), EXPORT)
 
     def test_another_name_of_the_export_is_the_same_export(self):
         os.link(self.path("input.ldif"), self.path("hard.ldif"))
         os.symlink("input.ldif", self.path("soft.ldif"))
-        first, output = self.start_held_run()
+        first, let_go = self.start_held_run()
         for name in ("hard.ldif", "soft.ldif"):
             self.assert_refused(self.run_to_end(name, "old.ldif", "1", "1"), name)
         first.kill()
         first.communicate()
-        output.close()
+        let_go()
 
     def test_a_killed_run_holds_nothing(self):
-        first, output = self.start_held_run()
+        first, let_go = self.start_held_run()
         first.kill()
         first.communicate()
-        output.close()
+        let_go()
         self.path("input.ldif.tmp").unlink(missing_ok=True)
         self.assertEqual(self.run_to_end("input.ldif", "old.ldif", "1", "1")[0], 0)
-        self.assertEqual(self.path("old.ldif").read_text(), LARGE_EXPORT)
+        self.assertEqual(self.path("old.ldif").read_text(), EXPORT)
 
-    def test_an_output_that_another_run_writes_is_not_emptied(self):
-        # A lock stands for the other run: one that is held by its output has no other output.
+    def test_no_part_of_a_run_is_anything_that_another_run_works_on(self):
+        first, let_go = self.start_held_run()
         self.path("other.ldif").write_text(ENTRY)
-        with open(self.path("old.ldif"), "rb") as writer:
+        for output, trace in (("output.ldif", "t"), ("input.ldif", "t"), ("old.ldif", "output.ldif"),
+                              ("old.ldif", "input.ldif")):
+            with self.subTest(output=output, trace=trace):
+                status, _, stderr = self.run_to_end("other.ldif", output, "1", "1", trace)
+                self.assertEqual(status, 255)
+                self.assertIn(": another migration is using it.", stderr)
+        let_go()
+        first.communicate(timeout=TIME_LIMIT_SECONDS)
+        self.assertEqual(first.returncode, 0)
+        self.assertEqual(self.path("output.ldif").read_text(), EXPORT)
+        self.assertEqual(self.path("input.ldif").read_text(), EXPORT)
+
+    def test_the_work_file_of_another_run_is_not_shared(self):
+        self.path("other.ldif").write_text(ENTRY)
+        self.path("other.ldif.tmp").write_text("")
+        with open(self.path("other.ldif.tmp"), "rb") as writer:
             fcntl.flock(writer, fcntl.LOCK_EX)
-            status, _, stderr = self.run_to_end("other.ldif", "old.ldif", "1", "1")
-        self.assertEqual(status, 255)
-        self.assertIn('380928304 ERROR: cannot open "old.ldif": another migration is using it.',
-                      stderr)
-        self.assertEqual(self.path("old.ldif").read_text(), "an output of another day")
+            for arguments, name in ((("other.ldif", "out", "1", "1"), "other.ldif.tmp"),
+                                    (("other.ldif.tmp", "out", "1", "1"), "other.ldif.tmp"),
+                                    (("input.ldif", "other.ldif.tmp", "1", "1"), "other.ldif.tmp")):
+                status, _, stderr = self.run_to_end(*arguments)
+                self.assertEqual(status, 255)
+                self.assertIn(f'380928304 ERROR: cannot open "{name}": another migration', stderr)
+        self.assertEqual(self.path("other.ldif.tmp").read_text(), "")
+
+    def test_the_snapshot_replaces_nothing_that_another_run_writes(self):
+        snapshot = self.path("TEMPORARY_INPUT_LDIF_FILE")
+        snapshot.write_text("an output in the making")
+        with open(snapshot, "rb") as writer:
+            fcntl.flock(writer, fcntl.LOCK_EX)
+            self.assertEqual(self.run_to_end("input.ldif", "out", "1", "1", "trace.txt")[0], 0)
+        self.assertEqual(snapshot.read_text(), "an output in the making")
 
 
 if __name__ == "__main__":

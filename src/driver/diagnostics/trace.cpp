@@ -1,7 +1,5 @@
 #include "driver/diagnostics/trace.h"
 
-#include <fcntl.h>
-
 #include <cstdio>
 
 bool debug = false;
@@ -9,7 +7,8 @@ bool debugError = false;
 File tfp;
 
 int openTraceFile(const std::string& name) {
-    tfp = openFile(name, O_CREAT | O_TRUNC);
+    tfp = File();  // its lock would be in the way of opening it anew
+    tfp = openEmptyFile(name);
     debug = tfp.isOpen();
     return debug ? 0 : -1;
 }

@@ -15,6 +15,19 @@ namespace {
 
 constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
 
+FileKind kindOf(mode_t mode) {
+    if (S_ISREG(mode)) {
+        return FileKind::REGULAR;
+    }
+    return S_ISFIFO(mode) || S_ISSOCK(mode) ? FileKind::PIPE : FileKind::OTHER;
+}
+
+FileState stateFrom(const struct stat& status) {
+    constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
+    return {kindOf(status.st_mode), status.st_dev, status.st_ino, status.st_size,
+            status.st_mtim.tv_sec * nanosecondsPerSecond + status.st_mtim.tv_nsec};
+}
+
 // The path that opening `name` for creation would lead to, symbolic links followed.
 std::filesystem::path creationPath(const std::string& name) {
     constexpr int mostLinks = 40;  // as many as Linux itself follows, path_resolution(7)
@@ -61,14 +74,39 @@ File openFile(const std::string& name, int flags) {
     return File(descriptor);
 }
 
-File openEmptyFile(const std::string& name) {
-    // Emptied only once the lock is held: until then it may be what another run is writing.
-    File file = openFile(name, O_CREAT);
+FileState stateOf(int descriptor) {
     struct stat status = {};
-    const bool isReady = file.isOpen() && ::fstat(file.descriptor(), &status) == 0 &&
-                         (!S_ISREG(status.st_mode) ||
-                          (lockFile(file) == 0 && ::ftruncate(file.descriptor(), 0) == 0));
-    if (!isReady) {
+    return ::fstat(descriptor, &status) == 0 ? stateFrom(status) : FileState();
+}
+
+FileState stateOf(const std::string& name) {
+    struct stat status = {};
+    return ::stat(name.c_str(), &status) == 0 ? stateFrom(status) : FileState();
+}
+
+bool isSameFile(const FileState& first, const FileState& second) {
+    return (first.kind == FileKind::REGULAR || first.kind == FileKind::PIPE) &&
+           first.kind == second.kind && first.device == second.device &&
+           first.inode == second.inode;
+}
+
+namespace {
+
+// Makes a file that has just been opened ready for a writer. Returns 0 or -1.
+int emptyFile(const File& file) {
+    const FileKind kind = stateOf(file.descriptor()).kind;
+    if (kind != FileKind::REGULAR) {
+        return kind == FileKind::NONE ? -1 : 0;
+    }
+    // Emptied only once the lock is held: until then it may be what another run is writing.
+    return lockFile(file) == 0 ? ::ftruncate(file.descriptor(), 0) : -1;
+}
+
+}  // namespace
+
+File openEmptyFile(const std::string& name) {
+    File file = openFile(name, O_CREAT);
+    if (file.isOpen() && emptyFile(file) != 0) {
         const int error = errno;
         file.close();
         errno = error;
@@ -82,6 +120,16 @@ int lockFile(const File& file) {
         result = ::flock(file.descriptor(), LOCK_EX | LOCK_NB);
     } while (result < 0 && errno == EINTR);
     return result;
+}
+
+int syncFile(const File& file) {
+    const int result = ::fsync(file.descriptor());
+    return result == 0 || errno == EINVAL ? 0 : -1;  // EINVAL: a device, or a pipe
+}
+
+int checkWrittenBack(const File& file) {
+    // Linux keeps the first failure since the opening until somebody asks; nothing is written now.
+    return ::sync_file_range(file.descriptor(), 0, 0, SYNC_FILE_RANGE_WAIT_BEFORE);
 }
 
 std::size_t writeText(int descriptor, std::string_view text) {
@@ -122,6 +170,10 @@ int copyFile(const std::string& from, const std::string& to) {
     if (!source.isOpen()) {
         return -1;
     }
+    const File replaced = openFile(to, 0);
+    if (replaced.isOpen() && lockFile(replaced) != 0) {
+        return -1;
+    }
     ::unlink(to.c_str());
     const File target = openFile(to, O_CREAT | O_EXCL);  // follows no link
     if (!target.isOpen()) {
@@ -146,13 +198,12 @@ bool isSymbolicLink(const std::string& name) {
 }
 
 bool isSameFile(const std::string& first, const std::string& second) {
-    struct stat firstStatus = {};
-    struct stat secondStatus = {};
-    const bool firstExists = ::stat(first.c_str(), &firstStatus) == 0;
-    const bool secondExists = ::stat(second.c_str(), &secondStatus) == 0;
+    const FileState firstState = stateOf(first);
+    const FileState secondState = stateOf(second);
+    const bool firstExists = firstState.kind != FileKind::NONE;
+    const bool secondExists = secondState.kind != FileKind::NONE;
     if (firstExists && secondExists) {
-        return S_ISREG(firstStatus.st_mode) && firstStatus.st_dev == secondStatus.st_dev &&
-               firstStatus.st_ino == secondStatus.st_ino;
+        return isSameFile(firstState, secondState);
     }
     return firstExists == secondExists && creationPath(first) == creationPath(second);
 }

@@ -7,6 +7,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -39,14 +40,42 @@ private:
 // not open when that fails.
 File openFile(const std::string& name, int flags);
 
+// What kind of file it is; PIPE stands for pipes and sockets, NONE for a file that cannot be looked
+// at.
+enum class FileKind { NONE, REGULAR, PIPE, OTHER };
+
+// What is known of a file but for its contents.
+struct FileState {
+    FileKind kind = FileKind::NONE;
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = 0;                 // in bytes
+    std::int64_t modifiedTime = 0;  // in nanoseconds since 1970
+};
+
+// Looks at an open file, or at the one that `name` leads to. The kind is NONE on failure.
+FileState stateOf(int descriptor);
+FileState stateOf(const std::string& name);
+
+// Whether both are one file. Devices never are: what one writes there does not harm the other.
+bool isSameFile(const FileState& first, const FileState& second);
+
 // Opens `name` for reading and writing as an empty file, creating it if need be, and takes its lock
-// where it is a regular file. The result is not open when that fails; a file whose lock another
-// process holds (EWOULDBLOCK) keeps its contents.
+// where it is a regular file. The result is not open when that fails; a file whose lock somebody
+// else holds (EWOULDBLOCK) keeps its contents.
 File openEmptyFile(const std::string& name);
 
 // Takes the advisory lock of an open file, as flock(2): for as long as it is open, nobody else who
 // asks gets it. Returns 0, or -1; EWOULDBLOCK when somebody else has it.
 int lockFile(const File& file);
+
+// Waits until all that was written to the file is on its disk, as fsync(2). Returns 0, also for
+// what has no disk, or -1.
+int syncFile(const File& file);
+
+// Whether what was written to the file since it was opened has reached its disk as far as the
+// system has tried. Returns 0, or -1: some of it is lost, although no write has failed.
+int checkWrittenBack(const File& file);
 
 // Writes all of `text`. Returns the number of bytes written, less than its size on failure.
 std::size_t writeText(int descriptor, std::string_view text);
@@ -58,7 +87,7 @@ int writeTextAt(int descriptor, std::string_view text, off_t offset);
 ssize_t readBytes(int descriptor, char* buffer, std::size_t size);
 
 // Copies the file `from` to a new file `to`. A file or link of that name is removed, never written
-// to. Returns 0 or -1.
+// to, unless somebody holds its lock. Returns 0 or -1.
 int copyFile(const std::string& from, const std::string& to);
 
 // Whether `name` itself is a symbolic link, wherever it leads.

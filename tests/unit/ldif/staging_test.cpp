@@ -256,9 +256,9 @@ TEST_F(StagingFailure, OutputThatIsFullInBetween) {
 
 TEST_F(StagingFailure, WorkFileThatIsFull) {
     openOutput();
-    temp_input_ldif_filename = fullFile;
-    for (const std::size_t size : {1U, 300000U}) {
+    for (const std::size_t size : {1000U, 300000U}) {
         writeInput("dn: cn=a\nobjectClass: secMap\nx: " + std::string(size, 'x') + "\n");
+        const FileSizeLimit limit(1000);
         const Ending result = ending();
         EXPECT_THAT(result, FailsWith(380928306));
         EXPECT_THAT(result.errors, HasSubstr('"' + temp_input_ldif_filename + '"'));

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "driver/settings.h"
+#include "ldif/claims.h"
 #include "ldif/entry_reader.h"
 #include "ldif/run_files.h"
 #include "ldif/work_file.h"
@@ -62,5 +63,6 @@ private:
         ifp.close();
         tifp.close();
         ofp.close();
+        releaseClaims();
     }
 };

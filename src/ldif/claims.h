@@ -1,0 +1,35 @@
+// What a run holds of its export and its work file, beside reading and writing them: a lock each,
+// from before it touches anything to its end, and what they looked like.
+//
+// Other programs may ignore the locks. An export that grows while it is read, or a work file that
+// is cut off, replaced or lost by its disk, reads like one that has ended: entries would be
+// missing and nobody told.
+#pragma once
+
+#include <string>
+
+#include "driver/diagnostics/messages.h"
+
+// Takes the lock of the export and notes its state. Returns 0, or -1 with the reason in errno. An
+// export that cannot be opened is left to staging, which tells so in its own way.
+int claimInput();
+
+// Creates the work file unless it is there, and takes its lock. Returns 0, or -1 with the reason in
+// errno: ELOOP for a symbolic link, ENOTSUP for what is no regular file.
+int claimWorkFile();
+
+// What is said when `name` cannot be had for this run alone; errno gives the reason.
+Message claimMessage(const std::string& name);
+
+// Notes the size of the work file, which does not change from here on.
+void noteStagedWorkFile();
+
+// Ends the process when the export has changed since it was claimed.
+void requireUnchangedInput();
+
+// Ends the process when the work file is no longer the one that was staged, or the system has lost
+// some of it.
+void requireIntactWorkFile();
+
+// Gives up both locks and forgets what the files looked like.
+void releaseClaims();

@@ -1,0 +1,127 @@
+#!/usr/bin/env python3
+"""Changes the files of a run while it is at work: what it has read or written is not all there is.
+
+    changed_files_test.py PROGRAM
+
+The run is traced into a pipe that is read line by line, so that it never gets far ahead of what
+has been read, and the files are changed when a certain line has come.
+"""
+
+import fcntl
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PROGRAM = os.path.abspath(sys.argv[1])
+TIME_LIMIT_SECONDS = 60
+PERSON = "dn: cn=p,o=org\nobjectclass: person\ncn: p\n\n"
+NUMBER_OF_GROUPS = 6
+BEFORE_STAGING = "main():  INPUT LIST:"
+AFTER_FIRST_PASS = "main():  Returned from copyAllAccumulatedDataToOutputFile() within loop"
+IN_CLOSING_PASS = "copyAllAccumulatedDataToOutputFile() at EXIT label"
+
+
+def group(name):
+    return (f"dn: secAuthority=Default,cn={name},o=org\nobjectClass: secGroup\ncn: {name}\n\n"
+            f"dn: secUUID={name},cn=Groups,secAuthority=Default\nobjectClass: secMap\n"
+            f"secDN: cn={name},o=org\n\n")
+
+
+EXPORT = PERSON + "".join(group(f"g{i}") for i in range(NUMBER_OF_GROUPS))
+
+
+class ChangedFilesTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.input, self.output = self.folder / "input.ldif", self.folder / "output.ldif"
+        self.work = self.folder / "input.ldif.tmp"
+        self.input.write_text(EXPORT)
+
+    def run_and_change(self, line, change):
+        """Runs one pass for each group, and calls `change` when the trace holds `line`."""
+        os.mkfifo(self.folder / "trace")
+        # Open for writing as well, so that the reading does not wait and does not end too early.
+        reading = os.open(self.folder / "trace", os.O_RDWR)
+        fcntl.fcntl(reading, fcntl.F_SETPIPE_SZ, 4096)
+        run = subprocess.Popen([PROGRAM, "input.ldif", "output.ldif", "1", "1", "trace"],
+                               cwd=self.folder, text=True, stdin=subprocess.DEVNULL,
+                               stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        self.addCleanup(run.kill)
+        read = b""
+        while line.encode() not in read:
+            read = read[-len(line):] + os.read(reading, 256)
+        change()
+        os.set_blocking(reading, False)
+        while run.poll() is None:
+            try:
+                os.read(reading, 4096)
+            except BlockingIOError:
+                pass
+        os.close(reading)
+        stderr = run.communicate(timeout=TIME_LIMIT_SECONDS)[1]
+        return run.returncode, stderr
+
+    def assert_fails(self, line, change, message):
+        status, stderr = self.run_and_change(line, change)
+        self.assertEqual(status, 255, stderr)
+        self.assertIn(message, stderr)
+
+    def append(self, path, text):
+        with open(path, "a", encoding="ascii") as file:
+            file.write(text)
+
+    def test_an_undisturbed_run_gets_through(self):
+        self.assertEqual(self.run_and_change(AFTER_FIRST_PASS, lambda: None), (0, ""))
+        self.assertEqual(self.output.read_text().count("\ndn: cn=g"), NUMBER_OF_GROUPS)
+
+    def test_an_export_that_is_still_being_written(self):
+        for line in (BEFORE_STAGING, AFTER_FIRST_PASS):
+            with self.subTest(line=line):
+                self.setUp()
+                self.assert_fails(line, lambda: self.append(self.input, PERSON),
+                                  '380928305 ERROR: cannot read the export "input.ldif": another '
+                                  "program has changed it since the run began.")
+
+    def test_an_export_that_is_cut_off(self):
+        self.assert_fails(BEFORE_STAGING, lambda: os.truncate(self.input, len(PERSON)),
+                          "380928305 ERROR: ")
+
+    def test_a_work_file_that_is_cut_off(self):
+        for line in (AFTER_FIRST_PASS, IN_CLOSING_PASS):
+            with self.subTest(line=line):
+                self.setUp()
+                self.assert_fails(line, lambda: os.truncate(self.work, 0),
+                                  '380928307 ERROR: cannot read the work file "input.ldif.tmp": '
+                                  "another program has changed or replaced it.")
+
+    def test_a_work_file_that_grows(self):
+        self.assert_fails(AFTER_FIRST_PASS, lambda: self.append(self.work, group("more")),
+                          "380928307 ERROR: ")
+
+    def test_a_work_file_that_is_replaced(self):
+        def replace():
+            copy = self.folder / "copy"
+            copy.write_bytes(self.work.read_bytes())
+            copy.rename(self.work)
+
+        self.assert_fails(AFTER_FIRST_PASS, replace, "380928307 ERROR: ")
+
+    def test_an_output_that_is_removed_or_replaced(self):
+        def replace():
+            (self.folder / "other").write_text("")
+            (self.folder / "other").rename(self.output)
+
+        for change in (lambda: self.output.unlink(), replace):
+            self.setUp()
+            self.assert_fails(AFTER_FIRST_PASS, change,
+                              '380928306 ERROR: cannot write "output.ldif": another program has '
+                              "removed or replaced it.")
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
