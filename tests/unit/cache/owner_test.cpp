@@ -1,9 +1,8 @@
 #include "cache/owner.h"
 
-#include <strings.h>
-
 #include "cache/object_cache.h"
 #include "support/dice.h"
+#include "support/naive_owners.h"
 #include "support/owner_fixture.h"
 
 namespace {
@@ -214,31 +213,6 @@ TEST_F(OwnerTest, TheKindsHaveTablesOfTheirOwn) {
     EXPECT_EQ(std::get<int>(userOf(SECUSER_OBJECTCLASS, {"dn: cn=b\n"})), -1);
 }
 
-// The association, spelled out: trim, end in a line feed, scan.
-struct NaiveTable {
-    std::vector<std::string> dns;
-
-    int find(std::string key) const {
-        key.erase(key.find_last_not_of(" \t\r\n") + 1);
-        key += '\n';
-        for (std::size_t i = 0; i < dns.size(); ++i) {
-            if (strcasecmp(dns[i].c_str(), key.c_str()) == 0) {
-                return static_cast<int>(i);
-            }
-        }
-        return -1;
-    }
-};
-
-std::string withoutBlanksAroundCommas(std::string text) {
-    for (const std::string_view blank : {" ,", ", "}) {
-        for (std::size_t at = 0; (at = text.find(blank)) != std::string::npos;) {
-            text.replace(at, blank.size(), ",");
-        }
-    }
-    return text;
-}
-
 std::string randomDn(Dice& dice) {
     std::string dn = "c";
     for (std::size_t pieces = dice.upTo(5); pieces > 0; --pieces) {
@@ -249,7 +223,7 @@ std::string randomDn(Dice& dice) {
 
 TEST_F(OwnerTest, RandomUsersAreFoundAsAScanWouldFindThem) {
     Dice dice(4201);
-    NaiveTable naive;
+    NaiveOwners naive;
     int found = 0;
     for (int round = 0; round < 3000; ++round) {
         const std::string dn = randomDn(dice);
@@ -271,7 +245,7 @@ TEST_F(OwnerTest, RandomUsersAreFoundAsAScanWouldFindThem) {
 
 TEST_F(OwnerTest, RandomGroupsAreFoundAsAScanWouldFindThem) {
     Dice dice(4202);
-    NaiveTable naive;
+    NaiveOwners naive;
     int found = 0;
     for (int round = 0; round < 3000; ++round) {
         const std::string dn = randomDn(dice);

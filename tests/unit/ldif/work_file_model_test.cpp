@@ -1,95 +1,18 @@
-// Reading, deleting and stepping over against a second implementation: line by line with the
-// standard library's own files, as simple as can be. Both work on copies of random files.
+// Reading, deleting and stepping over against a second implementation. Both work on copies of
+// random files.
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstring>
-#include <memory>
 #include <random>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "support/ldif_fixture.h"
+#include "support/work_file_model.h"
 
 using std::string_literals::operator""s;
 
 namespace {
-
-class Model {
-public:
-    explicit Model(const std::string& path) : stream_(std::fopen(path.c_str(), "rb+")) {
-    }
-
-    long position() const {
-        return std::ftell(stream_.get());
-    }
-
-    // The lines of the next entry, comments left out; the position stays. `result` is 0 or -1.
-    std::vector<std::string> read(int& result) {
-        const long start = position();
-        std::vector<std::string> lines;
-        result = -1;
-        while (readLine()) {
-            if (isBlank() && !lines.empty()) {
-                result = 0;
-                break;
-            }
-            if (!isBlank() && line_[0] != '#') {
-                lines.emplace_back(line_);
-            }
-        }
-        std::fseek(stream_.get(), start, SEEK_SET);
-        return lines;
-    }
-
-    void stepOver() {
-        bool hasBegun = false;
-        while (readLine() && !(isBlank() && hasBegun)) {
-            hasBegun = hasBegun || !isBlank();
-        }
-    }
-
-    void remove() {
-        bool hasBegun = false;
-        for (long before = position(); readLine(); before = position()) {
-            if (!isBlank()) {
-                hasBegun = true;
-                std::fseek(stream_.get(), before, SEEK_SET);
-                blank();
-                std::fputs(line_, stream_.get());
-                std::fflush(stream_.get());
-            } else if (hasBegun) {
-                return;
-            }
-        }
-    }
-
-private:
-    struct Close {
-        void operator()(std::FILE* file) const {
-            std::fclose(file);
-        }
-    };
-
-    bool readLine() {
-        return std::fgets(line_, sizeof line_, stream_.get()) != nullptr;
-    }
-
-    bool isBlank() const {
-        return std::strspn(line_, " \r\n") == std::strlen(line_);
-    }
-
-    void blank() {
-        const std::size_t length = std::strlen(line_) < 2 ? 2 : std::strlen(line_);
-        std::memset(line_, ' ', length);
-        std::memcpy(line_ + length - 2, "\r\n", 3);
-    }
-
-    std::unique_ptr<std::FILE, Close> stream_;
-    char line_[4096] = {};
-};
 
 class RandomFile {
 public:
@@ -132,11 +55,11 @@ private:
     std::mt19937 random_;
 };
 
-class WorkFileModel : public LdifFixture {
+class WorkFileModelTest : public LdifFixture {
 protected:
     // Consumes the file entry by entry, deleting or stepping over as `random` has it, until the
     // end is reached by both.
-    void runThrough(Model& model, RandomFile& random) {
+    void runThrough(WorkFileModel& model, RandomFile& random) {
         int expectedResult = 0;
         for (;;) {
             const std::vector<std::string> expected = model.read(expectedResult);
@@ -163,7 +86,7 @@ protected:
         writeFile(temp_input_ldif_filename, content);
         writeFile(folder.path("model"), content);
         for (int pass = 0; pass < 3; ++pass) {
-            Model model(folder.path("model"));
+            WorkFileModel model(folder.path("model"));
             ASSERT_EQ(tifp.open(temp_input_ldif_filename), 0);
             runThrough(model, random);
         }
@@ -171,7 +94,7 @@ protected:
     }
 };
 
-TEST_F(WorkFileModel, SmallFilesAreTreatedByteForByteAlike) {
+TEST_F(WorkFileModelTest, SmallFilesAreTreatedByteForByteAlike) {
     for (unsigned seed = 1; seed <= 400 && !HasFailure(); ++seed) {
         SCOPED_TRACE(seed);
         RandomFile random(seed);
@@ -179,7 +102,7 @@ TEST_F(WorkFileModel, SmallFilesAreTreatedByteForByteAlike) {
     }
 }
 
-TEST_F(WorkFileModel, EntriesAroundAndBeyondTheBufferAreTreatedAlike) {
+TEST_F(WorkFileModelTest, EntriesAroundAndBeyondTheBufferAreTreatedAlike) {
     // Sizes just below, at and beyond half of the reader's buffer, the whole of it, and more.
     for (const std::size_t size : {131000U, 131072U, 140000U, 262000U, 262144U, 300000U, 800000U}) {
         SCOPED_TRACE(size);

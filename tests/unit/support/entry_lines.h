@@ -1,0 +1,25 @@
+// Entries as lists of lines.
+#pragma once
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "entry/entry.h"
+
+inline Entry entryOf(std::initializer_list<std::string_view> lines) {
+    Entry entry;
+    for (const std::string_view line : lines) {
+        entry.append(line);
+    }
+    return entry;
+}
+
+inline std::vector<std::string> linesOf(const Entry& entry) {
+    std::vector<std::string> lines;
+    for (int i = 0; i < entry.lineCount(); ++i) {
+        lines.emplace_back(entry.line(i));
+    }
+    return lines;
+}
