@@ -2,12 +2,10 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <optional>
-
 #include "support/cache_fixture.h"
 #include "support/dice.h"
 #include "support/failure.h"
+#include "support/naive_merge.h"
 
 namespace {
 
@@ -33,11 +31,6 @@ protected:
         return traced();
     }
 };
-
-const std::string_view dropList[] = {
-    "objectclass:",  "objectClass:",  "KVO-ENTRYUUID:", "kvo-entryuuid:", "control:", "Control:",
-    "aclpropagate:", "aclPropagate:", "aclentry:",      "aclEntry:",      "acl:",     "ACL:",
-    "aci:",          "ACI:"};
 
 // ---- Rules
 
@@ -164,72 +157,6 @@ TEST_F(MergeTest, EntriesOfSixtyLinesAreMerged) {
     expected[59] = "a59: x\n";
     expected.emplace_back("z: y\n");
     EXPECT_EQ(linesOf(object), expected);
-}
-
-// ---- The merge, spelled out with clones whose slots are emptied one by one
-
-using Clone = std::vector<std::optional<std::string>>;
-
-std::string lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-    return text;
-}
-
-bool holds(const std::string& line, const std::string& text) {
-    return line.find(text) != std::string::npos;
-}
-
-bool isDropped(const std::string& name) {
-    return std::count(std::begin(dropList), std::end(dropList), name) > 0;
-}
-
-Row naiveMerge(const Row& firstLines, const Row& secondLines) {
-    Row result;
-    Clone first(firstLines.begin(), firstLines.end());
-    Clone second(secondLines.begin(), secondLines.end());
-    const auto take = [&result](std::optional<std::string>& slot) {
-        result.push_back(*slot);
-        slot.reset();
-    };
-    for (std::optional<std::string>& slot : first) {
-        const std::string line = *slot;
-        if (holds(line, "objectclass:") || holds(line, "objectClass:")) {
-            take(slot);
-            continue;
-        }
-        const std::string name = line.substr(0, line.find(':') + 1);
-        if (name == "dn:" || name == "DN:") {
-            take(slot);
-            continue;
-        }
-        if (isDropped(name)) {
-            continue;
-        }
-        std::size_t j = 0;
-        while (j < second.size() && !(second[j] && holds(lower(*second[j]), lower(name)))) {
-            ++j;
-        }
-        if (j == second.size()) {
-            take(slot);
-        } else if (holds(lower(line), "secauthority:")) {
-            take(slot);
-            second[j].reset();
-        } else {
-            take(second[j]);
-            slot.reset();
-        }
-    }
-    for (std::optional<std::string>& slot : second) {
-        if (!slot) {
-            continue;
-        }
-        const std::string name = slot->substr(0, slot->find(':') + 1);
-        if (name != "dn:" && name != "DN:" && !isDropped(name)) {
-            take(slot);
-        }
-    }
-    return result;
 }
 
 TEST_F(MergeTest, RandomEntriesAreMergedAsSpelledOut) {
