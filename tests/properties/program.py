@@ -1,0 +1,117 @@
+"""Running the program once on an export, in a folder of its own."""
+
+import collections
+import fcntl
+import os
+import pathlib
+import re
+import select
+import subprocess
+import sys
+import tempfile
+import time
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "large"))
+from records import records  # noqa: E402
+
+EXPORT, OUTPUT, WORK_FILE = "input.ldif", "output.ldif", "input.ldif.tmp"
+TRACE, SNAPSHOT = "trace.txt", "TEMPORARY_INPUT_LDIF_FILE"
+TIME_LIMIT_SECONDS = 60
+ENDLESS = "that of a run that was stopped after a minute"
+PASSES_BEGIN = b"BEGIN MAIN PROCESSING LOOP."
+MESSAGE = re.compile(rb"(\d{9}) (NOTICE|ERROR): [^\n]*\n")
+SMALLEST_PIPE = 4096
+
+# What a run left behind: None for a file that is not there. `export` holds the input afterwards,
+# `records` the output in records, `seen` the states of the work file that were seen during the
+# passes of a watched run.
+Run = collections.namedtuple(
+    "Run", "status stdout stderr output records work snapshot trace export seen began ended")
+
+
+def migrate(program, export, slots, traced=False, debug_error=False, work_file=None,
+            watched=False):
+    """Runs the program; `slots` are the counts of users and of groups."""
+    with tempfile.TemporaryDirectory(prefix="properties-") as name:
+        folder = pathlib.Path(name)
+        (folder / EXPORT).write_bytes(export)
+        if work_file is not None:
+            (folder / WORK_FILE).write_bytes(work_file)
+        command = [program, EXPORT, OUTPUT, *map(str, slots)] + [TRACE] * (traced or watched)
+        trace = None
+        began = int(time.time())
+        if watched:
+            status, trace, seen = watch(command, folder)
+        else:
+            status, seen = run(command, folder, debug_error), []
+            trace = content(folder / TRACE)
+        output = content(folder / OUTPUT)
+        return Run(status, content(folder / "stdout"), content(folder / "stderr"), output,
+                   [] if output is None else list(records(folder / OUTPUT)),
+                   content(folder / WORK_FILE), content(folder / SNAPSHOT), trace,
+                   content(folder / EXPORT), seen, began, int(time.time()))
+
+
+def content(path):
+    return path.read_bytes() if path.is_file() else None
+
+
+def start(command, folder, debug_error=False):
+    environment = {name: value for name, value in os.environ.items() if name != "DEBUG_ERROR"}
+    if debug_error:
+        environment["DEBUG_ERROR"] = ""
+    with open(folder / "stdout", "wb") as out, open(folder / "stderr", "wb") as err:
+        return subprocess.Popen(command, cwd=folder, env=environment, stdin=subprocess.DEVNULL,
+                                stdout=out, stderr=err)
+
+
+def run(command, folder, debug_error):
+    with start(command, folder, debug_error) as child:
+        try:
+            return child.wait(TIME_LIMIT_SECONDS)
+        except subprocess.TimeoutExpired:
+            child.kill()
+            return ENDLESS
+
+
+def watch(command, folder):
+    """Runs the program with a small pipe as its trace and reads the work file between reads.
+
+    The program cannot get further ahead than the pipe is large, so the work file is seen in
+    states that lie all over the passes, on every machine.
+    """
+    os.mkfifo(folder / TRACE)
+    pipe = os.open(folder / TRACE, os.O_RDWR | os.O_NONBLOCK)
+    fcntl.fcntl(pipe, fcntl.F_SETPIPE_SZ, SMALLEST_PIPE)
+    trace, seen = bytearray(), []
+    with start(command, folder) as child:
+        ending = os.pidfd_open(child.pid)
+        deadline = time.monotonic() + TIME_LIMIT_SECONDS
+        while True:
+            ready, _, _ = select.select([pipe, ending], [], [],
+                                        max(0, deadline - time.monotonic()))
+            if pipe in ready:
+                trace += os.read(pipe, SMALLEST_PIPE)
+                if PASSES_BEGIN in trace:
+                    now = content(folder / WORK_FILE)
+                    if seen[-1:] != [now]:
+                        seen.append(now)
+            elif ready:
+                status = child.wait()
+                break
+            else:
+                child.kill()
+                status = ENDLESS
+                break
+    os.close(ending)
+    os.close(pipe)
+    return status, bytes(trace), seen
+
+
+def messages(stream):
+    """The numbers of the messages in what a run has printed."""
+    return [int(match[1]) for match in MESSAGE.finditer(stream)]
+
+
+def beside_messages(stream):
+    return MESSAGE.sub(b"", stream)
