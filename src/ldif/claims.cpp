@@ -18,13 +18,17 @@ File claimedWorkFile;
 
 FileState inputAtStart;
 FileState stagedWorkFile;
+bool isStaged = false;
 
 }  // namespace
 
 int claimInput() {
     claimedInput = openFile(input_ldif_filename, 0);
+    if (!claimedInput.isOpen()) {
+        return 0;
+    }
     inputAtStart = stateOf(claimedInput.descriptor());
-    return claimedInput.isOpen() ? lockFile(claimedInput) : 0;
+    return inputAtStart.kind == FileKind::NONE ? -1 : lockFile(claimedInput);
 }
 
 int claimWorkFile() {
@@ -32,11 +36,11 @@ int claimWorkFile() {
     if (!claimedWorkFile.isOpen()) {
         return -1;
     }
-    if (stateOf(claimedWorkFile.descriptor()).kind != FileKind::REGULAR) {
+    const FileKind kind = stateOf(claimedWorkFile.descriptor()).kind;
+    if (kind == FileKind::PIPE || kind == FileKind::OTHER) {
         errno = ENOTSUP;
-        return -1;
     }
-    return lockFile(claimedWorkFile);
+    return kind == FileKind::REGULAR ? lockFile(claimedWorkFile) : -1;
 }
 
 Message claimMessage(const std::string& name) {
@@ -55,6 +59,7 @@ Message claimMessage(const std::string& name) {
 
 void noteStagedWorkFile() {
     stagedWorkFile = stateOf(claimedWorkFile.descriptor());
+    isStaged = true;
 }
 
 void requireUnchangedInput() {
@@ -69,7 +74,7 @@ void requireUnchangedInput() {
 }
 
 void requireIntactWorkFile() {
-    if (stagedWorkFile.kind == FileKind::NONE) {
+    if (!isStaged) {
         return;  // nothing to compare with before the end of staging
     }
     const FileState state = stateOf(temp_input_ldif_filename);
@@ -91,4 +96,5 @@ void releaseClaims() {
     claimedWorkFile = File();
     inputAtStart = {};
     stagedWorkFile = {};
+    isStaged = false;
 }

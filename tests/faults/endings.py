@@ -16,9 +16,10 @@ STARTUP, STAGING, COPYING, PASSES, RESIDUE, CLOSING = (
     "start-up", "staging", "copying the work file", "the passes", "the residue", "the end")
 
 # Endings: status 0 as if nothing had happened; status 255 with a message, if `id` is not 0, about
-# `file`; resource credentials cut off with status 0 unless the output cannot be closed.
+# `file`, and the system's reason where it gives one; resource credentials cut off with status 0
+# unless the output cannot be closed.
 IGNORED, CUT_OFF = "undisturbed", "residue cut off"
-Fatal = collections.namedtuple("Fatal", "id file", defaults=(None,))
+Fatal = collections.namedtuple("Fatal", "id file has_reason", defaults=(None, True))
 NO_MEMORY, POSITION, PROCESSING, OPEN, READ_INPUT, WRITE, READ_WORK = (
     380928300, 380928301, 380928302, 380928304, 380928305, 380928306, 380928307)
 WITHOUT_MESSAGE = Fatal(0)
@@ -26,14 +27,24 @@ WITHOUT_MESSAGE = Fatal(0)
 # Kinds of call, files and phases with the endings allowed; None stands for all. The first line
 # that fits counts.
 RULES = (
-    # Two names that cannot be compared count as different files.
-    ("stat lstat getcwd realpath", None, None, {IGNORED}),
+    # Two names that cannot be compared count as different files. A file that cannot be looked at
+    # any more later on is not the one that it was.
+    ("stat lstat getcwd realpath", None, STARTUP, {IGNORED}),
+    ("stat", OUTPUT, None, {Fatal(WRITE, OUTPUT, False)}),
+    ("stat", WORK, None, {Fatal(READ_WORK, WORK, False)}),
+    ("fstat", INPUT, STARTUP, {Fatal(OPEN, INPUT)}),
+    ("fstat", INPUT, None, {Fatal(READ_INPUT, INPUT, False)}),
+    ("fstat", WORK, None, {Fatal(OPEN, WORK), Fatal(READ_WORK, WORK, False)}),
+    ("fstat", OUTPUT, CLOSING, {Fatal(WRITE, OUTPUT, False)}),
+    ("fstat", OUTPUT, None, {Fatal(OPEN, OUTPUT), IGNORED}),  # the second time to find pipes
+    ("fstat", TRACE, None, {Fatal(OPEN, TRACE)}),
+    ("fstat", None, STARTUP, {IGNORED}),  # standard output and standard error
     # Descriptors are only set aside for standard streams that are closed.
     ("open close", "null", None, {IGNORED}),
     ("memory", None, None, {Fatal(NO_MEMORY), IGNORED}),
 
     # Nobody depends on the trace, nor on the copy of the staged work file.
-    ("open", TRACE, None, {Fatal(OPEN, TRACE)}),
+    ("open flock ftruncate", TRACE, None, {Fatal(OPEN, TRACE)}),
     ("write close", TRACE, None, {IGNORED}),
     ("open read close", None, COPYING, {IGNORED}),
     ("unlink open write close", SNAPSHOT, None, {IGNORED}),
@@ -46,12 +57,14 @@ RULES = (
     ("read", INPUT, None, {Fatal(READ_INPUT, INPUT)}),
     ("close", INPUT, None, {IGNORED}),
 
-    ("open flock fstat ftruncate", OUTPUT, None, {Fatal(OPEN, OUTPUT)}),
+    ("open flock ftruncate", OUTPUT, None, {Fatal(OPEN, OUTPUT)}),
+    ("fsync", OUTPUT, None, {Fatal(WRITE, OUTPUT)}),
     ("write", OUTPUT, PASSES, {Fatal(PROCESSING, OUTPUT)}),
     ("write", OUTPUT, RESIDUE, {CUT_OFF, WITHOUT_MESSAGE}),
     ("write close", OUTPUT, None, {Fatal(WRITE, OUTPUT)}),
 
-    ("open", WORK, None, {Fatal(OPEN, WORK)}),
+    ("open flock", WORK, None, {Fatal(OPEN, WORK)}),
+    ("sync_file_range", WORK, None, {Fatal(WRITE, WORK)}),
     ("lseek", WORK, None, {Fatal(POSITION)}),
     # An entry is read to be looked at, and sometimes again to be blanked or stepped over.
     ("read", WORK, None, {Fatal(READ_WORK, WORK), Fatal(PROCESSING)}),
@@ -59,7 +72,7 @@ RULES = (
     ("write", WORK, None, {Fatal(WRITE, WORK)}),
     ("close", WORK, STAGING, {Fatal(WRITE, WORK)}),
     ("close", WORK, PASSES, {Fatal(WRITE, WORK)}),
-    ("close", WORK, RESIDUE, {IGNORED}),  # nobody reads it any more
+    ("close", WORK, None, {IGNORED}),  # nobody reads it any more
     ("unlink", WORK, None, {IGNORED}),
 )
 
@@ -75,7 +88,8 @@ class Phase:
     """Follows a run by what it opens and closes."""
 
     def __init__(self, export):
-        self.openings_before_passes = 2 if export.traced else 1
+        # One for its lock, one to write it, one to copy it.
+        self.openings_before_passes = 3 if export.traced else 2
         # One opening for each pass that gathers, one for the pass that finds nothing more.
         self.openings_with_passes = self.openings_before_passes + export.gathering_passes + 1
         self.output_opened, self.work_open, self.work_openings = False, False, 0
@@ -90,7 +104,7 @@ class Phase:
     def name(self):
         if not self.output_opened:
             return STARTUP
-        if self.work_openings <= 1:
+        if self.work_openings <= 2:
             return STAGING
         if self.work_openings <= self.openings_before_passes:
             return COPYING
@@ -102,7 +116,7 @@ class Phase:
 def read_report(text, export):
     """The calls that have failed, by the interposer's report."""
     phase, faults = Phase(export), []
-    for line in text.splitlines():
+    for line in text.replace(" (deleted)", "").splitlines():
         event, rest = line.split(" ", 1)
         if event == "fault":
             kind, _, offset, size, path = rest.split(" ", 4)
@@ -164,7 +178,7 @@ def complaints_about_end(disturbance, run, allowed):
         if end in (IGNORED, CUT_OFF, WITHOUT_MESSAGE, Fatal(NO_MEMORY)):
             continue
         reason = os.strerror(disturbance.error)
-        if reason not in run.stderr.decode():
+        if end.has_reason and reason not in run.stderr.decode():
             yield f"the message does not tell the reason, {reason}: {run.stderr}"
         if end.file and f'"{end.file}"' not in run.stderr.decode():
             yield f"the message does not name {end.file}: {run.stderr}"

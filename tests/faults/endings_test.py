@@ -232,12 +232,13 @@ class ReportTest(unittest.TestCase):
         work = ["open input.ldif.tmp", "close /folder/input.ldif.tmp"]
         export = exports.Export(b"", (), False, 1)
         self.assertEqual(
-            self.phases(export, ["open input.ldif", "open output.ldif", *(work * 4)]),
-            [endings.STARTUP] + [endings.STAGING] * 3 + [endings.PASSES] * 4
+            self.phases(export, ["open input.ldif", "open output.ldif", work[0], *(work * 4)]),
+            [endings.STARTUP] + [endings.STAGING] * 4 + [endings.PASSES] * 4
             + [endings.RESIDUE, endings.CLOSING])
         self.assertEqual(
-            self.phases(export._replace(traced=True), ["open output.ldif", *(work * 3)]),
-            [endings.STAGING] * 3 + [endings.COPYING] * 2 + [endings.PASSES] * 2)
+            self.phases(export._replace(traced=True),
+                        ["open output.ldif", work[0], *(work * 3)]),
+            [endings.STAGING] * 4 + [endings.COPYING] * 2 + [endings.PASSES] * 2)
 
     def test_faults_are_read_with_their_place(self):
         text = "fault write 7 4096 262144 /folder with blanks/output.ldif\n"

@@ -202,6 +202,20 @@ off_t lseek(int descriptor, off_t offset, int whence) noexcept {
     CALL_NEXT(lseek, descriptor, offset, whence);
 }
 
+int fsync(int descriptor) {
+    if (fails("fsync", descriptor)) {
+        return -1;
+    }
+    CALL_NEXT(fsync, descriptor);
+}
+
+int sync_file_range(int descriptor, off_t offset, off_t size, unsigned flags) {
+    if (fails("sync_file_range", descriptor)) {
+        return -1;
+    }
+    CALL_NEXT(sync_file_range, descriptor, offset, size, flags);
+}
+
 int ftruncate(int descriptor, off_t size) noexcept {
     if (fails("ftruncate", descriptor)) {
         return -1;

@@ -85,15 +85,17 @@ class FullDiskTest(Limits):
         self.assertEqual((run.status, run.stderr), (0, b""))
         self.assertTrue(run.files == self.measure.run.files)
 
-    def test_work_file_on_a_full_device(self):
-        try:
-            os.mknod(self.folder / WORK, stat.S_IFCHR | 0o600, os.stat("/dev/full").st_rdev)
-            (self.folder / WORK).open("ab").close()
-        except PermissionError as error:
-            left_out("a work file on a full device", error)
-            return
-        run = exports.run_in(self.folder, PROGRAM, EXAMPLE)
-        self.assertFails(run, endings.WRITE, [WORK], NO_SPACE)
+    def test_work_file_that_is_a_device_is_refused(self):
+        for device in ("/dev/full", "/dev/null", "/dev/zero"):
+            try:
+                os.mknod(self.folder / WORK, stat.S_IFCHR | 0o600, os.stat(device).st_rdev)
+                (self.folder / WORK).open("ab").close()
+            except PermissionError as error:
+                left_out("a work file that is a device", error)
+                return
+            run = exports.run_in(self.folder, PROGRAM, EXAMPLE)
+            self.assertFails(run, endings.OPEN, [WORK], "it is not a regular file")
+            (self.folder / WORK).unlink()
 
     def test_trace_and_notices_on_a_full_device_do_not_disturb(self):
         (self.folder / TRACE).symlink_to("/dev/full")

@@ -15,6 +15,7 @@
 #include "driver/platform/file.h"
 #include "driver/settings.h"
 #include "entry/object_class.h"
+#include "ldif/claims.h"
 #include "ldif/entry_reader.h"
 #include "ldif/line_reader.h"
 #include "ldif/run_files.h"
@@ -121,6 +122,7 @@ bool returns(const std::function<void()>& procedure) {
 }
 
 void resetProgram() {
+    releaseClaims();
     debug = false;
     debugError = false;
     tfp.close();
