@@ -86,6 +86,7 @@ void stageInput() {
             "         that will be used for processing.                                         \n",
             {}, {MESSAGE_STAGING_FAILED, {input_ldif_filename, systemReason(ifp.error())}});
     }
+    requireInputInPlace();
     requireUnchangedInput();
     zr_printf_utf8({MESSAGE_STAGING_DONE, {}});
     zr_printf_utf8({MESSAGE_PROCESSING_BEGINS, {}});
@@ -93,7 +94,7 @@ void stageInput() {
 
 // When the run is traced, keeps a copy of the freshly staged work file in the current directory.
 // That it may fail is of no consequence to the run. One of the run's own files that has this name
-// is locked, and so left alone.
+// is locked or no regular file, and so left alone.
 void preserveWorkFile() {
     if (!debug) {
         return;

@@ -72,7 +72,7 @@ void refuseSharedFiles() {
                                            {"the work file", temp_input_ldif_filename},
                                            {"the output", output_ldif_filename},
                                            {"the trace", debugFileName}}};
-    // What the trace shares with the messages is no loss.
+    // A trace there spoils itself and the messages, but no data.
     for (const RunFile& offender : {files[0], files[1], files[2]}) {
         refuseStandardStreams(offender);
     }

@@ -20,6 +20,12 @@ FileState inputAtStart;
 FileState stagedWorkFile;
 bool isStaged = false;
 
+[[noreturn]] void failChangedInput() {
+    fail({}, {},
+         {MESSAGE_STAGING_FAILED,
+          {input_ldif_filename, "another program has changed or replaced it since the run began"}});
+}
+
 }  // namespace
 
 int claimInput() {
@@ -28,7 +34,14 @@ int claimInput() {
         return 0;
     }
     inputAtStart = stateOf(claimedInput.descriptor());
-    return inputAtStart.kind == FileKind::NONE ? -1 : lockFile(claimedInput);
+    switch (inputAtStart.kind) {
+        case FileKind::NONE:
+            return -1;
+        case FileKind::REGULAR:
+            return lockFile(claimedInput);
+        default:
+            return 0;
+    }
 }
 
 int claimWorkFile() {
@@ -38,7 +51,7 @@ int claimWorkFile() {
     }
     const FileKind kind = stateOf(claimedWorkFile.descriptor()).kind;
     if (kind == FileKind::PIPE || kind == FileKind::OTHER) {
-        errno = ENOTSUP;
+        errno = ENODEV;
     }
     return kind == FileKind::REGULAR ? lockFile(claimedWorkFile) : -1;
 }
@@ -47,8 +60,9 @@ Message claimMessage(const std::string& name) {
     switch (errno) {
         case EWOULDBLOCK:
             return {MESSAGE_CANNOT_OPEN,
-                    {name, "another migration is using it. Wait until it has ended"}};
-        case ENOTSUP:
+                    {name, "another migration is using it, or another program has locked it. Wait "
+                           "until that has ended"}};
+        case ENODEV:
             return {MESSAGE_CANNOT_OPEN, {name, "it is not a regular file"}};
         case ESPIPE:
             return {MESSAGE_CANNOT_OPEN, {name, "it is a pipe; the output must be a file"}};
@@ -62,14 +76,20 @@ void noteStagedWorkFile() {
     isStaged = true;
 }
 
+void requireInputInPlace() {
+    // One that could be opened for staging alone is not locked.
+    if (inputAtStart.kind != FileKind::OTHER &&
+        !isSameFile(inputAtStart, stateOf(input_ldif_filename))) {
+        failChangedInput();
+    }
+}
+
 void requireUnchangedInput() {
     const FileState state = stateOf(claimedInput.descriptor());
     const bool isUnchanged = state.kind == inputAtStart.kind && state.size == inputAtStart.size &&
                              state.modifiedTime == inputAtStart.modifiedTime;
     if (inputAtStart.kind == FileKind::REGULAR && !isUnchanged) {
-        fail({}, {},
-             {MESSAGE_STAGING_FAILED,
-              {input_ldif_filename, "another program has changed it since the run began"}});
+        failChangedInput();
     }
 }
 
@@ -83,7 +103,7 @@ void requireIntactWorkFile() {
     if (!hasSize || !isSameFile(state, stagedWorkFile)) {
         fail({}, {},
              {MESSAGE_CANNOT_READ,
-              {temp_input_ldif_filename, "another program has changed or replaced it"}});
+              {temp_input_ldif_filename, "another program has changed its size or replaced it"}});
     }
     if (checkWrittenBack(claimedWorkFile) != 0) {
         const int error = errno;

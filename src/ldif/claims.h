@@ -15,7 +15,7 @@
 int claimInput();
 
 // Creates the work file unless it is there, and takes its lock. Returns 0, or -1 with the reason in
-// errno: ELOOP for a symbolic link, ENOTSUP for what is no regular file.
+// errno: ELOOP for a symbolic link, ENODEV for what is no regular file.
 int claimWorkFile();
 
 // What is said when `name` cannot be had for this run alone; errno gives the reason.
@@ -24,11 +24,16 @@ Message claimMessage(const std::string& name);
 // Notes the size of the work file, which does not change from here on.
 void noteStagedWorkFile();
 
-// Ends the process when the export has changed since it was claimed.
+// Ends the process when the export's name does not lead to the file that was claimed. What is put
+// in its place after staging does no harm.
+void requireInputInPlace();
+
+// Ends the process when the export, if it is a regular file, has changed its size or has been
+// written to since it was claimed.
 void requireUnchangedInput();
 
-// Ends the process when the work file is no longer the one that was staged, or the system has lost
-// some of it.
+// Ends the process when the work file is no longer the one that was staged or has another size, or
+// the system has lost some of it.
 void requireIntactWorkFile();
 
 // Gives up both locks and forgets what the files looked like.

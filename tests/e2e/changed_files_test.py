@@ -10,9 +10,11 @@ has been read, and the files are changed when a certain line has come.
 import fcntl
 import os
 import pathlib
+import select
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 PROGRAM = os.path.abspath(sys.argv[1])
@@ -30,7 +32,9 @@ def group(name):
             f"secDN: cn={name},o=org\n\n")
 
 
-EXPORT = PERSON + "".join(group(f"g{i}") for i in range(NUMBER_OF_GROUPS))
+# Its lines are traced long before the run is at its end.
+CREDENTIAL = "dn: secName=r,cn=ResCreds\nobjectclass: secResCreds\n" + "x: y\n" * 400 + "\n"
+EXPORT = PERSON + "".join(group(f"g{i}") for i in range(NUMBER_OF_GROUPS)) + CREDENTIAL
 
 
 class ChangedFilesTest(unittest.TestCase):
@@ -52,17 +56,16 @@ class ChangedFilesTest(unittest.TestCase):
                                cwd=self.folder, text=True, stdin=subprocess.DEVNULL,
                                stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
         self.addCleanup(run.kill)
-        read = b""
-        while line.encode() not in read:
-            read = read[-len(line):] + os.read(reading, 256)
-        change()
         os.set_blocking(reading, False)
-        while run.poll() is None:
-            try:
-                os.read(reading, 4096)
-            except BlockingIOError:
-                pass
+        read, changed, end = b"", False, time.monotonic() + TIME_LIMIT_SECONDS
+        while run.poll() is None and time.monotonic() < end:
+            if select.select([reading], [], [], 0.1)[0]:
+                read = read[-len(line):] + os.read(reading, 4096 if changed else 256)
+            if not changed and line.encode() in read:
+                change()
+                changed = True
         os.close(reading)
+        self.assertTrue(changed)
         stderr = run.communicate(timeout=TIME_LIMIT_SECONDS)[1]
         return run.returncode, stderr
 
@@ -85,7 +88,14 @@ class ChangedFilesTest(unittest.TestCase):
                 self.setUp()
                 self.assert_fails(line, lambda: self.append(self.input, PERSON),
                                   '380928305 ERROR: cannot read the export "input.ldif": another '
-                                  "program has changed it since the run began.")
+                                  "program has changed or replaced it since the run began.")
+
+    def test_an_export_that_is_replaced(self):
+        def replace():
+            (self.folder / "new").write_text(PERSON)
+            (self.folder / "new").rename(self.input)
+
+        self.assert_fails(BEFORE_STAGING, replace, "380928305 ERROR: ")
 
     def test_an_export_that_is_cut_off(self):
         self.assert_fails(BEFORE_STAGING, lambda: os.truncate(self.input, len(PERSON)),
@@ -97,7 +107,7 @@ class ChangedFilesTest(unittest.TestCase):
                 self.setUp()
                 self.assert_fails(line, lambda: os.truncate(self.work, 0),
                                   '380928307 ERROR: cannot read the work file "input.ldif.tmp": '
-                                  "another program has changed or replaced it.")
+                                  "another program has changed its size or replaced it.")
 
     def test_a_work_file_that_grows(self):
         self.assert_fails(AFTER_FIRST_PASS, lambda: self.append(self.work, group("more")),

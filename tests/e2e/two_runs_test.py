@@ -44,6 +44,10 @@ class TwoRunsTest(unittest.TestCase):
         stdout, stderr = run.communicate(timeout=TIME_LIMIT_SECONDS)
         return run.returncode, stdout, stderr
 
+    def sleeps(self, run):
+        status = pathlib.Path(f"/proc/{run.pid}/stat").read_text()
+        return status.rpartition(")")[2].split()[0] == "S"
+
     def start_held_run(self):
         """Starts a run and returns it and a procedure that lets it go on, once it holds its locks."""
         reading, writing = os.pipe()
@@ -54,8 +58,9 @@ class TwoRunsTest(unittest.TestCase):
         os.set_blocking(writing, True)
         run = self.start("input.ldif", "output.ldif", "1", "1", stdout=writing)
         os.close(writing)
-        # The output is opened last before the first notice.
-        while not self.path("output.ldif").exists():
+        # The output is opened last before the first notice, and nothing else makes the run wait.
+        while not (self.path("output.ldif").exists() and self.sleeps(run)):
+            self.assertIsNone(run.poll())
             time.sleep(0.01)
 
         def let_go():
@@ -69,7 +74,8 @@ class TwoRunsTest(unittest.TestCase):
         self.assertEqual(status, 255)
         self.assertEqual(stdout, "")
         self.assertEqual(stderr, f'380928304 ERROR: cannot open "{name}": another migration is '
-                                 "using it. Wait until it has ended\n")
+                                 "using it, or another program has locked it. Wait until that has "
+                                 "ended\n")
 
     def test_a_second_run_on_one_export_touches_nothing(self):
         first, let_go = self.start_held_run()
@@ -111,7 +117,7 @@ class TwoRunsTest(unittest.TestCase):
             with self.subTest(output=output, trace=trace):
                 status, _, stderr = self.run_to_end("other.ldif", output, "1", "1", trace)
                 self.assertEqual(status, 255)
-                self.assertIn(": another migration is using it.", stderr)
+                self.assertIn(": another migration is using it,", stderr)
         let_go()
         first.communicate(timeout=TIME_LIMIT_SECONDS)
         self.assertEqual(first.returncode, 0)

@@ -30,6 +30,7 @@ RULES = (
     # Two names that cannot be compared count as different files. A file that cannot be looked at
     # any more later on is not the one that it was.
     ("stat lstat getcwd realpath", None, STARTUP, {IGNORED}),
+    ("stat", INPUT, None, {Fatal(READ_INPUT, INPUT, False)}),
     ("stat", OUTPUT, None, {Fatal(WRITE, OUTPUT, False)}),
     ("stat", WORK, None, {Fatal(READ_WORK, WORK, False)}),
     ("fstat", INPUT, STARTUP, {Fatal(OPEN, INPUT)}),
@@ -49,8 +50,9 @@ RULES = (
     ("open read close", None, COPYING, {IGNORED}),
     ("unlink open write close", SNAPSHOT, None, {IGNORED}),
 
-    # At start-up the input is opened for its lock alone; staging tells why it cannot be opened.
-    ("open", INPUT, STARTUP, {IGNORED}),
+    # At start-up the input is opened for its lock alone. What is opened next tells why it cannot
+    # be, or staging that what it could open is not locked.
+    ("open", INPUT, STARTUP, {Fatal(OPEN), Fatal(READ_INPUT, INPUT, False)}),
     ("flock", INPUT, None, {Fatal(OPEN, INPUT)}),
     ("open", INPUT, STAGING, {Fatal(OPEN, INPUT)}),
     ("lseek", INPUT, None, {Fatal(POSITION)}),

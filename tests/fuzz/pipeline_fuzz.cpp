@@ -91,8 +91,9 @@ struct Result {
 // closes it, and what it still held reaches the work file, as at the end of a process.
 void finishStaging() {
     input_ldif_filename = nowhere;
-    temp_input_ldif_filename = nowhere;
+    temp_input_ldif_filename = "nothing";
     copyOriginalInputFileToTempInputFile();
+    ::unlink("nothing");
 }
 
 Result run(const Export& files, unsigned slots, bool isTraced) {

@@ -170,8 +170,13 @@ int copyFile(const std::string& from, const std::string& to) {
     if (!source.isOpen()) {
         return -1;
     }
+    // Only a file that nobody uses may go, and only a link can be one that is not opened.
     const File replaced = openFile(to, 0);
-    if (replaced.isOpen() && lockFile(replaced) != 0) {
+    const bool isFree =
+        replaced.isOpen()
+            ? stateOf(replaced.descriptor()).kind == FileKind::REGULAR && lockFile(replaced) == 0
+            : errno == ENOENT || errno == ELOOP;
+    if (!isFree) {
         return -1;
     }
     ::unlink(to.c_str());

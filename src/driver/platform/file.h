@@ -86,15 +86,15 @@ int writeTextAt(int descriptor, std::string_view text, off_t offset);
 // Reads up to `size` bytes into `buffer`. Returns their number, 0 at end of file, -1 on failure.
 ssize_t readBytes(int descriptor, char* buffer, std::size_t size);
 
-// Copies the file `from` to a new file `to`. A file or link of that name is removed, never written
-// to, unless somebody holds its lock. Returns 0 or -1.
+// Copies the file `from` to a new file `to`. A regular file of that name that nobody holds the lock
+// of is removed, and so is a link; neither is written to. Returns 0 or -1.
 int copyFile(const std::string& from, const std::string& to);
 
 // Whether `name` itself is a symbolic link, wherever it leads.
 bool isSymbolicLink(const std::string& name);
 
-// Whether both names lead to the same regular file: by device and inode where both exist, else
-// by the path that opening them would create.
+// Whether both names lead to the same regular file or pipe: by device and inode where both exist,
+// else by the path that opening them would create.
 bool isSameFile(const std::string& first, const std::string& second);
 
 // Makes sure that descriptors 0 to 2 are taken, so that no file of ours is ever written to by

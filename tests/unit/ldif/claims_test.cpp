@@ -55,6 +55,9 @@ TEST_F(Claims, FilesOfAnotherRunAreNotHad) {
 TEST_F(Claims, MissingExportIsLeftToStaging) {
     EXPECT_EQ(claimInput(), 0);
     EXPECT_EQ(endingOf(requireUnchangedInput).status, 0);
+
+    writeInput("dn: cn=a\n");
+    EXPECT_THAT(endingOf(requireInputInPlace), FailsWith(380928305));
 }
 
 TEST_F(Claims, WorkFileIsCreatedForItsOwnerAloneAndKeepsWhatIsThere) {
@@ -69,12 +72,12 @@ TEST_F(Claims, WorkFileMustBeARegularFile) {
     for (const char* device : {"/dev/null", "/dev/zero", "/dev/full"}) {
         temp_input_ldif_filename = device;
         EXPECT_EQ(claimWorkFile(), -1) << device;
-        EXPECT_EQ(errno, ENOTSUP) << device;
+        EXPECT_EQ(errno, ENODEV) << device;
     }
     temp_input_ldif_filename = folder.path("pipe");
     ASSERT_EQ(::mkfifo(temp_input_ldif_filename.c_str(), 0600), 0);
     EXPECT_EQ(claimWorkFile(), -1);
-    EXPECT_EQ(errno, ENOTSUP);
+    EXPECT_EQ(errno, ENODEV);
 
     temp_input_ldif_filename = folder.path("link");
     std::filesystem::create_symlink(writeFile(folder.path("elsewhere"), ""),
@@ -90,8 +93,11 @@ TEST_F(Claims, EveryReasonHasItsWords) {
         EXPECT_EQ(message.id, 380928304);
         return message.arguments.at(1);
     };
-    EXPECT_EQ(reasonFor(EWOULDBLOCK), "another migration is using it. Wait until it has ended");
-    EXPECT_EQ(reasonFor(ENOTSUP), "it is not a regular file");
+    EXPECT_EQ(
+        reasonFor(EWOULDBLOCK),
+        "another migration is using it, or another program has locked it. Wait until that has "
+        "ended");
+    EXPECT_EQ(reasonFor(ENODEV), "it is not a regular file");
     EXPECT_EQ(reasonFor(ESPIPE), "it is a pipe; the output must be a file");
     EXPECT_EQ(reasonFor(ENOLCK), "No locks available");
 }
@@ -104,8 +110,24 @@ TEST_F(Claims, ExportMustNotChange) {
     append(input_ldif_filename, "cn: a\n");
     const Ending ending = endingOf(requireUnchangedInput);
     EXPECT_THAT(ending, FailsWith(380928305));
-    EXPECT_THAT(ending.errors,
-                HasSubstr('"' + input_ldif_filename + "\": another program has changed it since"));
+    EXPECT_THAT(ending.errors, HasSubstr('"' + input_ldif_filename +
+                                         "\": another program has changed or replaced it since"));
+}
+
+TEST_F(Claims, ExportMustStayWhereItIsUntilItIsStaged) {
+    writeInput("dn: cn=a\n");
+    ASSERT_EQ(claimInput(), 0);
+    EXPECT_EQ(endingOf(requireInputInPlace).status, 0);
+    std::filesystem::rename(writeFile(folder.path("new"), "dn: cn=b\n"), input_ldif_filename);
+    EXPECT_THAT(endingOf(requireInputInPlace), FailsWith(380928305));
+}
+
+TEST_F(Claims, DeviceAsExportIsNeitherLockedNorWatched) {
+    input_ldif_filename = "/dev/null";
+    ASSERT_EQ(claimInput(), 0);
+    EXPECT_EQ(lockFile(openFile("/dev/null", 0)), 0);
+    EXPECT_EQ(endingOf(requireInputInPlace).status, 0);
+    EXPECT_EQ(endingOf(requireUnchangedInput).status, 0);
 }
 
 TEST_F(Claims, ExportMustNotBeWrittenInPlace) {
@@ -126,8 +148,9 @@ TEST_F(Claims, WorkFileMustKeepItsSize) {
     append(temp_input_ldif_filename, " ");
     const Ending ending = endingOf(requireIntactWorkFile);
     EXPECT_THAT(ending, FailsWith(380928307));
-    EXPECT_THAT(ending.errors, HasSubstr('"' + temp_input_ldif_filename +
-                                         "\": another program has changed or replaced it"));
+    EXPECT_THAT(ending.errors,
+                HasSubstr('"' + temp_input_ldif_filename +
+                          "\": another program has changed its size or replaced it"));
     writeFile(temp_input_ldif_filename, "dn: cn=a\n");
     EXPECT_THAT(endingOf(requireIntactWorkFile), FailsWith(380928307));
 }

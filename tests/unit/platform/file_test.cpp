@@ -278,6 +278,19 @@ TEST_F(FileFixture, CopyReplacesLinksAndWritesThroughNone) {
     EXPECT_FALSE(fileExists(folder.path("nowhere")));
 }
 
+TEST_F(FileFixture, CopyLeavesAloneWhatIsInUseOrNoRegularFile) {
+    const std::string from = writeFile(folder.path("from"), "new text");
+    const std::string used = writeFile(folder.path("used"), "kept");
+    const File user = openFile(used, 0);
+    ASSERT_EQ(lockFile(user), 0);
+    EXPECT_EQ(copyFile(from, used), -1);
+    EXPECT_EQ(readFile(used), "kept");
+
+    const std::string pipe = makePipe(folder.path("pipe"));
+    EXPECT_EQ(copyFile(from, pipe), -1);
+    EXPECT_EQ(stateOf(pipe).kind, FileKind::PIPE);
+}
+
 TEST_F(FileFixture, OnlyALinkItselfIsASymbolicLink) {
     const std::string file = writeFile(folder.path("file"), "text");
     std::filesystem::create_symlink(file, folder.path("link"));
