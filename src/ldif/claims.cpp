@@ -16,9 +16,9 @@ namespace {
 File claimedInput;
 File claimedWorkFile;
 
-FileState inputAtStart;
-FileState stagedWorkFile;
-bool isStaged = false;
+FileState inputAtStart;    // written by claimInput; of no kind where it could not be opened
+FileState stagedWorkFile;  // written by noteStagedWorkFile
+bool isStaged = false;     // whether stagedWorkFile is valid
 
 [[noreturn]] void failChangedInput() {
     fail({}, {},
