@@ -4,9 +4,11 @@
     changed_files_test.py PROGRAM
 
 The run is traced into a pipe that is read line by line, so that it never gets far ahead of what
-has been read, and the files are changed when a certain line has come.
+has been read, and the files are changed when a certain line has come. Staging is not traced: what has to
+come before it happens while the pipe is full and the run waits to write its first line.
 """
 
+import contextlib
 import fcntl
 import os
 import pathlib
@@ -21,7 +23,8 @@ PROGRAM = os.path.abspath(sys.argv[1])
 TIME_LIMIT_SECONDS = 60
 PERSON = "dn: cn=p,o=org\nobjectclass: person\ncn: p\n\n"
 NUMBER_OF_GROUPS = 6
-BEFORE_STAGING = "main():  INPUT LIST:"
+BEFORE_STAGING = "main():  FUNCTION ENTRY"
+PIPE_SIZE = 4096
 AFTER_FIRST_PASS = "main():  Returned from copyAllAccumulatedDataToOutputFile() within loop"
 IN_CLOSING_PASS = "copyAllAccumulatedDataToOutputFile() at EXIT label"
 
@@ -51,13 +54,20 @@ class ChangedFilesTest(unittest.TestCase):
         os.mkfifo(self.folder / "trace")
         # Open for writing as well, so that the reading does not wait and does not end too early.
         reading = os.open(self.folder / "trace", os.O_RDWR)
-        fcntl.fcntl(reading, fcntl.F_SETPIPE_SZ, 4096)
+        fcntl.fcntl(reading, fcntl.F_SETPIPE_SZ, PIPE_SIZE)
+        if line == BEFORE_STAGING:
+            os.write(reading, bytes(PIPE_SIZE))
         run = subprocess.Popen([PROGRAM, "input.ldif", "output.ldif", "1", "1", "trace"],
                                cwd=self.folder, text=True, stdin=subprocess.DEVNULL,
                                stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
         self.addCleanup(run.kill)
         os.set_blocking(reading, False)
         read, changed, end = b"", False, time.monotonic() + TIME_LIMIT_SECONDS
+        if line == BEFORE_STAGING:
+            while not self.has_opened_its_trace(run) and time.monotonic() < end:
+                time.sleep(0.001)
+            change()
+            changed = True
         while run.poll() is None and time.monotonic() < end:
             if select.select([reading], [], [], 0.1)[0]:
                 read = read[-len(line):] + os.read(reading, 4096 if changed else 256)
@@ -68,6 +78,14 @@ class ChangedFilesTest(unittest.TestCase):
         self.assertTrue(changed)
         stderr = run.communicate(timeout=TIME_LIMIT_SECONDS)[1]
         return run.returncode, stderr
+
+    def has_opened_its_trace(self, run):
+        """Whether it has come to the file that it opens after it has looked at the export."""
+        for descriptor in pathlib.Path(f"/proc/{run.pid}/fd").iterdir():
+            with contextlib.suppress(FileNotFoundError):  # closed meanwhile
+                if descriptor.samefile(self.folder / "trace"):
+                    return True
+        return False
 
     def assert_fails(self, line, change, message):
         status, stderr = self.run_and_change(line, change)
