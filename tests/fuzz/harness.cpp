@@ -7,20 +7,16 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "cache/object_cache.h"
-#include "cache/owner.h"
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
 #include "driver/pass_loop.h"
 #include "driver/platform/file.h"
 #include "driver/settings.h"
 #include "entry/object_class.h"
-#include "ldif/claims.h"
-#include "ldif/entry_reader.h"
 #include "ldif/line_reader.h"
-#include "ldif/run_files.h"
-#include "ldif/work_file.h"
 #include "output/new_dn.h"
+#include "support/cache_state.h"
+#include "support/ldif_state.h"
 
 namespace {
 
@@ -122,13 +118,10 @@ bool returns(const std::function<void()>& procedure) {
 }
 
 void resetProgram() {
-    releaseClaims();
     debug = false;
     debugError = false;
     tfp.close();
-    ifp.close();
-    tifp.close();
-    ofp.close();
+    resetRunFiles();
 
     input_ldif_filename.clear();
     output_ldif_filename.clear();
@@ -137,17 +130,8 @@ void resetProgram() {
     max_number_of_secuser_slots = 0;
     max_number_of_secgroup_slots = 0;
     objectClass = UNINTERESTING_OBJECTCLASS;
-    nextLine = {};
-    lineNum = 0;
-    changetypeSeen = false;
-    hasTheStepOverFilePositionBeenInitialized = false;
-    filePositionOfFirstObjectSteppedOver = {};
-    filePositionBeforeReadingObject = {};
-    filePositionAfterReadingObject = {};
     atLeastOneObjectProcessed = false;
-    initializeAllArrays();
-    saved_secUser_dn.clear();
-    saved_secGroup_dn.clear();
+    emptyCache();
     principalName.clear();
     cnFromSecGroupObject.clear();
 }

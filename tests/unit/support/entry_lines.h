@@ -16,6 +16,15 @@ inline Entry entryOf(std::initializer_list<std::string_view> lines) {
     return entry;
 }
 
+// An entry of `count` lines, the first of them a DN line.
+inline Entry entryOfLength(int count) {
+    Entry entry = entryOf({"dn: cn=long\n"});
+    for (int i = 1; i < count; ++i) {
+        entry.append("a" + std::to_string(i) + ": " + std::to_string(i) + "\n");
+    }
+    return entry;
+}
+
 inline std::vector<std::string> linesOf(const Entry& entry) {
     std::vector<std::string> lines;
     for (int i = 0; i < entry.lineCount(); ++i) {

@@ -8,30 +8,20 @@
 #include <string_view>
 
 #include "driver/settings.h"
-#include "ldif/claims.h"
-#include "ldif/entry_reader.h"
-#include "ldif/run_files.h"
-#include "ldif/work_file.h"
 #include "support/entry_fixture.h"
+#include "support/ldif_state.h"
 
 class LdifFixture : public EntryFixture {
 protected:
     void SetUp() override {
         EntryFixture::SetUp();
-        closeFiles();
-        nextLine = {};
-        lineNum = 0;
-        changetypeSeen = false;
-        hasTheStepOverFilePositionBeenInitialized = false;
-        filePositionOfFirstObjectSteppedOver = {};
-        filePositionBeforeReadingObject = {};
-        filePositionAfterReadingObject = {};
+        resetRunFiles();
         input_ldif_filename = folder.path("input.ldif");
         output_ldif_filename = folder.path("output.ldif");
         temp_input_ldif_filename = folder.path("input.ldif.tmp");
     }
     void TearDown() override {
-        closeFiles();
+        resetRunFiles();
         EntryFixture::TearDown();
     }
 
@@ -56,13 +46,5 @@ protected:
     std::string output() {
         EXPECT_EQ(ofp.close(), 0);
         return readFile(output_ldif_filename);
-    }
-
-private:
-    static void closeFiles() {
-        ifp.close();
-        tifp.close();
-        ofp.close();
-        releaseClaims();
     }
 };

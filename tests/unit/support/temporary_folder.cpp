@@ -1,18 +1,18 @@
 #include "support/temporary_folder.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <utility>
 
 TemporaryFolder::TemporaryFolder() {
-    std::string pattern = testing::TempDir() + "ldif-migrate-XXXXXX";
+    std::string pattern = std::filesystem::temp_directory_path() / "ldif-migrate-XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) {
-        ADD_FAILURE() << "cannot create a folder " << pattern;
+        throw std::runtime_error("cannot create a folder " + pattern);
     }
     folder_ = pattern;
 }
@@ -30,7 +30,7 @@ std::string writeFile(const std::string& path, std::string_view content) {
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file.write(content.data(), static_cast<std::streamsize>(content.size()));
     if (!file.flush()) {
-        ADD_FAILURE() << "cannot write " << path;
+        throw std::runtime_error("cannot write " + path);
     }
     return path;
 }
@@ -38,7 +38,7 @@ std::string writeFile(const std::string& path, std::string_view content) {
 std::string readFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        ADD_FAILURE() << "cannot read " << path;
+        throw std::runtime_error("cannot read " + path);
     }
     std::ostringstream content;
     content << file.rdbuf();
@@ -56,7 +56,7 @@ int fileMode(const std::string& path) {
 
 std::string makePipe(const std::string& path) {
     if (mkfifo(path.c_str(), 0600) != 0) {
-        ADD_FAILURE() << "cannot create a pipe " << path;
+        throw std::runtime_error("cannot create a pipe " + path);
     }
     return path;
 }

@@ -1,4 +1,7 @@
 // A folder of its own for each test, and whole files as texts.
+//
+// What cannot be created, written or read throws std::runtime_error, which ends the test or the
+// benchmark as a failed one.
 #pragma once
 
 #include <string>
@@ -22,7 +25,7 @@ private:
 // Writes `content` as the whole of the file `path`; its name is returned for use on the spot.
 std::string writeFile(const std::string& path, std::string_view content);
 
-// The whole of the file `path`; a file that cannot be read fails the test.
+// The whole of the file `path`.
 std::string readFile(const std::string& path);
 
 bool fileExists(const std::string& path);

@@ -1,0 +1,22 @@
+// The files of a run as they are when it begins.
+#pragma once
+
+#include "ldif/claims.h"
+#include "ldif/entry_reader.h"
+#include "ldif/run_files.h"
+#include "ldif/work_file.h"
+
+// Closes all files, and forgets what reading them has left behind.
+inline void resetRunFiles() {
+    ifp.close();
+    tifp.close();
+    ofp.close();
+    releaseClaims();
+    nextLine = {};
+    lineNum = 0;
+    changetypeSeen = false;
+    hasTheStepOverFilePositionBeenInitialized = false;
+    filePositionOfFirstObjectSteppedOver = {};
+    filePositionBeforeReadingObject = {};
+    filePositionAfterReadingObject = {};
+}
