@@ -9,6 +9,9 @@ import tempfile
 import unittest
 
 FOLDER = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(FOLDER.parent / "large"))
+from generator import make_export  # noqa: E402
+
 EXAMPLES = FOLDER.parent.parent / "examples"
 SETTINGS = argparse.Namespace()
 
@@ -48,6 +51,5 @@ class MigrationTest(unittest.TestCase):
 
     def migrate_generated(self, *options, passes=1):
         made = self.folder / "made.ldif"
-        self.run_command(sys.executable, "-B", FOLDER.parent / "large" / "make_export.py", made,
-                         "--users", SETTINGS.users, *options)
+        make_export(SETTINGS.program, made, "--users", SETTINGS.users, *options)
         self.migrate(made.read_bytes(), slots=-(-SETTINGS.users // passes))

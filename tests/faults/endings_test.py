@@ -242,7 +242,7 @@ class ReportTest(unittest.TestCase):
 
     def test_faults_are_read_with_their_place(self):
         text = "fault write 7 4096 262144 /folder with blanks/output.ldif\n"
-        self.assertEqual(endings.read_report(text, exports.EXPORTS["example"]),
+        self.assertEqual(endings.read_report(text, exports.EXAMPLE),
                          [endings.Fault("write", 4096, 262144, OUTPUT, endings.STARTUP)])
 
 

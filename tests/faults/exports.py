@@ -1,6 +1,6 @@
 """The exports of the fault tests, and what a run that nobody disturbs makes of each.
 
-An export is a text with the arguments to migrate it; `EXPORTS` names them:
+An export is a text with the arguments to migrate it; `NAMES` are those of the three:
 
     example   examples/export.ldif in one pass
     passes    a generated export in four passes; its entries are long enough that every phase of the
@@ -13,7 +13,7 @@ examples/migrated.ldif, or with what tests/large/check_migration.py derives from
 """
 
 import collections
-import io
+import functools
 import os
 import pathlib
 import re
@@ -24,7 +24,7 @@ import tempfile
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 LARGE = REPOSITORY / "tests" / "large"
 sys.path.insert(0, str(LARGE))
-import make_export  # noqa: E402  (its folder must be known first)
+from generator import make_export  # noqa: E402  (its folder must be known first)
 
 INPUT, OUTPUT, WORK, TRACE = "input.ldif", "output.ldif", "input.ldif.tmp", "trace.txt"
 SNAPSHOT = "TEMPORARY_INPUT_LDIF_FILE"
@@ -49,12 +49,14 @@ def example_text():
     return (REPOSITORY / "examples" / "export.ldif").read_bytes()
 
 
-def generated_text(users, groups, padding):
+def generated_text(program, users, groups, padding):
     """An export whose entries have more lines of 3,000 bytes, as `padding` tells for a class."""
-    stream = io.StringIO()
-    make_export.write_export(stream, users, groups, seed=1, scattered=True, changetype=False)
+    with tempfile.TemporaryDirectory() as folder:
+        made = pathlib.Path(folder) / "made"
+        make_export(program, made, "--users", users, "--groups", groups, "--scattered")
+        text = made.read_text(encoding="utf-8")
     entries = []
-    for entry in stream.getvalue().rstrip("\n").split("\n\n"):
+    for entry in text.rstrip("\n").split("\n\n"):
         for line, count in padding.items():
             if f"\n{line}\n" in entry:
                 entry += "".join(f"\npad{number:02d}: {'x' * 2993}" for number in range(count))
@@ -62,11 +64,18 @@ def generated_text(users, groups, padding):
     return "".join(entries).encode()
 
 
-EXPORTS = {
-    "example": Export(example_text(), ("10", "10"), False, 1),
-    "passes": Export(generated_text(48, 8, PADDING), ("12", "2"), False, 4),
-    "traced": Export(example_text(), ("1", "1"), True, 2),
-}
+NAMES = ("example", "passes", "traced")
+EXAMPLE = Export(example_text(), ("10", "10"), False, 1)
+
+
+@functools.lru_cache
+def export_named(name, program):
+    """The export of that name; one that has to be generated comes from the program's build."""
+    if name == "passes":
+        return Export(generated_text(program, 48, 8, PADDING), ("12", "2"), False, 4)
+    if name == "traced":
+        return Export(EXAMPLE.text, ("1", "1"), True, 2)
+    return EXAMPLE
 
 
 def migrated_example():
@@ -153,7 +162,7 @@ def is_migrated(name, files):
 
 def undisturbed(program, name):
     """Migrates an export without a fault; ends this script when that does not go well."""
-    export = EXPORTS[name]
+    export = export_named(name, program)
     run = run_undisturbed(program, export, export.traced)
     if run.status != 0 or run.stderr or not is_migrated(name, run.files):
         sys.exit(f"the export {name} is not migrated as it should be: {run.stderr.decode()}")

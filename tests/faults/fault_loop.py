@@ -65,7 +65,7 @@ def environment(place, disturbance, report):
 
 def try_fault(place, disturbance):
     """Runs the program once. Returns the calls that failed, how the run ended, the complaints."""
-    export = exports.EXPORTS[place.name]
+    export = exports.export_named(place.name, place.program)
     with tempfile.TemporaryDirectory() as folder, tempfile.NamedTemporaryFile("r") as report:
         try:
             run = exports.run_in(pathlib.Path(folder), place.program, export,
@@ -135,11 +135,11 @@ def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("program")
     parser.add_argument("interposer")
-    parser.add_argument("--export", action="append", choices=exports.EXPORTS)
+    parser.add_argument("--export", action="append", choices=exports.NAMES)
     parser.add_argument("--kind", action="append", choices=[*ERRORS, "calls"])
     parser.add_argument("--every", type=int, default=1)
     arguments = parser.parse_args()
-    arguments.export = arguments.export or list(exports.EXPORTS)
+    arguments.export = arguments.export or list(exports.NAMES)
     chosen = arguments.kind or list(ERRORS)
     arguments.kind = [kind for kind in ERRORS
                       if kind in chosen or (kind in CALLS and "calls" in chosen)]

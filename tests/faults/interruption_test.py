@@ -110,7 +110,7 @@ def spread(rng, count, seconds):
 
 
 def test(arguments, folder):
-    text = exports.generated_text(arguments.users, arguments.users // 50, {})
+    text = exports.generated_text(arguments.program, arguments.users, arguments.users // 50, {})
     export = exports.Export(text, (str(-(-arguments.users // PASSES)),) * 2, False, PASSES)
     place = Place(folder, os.path.abspath(arguments.program), export, None)
     (folder / exports.INPUT).write_bytes(text)

@@ -25,7 +25,7 @@ import exports
 from exports import INPUT, OUTPUT, SNAPSHOT, TRACE, WORK
 
 PROGRAM = os.path.abspath(sys.argv[1])
-EXAMPLE, PASSES = exports.EXPORTS["example"], exports.EXPORTS["passes"]
+EXAMPLE, PASSES = exports.EXAMPLE, exports.export_named("passes", PROGRAM)
 NOBODY = 65534
 LONGEST_PATH, LONGEST_NAME = 4095, 255
 NO_SPACE, TOO_LARGE, DENIED, TOO_LONG = (

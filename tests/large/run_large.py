@@ -4,9 +4,10 @@
     run_large.py PROGRAM --users N [--groups G] --passes K [--scattered] [--changetype] [--seed S]
 
 The slot counts are a K-th of the users and of the groups, so that K passes gather everything.
-The export is made and checked by the scripts beside this one, in a temporary folder that is
-removed afterwards. With more than one pass, a migration in one pass is made as well, and both
-outputs must hold the same records. The status is 0 when all checks passed.
+The export is made by the make_export beside PROGRAM and checked by the scripts beside this one,
+in a temporary folder that is removed afterwards. With more than one pass, a migration in one pass
+is made as well, and both outputs must hold the same records. The status is 0 when all checks
+passed.
 
 Peak memory is what the system accounts to the child. A child starts out with this script's own
 pages, so that the figure never falls below those, which are printed beside it.
@@ -20,6 +21,9 @@ import subprocess
 import sys
 import tempfile
 import time
+
+sys.dont_write_bytecode = True
+from generator import make_export  # noqa: E402
 
 FOLDER = pathlib.Path(__file__).resolve().parent
 MEGABYTE = 1e6
@@ -84,16 +88,14 @@ def run(arguments, folder):
     options = [option for option in ("--scattered", "--changetype")
                if getattr(arguments, option[2:])]
     export = folder / "export.ldif"
-    status = script("make_export.py", export, "--users", users, "--groups", groups,
-                    "--seed", arguments.seed, *options)
-    if status != 0:
-        return ["the export could not be made"]
+    program = str(pathlib.Path(arguments.program).resolve())
+    make_export(program, export, "--users", users, "--groups", groups, "--seed", arguments.seed,
+                *options)
     size = export.stat().st_size
     print(f"export: {users} users, {groups} groups, {size / MEGABYTE:.1f} MB, "
           f"{size / users:.0f} bytes a user")
 
     slots = (shares(users, arguments.passes), shares(groups, arguments.passes))
-    program = str(pathlib.Path(arguments.program).resolve())
     faults = migrate(program, folder, "output.ldif", slots)
     counted, needed = passes_counted(folder), passes_needed(users, groups, slots)
     if counted != needed:

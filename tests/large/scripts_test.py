@@ -1,11 +1,19 @@
 #!/usr/bin/env python3
-"""Tests of the scripts in this folder. The small migration below was worked out by hand."""
+"""Tests of the scripts in this folder and of the make_export beside PROGRAM.
+
+    scripts_test.py PROGRAM
+
+The small migration below was worked out by hand.
+"""
 
 import pathlib
 import subprocess
 import sys
 import tempfile
 import unittest
+
+sys.dont_write_bytecode = True
+from generator import make_export  # noqa: E402
 
 FOLDER = pathlib.Path(__file__).resolve().parent
 
@@ -209,8 +217,7 @@ class ScriptsTest(unittest.TestCase):
 
     def export(self, *options):
         path = str(self.folder / "made")
-        self.assertEqual(self.run_script("make_export.py", path, "--users", "200", *options),
-                         (0, ""))
+        make_export(PROGRAM, path, "--users", 200, *options)
         return pathlib.Path(path).read_text(encoding="utf-8")
 
     def test_ExportDependsOnItsArgumentsAlone(self):
@@ -222,6 +229,10 @@ class ScriptsTest(unittest.TestCase):
         self.assertNotEqual(clustered, scattered)
         self.assertEqual(self.compare(clustered, scattered)[0], 0)
 
+    def test_ExportThatCannotBeWrittenIsAnError(self):
+        with self.assertRaises(subprocess.CalledProcessError):
+            make_export(PROGRAM, "/dev/full", "--users", 1)
+
     def test_ChangeTypeFollowsEachDN(self):
         for record in self.export("--changetype").split("\n\n")[1:-1]:
             lines = record.replace("\n ", "").split("\n")
@@ -230,4 +241,5 @@ class ScriptsTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
+    PROGRAM = sys.argv.pop(1)
     unittest.main()
