@@ -1,0 +1,124 @@
+"""The workloads of the benchmarks: what is migrated, in how many passes, and what it may take.
+
+A workload is measured against others by its targets; `needs` names these. Figures are what
+run_bench.py has measured of a workload.
+"""
+
+import collections
+import functools
+import pathlib
+import shutil
+import sys
+
+import long_entries
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests" / "large"))
+from generator import make_export  # noqa: E402  (its folder must be known first)
+
+EXAMPLE = pathlib.Path(__file__).resolve().parents[1] / "examples" / "export.ldif"
+USERS, MOST_GROUPS = 100000, 10000
+POLICY_LINES = (25000, 50000, 100000)
+ENTRY_LINES = (62500, 125000, 249999)
+MIB = 2**20
+
+# `write` is called with the program and the path.
+Export = collections.namedtuple("Export", "name write")
+Workload = collections.namedtuple(
+    "Workload", "name export counts targets needs traced counts_instructions",
+    defaults=((), False, True))
+
+# What a value must be at most or at least, both worked out from the figures of all workloads, by
+# their names, and both shown in the given unit.
+Target = collections.namedtuple("Target", "unit value limit is_least", defaults=(False,))
+
+
+def generated(users, *options):
+    def write(program, path):
+        make_export(program, path, "--users", users, *options)
+
+    return Export("-".join(["users", str(users), *(option.strip("-") for option in options)]), write)
+
+
+def long_export(name, writer, *arguments):
+    return Export("-".join([name, *map(str, arguments)]),
+                  lambda _, path: writer(path, *arguments))
+
+
+def of(name, figure):
+    return lambda figures: getattr(figures[name], figure)
+
+
+def ratio(figure, name, other):
+    return lambda figures: getattr(figures[name], figure) / getattr(figures[other], figure)
+
+
+def peak(name):
+    return lambda figures: figures[name].peak / MIB
+
+
+def growth(smallest, largest):
+    """The time for a line of the largest by that of the smallest; both have as many lines."""
+    def value(figures):
+        trivial = figures["example"].wall
+        return (figures[largest].wall - trivial) / (figures[smallest].wall - trivial)
+
+    return value
+
+
+def at_most(limit, unit, value):
+    return Target(unit, value, lambda _: limit)
+
+
+def shared(total, passes):
+    return max(1, -(-total // passes))
+
+
+def long_workloads(name, writer, lengths, total_lines, scale):
+    """The same number of lines in ever longer entries."""
+    names = [f"{name}-{length}" for length in lengths]
+    export = functools.partial(long_export, name, writer)
+    listed = [Workload(names[i], export(length // scale, total_lines // scale), (1000, 1000), [])
+              for i, length in enumerate(lengths)]
+    listed[-1] = listed[-1]._replace(needs=["example", *names[:-1]], targets=[
+        at_most(1.5, f"x a line of {names[0]}", growth(names[0], names[-1]))])
+    return listed
+
+
+def workloads(scale):
+    """All workloads by their names, with so many times fewer users and shorter entries."""
+    users = max(1, USERS // scale)
+
+    def counts(passes):
+        return shared(users, passes), shared(MOST_GROUPS // scale, passes)
+
+    clustered = generated(users)
+    listed = [
+        Workload("one-pass", clustered, counts(1), [
+            at_most(4, "x floor", of("one-pass", "floor")),
+            Target("MB/s", of("one-pass", "rate"), lambda _: 200, True),
+            Target("MiB", peak("one-pass"),
+                   lambda figures: 1.7 * figures["one-pass"].cached / MIB + 32)]),
+        Workload("16-passes", clustered, counts(16), [
+            at_most(3, "x one-pass", ratio("wall", "16-passes", "one-pass")),
+            Target("MiB", peak("16-passes"),
+                   lambda figures: figures["one-pass"].peak / MIB / 12 + 32)],
+            ["one-pass"]),
+        Workload("64-passes", clustered, counts(64), [
+            at_most(8, "x one-pass", ratio("wall", "64-passes", "one-pass"))], ["one-pass"]),
+        Workload("scattered", generated(users, "--scattered"), counts(1), [
+            at_most(1.2, "x one-pass", ratio("wall", "scattered", "one-pass"))], ["one-pass"]),
+        Workload("million", generated(10 * users), (10 * users, 10 * MOST_GROUPS), [
+            at_most(11, "x one-pass", ratio("wall", "million", "one-pass"))], ["one-pass"],
+            counts_instructions=False),
+        *long_workloads("long-policy", long_entries.write_long_policies, POLICY_LINES, 1600000,
+                        scale),
+        *long_workloads("long-entry", long_entries.write_long_users, ENTRY_LINES, 1000000, scale),
+        Workload("merge", long_export("merge", long_entries.write_merge, 1000), (10, 10), [
+            at_most(0.05, "s", of("merge", "wall"))]),
+        Workload("example", Export("example", lambda _, path: shutil.copy(EXAMPLE, path)), (10, 10), [
+            at_most(0.01, "s", of("example", "wall")),
+            at_most(8, "MiB", peak("example"))]),
+        Workload("traced", generated(max(1, 10000 // scale)), (10000, 1000), [
+            at_most(20, "s", of("traced", "wall"))], traced=True, counts_instructions=False),
+    ]
+    return {workload.name: workload for workload in listed}
