@@ -45,8 +45,8 @@ LEAST_GATHERED = MIB  # below, the program itself is most of the memory
 class Figures:
     """What has been measured of one workload."""
 
-    def __init__(self, size, cached):
-        self.size, self.cached = size, cached
+    def __init__(self, traffic):
+        self.size, self.gathered = traffic.export, traffic.gathered
         self.usages, self.floor_ratios, self.copy_ratios = [], [], []
         self.instructions = None
 
@@ -92,8 +92,8 @@ def measure(runner, listed, runs):
     figures = {}
     for workload in listed:
         note(f"{workload.name}: first run")
-        size, traffic = runner.prepare(workload)
-        figures[workload.name] = Figures(size, traffic.cached)
+        runner.run_first(workload)
+        figures[workload.name] = Figures(runner.traffic[workload.name])
     for i in range(runs):
         for workload in listed:
             note(f"{workload.name}: run {i + 1} of {runs}")
@@ -126,7 +126,7 @@ def row(workload, figures):
     own = figures[workload.name]
     return (workload.name, short(own.size / 1e6), short(own.wall), short(own.cpu), short(own.rate),
             short(own.floor), short(own.copy), short(own.peak / MIB),
-            short(own.peak / own.cached) if own.cached >= LEAST_GATHERED else "",
+            short(own.peak / own.gathered) if own.gathered >= LEAST_GATHERED else "",
             "" if own.instructions is None else short(own.instructions),
             "; ".join(verdict(target, figures) for target in workload.targets))
 
