@@ -26,6 +26,7 @@ targets.
 """
 
 import argparse
+import os
 import pathlib
 import shutil
 import statistics
@@ -81,26 +82,25 @@ def chosen(arguments, scale):
     return [workload for name, workload in known.items() if name in needed]
 
 
-def compare_with_baseline(runner, listed, baseline):
-    for workload in listed:
-        note(f"{workload.name}: baseline")
-        runner.migrate(workload, baseline)
-
-
-def measure(runner, listed, runs):
-    """Rounds over all workloads: what disturbs the machine for a while disturbs them alike."""
+def run_first(runner, listed, baseline):
     figures = {}
     for workload in listed:
         note(f"{workload.name}: first run")
         runner.run_first(workload)
         figures[workload.name] = Figures(runner.traffic[workload.name])
+        if baseline:
+            runner.migrate(workload, baseline)
+    return figures
+
+
+def measure(runner, listed, figures, runs):
+    """Rounds over all workloads: what disturbs the machine for a while disturbs them alike."""
     for i in range(runs):
         for workload in listed:
             note(f"{workload.name}: run {i + 1} of {runs}")
             floor_seconds, copy_seconds = runner.floor(workload), runner.copy(workload)
             usage = runner.migrate(workload, runner.program)
             figures[workload.name].add(usage, floor_seconds, copy_seconds)
-    return figures
 
 
 def count_instructions(runner, listed, figures, scale):
@@ -141,9 +141,8 @@ def run(arguments, folder):
     scale = SMALLER if arguments.small else 1
     listed = chosen(arguments, scale)
     runner = Runner(arguments.program, folder)
-    figures = measure(runner, listed, arguments.runs)
-    if arguments.baseline:
-        compare_with_baseline(runner, listed, arguments.baseline)
+    figures = run_first(runner, listed, arguments.baseline)
+    measure(runner, listed, figures, arguments.runs)
     if arguments.instructions:
         count_instructions(runner, listed, figures, scale * SMALLER)
     print_table(listed, figures)
@@ -152,15 +151,21 @@ def run(arguments, folder):
         print("Output, messages and status were those of the baseline in every workload.")
 
 
+def program(name):
+    if shutil.which(os.path.abspath(name)) is None:
+        raise argparse.ArgumentTypeError(f"there is no program {name}")
+    return pathlib.Path(name).resolve()
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("program", type=pathlib.Path)
+    parser.add_argument("program", type=program)
     parser.add_argument("--folder", type=pathlib.Path)
     parser.add_argument("--only", type=lambda names: names.split(","))
     parser.add_argument("--runs", type=int, default=5)
     parser.add_argument("--million", action="store_true")
     parser.add_argument("--small", action="store_true")
-    parser.add_argument("--baseline", type=pathlib.Path)
+    parser.add_argument("--baseline", type=program)
     parser.add_argument("--no-instructions", dest="instructions", action="store_false")
     arguments = parser.parse_args()
     if arguments.instructions and shutil.which("valgrind") is None:

@@ -35,7 +35,7 @@ class Runner:
     """Runs workloads with a program and with what stands beside it."""
 
     def __init__(self, program, folder):
-        self.program = program.resolve()
+        self.program = program
         self.folder = folder
         self.traffic = {}  # of the first run of each workload, by its name
         self.digests = {}  # the same
@@ -53,7 +53,7 @@ class Runner:
     def migrate(self, workload, program):
         """Returns the usage of a run that must do what the first did."""
         with self.place(workload) as place:
-            usage = self.succeed(place, program.resolve(), *arguments(workload))
+            usage = self.succeed(place, program, *arguments(workload))
             for name, digest in digests_of(place).items():
                 if digest != self.digests[workload.name].get(name):
                     raise Faulty(f"{workload.name}: {program} gives another {name} than the first "
