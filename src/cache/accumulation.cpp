@@ -67,7 +67,7 @@ const OwnerKind groups = {"secGroup",
 
 void moveObject(const Move& move, int index) {
     trace("%s():  FUNCTION ENTRY \n", move.function);
-    const Entry& row = move.matrix.row(index);
+    const EntryView row = move.matrix.row(index);
     if (!row.empty()) {
         const std::string error = format("%s():  Destination slot is already occupied.  EXITING.%s",
                                          move.function, move.occupiedEnding);
@@ -77,9 +77,10 @@ void moveObject(const Move& move, int index) {
                temp_input_ldif_filename}});
     }
     move.matrix.fill(index, object);
+    freeObject();
     if (debug && move.tracesLines) {
         trace("%s():  The secMap object moved is: \n", move.function);
-        const Entry& moved = move.matrix.row(index);
+        const EntryView moved = move.matrix.row(index);
         for (int column = 0; column < moved.lineCount(); ++column) {
             trace("%s[%d][%d] = %s ", move.matrix.name, index, column, moved.line(column));
         }

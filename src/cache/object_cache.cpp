@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <utility>
 
 #include "driver/diagnostics/failure.h"
@@ -31,12 +32,18 @@ constexpr std::array<Matrix*, 7> matrices = {&secUser_matrix,
                                              &secGroup_matrix,
                                              &secMap_for_secGroup_matrix};
 
+// What the rows of all matrices point to, and how many do.
+EntryStorage storage;
+int entriesHeld = 0;
+
 // Needs no memory itself: a run that has come to its end must not fail in here.
 void emptyAllTables() {
     for (Matrix* matrix : matrices) {
         matrix->rows.clear();
         matrix->occupiedRows = 0;
     }
+    storage.clear();
+    entriesHeld = 0;
     secUser_dn.clear();
     secGroup_dn.clear();
     secPolicy_dn.clear();
@@ -50,8 +57,7 @@ void traceSlotCounts(std::string_view function) {
 
 }  // namespace
 
-OwnerTable::OwnerTable(std::string_view name)
-    : name_(name), lowestSlots_(0, Hash{&dns_}, Equal{&dns_}) {
+OwnerTable::OwnerTable(std::string_view name) : name_(name) {
 }
 
 std::string_view OwnerTable::dn(int slot) const {
@@ -60,25 +66,56 @@ std::string_view OwnerTable::dn(int slot) const {
 
 void OwnerTable::prepare(int mostSlots) {
     constexpr int few = 1000;
-    lowestSlots_.reserve(static_cast<std::size_t>(std::min(mostSlots, few)));
+    makePlaces(std::bit_ceil(2 * static_cast<std::size_t>(std::min(mostSlots, few))));
 }
 
 void OwnerTable::open(std::string_view dn) {
     dns_.emplace_back(dn);
-    lowestSlots_.insert(slotCount() - 1);  // keeps the lower slot where the DN is known already
+    if (places_.size() < 2 * dns_.size()) {
+        makePlaces(std::bit_ceil(2 * dns_.size()));
+    }
+    const std::uint32_t hash = hashIgnoringCase(dn);
+    Place& place = placeOf(dn, hash);
+    if (place.slot < 0) {  // else the lower slot stays, where the DN is known already
+        place = {hash, slotCount() - 1};
+    }
     ++count;
 }
 
-int OwnerTable::find(std::string_view dn) const {
-    const auto found = lowestSlots_.find(dn);
-    return found == lowestSlots_.end() ? -1 : *found;
+int OwnerTable::find(std::string_view dn) {
+    return places_.empty() ? -1 : placeOf(dn, hashIgnoringCase(dn)).slot;
+}
+
+OwnerTable::Place& OwnerTable::placeOf(std::string_view dn, std::uint32_t hash) {
+    for (std::size_t i = hash;; ++i) {
+        Place& place = places_[i & (places_.size() - 1)];
+        if (place.slot < 0) {
+            return place;
+        }
+        const std::string& known = dns_[static_cast<std::size_t>(place.slot)];
+        // Most owners are spelled alike wherever they are named.
+        if (place.hash == hash && (known == dn || equalIgnoringCase(known, dn))) {
+            return place;
+        }
+    }
+}
+
+void OwnerTable::makePlaces(std::size_t number) {
+    std::vector<Place> old(number, Place{0, -1});
+    old.swap(places_);
+    for (const Place& place : old) {
+        if (place.slot >= 0) {
+            std::size_t i = place.hash;
+            while (places_[i & (number - 1)].slot >= 0) {
+                ++i;
+            }
+            places_[i & (number - 1)] = place;
+        }
+    }
 }
 
 void OwnerTable::replace(int slot, std::string text) {
-    const auto found = lowestSlots_.find(slot);
-    if (found != lowestSlots_.end() && *found == slot) {
-        lowestSlots_.erase(found);
-    }
+    // Its place remains, by the hash of a DN that the slot does not have any more.
     dns_[static_cast<std::size_t>(slot)].swap(text);
 }
 
@@ -89,53 +126,53 @@ void OwnerTable::release(int slot) {
 }
 
 void OwnerTable::clear() {
-    lowestSlots_.clear();
+    places_.clear();
     dns_.clear();
     count = 0;
 }
 
-std::size_t OwnerTable::Hash::operator()(int slot) const {
-    return hashIgnoringCase((*dns)[static_cast<std::size_t>(slot)]);
-}
-
-std::size_t OwnerTable::Hash::operator()(std::string_view dn) const {
-    return hashIgnoringCase(dn);
-}
-
-bool OwnerTable::Equal::operator()(int first, int second) const {
-    return (*this)((*dns)[static_cast<std::size_t>(first)], second);
-}
-
-bool OwnerTable::Equal::operator()(std::string_view dn, int slot) const {
-    return equalIgnoringCase(dn, (*dns)[static_cast<std::size_t>(slot)]);
-}
-
-bool OwnerTable::Equal::operator()(int slot, std::string_view dn) const {
-    return (*this)(dn, slot);
-}
-
-const Entry& Matrix::row(int index) const {
-    static const Entry emptyRow;
+EntryView Matrix::row(int index) const {
     const auto i = static_cast<std::size_t>(index);
-    return i < rows.size() ? rows[i] : emptyRow;
+    return i < rows.size() ? EntryView(rows[i]) : EntryView();
 }
 
-void Matrix::fill(int index, Entry& entry) {
+void Matrix::fill(int index, EntryView entry) {
     const auto i = static_cast<std::size_t>(index);
     if (i >= rows.size()) {
         rows.resize(i + 1);
     }
-    rows[i] = std::exchange(entry, Entry());
-    rows[i].shrink();
+    rows[i] = StoredEntry(entry, storage);
     ++occupiedRows;
+    ++entriesHeld;
 }
 
 void Matrix::release(int index) {
     if (!row(index).empty()) {
-        // Moved out, because assigning an empty entry would keep the row's memory.
-        const Entry released = std::move(rows[static_cast<std::size_t>(index)]);
+        rows[static_cast<std::size_t>(index)] = StoredEntry();
         --occupiedRows;
+        if (--entriesHeld == 0) {
+            storage.clear();
+        }
     }
+}
+
+void Matrix::prefetch(int index) const {
+    const auto i = static_cast<std::size_t>(index);
+    if (i < rows.size()) {
+        rows[i].prefetch();
+    }
+}
+
+void prefetchUser(int index) {
+    for (const Matrix* matrix :
+         {&secUser_matrix, &Users_secUser_matrix, &secPolicy_matrix, &secMap_for_secUser_matrix}) {
+        matrix->prefetch(index);
+    }
+}
+
+void prefetchGroup(int index) {
+    secGroup_matrix.prefetch(index);
+    secMap_for_secGroup_matrix.prefetch(index);
 }
 
 std::string_view secPolicyDN(int index) {

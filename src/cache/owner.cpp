@@ -70,29 +70,34 @@ void endInLineFeed(std::string& text) {
     trim(text) += '\n';
 }
 
-// The search key for the part of the DN line from `start` on, which is rewritten to it.
-std::string keyFromDnLine(std::size_t start, bool normalizeCommas) {
-    std::string key(object.line(0).substr(start));
-    endInLineFeed(key);
+// The owner DN as it is searched; written by the procedures below, which all find it in another
+// way.
+std::string searchedDn;
+
+// Takes the part of the DN line from `start` on, which is rewritten to the DN searched.
+void searchDnLine(std::size_t start, bool normalizeCommas) {
+    const std::string_view part = object.line(0).substr(start);
+    searchedDn = part;
+    endInLineFeed(searchedDn);
     if (normalizeCommas) {
-        commaSpaceEater(key);
+        commaSpaceEater(searchedDn);
     }
-    object.replaceTail(0, start, key);
-    return key;
+    if (searchedDn != part) {
+        object.replaceTail(0, start, searchedDn);
+    }
 }
 
 // The association of an ordinary user, a policy or policy data: the owner DN is what stands in
 // the DN line from `start` on. The saved DN is copied before the line is trimmed and keeps white
 // space at its end: an owner stored with it is not found again, and that is how it has always
 // been.
-std::string keyOfUserPart(std::size_t start) {
+void searchUserPart(std::size_t start) {
     saved_secUser_dn = object.line(0).substr(start);
-    std::string key = keyFromDnLine(start, true);
+    searchDnLine(start, true);
     commaSpaceEater(saved_secUser_dn);
-    return key;
 }
 
-std::string keyOfUsersEntry() {
+void searchOwnerOfUsersEntry() {
     traceKind(userAssociation, "a 'Users' SECUSER");
     std::optional<std::string> authority = obtainAttributeValueFromObjArray("secAuthority");
     std::optional<std::string> dn = obtainAttributeValueFromObjArray("secDN");
@@ -107,31 +112,35 @@ std::string keyOfUsersEntry() {
     commaSpaceEater(*dn);
     // What follows a colon is no part of the domain's name.
     authority->resize(std::min(authority->find(':'), authority->size()));
-    saved_secUser_dn = "secAuthority=" + *authority + ',' + *dn;
+    saved_secUser_dn = "secAuthority=";
+    saved_secUser_dn += *authority;
+    saved_secUser_dn += ',';
+    saved_secUser_dn += *dn;
     endInLineFeed(saved_secUser_dn);
     commaSpaceEater(saved_secUser_dn);
-    return saved_secUser_dn;
+    searchedDn = saved_secUser_dn;
 }
 
-std::string keyOfOrdinaryUser() {
+void searchOrdinaryUser() {
     // Traced twice, in two wordings.
     traceKind(userAssociation, "an 'ordinary' SECUSER");
     traceKind(userAssociation, "an ordinary  SECUSER");
-    return keyOfUserPart(dnValueStart());
+    searchUserPart(dnValueStart());
 }
 
 // The owner of a policy is its parent: everything behind the first comma. A blank that stands
 // there belongs to the owner DN, so that such a policy finds no user.
-std::string keyOfPolicy() {
+void searchOwnerOfPolicy() {
     const std::size_t comma = object.line(0).find(',', dnValueStart());
     if (comma == std::string_view::npos) {
         failMalformed("has a DN without a comma, so that it belongs to nobody");
     }
-    return keyOfUserPart(comma + 1);
+    searchUserPart(comma + 1);
 }
 
-// The owner DN of a mapping entry: the secAuthority RDN of its own DN before the DN that it maps.
-std::string mappedOwnerDn(const Association& association) {
+// Saves the owner DN of a mapping entry: the secAuthority RDN of its own DN before the DN that it
+// maps.
+void saveMappedDn(const Association& association) {
     std::optional<std::string> mapped =
         obtainAttributeValueFromObjArray(association.mappedAttribute);
     if (mapped) {
@@ -153,18 +162,20 @@ std::string mappedOwnerDn(const Association& association) {
     }
     const std::string_view authority =
         dnText.substr(static_cast<std::size_t>(found - dnText.data()));
-    return std::string(authority.substr(0, authority.find(','))) + ',' + *mapped;
+    association.savedDn = authority.substr(0, authority.find(','));
+    association.savedDn += ',';
+    association.savedDn += *mapped;
 }
 
-std::string keyOfMapping(const Association& association) {
+void searchMappedOwner(const Association& association) {
     traceKind(association, "a SECMAP");
-    association.savedDn = mappedOwnerDn(association);
+    saveMappedDn(association);
     endInLineFeed(association.savedDn);
     // For groups, blanks beside the commas of the whole DN count.
     if (association.ofUsers) {
         commaSpaceEater(association.savedDn);
     }
-    return association.savedDn;
+    searchedDn = association.savedDn;
 }
 
 [[noreturn]] void failWrongClass(const Association& association, std::string_view expected,
@@ -193,17 +204,17 @@ void traceComparedSlots(const Association& association, int found) {
     }
 }
 
-int search(const Association& association, const std::string& key) {
+int search(const Association& association) {
     const std::string_view function = association.function;
     trace("\n%s():  BEGIN SEARCH WITHIN %s ARRAY  \n", function, association.owners.name());
-    const int index = association.owners.find(key);
+    const int index = association.owners.find(searchedDn);
     traceComparedSlots(association, index);
     if (index < 0) {
         trace("%s():  The %s DN WAS NOT FOUND  \n", function, association.upperKind);
         return index;
     }
     // Equal texts are of one length, so that this would mean that the table is damaged.
-    if (debug && association.owners.dn(index).size() != key.size()) {
+    if (debug && association.owners.dn(index).size() != searchedDn.size()) {
         fail(format("%s():  LENGTH MISMATCH ON %s_DN/POINTER.  EXITING. \n", function,
                     association.upperKind),
              {}, {NO_MESSAGE, {}});
@@ -224,31 +235,37 @@ void finish(const Association& association) {
     trace("%s%s():  FUNCTION EXIT \n", association.exitPrefix, association.function);
 }
 
-std::string userKey() {
+void searchUser() {
     switch (objectClass) {
         case SECUSER_OBJECTCLASS:
-            return isUsersEntry(object.line(0)) ? keyOfUsersEntry() : keyOfOrdinaryUser();
+            isUsersEntry(object.line(0)) ? searchOwnerOfUsersEntry() : searchOrdinaryUser();
+            break;
         case SECPOLICYDATA_OBJECTCLASS:
             traceKind(userAssociation, "a SECPOLICYDATA");
-            return keyOfPolicy();
+            searchOwnerOfPolicy();
+            break;
         case SECPOLICY_OBJECTCLASS:
             traceKind(userAssociation, "a SECPOLICY");
-            return keyOfPolicy();
+            searchOwnerOfPolicy();
+            break;
         case SECMAP_OBJECTCLASS:
-            return keyOfMapping(userAssociation);
+            searchMappedOwner(userAssociation);
+            break;
         default:
             failWrongClass(userAssociation, "secPolicy, secPolicyData, secMap, or secUser", "dn: ");
     }
 }
 
-std::string groupKey() {
+void searchGroup() {
     switch (objectClass) {
         case SECGROUP_OBJECTCLASS:
             traceKind(groupAssociation, "a SECGROUP");
             saved_secGroup_dn = object.line(0).substr(dnValueStart());
-            return keyFromDnLine(dnValueStart(), false);
+            searchDnLine(dnValueStart(), false);
+            break;
         case SECMAP_OBJECTCLASS:
-            return keyOfMapping(groupAssociation);
+            searchMappedOwner(groupAssociation);
+            break;
         default:
             failWrongClass(groupAssociation, "secGroup or secMap",
                            "learnIndexOfAssociatedSecGroupDN():  object = ");
@@ -260,10 +277,10 @@ std::string groupKey() {
 int learnIndexOfAssociatedSecUserDN() {
     trace("learnIndexOfAssociatedSecUserDN():  FUNCTION ENTRY \n");
     saved_secUser_dn.clear();
-    const std::string key = userKey();
+    searchUser();
     traceComputedDn(userAssociation);
     trace("   Its strlen is:  %d \n", saved_secUser_dn.size());
-    const int index = search(userAssociation, key);
+    const int index = search(userAssociation);
     finish(userAssociation);
     return index;
 }
@@ -271,9 +288,9 @@ int learnIndexOfAssociatedSecUserDN() {
 int learnIndexOfAssociatedSecGroupDN() {
     trace("learnIndexOfAssociatedSecGroupDN():  FUNCTION ENTRY \n");
     saved_secGroup_dn.clear();
-    const std::string key = groupKey();
+    searchGroup();
     traceComputedDn(groupAssociation);
-    const int index = search(groupAssociation, key);
+    const int index = search(groupAssociation);
     finish(groupAssociation);
     return index;
 }

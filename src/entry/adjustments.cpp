@@ -10,38 +10,42 @@
 #include "driver/settings.h"
 #include "entry/attribute_lookup.h"
 #include "entry/entry.h"
+#include "entry/names.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
 
 namespace {
 
-bool someLineHolds(std::string_view text) {
-    for (int i = 0; i < object.lineCount(); ++i) {
-        if (dostristr(object.line(i), text) != nullptr) {
-            return true;
-        }
-    }
-    return false;
+// Whether a line holds `name`, with its colon and in any case, and a blank behind it.
+bool someLineHolds(std::string_view name) {
+    const NameSet names({&name, 1});
+    return someHead(
+        object, [&names](std::string_view head) { return names.matches(head); },
+        [](int, std::string_view, std::string_view tail) { return tail.starts_with(' '); });
 }
 
-// Where `text` stands in the current entry for the first time, exactly as spelled.
+// Where `name`, with its colon and exactly as spelled, and a blank behind it stand in the current
+// entry for the first time.
 struct Place {
     int line;
     std::size_t offset;
 };
 
-std::optional<Place> findExactly(std::string_view text) {
-    for (int i = 0; i < object.lineCount(); ++i) {
-        const std::size_t offset = object.line(i).find(text);
-        if (offset != std::string_view::npos) {
-            return Place{i, offset};
-        }
-    }
-    return std::nullopt;
+std::optional<Place> findExactly(std::string_view name) {
+    std::optional<Place> place;
+    someHead(
+        object, [name](std::string_view head) { return head.ends_with(name); },
+        [&](int line, std::string_view head, std::string_view tail) {
+            if (tail.starts_with(' ')) {
+                place = Place{line, head.size() - name.size()};
+            }
+            return place.has_value();
+        });
+    return place;
 }
 
 void convertVersion() {
-    constexpr std::string_view name = "version: ";
+    constexpr std::string_view name = "version:";
     constexpr std::string_view newVersion = "6.0";
     const std::optional<Place> place = findExactly(name);
     if (!place) {
@@ -61,7 +65,7 @@ void convertVersion() {
 }
 
 void addInstallDate() {
-    if (someLineHolds("installDate: ")) {
+    if (someLineHolds("installDate:")) {
         return;
     }
     const std::time_t now = std::time(nullptr);
@@ -89,7 +93,7 @@ std::string requiredValue(std::string_view name, std::string_view echoLabel) {
 }
 
 void addDomainIdentifier() {
-    if (someLineHolds("secDomainId: ")) {
+    if (someLineHolds("secDomainId:")) {
         return;
     }
     const std::string authority = requiredValue("secAuthority", "object is:  ");
@@ -101,7 +105,7 @@ void addDomainIdentifier() {
 }
 
 void respellUuid() {
-    const std::optional<Place> place = findExactly("secuuid: ");
+    const std::optional<Place> place = findExactly("secuuid:");
     if (!place) {
         return;
     }

@@ -7,6 +7,7 @@
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
 #include "entry/entry.h"
+#include "entry/names.h"
 #include "entry/text.h"
 
 namespace {
@@ -49,6 +50,47 @@ std::string unfold(const Lookup& lookup, std::string_view text, int& next) {
     return whole;
 }
 
+// Whether every line ends in a line feed, but for a last one that may lack it, and none holds a
+// carriage return.
+bool isRegular(EntryView entry) {
+    const std::string_view text = entry.text();
+    const auto lastEnd = entry.lineEnds().end() - 1;
+    return !entry.line(entry.lineCount() - 1).empty() &&
+           std::all_of(entry.lineEnds().begin(), lastEnd,
+                       [text](std::uint32_t end) { return text.substr(0, end).ends_with('\n'); }) &&
+           text.find('\r') == std::string_view::npos;
+}
+
+// Joins what stands between the folds of a regular entry: a migration takes an eighth less time
+// than by unfolding each attribute.
+std::string_view unfoldRuns(EntryView entry, std::string& unfolded) {
+    const std::string_view text = entry.text();
+    std::size_t joined = 0;
+    for (const std::uint32_t end : entry.lineEnds()) {
+        if (isContinuation(text.substr(end))) {
+            unfolded += text.substr(joined, end - 1 - joined);
+            joined = end + 1;
+        }
+    }
+    if (joined == 0 && text.ends_with('\n')) {
+        return text;
+    }
+    unfolded += text.substr(joined);
+    if (!unfolded.ends_with('\n')) {
+        unfolded += '\n';
+    }
+    return unfolded;
+}
+
+std::string_view unfoldLines(std::string& unfolded) {
+    for (int i = 0; i < object.lineCount();) {
+        const std::string_view text = object.line(i);
+        unfolded += unfold(attributeByIndex, text, ++i);
+        unfolded += '\n';
+    }
+    return unfolded;
+}
+
 void refuseContinuation(std::string_view function, int index) {
     const std::string_view line = object.line(index);
     if (!isContinuation(line) && line.data() != nullptr) {
@@ -63,19 +105,26 @@ void refuseContinuation(std::string_view function, int index) {
          migrationFailed(aboutObject("has a continuation line where an attribute should begin")));
 }
 
-// Where the value begins in a line that holds `key`, a name in lower case and its colon; nothing
-// when it does not. The attribute's own name, up to the first colon, may have any case; in the
-// value the key is found only as it is.
-std::optional<std::size_t> findValue(std::string_view line, std::string_view key) {
-    std::optional<std::size_t> start;
-    bool isFirst = true;
-    someHead(line, [&](std::string_view head) {
-        if (std::exchange(isFirst, false) ? endsIgnoringCase(head, key) : head.ends_with(key)) {
-            start = head.size();
-        }
-        return start.has_value();
-    });
-    return start;
+// Where a value begins.
+struct Value {
+    int line;
+    std::string_view text;  // up to the end of the line
+};
+
+// The first value of a line that holds `key`, a name in lower case and its colon. The attribute's
+// own name, up to the first colon, may have any case; in the value the key is found only as it is.
+std::optional<Value> findValue(std::string_view key) {
+    std::optional<Value> value;
+    const NameSet names({&key, 1});
+    someHead(
+        object, [&names](std::string_view head) { return names.matches(head); },
+        [&](int line, std::string_view head, std::string_view tail) {
+            if (head.find(':') == head.size() - 1 || head.ends_with(key)) {
+                value = Value{line, tail};
+            }
+            return value.has_value();
+        });
+    return value;
 }
 
 // The text of the line at `index`, from `start` on and unfolded.
@@ -104,16 +153,12 @@ std::optional<std::string> obtainAttributeValueFromObjArray(std::string_view nam
     strtolower(key) += ':';
 
     std::optional<std::string> value;
-    for (int i = 0; i < object.lineCount() && !value; ++i) {
-        const std::optional<std::size_t> start = findValue(object.line(i), key);
-        if (!start) {
-            continue;
-        }
-        int next = i + 1;
-        value = unfold(valueByName, withoutLeadingBlanks(object.line(i).substr(*start)), next);
+    if (const std::optional<Value> found = findValue(key)) {
+        int next = found->line + 1;
+        value = unfold(valueByName, withoutLeadingBlanks(found->text), next);
         trace("obtainAttributeValueFromObjArray(): \n"
               "   The attribute value at index %d returned is:   %s \n",
-              i, *value);
+              found->line, *value);
     }
     if (!value) {
         trace("obtainAttributeValueFromObjArray():  ERROR:  Attribute not found. \n");
@@ -129,4 +174,14 @@ std::string obtainAttributeValueFromObjectArray(int index) {
 
 std::string obtainAttributeFromObjectArray(int index) {
     return obtainAtIndex(attributeByIndex, index, 0);
+}
+
+std::string_view unfoldedObject() {
+    static std::string unfolded;
+    unfolded.clear();
+    return isRegular(object) ? unfoldRuns(object, unfolded) : unfoldLines(unfolded);
+}
+
+void requireAttribute(int index) {
+    refuseContinuation(attributeByIndex.function, index);
 }

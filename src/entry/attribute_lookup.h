@@ -22,3 +22,12 @@ std::string obtainAttributeValueFromObjectArray(int index);
 // The whole attribute at line `index`, its name included. A continuation line there ends the
 // process.
 std::string obtainAttributeFromObjectArray(int index);
+
+// Ends the process when line `index` is a continuation line, as obtainAttributeFromObjectArray
+// does.
+void requireAttribute(int index);
+
+// All attributes of the current entry, each as obtainAttributeFromObjectArray gives it and with a
+// line feed behind it. The first line must not be a continuation line. Valid until the entry
+// changes or the next call.
+std::string_view unfoldedObject();

@@ -1,6 +1,7 @@
 #include "entry/entry.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 #include "driver/diagnostics/failure.h"
@@ -9,16 +10,27 @@
 
 Entry object;
 
-void Entry::append(std::string_view line) {
-    if (line.size() > std::numeric_limits<std::uint32_t>::max() - text_.size()) {
+void Entry::appendText(std::string_view text) {
+    if (text.size() > std::numeric_limits<std::uint32_t>::max() - text_.size()) {
         failWithoutMemory();
     }
-    text_ += line;
+    text_ += text;
+}
+
+void Entry::append(std::string_view line) {
+    appendText(line);
     lineEnds_.push_back(static_cast<std::uint32_t>(text_.size()));
 }
 
+void Entry::append(std::string_view lines, std::span<const std::uint32_t> ends) {
+    const auto start = static_cast<std::uint32_t>(text_.size());
+    appendText(lines);
+    const auto added = lineEnds_.insert(lineEnds_.end(), ends.begin(), ends.end());
+    std::for_each(added, lineEnds_.end(), [start](std::uint32_t& end) { end += start; });
+}
+
 void Entry::replaceTail(int index, std::size_t offset, std::string_view tail) {
-    const std::size_t start = lineStart(index) + offset;
+    const std::size_t start = placeOf(index, offset);
     const std::size_t oldEnd = lineEnds_[static_cast<std::size_t>(index)];
     if (tail.size() > std::numeric_limits<std::uint32_t>::max() - text_.size()) {
         failWithoutMemory();
@@ -31,7 +43,7 @@ void Entry::replaceTail(int index, std::size_t offset, std::string_view tail) {
 }
 
 void Entry::overwrite(int index, std::size_t offset, std::string_view text) {
-    text_.replace(lineStart(index) + offset, text.size(), text);
+    text_.replace(placeOf(index, offset), text.size(), text);
 }
 
 void Entry::clear() {
@@ -39,16 +51,55 @@ void Entry::clear() {
     lineEnds_.clear();
 }
 
-void Entry::shrink() {
-    text_.shrink_to_fit();
-    lineEnds_.shrink_to_fit();
+std::size_t Entry::placeOf(int index, std::size_t offset) const {
+    return static_cast<std::size_t>(line(index).data() - text_.data()) + offset;
+}
+
+std::uint32_t* EntryStorage::take(std::size_t count) {
+    constexpr std::size_t usual = 64 * 1024;
+    if (count > wordsLeft_) {
+        chunkSize_ = std::max(count, usual);
+        chunks_.push_back(std::make_unique_for_overwrite<std::uint32_t[]>(chunkSize_));
+        wordsLeft_ = chunkSize_;
+    }
+    std::uint32_t* const start = &chunks_.back()[chunkSize_ - wordsLeft_];
+    wordsLeft_ -= count;
+    return start;
+}
+
+void EntryStorage::clear() {
+    chunks_.clear();
+    wordsLeft_ = 0;
+}
+
+StoredEntry::StoredEntry(EntryView entry, EntryStorage& storage) {
+    if (entry.empty()) {
+        return;
+    }
+    const std::span<const std::uint32_t> ends = entry.lineEnds();
+    const std::string_view text = entry.text();
+    const std::size_t textWords = (text.size() + sizeof ends[0] - 1) / sizeof ends[0];
+    std::uint32_t* const block = storage.take(1 + ends.size() + textWords);
+    block[0] = static_cast<std::uint32_t>(ends.size());
+    std::copy(ends.begin(), ends.end(), block + 1);
+    std::memcpy(block + 1 + ends.size(), text.data(), text.size());
+    block_ = block;
+}
+
+StoredEntry::operator EntryView() const {
+    if (block_ == nullptr) {
+        return {};
+    }
+    const std::uint32_t* ends = block_ + 1;
+    const std::uint32_t count = block_[0];
+    return {reinterpret_cast<const char*>(ends + count), {ends, count}};
 }
 
 void freeObject() {
     object.clear();
 }
 
-std::string_view firstLineOr(const Entry& entry, std::string_view otherwise) {
+std::string_view firstLineOr(EntryView entry, std::string_view otherwise) {
     return entry.empty() ? otherwise : entry.line(0);
 }
 

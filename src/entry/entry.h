@@ -2,18 +2,32 @@
 //
 // The lines stand back to back in one block of text, each as it was read, its line end included;
 // beside it stands where each of them ends. A heap block per line would cost more than most lines
-// are long, and how many users fit into memory decides how many passes a run needs. Moving an
-// entry moves the block. A line never holds a NUL byte.
+// are long, and how many users fit into memory decides how many passes a run needs. A line never
+// holds a NUL byte.
+//
+// An Entry can be edited. A StoredEntry cannot, and takes up no more than its lines and four bytes
+// for each. Both are looked at as an EntryView.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
-class Entry {
+#include "entry/text.h"
+
+// A look at an entry, valid as long as the entry stays as it is.
+class EntryView {
 public:
+    EntryView() = default;
+    EntryView(const char* text, std::span<const std::uint32_t> lineEnds)
+        : text_(text), lineEnds_(lineEnds) {
+    }
+
     bool empty() const {
         return lineEnds_.empty();
     }
@@ -23,16 +37,60 @@ public:
 
     // Line `index` from 0 on; empty, with a null pointer, where the entry has no such line.
     std::string_view line(int index) const {
-        if (index >= lineCount()) {
-            return {};
-        }
-        const std::size_t start = lineStart(index);
-        const std::size_t end = lineEnds_[static_cast<std::size_t>(index)];
-        return {text_.data() + start, end - start};
+        return index < lineCount() ? lines(index, index + 1) : std::string_view();
+    }
+
+    // Lines `first` to `last` - 1, back to back.
+    std::string_view lines(int first, int last) const {
+        const std::size_t start = lineStart(first);
+        return {text_ + start, lineStart(last) - start};
+    }
+    std::string_view text() const {
+        return lines(0, lineCount());
+    }
+
+    // The index of the line that holds byte `offset` of the text.
+    int lineOf(std::size_t offset) const {
+        const auto line = std::upper_bound(lineEnds_.begin(), lineEnds_.end(), offset);
+        return static_cast<int>(line - lineEnds_.begin());
+    }
+
+    std::span<const std::uint32_t> lineEnds() const {
+        return lineEnds_;
+    }
+
+private:
+    std::size_t lineStart(int index) const {
+        return index == 0 ? 0 : lineEnds_[static_cast<std::size_t>(index) - 1];
+    }
+
+    const char* text_ = nullptr;
+    std::span<const std::uint32_t> lineEnds_;
+};
+
+class Entry {
+public:
+    operator EntryView() const {
+        return {text_.data(), lineEnds_};
+    }
+    bool empty() const {
+        return lineEnds_.empty();
+    }
+    int lineCount() const {
+        return EntryView(*this).lineCount();
+    }
+    std::string_view line(int index) const {
+        return EntryView(*this).line(index);
+    }
+    std::string_view text() const {
+        return text_;
     }
 
     // Adds a line at the end.
     void append(std::string_view line);
+
+    // Adds lines that stand back to back in `lines`; `ends` tells where each of them ends.
+    void append(std::string_view lines, std::span<const std::uint32_t> ends);
 
     // Replaces everything of line `index`, which must exist, from `offset` on; the line may become
     // longer or shorter.
@@ -44,21 +102,68 @@ public:
     // Removes all lines but keeps the memory for the next ones.
     void clear();
 
-    // Gives back memory that no line needs.
-    void shrink();
-
 private:
-    std::size_t lineStart(int index) const {
-        return index == 0 ? 0 : lineEnds_[static_cast<std::size_t>(index) - 1];
-    }
+    void appendText(std::string_view text);
+    std::size_t placeOf(int index, std::size_t offset) const;
 
     std::string text_;
     std::vector<std::uint32_t> lineEnds_;
 };
 
+// Memory for stored entries, taken in large chunks and given back all at once. A heap block for
+// each entry would cost a twentieth of a migration, most of it where they are freed in another
+// order than they were taken.
+class EntryStorage {
+public:
+    // Memory for `count` words, valid until clear().
+    std::uint32_t* take(std::size_t count);
+    void clear();
+
+private:
+    std::vector<std::unique_ptr<std::uint32_t[]>> chunks_;
+    std::size_t wordsLeft_ = 0;  // at the end of the last chunk
+    std::size_t chunkSize_ = 0;
+};
+
+class StoredEntry {
+public:
+    StoredEntry() = default;
+    StoredEntry(EntryView entry, EntryStorage& storage);
+
+    operator EntryView() const;
+
+    // Has the processor fetch the beginning of the entry meanwhile.
+    void prefetch() const {
+        __builtin_prefetch(block_);
+    }
+
+private:
+    // The number of lines, where each of them ends, and the text. Null for an empty entry.
+    const std::uint32_t* block_ = nullptr;
+};
+
 // The current entry. Written by the readers and by the merge, edited while it is staged and while
 // its owner is looked up, and empty once it has been moved into the cache.
 extern Entry object;
+
+// Calls `visit` for each colon of each line whose head, the line up to the colon and with it,
+// `matches`, until it returns true: with the line's index, the head, and what stands behind it.
+// Returns whether it did. `matches` must look at the end of the head alone: it sees all lines as
+// one text first, which takes a third of the time of looking at them one by one.
+template <class Matches, class Visit>
+bool someHead(EntryView entry, Matches matches, Visit visit) {
+    return someHead(entry.text(), [&](std::string_view text) {
+        if (!matches(text)) {
+            return false;
+        }
+        const int index = entry.lineOf(text.size() - 1);
+        const std::string_view line = entry.line(index);
+        const std::string_view tail =
+            line.substr(static_cast<std::size_t>(text.data() + text.size() - line.data()));
+        const std::string_view head = line.substr(0, line.size() - tail.size());
+        return matches(head) && visit(index, head, tail);
+    });
+}
 
 // The number of lines of the current entry, which is also the index of the next one.
 inline int next_available_object_slot() {
@@ -69,7 +174,7 @@ inline int next_available_object_slot() {
 void freeObject();
 
 // The first line of `entry`, or `otherwise` when it has none.
-std::string_view firstLineOr(const Entry& entry, std::string_view otherwise);
+std::string_view firstLineOr(EntryView entry, std::string_view otherwise);
 
 // A line as it can stand in a message: between quotes, without its line end, cut after 256 bytes,
 // and with a question mark for every ASCII control character, which a terminal might obey.

@@ -7,9 +7,13 @@
 #include <span>
 #include <string_view>
 
-// For policies and resource credentials, which reach the output without being merged.
-inline constexpr std::array<std::string_view, 5> unmergedFilter = {
+#include "entry/names.h"
+
+inline constexpr std::array<std::string_view, 5> filteredNames = {
     "kvo-entryuuid:", "aclentry:", "aci:", "acl:", "control:"};
 
+// For policies and resource credentials, which reach the output without being merged.
+inline constexpr NameSet unmergedFilter(filteredNames);
+
 // For users and groups, whose controls the merge has dropped already.
-inline constexpr std::span<const std::string_view> mergedFilter(unmergedFilter.data(), 4);
+inline constexpr NameSet mergedFilter(std::span<const std::string_view>(filteredNames).first(4));

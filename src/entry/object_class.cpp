@@ -1,5 +1,6 @@
 #include "entry/object_class.h"
 
+#include <algorithm>
 #include <array>
 
 #include "driver/diagnostics/trace.h"
@@ -46,13 +47,21 @@ bool contains(std::string_view line, std::string_view text) {
     return line.find(text) != std::string_view::npos;
 }
 
+// The first kind in the table that `line` names anywhere. Every spelling begins with the only blank
+// that it holds, so that one look at each blank does for all of them.
 ObjectClass kindNamedIn(std::string_view line) {
-    for (const Spelling& spelling : spellings) {
-        if (contains(line, spelling.mixedCase) || contains(line, spelling.otherCase)) {
-            return spelling.kind;
+    auto first = spellings.end();
+    for (std::size_t blank = line.find(' '); blank != std::string_view::npos;
+         blank = line.find(' ', blank + 1)) {
+        const std::string_view rest = line.substr(blank);
+        if (rest.substr(1, 1).find_first_of("scC") != 0) {
+            continue;  // what all the spellings begin with; most object classes do not
         }
+        first = std::find_if(spellings.begin(), first, [rest](const Spelling& spelling) {
+            return rest.starts_with(spelling.mixedCase) || rest.starts_with(spelling.otherCase);
+        });
     }
-    return UNINTERESTING_OBJECTCLASS;
+    return first == spellings.end() ? UNINTERESTING_OBJECTCLASS : first->kind;
 }
 
 bool namesResourceCredentials(std::string_view dnLine) {
@@ -60,29 +69,18 @@ bool namesResourceCredentials(std::string_view dnLine) {
 }
 
 ObjectClass kindOfObject() {
-    for (int i = 0; i < object.lineCount(); ++i) {
-        if (!holdsObjectClassName(object.line(i))) {
-            continue;
-        }
-        const ObjectClass kind = kindNamedIn(object.line(i));
-        if (kind == CONTAINER_OBJECTCLASS && namesResourceCredentials(object.line(0))) {
-            return RESCREDS_CONTAINER;
-        }
-        if (kind != UNINTERESTING_OBJECTCLASS) {
-            return kind;
-        }
-    }
-    return UNINTERESTING_OBJECTCLASS;
+    ObjectClass kind = UNINTERESTING_OBJECTCLASS;
+    someHead(
+        object, [](std::string_view head) { return isObjectClassName(head); },
+        [&kind](int line, std::string_view, std::string_view) {
+            kind = kindNamedIn(object.line(line));
+            return kind != UNINTERESTING_OBJECTCLASS;
+        });
+    const bool isContainer = kind == CONTAINER_OBJECTCLASS;
+    return isContainer && namesResourceCredentials(object.line(0)) ? RESCREDS_CONTAINER : kind;
 }
 
 }  // namespace
-
-bool holdsObjectClassName(std::string_view line) {
-    // Only these two spellings count, as the registry writes no other.
-    return someHead(line, [](std::string_view head) {
-        return head.ends_with("objectClass:") || head.ends_with("objectclass:");
-    });
-}
 
 void determineTheObjectsObjectClass() {
     objectClass = kindOfObject();

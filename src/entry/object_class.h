@@ -27,5 +27,9 @@ extern ObjectClass objectClass;
 // Sets objectClass from the lines of the current entry.
 void determineTheObjectsObjectClass();
 
-// Whether `line` holds "objectClass:" or "objectclass:" anywhere, its value included.
-bool holdsObjectClassName(std::string_view line);
+// Whether `head`, a line up to one of its colons, ends in the name of the attribute that tells
+// object classes. Only these two spellings count, as the registry writes no other.
+inline bool isObjectClassName(std::string_view head) {
+    return head.ends_with("lass:") &&
+           (head.ends_with("objectClass:") || head.ends_with("objectclass:"));
+}

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 namespace {
 
@@ -9,10 +10,6 @@ constexpr std::string_view whiteSpace = " \t\n\v\f\r";
 
 bool isLetter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-bool equalFolded(char first, char second) {
-    return toUpper(first) == toUpper(second);
 }
 
 // Most DNs have none and need not be rewritten.
@@ -47,50 +44,43 @@ const char* dostristr(std::string_view haystack, std::string_view needle) {
     if (needle.data() == nullptr) {
         return nullptr;
     }
+    if (needle.empty()) {
+        return haystack.data();
+    }
     // Almost every needle holds a character without case, such as the colon of an attribute
     // name. Looking for that one first leaves little to compare.
     const auto anchor = std::find_if_not(needle.begin(), needle.end(), isLetter);
-    if (anchor == needle.end()) {
-        const auto match = std::search(haystack.begin(), haystack.end(), needle.begin(),
-                                       needle.end(), equalFolded);
-        const bool found = match != haystack.end() || needle.empty();
-        return found ? haystack.data() + (match - haystack.begin()) : nullptr;
-    }
-    const auto offset = static_cast<std::size_t>(anchor - needle.begin());
-    for (std::size_t at = haystack.find(*anchor, offset); at != std::string_view::npos;
-         at = haystack.find(*anchor, at + 1)) {
+    const bool isAnchored = anchor != needle.end();
+    const auto offset = isAnchored ? static_cast<std::size_t>(anchor - needle.begin()) : 0;
+    const auto next = [=](std::size_t at) { return isAnchored ? haystack.find(*anchor, at) : at; };
+    for (std::size_t at = next(offset); at < haystack.size(); at = next(at + 1)) {
         const std::string_view candidate = haystack.substr(at - offset, needle.size());
-        if (equalIgnoringCase(candidate, needle)) {
+        if (equalFolded(candidate.front(), needle.front()) &&
+            equalIgnoringCase(candidate, needle)) {
             return candidate.data();
         }
     }
     return nullptr;
 }
 
-bool holdsAnyName(std::string_view line, std::span<const std::string_view> names) {
-    return someHead(line, [names](std::string_view head) {
-        return std::any_of(names.begin(), names.end(),
-                           [head](std::string_view name) { return endsIgnoringCase(head, name); });
-    });
-}
-
-bool endsIgnoringCase(std::string_view text, std::string_view end) {
-    // Compared from the back: the last letters before the colon tell most names apart.
-    return text.size() >= end.size() &&
-           std::equal(end.rbegin(), end.rend(), text.rbegin(), equalFolded);
-}
-
 bool equalIgnoringCase(std::string_view first, std::string_view second) {
     return std::equal(first.begin(), first.end(), second.begin(), second.end(), equalFolded);
 }
 
-std::size_t hashIgnoringCase(std::string_view text) {
-    // FNV-1a, 64 bits: http://www.isthe.com/chongo/tech/comp/fnv/
+std::uint32_t hashIgnoringCase(std::string_view text) {
+    // FNV-1a, 64 bits (http://www.isthe.com/chongo/tech/comp/fnv/), but eight bytes at a time and
+    // without the bit that tells the case of a letter: some other bytes then count as equal, too.
+    constexpr std::uint64_t prime = 1099511628211U;
+    constexpr std::uint64_t withoutCase = ~(0x0101010101010101U * ('a' - 'A'));
     std::uint64_t hash = 14695981039346656037U;
-    for (const char c : text) {
-        hash = (hash ^ static_cast<unsigned char>(toUpper(c))) * 1099511628211U;
+    while (!text.empty()) {
+        std::uint64_t bytes = 0;
+        std::memcpy(&bytes, text.data(), std::min(text.size(), sizeof bytes));
+        hash = (hash ^ (bytes & withoutCase)) * prime;
+        hash ^= hash >> 32U;
+        text.remove_prefix(std::min(text.size(), sizeof bytes));
     }
-    return hash;
+    return static_cast<std::uint32_t>(hash);
 }
 
 void commaSpaceEater(std::string& str) {

@@ -6,7 +6,8 @@
 #pragma once
 
 #include <cstddef>
-#include <span>
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -34,26 +35,48 @@ const char* dostristr(std::string_view haystack, std::string_view needle);
 // anywhere in a line comes down to looking at how these heads end.
 template <class Visit>
 bool someHead(std::string_view line, Visit visit) {
-    for (std::size_t colon = line.find(':'); colon != std::string_view::npos;
-         colon = line.find(':', colon + 1)) {
-        if (visit(line.substr(0, colon + 1))) {
+    const char* const begin = line.data();
+    const char* const end = begin + line.size();
+    for (const char* at = begin; at != end;) {
+        const void* colon = std::memchr(at, ':', static_cast<std::size_t>(end - at));
+        if (colon == nullptr) {
+            break;
+        }
+        at = static_cast<const char*>(colon) + 1;
+        if (visit(std::string_view(begin, static_cast<std::size_t>(at - begin)))) {
             return true;
         }
     }
     return false;
 }
 
-// Whether `line` holds any of `names`, each with its colon, anywhere and without regard to case.
-bool holdsAnyName(std::string_view line, std::span<const std::string_view> names);
+// Whether two characters are equal without regard to case.
+constexpr bool equalFolded(char first, char second) {
+    constexpr int caseBit = 'a' - 'A';
+    const int difference = first ^ second;
+    return difference == 0 || (difference == caseBit && toLower(first) != toUpper(first));
+}
 
 // Whether `text` ends in `end`, without regard to case.
-bool endsIgnoringCase(std::string_view text, std::string_view end);
+inline bool endsIgnoringCase(std::string_view text, std::string_view end) {
+    if (text.size() < end.size()) {
+        return false;
+    }
+    // Compared from the back: the last letters before the colon tell most names apart.
+    text.remove_prefix(text.size() - end.size());
+    for (std::size_t i = end.size(); i > 0; --i) {
+        if (!equalFolded(text[i - 1], end[i - 1])) {
+            return false;
+        }
+    }
+    return true;
+}
 
 // Whether two texts are equal without regard to case.
 bool equalIgnoringCase(std::string_view first, std::string_view second);
 
 // A hash that is equal for texts which are equal without regard to case.
-std::size_t hashIgnoringCase(std::string_view text);
+std::uint32_t hashIgnoringCase(std::string_view text);
 
 // Removes every space directly before or after a comma. A comma that is escaped or quoted is a
 // comma like any other: old and new layout have always been compared that way. Tabs stay.

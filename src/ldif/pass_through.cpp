@@ -3,6 +3,7 @@
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
+#include "entry/text.h"
 #include "ldif/run_files.h"
 
 namespace {
@@ -17,6 +18,12 @@ void writeOrFail(std::string_view text) {
 // Tells what the line just read is, aligned under what is said of it.
 void traceNote(std::string_view note) {
     trace("                                   %s\n", note);
+}
+
+bool holdsEntryIdentifier(std::string_view text) {
+    return someHead(text, [text](std::string_view head) {
+        return isEntryIdentifier(head, text.substr(head.size()));
+    });
 }
 
 }  // namespace
@@ -52,7 +59,7 @@ void moveNextObjectToOutputLDIFFile() {
     trace("moveNextObjectToOutputLDIFFile():  FUNCTION EXIT   \n");
 }
 
-bool holdsEntryIdentifier(std::string_view text) {
-    return text.find("KVO-ENTRYUUID: ") != std::string_view::npos ||
-           text.find("kvo-entryuuid: ") != std::string_view::npos;
+bool isEntryIdentifier(std::string_view head, std::string_view tail) {
+    return (head.ends_with("KVO-ENTRYUUID:") || head.ends_with("kvo-entryuuid:")) &&
+           tail.starts_with(' ');
 }

@@ -10,6 +10,7 @@
 // ends the process.
 void moveNextObjectToOutputLDIFFile();
 
-// Whether `text` holds the directory's entry identifier, in one of the two spellings that the
-// export has. Other spellings are left alone.
-bool holdsEntryIdentifier(std::string_view text);
+// Whether a line up to one of its colons ends in the name of the directory's entry identifier, in
+// one of the two spellings that the export has, and a blank stands behind it. Other spellings are
+// left alone.
+bool isEntryIdentifier(std::string_view head, std::string_view tail);

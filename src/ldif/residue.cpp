@@ -25,7 +25,7 @@ int writeObject() {
     for (int i = 0; i < object.lineCount(); ++i) {
         const std::string_view line = object.line(i);
         // Line by line: a continuation line of a dropped attribute is not dropped with it.
-        if (!holdsAnyName(line, unmergedFilter) && ofp.write(line) != 0) {
+        if (!unmergedFilter.matchesSome(line) && ofp.write(line) != 0) {
             return -1;
         }
     }

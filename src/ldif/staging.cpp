@@ -46,54 +46,74 @@ int readNextObject() {
     return result;
 }
 
-bool belongsInOutput(std::string_view dn) {
+bool belongsInOutput() {
     switch (objectClass) {
         case UNINTERESTING_OBJECTCLASS:
         case SECAUTHORITYINFO_OBJECTCLASS:
         case CONTAINER_OBJECTCLASS:
             return true;
         case SECPOLICY_OBJECTCLASS:  // one that is already in the newer layout
-            return dostristr(dn, "cn=Policies,secAuthority=") != nullptr;
+            return dostristr(obtainAttributeFromObjectArray(0), "cn=Policies,secAuthority=") !=
+                   nullptr;
         default:
             return false;
     }
 }
 
-void writeAttributeToOutput(const std::string& attribute) {
-    if (!holdsEntryIdentifier(attribute)) {
-        writeOrFail(ofp, attribute);
-        writeOrFail(ofp, "\n");
-    }
+// The place of the line that holds `at`.
+struct Line {
+    std::size_t start;
+    std::size_t end;  // behind its line feed
+};
+
+Line lineAt(std::string_view lines, std::size_t at) {
+    return {lines.rfind('\n', at) + 1, lines.find('\n', at) + 1};
+}
+
+void writeToOutput(std::string_view attributes) {
+    std::size_t written = 0;
+    someHead(attributes, [&](std::string_view head) {
+        const std::size_t colon = head.size() - 1;
+        if (colon >= written && isEntryIdentifier(head, attributes.substr(head.size()))) {
+            const Line line = lineAt(attributes, colon);
+            writeOrFail(ofp, attributes.substr(written, line.start - written));
+            written = line.end;
+        }
+        return false;
+    });
+    writeOrFail(ofp, attributes.substr(written));
+    writeOrFail(ofp, "\n");
 }
 
 // Entry identifiers stay in the work file; they are dropped when the new entries are written.
-void writeAttributeToWorkFile(std::string& attribute) {
-    // This one spelling alone: owners are compared without blanks beside their commas anyway.
-    if (attribute.find("secdn:") != std::string::npos) {
-        commaSpaceEater(attribute);
-    }
-    writeOrFail(stagedFile, attribute);
+void writeToWorkFile(std::string_view attributes) {
+    std::size_t written = 0;
+    someHead(attributes, [&](std::string_view head) {
+        // This one spelling alone: owners are compared without blanks beside their commas anyway.
+        if (head.size() > written && head.ends_with("secdn:")) {
+            const Line line = lineAt(attributes, head.size() - 1);
+            writeOrFail(stagedFile, attributes.substr(written, line.start - written));
+            std::string attribute(attributes.substr(line.start, line.end - line.start));
+            commaSpaceEater(attribute);
+            writeOrFail(stagedFile, attribute);
+            written = line.end;
+        }
+        return false;
+    });
+    writeOrFail(stagedFile, attributes.substr(written));
     writeOrFail(stagedFile, "\n");
 }
 
 void stageObject() {
     determineTheObjectsObjectClass();
-    const std::string dn = obtainAttributeFromObjectArray(0);
+    requireAttribute(0);
+    const bool writeObjectToLDIFFile = belongsInOutput();
     tweekObjectInObjectArray();
-
-    const bool writeObjectToLDIFFile = belongsInOutput(dn);
-    for (int i = 0; i < next_available_object_slot(); ++i) {
-        if (object.line(i).starts_with(' ')) {
-            continue;  // already part of the attribute before it
-        }
-        std::string attribute = obtainAttributeFromObjectArray(i);
-        if (writeObjectToLDIFFile) {
-            writeAttributeToOutput(attribute);
-        } else {
-            writeAttributeToWorkFile(attribute);
-        }
+    if (writeObjectToLDIFFile) {
+        writeToOutput(unfoldedObject());
+    } else {
+        writeToWorkFile(unfoldedObject());
     }
-    writeOrFail(writeObjectToLDIFFile ? ofp : stagedFile, "\n");
 }
 
 // Everything staged must have reached its file before the passes begin to rely on it.

@@ -32,7 +32,7 @@ const RowFormat groupMappingFormat = {
     secMap_for_secGroup_matrix, "\ndumpData() - secMap_for_secGroup_matrix[%d][0] was NULL \n\n"};
 
 void dumpRow(const RowFormat& rowFormat, int index) {
-    const Entry& row = rowFormat.matrix.row(index);
+    const EntryView row = rowFormat.matrix.row(index);
     if (row.empty()) {
         const FormatArgument argument = index;
         writeTrace(formatText(rowFormat.emptyText, {&argument, 1}));

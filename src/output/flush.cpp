@@ -102,12 +102,15 @@ struct Flush {
     std::string_view kind;
     OwnerTable& owners;
     std::string_view indexLabel;
+    void (*prefetch)(int);
     int (*write)(int);
     void (*release)(int);
 };
 
-const Flush users = {"secUser", secUser_dn, "index            = ", writeUser, releaseUser};
-const Flush groups = {"secGroup", secGroup_dn, "index             = ", writeGroup, releaseGroup};
+const Flush users = {
+    "secUser", secUser_dn, "index            = ", prefetchUser, writeUser, releaseUser};
+const Flush groups = {
+    "secGroup", secGroup_dn, "index             = ", prefetchGroup, writeGroup, releaseGroup};
 
 // What stands in front of the further lines of a trace.
 constexpr std::string_view indent = "                                       ";
@@ -121,7 +124,9 @@ void traceProgress(const Flush& flush, std::string_view what, int index) {
 }
 
 int writeAll(const Flush& flush) {
+    constexpr int ahead = 4;
     for (int i = 0; flush.owners.count != 0; ++i) {
+        flush.prefetch(i + ahead);
         traceProgress(flush, "BEGIN", i);
         trace("%s%s[%d]   = %s \n", indent, flush.owners.name(), i, flush.owners.dn(i));
         if (flush.write(i) != 0) {

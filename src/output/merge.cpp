@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,13 +24,11 @@ constexpr std::array<std::string_view, 14> dropList = {
 // The lines of an input; a null line has been handed on to the result or dropped.
 using Lines = std::vector<std::string_view>;
 
-Lines linesOf(const Entry& entry) {
-    Lines lines;
-    lines.reserve(static_cast<std::size_t>(entry.lineCount()));
+void findLines(EntryView entry, Lines& lines) {
+    lines.clear();
     for (int i = 0; i < entry.lineCount(); ++i) {
         lines.push_back(entry.line(i));
     }
-    return lines;
 }
 
 void traceLines(std::string_view label, const Lines& lines) {
@@ -48,7 +47,7 @@ void traceInputs(std::string_view heading, std::string_view indent, std::string_
     }
 }
 
-void requireLines(const Entry& inputObject1, const Entry& inputObject2) {
+void requireLines(EntryView inputObject1, EntryView inputObject2) {
     if (inputObject1.empty() || inputObject2.empty()) {
         fail("mergeObjects():  One or both inputs is NULL.  Exiting. \n",
              format("mergeObjects(): inputObject1 = %s\nmergeObjects(): inputObject2 = %s\n",
@@ -57,20 +56,14 @@ void requireLines(const Entry& inputObject1, const Entry& inputObject2) {
     }
 }
 
-// The attribute name of a line, its colon included. `echoLabel` stands before the line when
-// errors are echoed.
-std::string_view attributeName(std::string_view line, std::string_view dnLine,
-                               std::string_view echoLabel) {
-    const std::size_t colon = line.find(':');
-    if (colon == std::string_view::npos) {
-        const std::string error =
-            "mergeObjects():  Colon missing from attribute definition. EXITING. \n";
-        fail(error + "                 The input file could be corrupt.                  \n",
-             error + format("%s%s\n", echoLabel, line),
-             migrationFailed(format("the entry %s has a line without a colon: %s", quoted(dnLine),
-                                    quoted(line))));
-    }
-    return line.substr(0, colon + 1);
+[[noreturn]] void failWithoutColon(std::string_view line, std::string_view dnLine,
+                                   std::string_view echoLabel) {
+    const std::string error =
+        "mergeObjects():  Colon missing from attribute definition. EXITING. \n";
+    fail(error + "                 The input file could be corrupt.                  \n",
+         error + format("%s%s\n", echoLabel, line),
+         migrationFailed(
+             format("the entry %s has a line without a colon: %s", quoted(dnLine), quoted(line))));
 }
 
 bool isDnName(std::string_view name) {
@@ -78,7 +71,9 @@ bool isDnName(std::string_view name) {
 }
 
 bool isOnDropList(std::string_view name) {
-    return std::find(dropList.begin(), dropList.end(), name) != dropList.end();
+    constexpr std::string_view initials = "oKkcCaA";  // few other names begin so
+    return initials.find(name.front()) != std::string_view::npos &&
+           std::find(dropList.begin(), dropList.end(), name) != dropList.end();
 }
 
 // Hands the line on to the result.
@@ -87,31 +82,46 @@ void append(std::string_view& line) {
     line = {};
 }
 
-// A line up to one of its colons, that colon included.
+// A line up to one of its colons, that colon included. The first one is its attribute name.
 struct Head {
     std::size_t line;
     std::string_view text;
 };
+using Heads = std::vector<Head>;
 
 // Every head of every line. An attribute name is searched in all lines for each line of the other
 // entry, and it can only end at a colon: finding the colons once makes the merge five times
 // faster, and entries of a thousand lines bearable.
-std::vector<Head> headsOf(const Lines& lines) {
-    std::vector<Head> heads;
-    heads.reserve(lines.size());
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        someHead(lines[i], [&heads, i](std::string_view head) {
-            heads.push_back({i, head});
-            return false;
-        });
+void findHeads(EntryView entry, const Lines& lines, Heads& heads) {
+    heads.clear();
+    std::size_t line = 0;
+    someHead(entry.text(), [&](std::string_view head) {
+        const char* end = head.data() + head.size();
+        while (end > lines[line].data() + lines[line].size()) {
+            ++line;
+        }
+        const char* start = lines[line].data();
+        heads.push_back({line, {start, static_cast<std::size_t>(end - start)}});
+        return false;
+    });
+}
+
+// The heads of one line.
+using LineHeads = std::span<const Head>;
+
+// Those of `line`, found from `next` on, which is set behind them.
+LineHeads headsOfLine(const Heads& heads, std::size_t line, std::size_t& next) {
+    const std::size_t first = next;
+    while (next < heads.size() && heads[next].line == line) {
+        ++next;
     }
-    return heads;
+    return LineHeads(heads).subspan(first, next - first);
 }
 
 // The first line not yet handed on that holds `name` anywhere, without regard to case; the number
 // of lines when there is none. Loose on purpose: the name may match inside a longer name or in a
 // value.
-std::size_t findName(const Lines& lines, const std::vector<Head>& heads, std::string_view name) {
+std::size_t findName(const Lines& lines, const Heads& heads, std::string_view name) {
     for (const Head& head : heads) {
         if (endsIgnoringCase(head.text, name) && lines[head.line].data() != nullptr) {
             return head.line;
@@ -120,17 +130,33 @@ std::size_t findName(const Lines& lines, const std::vector<Head>& heads, std::st
     return lines.size();
 }
 
-void mergeFirst(Lines& first, Lines& second, std::string_view dnLine) {
-    const std::vector<Head> secondHeads = headsOf(second);
-    for (std::string_view& line : first) {
+bool holdsObjectClassName(LineHeads heads) {
+    return std::any_of(heads.begin(), heads.end(),
+                       [](const Head& head) { return isObjectClassName(head.text); });
+}
+
+bool namesDomain(LineHeads heads) {
+    return std::any_of(heads.begin(), heads.end(), [](const Head& head) {
+        return endsIgnoringCase(head.text, "secauthority:");
+    });
+}
+
+void mergeFirst(Lines& first, const Heads& firstHeads, Lines& second, const Heads& secondHeads) {
+    const std::string_view dnLine = first.front();
+    std::size_t nextHead = 0;
+    for (std::size_t i = 0; i < first.size(); ++i) {
+        std::string_view& line = first[i];
+        const LineHeads heads = headsOfLine(firstHeads, i, nextHead);
         // Anywhere in the line, and before anything else is asked of it: a line that only speaks of
         // an object class in its value is kept as well.
-        if (holdsObjectClassName(line)) {
+        if (holdsObjectClassName(heads)) {
             append(line);
             continue;
         }
-        const std::string_view name =
-            attributeName(line, dnLine, "mergeObjects():  attributeClone = ");
+        if (heads.empty()) {
+            failWithoutColon(line, dnLine, "mergeObjects():  attributeClone = ");
+        }
+        const std::string_view name = heads.front().text;
         if (isDnName(name)) {
             append(line);
             continue;
@@ -141,7 +167,7 @@ void mergeFirst(Lines& first, Lines& second, std::string_view dnLine) {
         const std::size_t match = findName(second, secondHeads, name);
         const bool found = match != second.size();
         // The entry's own domain counts, not that of its mapping entry.
-        if (!found || dostristr(line, "secauthority:") != nullptr) {
+        if (!found || namesDomain(heads)) {
             append(line);
         } else {
             append(second[match]);
@@ -153,12 +179,18 @@ void mergeFirst(Lines& first, Lines& second, std::string_view dnLine) {
     }
 }
 
-void mergeSecond(Lines& second, std::string_view dnLine) {
-    for (std::string_view& line : second) {
+void mergeSecond(Lines& second, const Heads& secondHeads, std::string_view dnLine) {
+    std::size_t nextHead = 0;
+    for (std::size_t i = 0; i < second.size(); ++i) {
+        std::string_view& line = second[i];
+        const LineHeads heads = headsOfLine(secondHeads, i, nextHead);
         if (line.data() == nullptr) {
             continue;
         }
-        const std::string_view name = attributeName(line, dnLine, "attributeClone =  ");
+        if (heads.empty()) {
+            failWithoutColon(line, dnLine, "attributeClone =  ");
+        }
+        const std::string_view name = heads.front().text;
         if (!isDnName(name) && !isOnDropList(name)) {
             append(line);
         }
@@ -189,12 +221,19 @@ void traceMerged() {
 
 }  // namespace
 
-void mergeObjects(const Entry& inputObject1, const Entry& inputObject2) {
+void mergeObjects(EntryView inputObject1, EntryView inputObject2) {
     const OutOfMemoryLine line("mergeObjects():  malloc() failure.  EXITING. \n");
     trace("mergeObjects():  FUNCTION ENTRY  \n");
     requireLines(inputObject1, inputObject2);
-    Lines first = linesOf(inputObject1);
-    Lines second = linesOf(inputObject2);
+    // Kept from merge to merge: memory for them would cost more than all the rest.
+    static Lines first;
+    static Lines second;
+    static Heads firstHeads;
+    static Heads secondHeads;
+    findLines(inputObject1, first);
+    findLines(inputObject2, second);
+    findHeads(inputObject1, first, firstHeads);
+    findHeads(inputObject2, second, secondHeads);
     traceInputs("THE FOLLOWING TWO OBJECTS ARE TO BE MERGED: \n", "   ", "", first, second);
     freeObject();
     trace("mergeObjects():  numberOfInputObject1Attributes = %d \n"
@@ -202,8 +241,8 @@ void mergeObjects(const Entry& inputObject1, const Entry& inputObject2) {
           first.size(), second.size());
     // The lines are listed twice because whoever reads traces expects both lists.
     traceInputs("CLONES OF THE ABOVE OBJECTS ARE: \n", "", "Clone", first, second);
-    mergeFirst(first, second, inputObject1.line(0));
-    mergeSecond(second, inputObject2.line(0));
+    mergeFirst(first, firstHeads, second, secondHeads);
+    mergeSecond(second, secondHeads, inputObject2.line(0));
     traceUnmerged("inputObject1Clone", ".", first);
     traceUnmerged("inputObject2Clone", ":", second);
     traceMerged();

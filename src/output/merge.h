@@ -8,8 +8,8 @@
 // control are not merged: only the first entry's object classes stay.
 #pragma once
 
-class Entry;
+#include "entry/entry.h"
 
 // Leaves the merged entry in `object`, whose old lines are released; neither input may be
 // `object`. Ends the process when an input is empty or a line has no colon.
-void mergeObjects(const Entry& inputObject1, const Entry& inputObject2);
+void mergeObjects(EntryView inputObject1, EntryView inputObject2);

@@ -24,7 +24,8 @@ struct NamingAttribute {
 
 bool isInDefaultDomain(std::string_view dn) {
     // A bare search on purpose: a domain whose name only begins with "default" counts too.
-    std::string tempString(dn);
+    static std::string tempString;
+    tempString = dn;
     strtolower(tempString);
     return tempString.find("secauthority=default") != std::string::npos &&
            tempString.find("cn=subdomains") == std::string::npos;
@@ -120,7 +121,7 @@ std::string_view namingValue(std::string_view line, const NamingAttribute& attri
 
 // The first naming value in row `index`, its line end included; null when there is none.
 std::string_view findNamingValue(const Finder& finder, int index) {
-    const Entry& row = finder.matrix.row(index);
+    const EntryView row = finder.matrix.row(index);
     for (int column = 0; column < row.lineCount(); ++column) {
         if (!finder.searchPrefix.empty()) {
             trace("%s%s[%d][%d] = %s", finder.searchPrefix, finder.matrix.name, index, column,
@@ -191,7 +192,7 @@ std::string newDnLine(const Builder& builder, int index, std::string_view oldDn)
 }
 
 void traceUserRow(int index) {
-    const Entry& row = secUser_matrix.row(index);
+    const EntryView row = secUser_matrix.row(index);
     if (debug) {
         for (int column = 0; column < row.lineCount(); ++column) {
             trace("  secUser_matrix[%d][%d] = %s", index, column, row.line(column));

@@ -63,22 +63,30 @@ int write(const Writer& writer, OutputFile& stream, std::string_view text) {
     return 0;
 }
 
-// Writes all lines of the entry but its old DN line.
-int writeLines(const Writer& writer, OutputFile& stream, const Entry& entry,
-               std::span<const std::string_view> filter) {
-    for (int i = 1; i < entry.lineCount(); ++i) {
-        const std::string_view line = entry.line(i);
-        if (holdsAnyName(line, filter)) {
-            continue;
-        }
-        if (writer.tracesLines) {
-            trace("Writing object[%d] = %s", i, line);
-        }
-        if (write(writer, stream, line) != 0) {
-            return -1;
+// Writes lines `first` to `last` - 1 of the entry.
+int writeRun(const Writer& writer, OutputFile& stream, EntryView entry, int first, int last) {
+    if (writer.tracesLines && debug) {
+        for (int i = first; i < last; ++i) {
+            trace("Writing object[%d] = %s", i, entry.line(i));
         }
     }
-    return 0;
+    return first < last ? write(writer, stream, entry.lines(first, last)) : 0;
+}
+
+// Writes all lines of the entry but its old DN line, in runs between those that the filter drops.
+int writeLines(const Writer& writer, OutputFile& stream, EntryView entry, const NameSet& filter) {
+    int first = 1;
+    const bool failed = someHead(
+        entry, [&filter](std::string_view head) { return filter.matches(head); },
+        [&](int line, std::string_view, std::string_view) {
+            if (line < first) {
+                return false;
+            }
+            const int result = writeRun(writer, stream, entry, first, line);
+            first = line + 1;
+            return result != 0;
+        });
+    return failed ? -1 : writeRun(writer, stream, entry, first, entry.lineCount());
 }
 
 int endRecord(const Writer& writer, OutputFile& stream) {
@@ -88,8 +96,8 @@ int endRecord(const Writer& writer, OutputFile& stream) {
 // Merges the entry of the owner in slot `index` with its mapping entry.
 void mergeWithMapping(const Writer& writer, const Matrix& entries, const Matrix& mappings,
                       int index, std::string_view newDnLine) {
-    const Entry& entry = entries.row(index);
-    const Entry& mapping = mappings.row(index);
+    const EntryView entry = entries.row(index);
+    const EntryView mapping = mappings.row(index);
     if (entry.empty() || mapping.empty()) {
         const std::string error =
             format("%s():  ERROR:  Passing a NULL pointer to mergeObjects() \n", writer.function);
@@ -110,12 +118,13 @@ void mergeWithMapping(const Writer& writer, const Matrix& entries, const Matrix&
 }
 
 // Merges what `object` holds into the user's entry below cn=Users, which leads.
-void mergeWithUsersEntry(const Entry& usersEntry) {
+void mergeWithUsersEntry(EntryView usersEntry) {
     trace("writeSecUserAddToOutputFile():  A Users secUser object exists. Begin merge. \n"
           "next_available_object_slot = %d \n"
           "SECUSER_MATRIX_NUMBER_OF_COLUMNS = %d \n",
           next_available_object_slot(), SECUSER_MATRIX_NUMBER_OF_COLUMNS);
-    const Entry partiallyMergedSecUser = std::exchange(object, Entry());
+    static Entry partiallyMergedSecUser;
+    std::swap(partiallyMergedSecUser, object);
     if (debug) {
         for (int i = 0; i < partiallyMergedSecUser.lineCount(); ++i) {
             trace("partiallyMergedSecUser[%d] = %s ", i, partiallyMergedSecUser.line(i));
@@ -127,7 +136,7 @@ void mergeWithUsersEntry(const Entry& usersEntry) {
 // Writes the record of the owner in slot `index`: its entry merged with its mapping entry and, if
 // it has one, with the entry that leads.
 int writeOwner(const Writer& writer, OutputFile& stream, const OwnerTable& owners,
-               const Matrix& entries, const Matrix& mappings, const Entry& leading, int index) {
+               const Matrix& entries, const Matrix& mappings, EntryView leading, int index) {
     traceEntry(writer);
     const std::string_view dn = owners.dn(index);
     requireDn(writer, owners.name(), dn, index);
@@ -185,7 +194,7 @@ int writePolicyContainerAddToOutputFile(int index) {
 
 int writeSecPolicyAddToOutputFile(int index, OutputFile& stream) {
     traceEntry(policyWriter);
-    const Entry& policy = secPolicy_matrix.row(index);
+    const EntryView policy = secPolicy_matrix.row(index);
     if (policy.empty()) {
         return traceExit(policyWriter);
     }
@@ -197,7 +206,6 @@ int writeSecPolicyAddToOutputFile(int index, OutputFile& stream) {
 }
 
 int writeSecGroupAddToOutputFile(int index, OutputFile& stream) {
-    static const Entry none;
     return writeOwner(groupWriter, stream, secGroup_dn, secGroup_matrix, secMap_for_secGroup_matrix,
-                      none, index);
+                      {}, index);
 }

@@ -182,14 +182,19 @@ TEST_F(ObjectCacheTest, AReleasedDnGivesItsMemoryBack) {
     EXPECT_LT(bytesInUse(), filled - dn.size());
 }
 
-TEST_F(ObjectCacheTest, ARowHoldsNoMoreMemoryThanItsLinesNeed) {
+TEST_F(ObjectCacheTest, RowsHoldLittleMoreMemoryThanTheirLines) {
+    const std::string line = "a line of forty bytes, its line feed too\n";
     Entry entry;
-    for (int i = 0; i < 1000; ++i) {
-        entry.append("a line of forty bytes, its line feed too\n");
+    for (int i = 0; i < 10; ++i) {
+        entry.append(line);
     }
-    const std::size_t growing = bytesInUse();
-    secUser_matrix.fill(0, entry);
-    EXPECT_LT(bytesInUse(), growing);
+    constexpr std::size_t rows = 10000;
+    const std::size_t before = bytesInUse();
+    for (std::size_t i = 0; i < rows; ++i) {
+        secUser_matrix.fill(static_cast<int>(i), entry);
+    }
+    const std::size_t lines = rows * entry.text().size();
+    EXPECT_LT(bytesInUse() - before, lines + lines / 5);
 }
 
 TEST_F(ObjectCacheTest, EmptyingTheCacheNeedsNoMemory) {
@@ -281,6 +286,54 @@ TEST_F(ObjectCacheTest, AReplacedDnIsNotFoundAnyMore) {
     EXPECT_EQ(secUser_dn.dn(0), "dn: cn=new\n");
     EXPECT_EQ(secUser_dn.find("cn=a\n"), -1);
     EXPECT_EQ(secUser_dn.find("cn=b\n"), 1);
+}
+
+TEST_F(ObjectCacheTest, OwnersAreFoundHoweverManyThereAre) {
+    constexpr int many = 20000;
+    secUser_dn.prepare(3);
+    for (int i = 0; i < many; ++i) {
+        secUser_dn.open("cn=" + std::to_string(i) + "\n");
+    }
+    for (int i = 0; i < many; ++i) {
+        ASSERT_EQ(secUser_dn.find("CN=" + std::to_string(i) + "\n"), i);
+    }
+    EXPECT_EQ(secUser_dn.find("cn=20000\n"), -1);
+    secUser_dn.clear();
+    EXPECT_EQ(secUser_dn.find("cn=1\n"), -1);
+    secUser_dn.open("cn=1\n");
+    EXPECT_EQ(secUser_dn.find("cn=1\n"), 0);
+}
+
+TEST_F(ObjectCacheTest, RowsOfAnyLengthStandSideBySide) {
+    Entry large;
+    for (int i = 0; i < 60000; ++i) {
+        large.append("control: " + std::to_string(i) + '\n');
+    }
+    for (int i = 0; i < 3000; ++i) {
+        secUser_matrix.fill(i, i % 1000 == 500 ? large : entryOf({"dn: " + std::to_string(i)}));
+    }
+    for (int i = 0; i < 3000; ++i) {
+        if (i % 1000 == 500) {
+            ASSERT_EQ(secUser_matrix.row(i).text(), large.text());
+            ASSERT_EQ(secUser_matrix.row(i).line(59999), "control: 59999\n");
+        } else {
+            ASSERT_EQ(secUser_matrix.row(i).text(), "dn: " + std::to_string(i));
+        }
+    }
+}
+
+TEST_F(ObjectCacheTest, MemoryIsGivenBackWithTheLastRow) {
+    fillRow(secUser_matrix, 0, {"dn: cn=a\n"});
+    const std::size_t before = bytesInUse();
+    {
+        Entry large;
+        large.append(std::string(1000000, 'x'));
+        secPolicy_matrix.fill(0, large);
+    }
+    EXPECT_GT(bytesInUse(), before + 900000);
+    freeSecPolicy(0);
+    freeSecUser(0);
+    EXPECT_LT(bytesInUse(), before);
 }
 
 // What a lookup must answer: a scan from slot 0.

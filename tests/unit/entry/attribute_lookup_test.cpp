@@ -3,9 +3,12 @@
 #include <gmock/gmock.h>
 
 #include <functional>
+#include <iterator>
 #include <set>
 #include <string>
+#include <string_view>
 
+#include "support/dice.h"
 #include "support/entry_fixture.h"
 #include "support/failure.h"
 #include "support/process.h"
@@ -252,6 +255,53 @@ TEST_F(MissingMemory, IsTracedByTheIndexRoutines) {
                     testing::IsSupersetOf({name + "():  ERROR:  malloc() failure.  Exiting. \n",
                                            name + "():  ERROR:  realloc() failure.  Exiting. \n"}));
     }
+}
+
+// The attributes of an entry, unfolded together and one by one.
+struct Unfolded {
+    std::string together;
+    std::string oneByOne;
+};
+
+Unfolded unfolded() {
+    Unfolded result;
+    result.together = unfoldedObject();
+    for (int i = 0; i < object.lineCount(); ++i) {
+        if (!object.line(i).starts_with(' ')) {
+            result.oneByOne += obtainAttributeFromObjectArray(i) + '\n';
+        }
+    }
+    return result;
+}
+
+TEST_F(AttributeLookup, AllAttributesAreUnfoldedAtOnce) {
+    setObject({"dn: cn=a,\n", " o=b\n", "  c\n", "cn: a\n", "x\n", " y"});
+    EXPECT_EQ(unfoldedObject(), "dn: cn=a,o=b c\ncn: a\nxy\n");
+    setObject({"dn: cn=a\n", "cn: a\n"});
+    EXPECT_EQ(unfoldedObject(), "dn: cn=a\ncn: a\n");
+    setObject({"dn: cn=a\n", "added without a line end"});
+    EXPECT_EQ(unfoldedObject(), "dn: cn=a\nadded without a line end\n");
+}
+
+TEST_F(AttributeLookup, AllAttributesAreUnfoldedAsOneByOne) {
+    constexpr std::string_view lines[] = {"cn: a\n", "cn: a\r\n", " b\n", " b\r\n",  " \tb\n",
+                                          "c",       "a\rb\n",    " c",   " d\re\n", "x:\n"};
+    Dice dice(20261);
+    for (int round = 0; round < 5000; ++round) {
+        freeObject();
+        object.append(round % 2 == 0 ? "dn: cn=a\n" : "dn: cn=a");
+        for (std::size_t count = dice.upTo(5); count > 0; --count) {
+            object.append(lines[dice.upTo(std::size(lines) - 1)]);
+        }
+        const Unfolded result = unfolded();
+        ASSERT_EQ(result.together, result.oneByOne) << object.text();
+    }
+}
+
+TEST_F(AttributeLookup, ContinuationLineWhereAnAttributeIsRequiredEndsTheProcess) {
+    setObject({"dn: cn=a\n", " b\n"});
+    requireAttribute(0);
+    EXPECT_THAT(endingOf([] { requireAttribute(1); }), FailsWith(380928302));
 }
 
 }  // namespace

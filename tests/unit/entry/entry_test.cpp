@@ -2,10 +2,12 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdint>
 #include <limits>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "support/entry_fixture.h"
 #include "support/process.h"
@@ -73,12 +75,95 @@ TEST(Entry, GrowsWithoutABound) {
     EXPECT_EQ(entry.line(19999), "control: 19999\n");
 }
 
-TEST(Entry, ClearedAndShrunkEntriesTakeNewLines) {
+TEST(Entry, LinesMayComeManyAtATime) {
+    Entry entry = entryOf({"dn: cn=a\n"});
+    const std::uint32_t ends[] = {6, 7, 12};
+    entry.append("cn: a\nx last", ends);
+    entry.append("", {});
+    EXPECT_THAT(linesOf(entry), ElementsAre("dn: cn=a\n", "cn: a\n", "x", " last"));
+}
+
+TEST(EntryView, ShowsLinesBackToBack) {
+    const Entry entry = entryOf({"dn: cn=a\n", "cn: a\n", "x", "last"});
+    const EntryView view = entry;
+    EXPECT_EQ(view.text(), "dn: cn=a\ncn: a\nxlast");
+    EXPECT_EQ(view.lines(1, 3), "cn: a\nx");
+    EXPECT_EQ(view.lines(4, 4), "");
+    EXPECT_EQ(view.line(3), "last");
+    EXPECT_EQ(view.line(4).data(), nullptr);
+    EXPECT_TRUE(EntryView().empty());
+    EXPECT_EQ(EntryView().text(), "");
+    EXPECT_EQ(EntryView().line(0).data(), nullptr);
+}
+
+TEST(EntryView, FindsTheLineOfAByte) {
+    const Entry entry = entryOf({"ab\n", "", "c", "d\n"});
+    std::vector<int> lines;
+    for (std::size_t offset = 0; offset < entry.text().size(); ++offset) {
+        lines.push_back(EntryView(entry).lineOf(offset));
+    }
+    EXPECT_THAT(lines, ElementsAre(0, 0, 0, 2, 3, 3));
+}
+
+TEST(StoredEntry, KeepsAllLines) {
+    EntryStorage storage;
+    const std::vector<Entry> entries = {entryOf({"dn: cn=a\n", "cn: a\n"}), entryOf({"x"}),
+                                        entryOf({"", "y\n", ""}),
+                                        entryOf({std::string(1000000, 'z')}), entryOf({"last"})};
+    std::vector<StoredEntry> stored;
+    for (const Entry& entry : entries) {
+        stored.emplace_back(entry, storage);
+    }
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        EXPECT_EQ(linesOf(stored[i]), linesOf(entries[i]));
+    }
+    EXPECT_TRUE(EntryView(StoredEntry()).empty());
+    EXPECT_TRUE(EntryView(StoredEntry(Entry(), storage)).empty());
+}
+
+TEST(EntryStorage, MayBeFilledAnewAfterItHasBeenCleared) {
+    EntryStorage storage;
+    StoredEntry first(entryOf({"first\n"}), storage);
+    storage.clear();
+    const StoredEntry second(entryOf({"second\n"}), storage);
+    EXPECT_THAT(linesOf(second), ElementsAre("second\n"));
+}
+
+// What somebody sees who looks at heads that end in `name`, up to `most` of them.
+std::vector<std::string> headsOf(const Entry& entry, std::string_view name, std::size_t most) {
+    std::vector<std::string> seen;
+    const bool stopped = someHead(
+        entry, [name](std::string_view head) { return head.ends_with(name); },
+        [&](int line, std::string_view head, std::string_view tail) {
+            seen.push_back(std::to_string(line) + '|' + std::string(head) + '|' +
+                           std::string(tail));
+            return seen.size() == most;
+        });
+    EXPECT_EQ(stopped, seen.size() == most);
+    return seen;
+}
+
+TEST(Heads, AreThoseOfEveryColonOfEveryLine) {
+    const Entry entry = entryOf({"a: b:c\n", "none\n", "", ":\n", "x", "y:"});
+    EXPECT_THAT(headsOf(entry, ":", 100),
+                ElementsAre("0|a:| b:c\n", "0|a: b:|c\n", "3|:|\n", "5|y:|"));
+    EXPECT_THAT(headsOf(entry, ":", 2), ElementsAre("0|a:| b:c\n", "0|a: b:|c\n"));
+    EXPECT_THAT(headsOf(entryOf({"none\n"}), ":", 100), IsEmpty());
+    EXPECT_THAT(headsOf(Entry(), ":", 100), IsEmpty());
+}
+
+TEST(Heads, DoNotReachIntoTheLineBefore) {
+    // A piece of a long line has no line end: "xcn:" is in the text, but not in a line.
+    const Entry entry = entryOf({"dn: x", "cn: a\n", "xcn: b\n"});
+    EXPECT_THAT(headsOf(entry, "xcn:", 100), ElementsAre("2|xcn:| b\n"));
+    EXPECT_THAT(headsOf(entry, "cn:", 100), ElementsAre("1|cn:| a\n", "2|xcn:| b\n"));
+}
+
+TEST(Entry, ClearedEntriesTakeNewLines) {
     Entry entry = entryOf({"old\n"});
     entry.clear();
     EXPECT_TRUE(entry.empty());
     entry.append("new\n");
-    entry.shrink();
     EXPECT_THAT(linesOf(entry), ElementsAre("new\n"));
     entry.append("newer\n");
     EXPECT_THAT(linesOf(entry), ElementsAre("new\n", "newer\n"));

@@ -130,11 +130,19 @@ TEST_F(ObjectClassFixture, OnlyTheFirstLineMakesAContainerOneOfResourceCredentia
     EXPECT_EQ(classOf({"dn: cn=a\n", "cn=ResCreds\n", "objectClass: container\n"}), 9);
 }
 
-TEST_F(ObjectClassFixture, SpellingsOfTheAttributeNameAreFoundAnywhereInALine) {
-    EXPECT_TRUE(holdsObjectClassName("objectClass: top\n"));
-    EXPECT_TRUE(holdsObjectClassName("description: objectclass:\n"));
-    EXPECT_FALSE(holdsObjectClassName("ObjectClass: top\n"));
-    EXPECT_FALSE(holdsObjectClassName("objectClass top\n"));
+TEST_F(ObjectClassFixture, AttributeNameHasTwoSpellingsAndMayEndALongerOne) {
+    EXPECT_TRUE(isObjectClassName("objectClass:"));
+    EXPECT_TRUE(isObjectClassName("description: objectclass:"));
+    EXPECT_FALSE(isObjectClassName("ObjectClass:"));
+    EXPECT_FALSE(isObjectClassName("objectClass"));
+}
+
+TEST_F(ObjectClassFixture, FirstWordsOfOtherKindsHideNothing) {
+    EXPECT_EQ(classOf({"dn: cn=a\n", "objectclass: top  x secuser\n"}), SECUSER_OBJECTCLASS);
+    EXPECT_EQ(classOf({"dn: cn=a\n", "objectclass: Xcontainer Container\n"}),
+              CONTAINER_OBJECTCLASS);
+    EXPECT_EQ(classOf({"dn: cn=a\n", "objectclass: top \n"}), UNINTERESTING_OBJECTCLASS);
+    EXPECT_EQ(classOf({"dn: cn=a\n", "objectclass:secUser"}), UNINTERESTING_OBJECTCLASS);
 }
 
 }  // namespace

@@ -113,10 +113,11 @@ TEST_F(PassThrough, EveryLineIsTracedWithItsMeaning) {
 }
 
 TEST(EntryIdentifier, IsFoundAnywhereInTwoSpellings) {
-    EXPECT_TRUE(holdsEntryIdentifier("KVO-ENTRYUUID: 1"));
-    EXPECT_TRUE(holdsEntryIdentifier("x kvo-entryuuid: 1"));
-    EXPECT_FALSE(holdsEntryIdentifier("Kvo-EntryUUID: 1"));
-    EXPECT_FALSE(holdsEntryIdentifier("kvo-entryuuid:1"));
+    EXPECT_TRUE(isEntryIdentifier("KVO-ENTRYUUID:", " 1"));
+    EXPECT_TRUE(isEntryIdentifier("x kvo-entryuuid:", "  "));
+    EXPECT_FALSE(isEntryIdentifier("Kvo-EntryUUID:", " 1"));
+    EXPECT_FALSE(isEntryIdentifier("kvo-entryuuid:", "1"));
+    EXPECT_FALSE(isEntryIdentifier("kvo-entryuuid:", ""));
 }
 
 }  // namespace

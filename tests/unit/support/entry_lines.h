@@ -25,7 +25,7 @@ inline Entry entryOfLength(int count) {
     return entry;
 }
 
-inline std::vector<std::string> linesOf(const Entry& entry) {
+inline std::vector<std::string> linesOf(EntryView entry) {
     std::vector<std::string> lines;
     for (int i = 0; i < entry.lineCount(); ++i) {
         lines.emplace_back(entry.line(i));

@@ -1,0 +1,45 @@
+// Attribute names looked for at the ends of heads.
+//
+// A head is a line up to one of its colons. Attribute names, each with its colon, end there and
+// nowhere else; whether a line holds a name anywhere comes down to how its heads end.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "entry/text.h"
+
+// Names, each with its colon and in any case. They must outlive the set.
+class NameSet {
+public:
+    explicit constexpr NameSet(std::span<const std::string_view> names) : names_(names) {
+        for (const std::string_view name : names) {
+            lastLetters_ |= lastLetterOf(name);
+        }
+    }
+
+    // Whether `head` ends in one of the names, without regard to case.
+    bool matches(std::string_view head) const {
+        return (lastLetters_ & lastLetterOf(head)) != 0 &&
+               std::any_of(names_.begin(), names_.end(),
+                           [head](std::string_view name) { return endsIgnoringCase(head, name); });
+    }
+
+    // Whether `line` holds one of the names.
+    bool matchesSome(std::string_view line) const {
+        return someHead(line, [this](std::string_view head) { return matches(head); });
+    }
+
+private:
+    // A bit for what stands before the colon, whatever its case. Most heads are told apart by it.
+    static constexpr std::uint32_t lastLetterOf(std::string_view head) {
+        constexpr unsigned withoutCase = 31;
+        const char last = head.size() < 2 ? '\0' : head[head.size() - 2];
+        return std::uint32_t{1} << (static_cast<unsigned char>(last) & withoutCase);
+    }
+
+    std::span<const std::string_view> names_;
+    std::uint32_t lastLetters_ = 0;
+};
