@@ -16,9 +16,10 @@ namespace {
 File claimedInput;
 File claimedWorkFile;
 
-FileState inputAtStart;    // written by claimInput; of no kind where it could not be opened
-FileState stagedWorkFile;  // written by noteStagedWorkFile
-bool isStaged = false;     // whether stagedWorkFile is valid
+FileState inputAtStart;      // written by claimInput; of no kind where it could not be opened
+FileState stagedWorkFile;    // written by noteStagedWorkFile
+bool isStaged = false;       // whether stagedWorkFile is valid
+bool wasLeftBehind = false;  // written by claimWorkFile
 
 [[noreturn]] void failChangedInput() {
     fail({}, {},
@@ -49,11 +50,16 @@ int claimWorkFile() {
     if (!claimedWorkFile.isOpen()) {
         return -1;
     }
-    const FileKind kind = stateOf(claimedWorkFile.descriptor()).kind;
-    if (kind == FileKind::PIPE || kind == FileKind::OTHER) {
+    const FileState state = stateOf(claimedWorkFile.descriptor());
+    if (state.kind == FileKind::PIPE || state.kind == FileKind::OTHER) {
         errno = ENODEV;
     }
-    return kind == FileKind::REGULAR ? lockFile(claimedWorkFile) : -1;
+    wasLeftBehind = state.size > 0;
+    return state.kind == FileKind::REGULAR ? lockFile(claimedWorkFile) : -1;
+}
+
+bool holdsLeftOvers() {
+    return wasLeftBehind;
 }
 
 Message claimMessage(const std::string& name) {
@@ -117,4 +123,5 @@ void releaseClaims() {
     inputAtStart = {};
     stagedWorkFile = {};
     isStaged = false;
+    wasLeftBehind = false;
 }

@@ -18,6 +18,9 @@ int claimInput();
 // errno: ELOOP for a symbolic link, ENODEV for what is no regular file.
 int claimWorkFile();
 
+// Whether the work file held something when its lock was taken: another run has left it behind.
+bool holdsLeftOvers();
+
 // What is said when `name` cannot be had for this run alone; errno gives the reason.
 Message claimMessage(const std::string& name);
 

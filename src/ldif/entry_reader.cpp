@@ -8,6 +8,7 @@
 #include "ldif/run_files.h"
 
 bool changetypeSeen = false;
+FilePosition filePositionOfChangetypeSearch;
 FilePosition filePositionBeforeReadingObject;
 FilePosition filePositionAfterReadingObject;
 
@@ -29,36 +30,70 @@ FilePosition positionBeforeObject(std::string_view function, LineReader& stream)
     return position;
 }
 
-void lookForChangetype(std::string_view line) {
-    changetypeSeen = changetypeSeen || someHead(line, [](std::string_view head) {
-                         return head.ends_with("changetype:");
-                     });
+// Looks at the lines just read.
+void lookForChangetype(std::string_view lines, const LineReader& stream) {
+    const long end = stream.tell();
+    if (changetypeSeen || end <= filePositionOfChangetypeSearch.offset) {
+        return;
+    }
+    filePositionOfChangetypeSearch.offset = end;
+    changetypeSeen =
+        someHead(lines, [](std::string_view head) { return head.ends_with("changetype:"); });
 }
 
 enum Source { EXPORT, WORK_FILE };
 
+bool isTooLarge(Source source) {
+    return source == EXPORT && next_available_object_slot() > MOST_LINES_OF_AN_OBJECT;
+}
+
+void takeRun(LineReader& stream, Source source) {
+    const LineReader::Run run = stream.readRunAtHand();
+    lineNum += static_cast<std::uint32_t>(run.ends.size());
+    if (source == WORK_FILE) {
+        lookForChangetype(run.text, stream);
+    }
+    object.append(run.text, run.ends);
+}
+
 // Gathers the lines of the next entry in `object`. Returns 0 at the blank line behind it,
 // END_OF_FILE, READ_ERROR, or PASSED_THROUGH when an entry of the export is too large.
 int gatherLines(LineReader& stream, Source source) {
+    Extent extent = {stream.tell()};
+    bool isRegular = true;  // whether the extent holds nothing but the lines gathered, all whole
     for (;;) {
+        if (object.empty()) {
+            lineNum += stream.skipBlankLinesAtHand();
+            extent.firstLine = stream.tell();
+        }
+        takeRun(stream, source);
+        if (isTooLarge(source)) {
+            return PASSED_THROUGH;
+        }
+        extent.end = stream.tell();
         const int result = getNextLine(nextLine, stream);
         if (result != 0) {
             return result;
         }
+        extent.next = stream.tell();
+        isRegular = isRegular && nextLine.ends_with('\n') && !isCommentLine(nextLine) &&
+                    extent.next - extent.end == static_cast<off_t>(nextLine.size());
         if (isBlankLine(nextLine)) {
             if (object.empty()) {
                 continue;
             }
+            if (isRegular) {
+                stream.noteExtent(extent);
+            }
             return 0;
         }
         if (source == WORK_FILE) {
-            lookForChangetype(nextLine);  // comments count here
+            lookForChangetype(nextLine, stream);  // comments count here
         }
-        if (isCommentLine(nextLine)) {
-            continue;
+        if (!isCommentLine(nextLine)) {
+            object.append(nextLine);
         }
-        object.append(nextLine);
-        if (source == EXPORT && next_available_object_slot() > MOST_LINES_OF_AN_OBJECT) {
+        if (isTooLarge(source)) {
             return PASSED_THROUGH;
         }
     }

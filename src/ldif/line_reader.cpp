@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 std::string_view nextLine;
 std::uint32_t lineNum = 0;
@@ -16,8 +17,12 @@ constexpr std::size_t longestLine = 4095;
 
 }  // namespace
 
+LineReader::~LineReader() {
+    flush();
+}
+
 int LineReader::open(const std::string& name, int flags) {
-    *this = LineReader();
+    close();
     file_ = openFile(name, flags);
     if (!file_.isOpen()) {
         return -1;
@@ -28,9 +33,14 @@ int LineReader::open(const std::string& name, int flags) {
 }
 
 int LineReader::close() {
-    const int result = file_.close();
+    const int flushed = flush();
+    const int error = errno;
+    const int closed = file_.close();
     *this = LineReader();
-    return result;
+    if (flushed != 0) {
+        errno = error;
+    }
+    return flushed == 0 && closed == 0 ? 0 : -1;
 }
 
 int LineReader::readLine(std::string_view& line) {
@@ -58,6 +68,59 @@ int LineReader::readLine(std::string_view& line) {
     return 0;
 }
 
+LineReader::Run LineReader::readRunAtHand() {
+    constexpr std::size_t mostLines = 1000;
+    runEnds_.clear();
+    if (holdsNul_) {
+        return {};
+    }
+    const char* const begin = buffer_.data() + next_;
+    const char* const end = buffer_.data() + end_;
+    const char* at = begin;
+    while (end - at >= 2 && runEnds_.size() < mostLines) {
+        const char first = *at == ' ' ? at[1] : *at;  // that of the value, in a continuation
+        if (static_cast<unsigned char>(first) <= '#') {
+            break;  // may be blank or a comment
+        }
+        const std::size_t most = std::min(static_cast<std::size_t>(end - at), longestLine);
+        const void* lineFeed = std::memchr(at, '\n', most);
+        if (lineFeed == nullptr) {
+            break;
+        }
+        at = static_cast<const char*>(lineFeed) + 1;
+        runEnds_.push_back(static_cast<std::uint32_t>(at - begin));
+    }
+    const auto size = static_cast<std::size_t>(at - begin);
+    next_ += size;
+    return {{begin, size}, runEnds_};
+}
+
+std::uint32_t LineReader::skipBlankLinesAtHand() {
+    // What is left of a deleted line is the end of this text, and later passes read all of them
+    // again: comparing whole lines takes a fraction of the time of a look at every byte.
+    static const std::string blanks = std::string(longestLine - 2, ' ') + "\r\n";
+    const char* const begin = buffer_.data() + next_;
+    const char* const end = buffer_.data() + end_;
+    const char* at = begin;
+    std::uint32_t count = 0;
+    while (at < end && (*at == ' ' || *at == '\r' || *at == '\n')) {
+        const std::size_t most = std::min(static_cast<std::size_t>(end - at), longestLine);
+        const void* lineFeed = std::memchr(at, '\n', most);
+        if (lineFeed == nullptr) {
+            break;
+        }
+        const auto size = static_cast<std::size_t>(static_cast<const char*>(lineFeed) + 1 - at);
+        if (std::memcmp(at, blanks.data() + blanks.size() - size, size) != 0 &&
+            !isBlankLine({at, size})) {
+            break;
+        }
+        at += size;
+        ++count;
+    }
+    next_ += static_cast<std::size_t>(at - begin);
+    return count;
+}
+
 // Reads more of the file behind the bytes at hand. Keeps those from the mark on if that leaves
 // half the buffer free, else those not handed out yet.
 int LineReader::fill() {
@@ -79,11 +142,8 @@ int LineReader::fill() {
         return READ_ERROR;
     }
     end_ += static_cast<std::size_t>(count);
+    holdsNul_ = std::memchr(buffer_.data(), '\0', end_) != nullptr;
     return count == 0 ? END_OF_FILE : 0;
-}
-
-long LineReader::tell() const {
-    return hasPositions_ ? bufferOffset_ + static_cast<off_t>(next_) : -1;
 }
 
 int LineReader::getPosition(FilePosition& position) {
@@ -97,12 +157,14 @@ int LineReader::getPosition(FilePosition& position) {
 }
 
 int LineReader::setPosition(const FilePosition& position) {
+    const auto overwrittenEnd = overwrittenOffset_ + static_cast<off_t>(overwritten_.size());
+    const bool isOverwritten = !overwritten_.empty() && position.offset < overwrittenEnd;
     const off_t inBuffer = position.offset - bufferOffset_;
-    if (hasPositions_ && inBuffer >= 0 && inBuffer <= static_cast<off_t>(end_)) {
+    if (hasPositions_ && !isOverwritten && inBuffer >= 0 && inBuffer <= static_cast<off_t>(end_)) {
         next_ = static_cast<std::size_t>(inBuffer);
         return 0;
     }
-    if (::lseek(file_.descriptor(), position.offset, SEEK_SET) < 0) {
+    if (flush() != 0 || ::lseek(file_.descriptor(), position.offset, SEEK_SET) < 0) {
         return -1;
     }
     bufferOffset_ = position.offset;
@@ -110,19 +172,36 @@ int LineReader::setPosition(const FilePosition& position) {
     return 0;
 }
 
+std::optional<Extent> LineReader::takeNotedExtent() {
+    const std::optional<Extent> extent = std::exchange(noted_, std::nullopt);
+    return extent && extent->start == tell() ? extent : std::nullopt;
+}
+
+std::string_view LineReader::textAtHand(off_t from, off_t to) const {
+    if (from < bufferOffset_ || to > bufferOffset_ + static_cast<off_t>(end_)) {
+        return {};
+    }
+    return {buffer_.data() + (from - bufferOffset_), static_cast<std::size_t>(to - from)};
+}
+
 int LineReader::overwrite(const FilePosition& position, std::string_view text) {
-    if (writeTextAt(file_.descriptor(), text, position.offset) < 0) {
+    const auto overwrittenEnd = overwrittenOffset_ + static_cast<off_t>(overwritten_.size());
+    if (position.offset != overwrittenEnd || overwritten_.size() + text.size() > bufferSize) {
+        if (flush() != 0) {
+            return -1;
+        }
+        overwrittenOffset_ = position.offset;
+    }
+    overwritten_ += text;
+    return 0;
+}
+
+int LineReader::flush() {
+    if (writeTextAt(file_.descriptor(), overwritten_, overwrittenOffset_) < 0) {
         error_ = errno;
         return -1;
     }
-    const off_t inBuffer = position.offset - bufferOffset_;
-    const off_t from = std::max<off_t>(inBuffer, 0);
-    const off_t to = std::min(inBuffer + static_cast<off_t>(text.size()), static_cast<off_t>(end_));
-    if (from < to) {
-        const std::string_view seen = text.substr(static_cast<std::size_t>(from - inBuffer),
-                                                  static_cast<std::size_t>(to - from));
-        std::copy(seen.begin(), seen.end(), buffer_.begin() + from);
-    }
+    overwritten_.clear();
     return 0;
 }
 
@@ -133,29 +212,13 @@ int getNextLine(std::string_view& buffer, LineReader& stream) {
 }
 
 bool isBlankLine(std::string_view line) {
-    const auto isBlank = [](char c) { return c == ' ' || c == '\n' || c == '\r'; };
-    if (line.empty() || !isBlank(line.front())) {
-        return line.empty();
-    }
-    while (!line.empty() && line.back() != ' ' && isBlank(line.back())) {
-        line.remove_suffix(1);
-    }
-    // What is left of a deleted line is nothing but spaces, and later passes read all of them
-    // again: comparing the line with itself, one byte on, takes a fraction of the time of a look
-    // at every byte.
-    return line.empty() ||
-           (line.front() == ' ' &&
-            std::memcmp(line.data(), line.data() + 1, line.size() - 1) == 0) ||
-           std::all_of(line.begin(), line.end(), isBlank);
+    return line == "\n" || line.find_first_not_of(" \n\r") == std::string_view::npos;
 }
 
-bool isCommentLine(std::string_view line) {
-    return line.starts_with('#');
-}
-
-void blankLine(std::string& line) {
-    const std::size_t length = std::max<std::size_t>(line.size(), 2);
-    line.assign(length, ' ');
-    line[length - 2] = '\r';
-    line[length - 1] = '\n';
+void blankLine(std::string& text, std::size_t start) {
+    const std::size_t length = std::max<std::size_t>(text.size() - start, 2);
+    text.resize(start + length);
+    std::fill(text.begin() + static_cast<std::ptrdiff_t>(start), text.end() - 2, ' ');
+    text[text.size() - 2] = '\r';
+    text[text.size() - 1] = '\n';
 }

@@ -34,6 +34,7 @@ int writeObject() {
 
 // Reads the next entry into `object`. Returns false at the end of the work file.
 bool readNextObject() {
+    skipBlankedObjects(tifp);
     const int result = getNextObjectFromTemporaryInputLDIFFile(tifp);
     if (result == READ_ERROR) {
         fail("\ncopyRemainingObjectsToOutputLDIFFile():  ERROR:  The next object could not be read "
@@ -66,8 +67,8 @@ void requireResourceCredentials() {
     }
 }
 
-void deleteObject() {
-    if (deleteNextObjectFromTemporaryInputLDIFFile(tifp) != 0) {
+void requireDeletion(int result) {
+    if (result != 0) {
         constexpr std::string_view error =
             "copyRemainingObjectsToOutputLDIFFile():  ERROR: "
             "deleteNextObjectFromTemporaryInputLDIFFile() failed deleting a ResCreds container or "
@@ -92,8 +93,9 @@ void copyObjects() {
             // just written would run into whatever is added behind it.
             fail(writeFailedLine, {}, {NO_MESSAGE, {}});
         }
-        deleteObject();
+        requireDeletion(deleteNextObjectFromTemporaryInputLDIFFile(tifp));
     }
+    requireDeletion(tifp.flush());  // writes what the deletions have gathered
     tifp.close();  // a late write error is of no consequence: no pass reads the file again
 }
 

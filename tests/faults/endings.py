@@ -70,6 +70,8 @@ RULES = (
     ("lseek", WORK, None, {Fatal(POSITION)}),
     # An entry is read to be looked at, and sometimes again to be blanked or stepped over.
     ("read", WORK, None, {Fatal(READ_WORK, WORK), Fatal(PROCESSING)}),
+    # Blank lines are written many entries at a time, the last of a pass at its end.
+    ("pwrite", WORK, PASSES, {Fatal(PROCESSING), Fatal(WRITE, WORK)}),
     ("pwrite", WORK, None, {Fatal(PROCESSING)}),
     ("write", WORK, None, {Fatal(WRITE, WORK)}),
     ("close", WORK, STAGING, {Fatal(WRITE, WORK)}),
@@ -92,8 +94,10 @@ class Phase:
     def __init__(self, export):
         # One for its lock, one to write it, one to copy it.
         self.openings_before_passes = 3 if export.traced else 2
-        # One opening for each pass that gathers, one for the pass that finds nothing more.
-        self.openings_with_passes = self.openings_before_passes + export.gathering_passes + 1
+        # One opening for each pass that gathers and, to be traced, one for a pass that finds nothing
+        # more.
+        self.openings_with_passes = (
+            self.openings_before_passes + export.gathering_passes + export.traced)
         self.output_opened, self.work_open, self.work_openings = False, False, 0
 
     def note(self, event, file):

@@ -157,6 +157,43 @@ TEST_F(PassLoopTest, AClosingPassThatReadsNothingIsNotAnnounced) {
     EXPECT_EQ(messagesOfPasses(), (Messages{passBegins, writing}));
 }
 
+TEST_F(PassLoopTest, WhatIsSurelyBlankIsNotReadAgain) {
+    const std::string entries = bothOf("a") + credentials + bothOf("b");
+    const auto linesRead = [&] {
+        setWorkFile(entries);
+        hasTheStepOverFilePositionBeenInitialized = false;
+        lineNum = 0;
+        makePasses();
+        return lineNum;
+    };
+    constexpr std::uint32_t all = 22;
+    constexpr std::uint32_t end = 1;
+    EXPECT_EQ(linesRead(), all + end);
+
+    // A work file that was left behind is read once more, from the first entry stepped over.
+    setWorkFile(entries);
+    ASSERT_EQ(claimWorkFile(), 0);
+    constexpr std::uint32_t fromCredentials = 14;
+    EXPECT_EQ(linesRead(), all + end + fromCredentials + end);
+}
+
+TEST_F(PassLoopTest, TracedPassesSayAndWriteTheSame) {
+    max_number_of_secuser_slots = 1;
+    const std::string entries = bothOf("a") + credentials + bothOf("b") + credentials + bothOf("c");
+    setWorkFile(entries);
+    const Messages messages = messagesOfPasses();
+    const std::string records = output();
+    const std::string left = workFile();
+
+    openOutput();
+    setWorkFile(entries);
+    hasTheStepOverFilePositionBeenInitialized = false;
+    startTrace();
+    EXPECT_EQ(messagesOfPasses(), messages);
+    EXPECT_EQ(output(), records);
+    EXPECT_EQ(workFile(), left);
+}
+
 TEST_F(PassLoopTest, ThreeUsersTakeThreePassesWithOneSlot) {
     max_number_of_secuser_slots = 1;
     setWorkFile(bothOf("a") + bothOf("b") + bothOf("c") + credentials);

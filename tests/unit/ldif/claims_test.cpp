@@ -63,9 +63,13 @@ TEST_F(Claims, MissingExportIsLeftToStaging) {
 TEST_F(Claims, WorkFileIsCreatedForItsOwnerAloneAndKeepsWhatIsThere) {
     ASSERT_EQ(claimWorkFile(), 0);
     EXPECT_EQ(fileMode(temp_input_ldif_filename), 0600);
+    EXPECT_FALSE(holdsLeftOvers());
     writeFile(temp_input_ldif_filename, "left behind");
     ASSERT_EQ(claimWorkFile(), 0);
     EXPECT_EQ(workFile(), "left behind");
+    EXPECT_TRUE(holdsLeftOvers());
+    releaseClaims();
+    EXPECT_FALSE(holdsLeftOvers());
 }
 
 TEST_F(Claims, WorkFileMustBeARegularFile) {

@@ -170,6 +170,7 @@ TEST_F(EntryReader, ChangetypeIsSeenInTheWorkFileEvenInAComment) {
     for (const char* content :
          {"cn=a\nchangetype: add\n\n", "# xchangetype:\ncn=a\n\n", "cn=a\nx: changetype:\n"}) {
         changetypeSeen = false;
+        filePositionOfChangetypeSearch = {};
         openWorkFile(content);
         readWorkFile(tifp);
         EXPECT_TRUE(changetypeSeen) << content;
@@ -181,6 +182,20 @@ TEST_F(EntryReader, ChangetypeStaysSeen) {
     openWorkFile("cn=a\n");
     readWorkFile(tifp);
     EXPECT_TRUE(changetypeSeen);
+}
+
+TEST_F(EntryReader, ChangetypeIsLookedForOnceInEachPlace) {
+    openWorkFile("cn=a\n\ncn=b\nchangetype: add\n\n");
+    readWorkFile(tifp);
+    EXPECT_FALSE(changetypeSeen);
+    EXPECT_EQ(filePositionOfChangetypeSearch.offset, 5);
+    EXPECT_EQ(stepOverNextObjectFromTemporaryInputLDIFFile(tifp), 0);
+    readWorkFile(tifp);
+    EXPECT_TRUE(changetypeSeen);
+
+    changetypeSeen = false;
+    readWorkFile(tifp);
+    EXPECT_FALSE(changetypeSeen);
 }
 
 TEST_F(EntryReader, ChangetypeInOtherCasesOrInTheExportIsNotSeen) {

@@ -3,11 +3,15 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "support/ldif_fixture.h"
 #include "support/odd_files.h"
+#include "support/process.h"
 
 using std::string_literals::operator""s;
 
@@ -173,37 +177,242 @@ TEST_F(Lines, PipeHasNoPositions) {
     EXPECT_EQ(errno, ESPIPE);
 }
 
-TEST_F(Lines, OverwrittenBytesAreInTheFileAtOnceAndReadAgain) {
+TEST_F(Lines, OverwrittenBytesAreInTheFileOnceFlushed) {
     openFile("first\nsecond\nthird\n");
     next();
-    EXPECT_EQ(stream.overwrite({6}, "SECOND\nTH"), 0);
-    EXPECT_EQ(readFile(folder.path("file")), "first\nSECOND\nTHird\n");
-    EXPECT_EQ(stream.tell(), 6);
-    EXPECT_THAT(rest(), ElementsAre("SECOND\n", "THird\n"));
+    next();
+    EXPECT_EQ(stream.overwrite({1}, "IR"), 0);
+    EXPECT_EQ(stream.overwrite({3}, "ST\nSE"), 0);  // behind it
+    EXPECT_EQ(stream.overwrite({11}, "D"), 0);      // elsewhere
+    EXPECT_EQ(stream.flush(), 0);
+    EXPECT_EQ(readFile(folder.path("file")), "fIRST\nSEconD\nthird\n");
+    EXPECT_EQ(stream.tell(), 13);
+    EXPECT_THAT(rest(), ElementsAre("third\n"));
 }
 
-TEST_F(Lines, OverwritingWorksOnBytesInMemoryAndBeyond) {
+TEST_F(Lines, OverwrittenBytesAreInTheFileOnceItIsClosedOrOpenedAnew) {
+    openFile("first\n");
+    next();
+    EXPECT_EQ(stream.overwrite({0}, "F"), 0);
+    EXPECT_EQ(stream.close(), 0);
+    EXPECT_EQ(readFile(folder.path("file")), "First\n");
+
+    ASSERT_EQ(stream.open(folder.path("file")), 0);
+    next();
+    EXPECT_EQ(stream.overwrite({0}, "f"), 0);
+    ASSERT_EQ(stream.open(folder.path("file")), 0);
+    EXPECT_EQ(next(), "first\n");
+}
+
+TEST_F(Lines, OverwrittenBytesAreInTheFileWhenTheProcessEnds) {
+    openFile("first\n");
+    const Ending ending = endingOf([this] {
+        static LineReader last;
+        last.open(folder.path("file"));
+        std::string_view line;
+        last.readLine(line);
+        last.overwrite({0}, "F");
+        std::exit(0);
+    });
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(readFile(folder.path("file")), "First\n");
+}
+
+TEST_F(Lines, OverwrittenBytesAreReadAgain) {
+    openFile("first\nsecond\nthird\n");
+    next();
+    next();
+    EXPECT_EQ(stream.overwrite({6}, "S"), 0);
+    EXPECT_EQ(stream.setPosition({0}), 0);
+    EXPECT_THAT(rest(), ElementsAre("first\n", "Second\n", "third\n"));
+}
+
+TEST_F(Lines, OneByteBeyondTheEndMayBeOverwritten) {
+    openFile("a\nb");
+    next();
+    next();
+    EXPECT_EQ(stream.overwrite({2}, "\r\n"), 0);
+    EXPECT_EQ(stream.setPosition({4}), 0);
+    EXPECT_THAT(rest(), IsEmpty());
+    EXPECT_EQ(stream.close(), 0);
+    EXPECT_EQ(readFile(folder.path("file")), "a\n\r\n");
+}
+
+TEST_F(Lines, MoreIsOverwrittenThanAnyBufferHolds) {
+    const std::string line = std::string(999, 'x') + '\n';
+    const std::string blank = std::string(998, ' ') + "\r\n";
     std::string content;
+    std::string blanks;
     for (int i = 0; i < 600; ++i) {
-        content += std::string(999, 'x') + '\n';
+        content += line;
+        blanks += blank;
     }
     openFile(content);
-    for (int i = 0; i < 300; ++i) {
-        next();
+    for (int i = 0; i < 600; ++i) {
+        EXPECT_EQ(next(), line);
+        EXPECT_EQ(stream.overwrite({i * 1000}, blank), 0);
     }
-    const std::string blanks = std::string(content.size() - 2, ' ') + "\r\n";
-    EXPECT_EQ(stream.overwrite({0}, blanks), 0);
+    EXPECT_NE(readFile(folder.path("file")), content);  // not all of it waits for the end
+    EXPECT_EQ(stream.close(), 0);
     EXPECT_EQ(readFile(folder.path("file")), blanks);
-    EXPECT_EQ(stream.setPosition({0}), 0);
-    EXPECT_EQ(next(), std::string(4095, ' '));
 }
 
 TEST_F(Lines, OverwriteThatFailsLeavesTheReason) {
     ASSERT_EQ(stream.open(fullFile), 0);
     EXPECT_EQ(stream.error(), 0);
-    EXPECT_EQ(stream.overwrite({0}, "text"), -1);
+    EXPECT_EQ(stream.overwrite({0}, "text"), 0);
+    EXPECT_EQ(stream.flush(), -1);
     EXPECT_EQ(errno, ENOSPC);
     EXPECT_EQ(stream.error(), ENOSPC);
+    EXPECT_EQ(stream.overwrite({9}, "elsewhere"), -1);
+    errno = 0;
+    EXPECT_EQ(stream.close(), -1);
+    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_FALSE(stream.isOpen());
+}
+
+// The lines of the run at hand.
+std::vector<std::string> runOf(LineReader& stream) {
+    const LineReader::Run run = stream.readRunAtHand();
+    std::vector<std::string> lines;
+    std::uint32_t start = 0;
+    for (const std::uint32_t end : run.ends) {
+        lines.emplace_back(run.text.substr(start, end - start));
+        start = end;
+    }
+    EXPECT_EQ(run.text.size(), start);
+    return lines;
+}
+
+TEST_F(Lines, RunsHoldWholeLinesInMemoryAlone) {
+    openFile("first\nsecond\n third\nfourth");
+    EXPECT_THAT(runOf(stream), IsEmpty());  // nothing has been read yet
+    EXPECT_EQ(next(), "first\n");
+    EXPECT_THAT(runOf(stream), ElementsAre("second\n", " third\n"));
+    EXPECT_THAT(runOf(stream), IsEmpty());  // the last line may go on
+    EXPECT_EQ(stream.tell(), 20);
+    EXPECT_EQ(next(), "fourth");
+    EXPECT_THAT(runOf(stream), IsEmpty());
+}
+
+TEST_F(Lines, RunsEndBeforeWhatIsBlankOrACommentOrMayBe) {
+    for (const std::string line : {"# comment\n", "\n", " \n", "\r\n", "  \r\n", "\t\n", " \t\n"}) {
+        openFile("first\nsecond\n" + line + "cn=a\n");
+        next();
+        EXPECT_THAT(runOf(stream), ElementsAre("second\n")) << line;
+        EXPECT_EQ(next(), line);
+        EXPECT_THAT(runOf(stream), ElementsAre("cn=a\n"));
+    }
+    openFile("first\n\xc3\xa4\n \xc3\xa4\n");
+    next();
+    EXPECT_THAT(runOf(stream), ElementsAre("\xc3\xa4\n", " \xc3\xa4\n"));
+}
+
+TEST_F(Lines, RunsHoldNoPiecesOfLines) {
+    const std::string longest = std::string(4094, 'x') + "\n";
+    openFile("first\n" + longest + "x" + longest);
+    next();
+    EXPECT_THAT(runOf(stream), ElementsAre(longest));
+    EXPECT_THAT(runOf(stream), IsEmpty());
+    EXPECT_EQ(next(), std::string(4095, 'x'));
+}
+
+TEST_F(Lines, RunsAreNotTakenNearNulBytes) {
+    openFile("first\nsecond\nth\0ird\n"s);
+    next();
+    EXPECT_THAT(runOf(stream), IsEmpty());
+    EXPECT_THAT(rest(), ElementsAre("second\n", "th"));
+}
+
+TEST_F(Lines, RunsOfAnyLengthArriveInTheEnd) {
+    std::string content;
+    for (int i = 0; i < 50000; ++i) {
+        content += "line: " + std::to_string(i) + '\n';
+    }
+    openFile(content);
+    std::string again;
+    std::string_view line;
+    while (stream.readLine(line) == 0) {
+        again += line;
+        for (std::string_view run; !(run = stream.readRunAtHand().text).empty();) {
+            again += run;
+        }
+    }
+    EXPECT_EQ(again, content);
+}
+
+// What is left behind the blank lines that can be skipped after the first line has been read.
+struct Skipped {
+    std::uint32_t lines;
+    std::string next;
+};
+
+TEST_F(Lines, BlankOnesAreSkippedWhole) {
+    const auto skip = [this](const std::string& content) {
+        openFile("first\n" + content);
+        next();
+        const std::uint32_t count = stream.skipBlankLinesAtHand();
+        return Skipped{count, next()};
+    };
+    const auto expect = [&](const std::string& content, std::uint32_t lines,
+                            const std::string& rest) {
+        const Skipped skipped = skip(content);
+        EXPECT_EQ(skipped.lines, lines) << content;
+        EXPECT_EQ(skipped.next, rest) << content;
+    };
+    expect("cn=a\n", 0, "cn=a\n");
+    expect("\n \r\n\r\ncn=a\n", 3, "cn=a\n");
+    expect("\n          cn=a\n", 1, "          cn=a\n");
+    expect("\n \r x\n", 1, " \r x\n");
+    expect("\n\t\n", 1, "\t\n");
+    expect("\n    ", 1, "    ");  // it may go on
+    for (std::size_t spaces = 0; spaces < 40; ++spaces) {
+        expect(std::string(spaces, ' ') + "\r\n#\n", 1, "#\n");
+        expect(std::string(spaces, ' ') + "x\n", 0, std::string(spaces, ' ') + "x\n");
+    }
+}
+
+TEST_F(Lines, BlankOnesThatAreTooLongAreNotSkipped) {
+    openFile("\n" + std::string(4094, ' ') + "\n" + std::string(4095, ' ') + "\n");
+    next();
+    EXPECT_EQ(stream.skipBlankLinesAtHand(), 1U);
+    EXPECT_EQ(next(), std::string(4095, ' '));
+}
+
+TEST_F(Lines, NotedExtentIsFoundAtItsStartOnce) {
+    openFile("\ncn=a\n\nrest\n");
+    next();
+    stream.noteExtent({1, 1, 6, 7});
+    const std::optional<Extent> extent = stream.takeNotedExtent();
+    ASSERT_TRUE(extent);
+    EXPECT_EQ(extent->next, 7);
+    EXPECT_FALSE(stream.takeNotedExtent());
+}
+
+TEST_F(Lines, NotedExtentIsForgottenElsewhere) {
+    openFile("\ncn=a\n\nrest\n");
+    next();
+    stream.noteExtent({1, 1, 6, 7});
+    next();
+    EXPECT_FALSE(stream.takeNotedExtent());
+    ASSERT_EQ(stream.setPosition({1}), 0);
+    EXPECT_FALSE(stream.takeNotedExtent());
+    stream.noteExtent({1, 1, 6, 7});
+    openFile("\ncn=a\n\nrest\n");
+    next();
+    EXPECT_FALSE(stream.takeNotedExtent());
+}
+
+TEST_F(Lines, TextAtHandIsWhatIsInMemory) {
+    openFile("first\nsecond\n" + std::string(1000000, 'x'));
+    EXPECT_EQ(stream.textAtHand(0, 6).data(), nullptr);
+    next();
+    EXPECT_EQ(stream.textAtHand(0, 6), "first\n");
+    EXPECT_EQ(stream.textAtHand(2, 9), "rst\nsec");
+    EXPECT_EQ(stream.textAtHand(0, 1000000).data(), nullptr);
+    ASSERT_EQ(stream.setPosition({500000}), 0);
+    next();
+    EXPECT_EQ(stream.textAtHand(0, 6).data(), nullptr);
 }
 
 TEST_F(Lines, ReadErrorIsToldApartFromEndOfFile) {

@@ -26,6 +26,7 @@ void deleteEntries(benchmark::State& state) {
         file.open(tifp);
         state.ResumeTiming();
         deleted = takeEntries(file, deleteNextObjectFromTemporaryInputLDIFFile);
+        tifp.flush();
     }
     const bool isBlank = file.content().find_first_not_of(" \r\n") == std::string::npos;
     require(state, deleted == SampleFile::entries && isBlank, "every entry is deleted");

@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "support/ldif_fixture.h"
 #include "support/odd_files.h"
@@ -50,6 +52,7 @@ TEST_F(WorkFile, DeletedEntryIsNotReadAgain) {
     EXPECT_EQ(tifp.tell(), 11);
     readWorkFile(tifp);
     EXPECT_THAT(linesOf(object), ElementsAre("cn=b\n"));
+    ASSERT_EQ(tifp.close(), 0);
     ASSERT_EQ(tifp.open(temp_input_ldif_filename), 0);
     readWorkFile(tifp);
     EXPECT_THAT(linesOf(object), ElementsAre("cn=b\n"));
@@ -117,6 +120,91 @@ TEST_F(WorkFile, BlankLinesBeforeTheEntryBelongToTheRememberedPosition) {
     EXPECT_EQ(filePositionOfFirstObjectSteppedOver.offset, 6);
 }
 
+// Reads the work file to its end; entries are deleted or stepped over as `isLeft` has it.
+template <class IsLeft>
+void readToTheEnd(IsLeft isLeft) {
+    for (int i = 0; readWorkFile(tifp) == 0; ++i) {
+        ASSERT_EQ(isLeft(i) ? stepOver(tifp) : deleteEntry(tifp), 0);
+    }
+}
+
+// The first lines of all entries that somebody sees who skips what is known to be blank.
+std::vector<std::string> seenAgain() {
+    EXPECT_EQ(tifp.close(), 0);
+    EXPECT_EQ(tifp.open(temp_input_ldif_filename), 0);
+    std::vector<std::string> seen;
+    for (;;) {
+        skipBlankedObjects(tifp);
+        readWorkFile(tifp);
+        if (object.empty()) {
+            return seen;
+        }
+        seen.emplace_back(object.line(0));
+        stepOver(tifp);
+    }
+}
+
+TEST_F(WorkFile, BlankedEntriesAreSkipped) {
+    openWorkFile("cn=a\n\ncn=b\n\ncn=c\n\ncn=d\n\ncn=e\n\n");
+    readToTheEnd([](int i) { return i == 1 || i == 2 || i == 4; });
+    rememberObjectsSteppedOver(tifp);
+    // What is skipped would be seen, were it not skipped.
+    ASSERT_EQ(tifp.close(), 0);
+    writeFile(temp_input_ldif_filename, "cn=A\n\ncn=B\n\ncn=C\n\ncn=D\n\ncn=E\n\n");
+    ASSERT_EQ(tifp.open(temp_input_ldif_filename), 0);
+    EXPECT_THAT(seenAgain(), ElementsAre("cn=B\n", "cn=C\n", "cn=E\n"));
+
+    rememberObjectsSteppedOver(tifp);
+    EXPECT_THAT(seenAgain(), ElementsAre("cn=B\n", "cn=C\n", "cn=E\n"));
+    forgetObjectsSteppedOver();
+    EXPECT_THAT(seenAgain(), ElementsAre("cn=A\n", "cn=B\n", "cn=C\n", "cn=D\n", "cn=E\n"));
+}
+
+TEST_F(WorkFile, NothingButTheEndIsLeftWhenNothingHasBeenSteppedOver) {
+    openWorkFile("cn=a\n\ncn=b\n\n");
+    readToTheEnd([](int) { return false; });
+    rememberObjectsSteppedOver(tifp);
+    skipBlankedObjects(tifp);
+    ASSERT_EQ(tifp.setPosition({0}), 0);
+    skipBlankedObjects(tifp);
+    EXPECT_EQ(tifp.tell(), 12);
+}
+
+TEST_F(WorkFile, NoEntryIsSkippedHoweverManyAreSteppedOver) {
+    std::string content;
+    for (int i = 0; i < 150000; ++i) {
+        content += "cn=" + std::to_string(i) + "\n\n";
+    }
+    openWorkFile(content);
+    readToTheEnd([](int i) { return i % 2 == 1; });  // more stretches than are remembered
+    rememberObjectsSteppedOver(tifp);
+    const std::vector<std::string> seen = seenAgain();
+    ASSERT_EQ(seen.size(), 75000U);
+    for (std::size_t i = 0; i < seen.size(); ++i) {
+        ASSERT_EQ(seen[i], "cn=" + std::to_string(2 * i + 1) + "\n");
+    }
+}
+
+TEST_F(WorkFile, EntryBehindALongBlankStretchIsDeletedAndSteppedOver) {
+    const std::string blanks = std::string(998, ' ') + "\r\n";
+    std::string content;
+    for (int i = 0; i < 1000; ++i) {
+        content += blanks;
+    }
+    openWorkFile(content + "cn=a\n\ncn=b\n\n");
+    readWorkFile(tifp);
+    EXPECT_EQ(deleteEntry(tifp), 0);
+    readWorkFile(tifp);
+    EXPECT_THAT(linesOf(object), ElementsAre("cn=b\n"));
+    EXPECT_EQ(workFile(), content + "   \r\n\ncn=b\n\n");
+
+    ASSERT_EQ(tifp.setPosition({0}), 0);
+    readWorkFile(tifp);
+    EXPECT_EQ(stepOver(tifp), 0);
+    EXPECT_EQ(tifp.tell(), static_cast<long>(content.size()) + 12);
+    EXPECT_EQ(filePositionOfFirstObjectSteppedOver.offset, 0);
+}
+
 TEST_F(WorkFile, StreamWithoutPositionsIsReportedButNotFatal) {
     ASSERT_EQ(tifp.open(makePipe(folder.path("pipe"))), 0);
     for (const auto operation : {deleteEntry, stepOver}) {
@@ -155,7 +243,10 @@ TEST_F(WorkFile, DeletionReportsAFailureToGoBack) {
 
 TEST_F(WorkFile, FailedOverwriteIsReportedByTheResultAlone) {
     const int descriptor = nextDescriptor();
-    openWorkFile("cn=a\n\n");
+    // More than is gathered before it is written.
+    const std::string content(300000, 'x');
+    openWorkFile("cn=a\n\n" + content);
+    EXPECT_EQ(deleteEntry(tifp), 0);
     replaceByReadOnlyFile(descriptor, temp_input_ldif_filename);
     debugError = true;
     startTrace();

@@ -33,10 +33,12 @@ protected:
         ASSERT_EQ(ifp.open(input_ldif_filename), 0);
     }
     void openWorkFile(std::string_view content) {
+        tifp.close();  // what it still has to write belongs to the old content
         writeFile(temp_input_ldif_filename, content);
         ASSERT_EQ(tifp.open(temp_input_ldif_filename), 0);
     }
-    std::string workFile() const {
+    std::string workFile() {
+        EXPECT_EQ(tifp.flush(), 0);
         return readFile(temp_input_ldif_filename);
     }
     void openOutput() {

@@ -17,6 +17,8 @@ inline void resetRunFiles() {
     changetypeSeen = false;
     hasTheStepOverFilePositionBeenInitialized = false;
     filePositionOfFirstObjectSteppedOver = {};
+    filePositionOfChangetypeSearch = {};
+    forgetObjectsSteppedOver();
     filePositionBeforeReadingObject = {};
     filePositionAfterReadingObject = {};
 }
