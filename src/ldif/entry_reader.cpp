@@ -14,8 +14,8 @@ FilePosition filePositionAfterReadingObject;
 
 namespace {
 
-[[noreturn]] void failPosition(std::string_view function, const char* call, int number) {
-    const Message message = positionMessage(call, number);
+[[noreturn]] void failPosition(std::string_view function, const char* call, int number,
+                               const Message& message) {
     fail(format("%s():  %s failed with rc = %d (dec)  \n", function, call, number), {}, message);
 }
 
@@ -24,7 +24,7 @@ FilePosition positionBeforeObject(std::string_view function, LineReader& stream)
     const long offset = stream.tell();
     const int returnCode = stream.getPosition(position);
     if (returnCode != 0) {
-        failPosition(function, "fgetpos()", returnCode);
+        failPosition(function, "fgetpos()", returnCode, positionMessage("fgetpos()", returnCode));
     }
     trace("%s():  filePositionBeforeReadingObject = %ld  \n", function, offset);
     return position;
@@ -113,7 +113,8 @@ void traceObjectRead(std::string_view function) {
 void passThroughFrom(const FilePosition& start, LineReader& stream) {
     const int returnCode = stream.setPosition(start);
     if (returnCode != 0) {
-        failPosition("getNextObject", "fsetpos()", returnCode);
+        failPosition("getNextObject", "fsetpos()", returnCode,
+                     positionMessage("fsetpos()", returnCode));
     }
     freeObject();
     moveNextObjectToOutputLDIFFile();
@@ -150,7 +151,7 @@ int getNextObjectFromTemporaryInputLDIFFile(LineReader& stream) {
     if (stream.setPosition(filePositionBeforeReadingObject) != 0) {
         // The number reported is the reader's own result, not the code of the call: whoever
         // knows these messages reads it as "at a blank line" or "at end of file".
-        failPosition(function, "fsetpos()", result);
+        failPosition(function, "fsetpos()", result, setPositionMessage(stream, result));
     }
     filePositionAfterReadingObject.offset = stream.tell();
     trace("getNextObjectFromTemporaryInputLDIFFile():  filePositionBeforeReadingObject = %ld  \n"

@@ -12,6 +12,11 @@ Message positionMessage(const char* call, int returnCode) {
     return {MESSAGE_POSITION_FAILED, {call, std::to_string(returnCode), systemReason(errno)}};
 }
 
+Message setPositionMessage(const LineReader& stream, int returnCode) {
+    return stream.error() == 0 ? positionMessage("fsetpos()", returnCode)
+                               : workFileMessage("entries gathered could not be blanked");
+}
+
 Message openMessage(const std::string& name) {
     return {MESSAGE_CANNOT_OPEN, {name, systemReason(errno)}};
 }

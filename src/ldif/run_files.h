@@ -14,6 +14,10 @@ extern OutputFile ofp;   // the result; opened and closed by the driver
 // What is said when the position call `call` has failed with `returnCode`; errno gives the reason.
 Message positionMessage(const char* call, int returnCode);
 
+// The same for setting the position of `stream`, which may have to write blank lines first: it then
+// says that these were refused.
+Message setPositionMessage(const LineReader& stream, int returnCode);
+
 // What is said when `name` cannot be opened; errno gives the reason.
 Message openMessage(const std::string& name);
 

@@ -43,7 +43,8 @@ void noteSteppedOver(off_t start, off_t end) {
 
 int goTo(LineReader& stream, const FilePosition& position) {
     const int returnCode = stream.setPosition(position);
-    if (returnCode != 0) {
+    // Blank lines that the system has refused on the way are for the caller to tell of.
+    if (returnCode != 0 && stream.error() == 0) {
         zr_printf_utf8(positionMessage("fsetpos()", returnCode));
     }
     return returnCode;
@@ -147,7 +148,7 @@ void skipBlankedObjects(LineReader& stream) {
         nextRemaining < remaining.size() ? remaining[nextRemaining].start : endOfFile;
     const int returnCode = next > stream.tell() ? stream.setPosition({next}) : 0;
     if (returnCode != 0) {
-        fail({}, {}, positionMessage("fsetpos()", returnCode));
+        fail({}, {}, setPositionMessage(stream, returnCode));
     }
 }
 

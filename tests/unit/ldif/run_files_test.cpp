@@ -21,6 +21,20 @@ TEST_F(RunFiles, FailedPositionNamesCallCodeAndReason) {
     EXPECT_THAT(message.arguments, ElementsAre("fgetpos()", "-1", "Illegal seek"));
 }
 
+TEST_F(RunFiles, PositionNotSetForBlankLinesRefusedNamesThese) {
+    ASSERT_EQ(tifp.open(fullFile), 0);
+    ASSERT_EQ(tifp.overwrite({0}, "blank"), 0);
+    EXPECT_EQ(setPositionMessage(tifp, -1).id, 380928301);
+    EXPECT_EQ(tifp.setPosition({0}), -1);
+    const Message message = setPositionMessage(tifp, -1);
+    EXPECT_EQ(message.id, 380928302);
+    EXPECT_THAT(message.arguments,
+                ElementsAre(input_ldif_filename,
+                            "entries gathered could not be blanked in the work file: "
+                            "No space left on device",
+                            temp_input_ldif_filename));
+}
+
 TEST_F(RunFiles, FailedOpenNamesFileAndReason) {
     errno = ENOENT;
     const Message message = openMessage("export.ldif");
