@@ -147,8 +147,9 @@ void Matrix::fill(int index, EntryView entry) {
 }
 
 void Matrix::release(int index) {
-    if (!row(index).empty()) {
-        rows[static_cast<std::size_t>(index)] = StoredEntry();
+    const auto i = static_cast<std::size_t>(index);
+    if (i < rows.size() && !rows[i].empty()) {
+        rows[i] = StoredEntry();
         --occupiedRows;
         if (--entriesHeld == 0) {
             storage.clear();

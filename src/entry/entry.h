@@ -132,6 +132,11 @@ public:
 
     operator EntryView() const;
 
+    // The same as of the view, without a look at the memory of the entry.
+    bool empty() const {
+        return block_ == nullptr;
+    }
+
     // Has the processor fetch the beginning of the entry meanwhile.
     void prefetch() const {
         __builtin_prefetch(block_);

@@ -117,6 +117,9 @@ TEST(StoredEntry, KeepsAllLines) {
     for (std::size_t i = 0; i < entries.size(); ++i) {
         EXPECT_EQ(linesOf(stored[i]), linesOf(entries[i]));
     }
+    EXPECT_FALSE(stored.front().empty());
+    EXPECT_TRUE(StoredEntry().empty());
+    EXPECT_TRUE(StoredEntry(Entry(), storage).empty());
     EXPECT_TRUE(EntryView(StoredEntry()).empty());
     EXPECT_TRUE(EntryView(StoredEntry(Entry(), storage)).empty());
 }
