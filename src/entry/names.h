@@ -36,8 +36,11 @@ private:
     // A bit for what stands before the colon, whatever its case. Most heads are told apart by it.
     static constexpr std::uint32_t lastLetterOf(std::string_view head) {
         constexpr unsigned withoutCase = 31;
-        const char last = head.size() < 2 ? '\0' : head[head.size() - 2];
-        return std::uint32_t{1} << (static_cast<unsigned char>(last) & withoutCase);
+        if (head.size() < 2) {
+            return ~std::uint32_t{0};  // a colon alone, which any head may end in
+        }
+        const auto last = static_cast<unsigned char>(head[head.size() - 2]);
+        return std::uint32_t{1} << (last & withoutCase);
     }
 
     std::span<const std::string_view> names_;

@@ -32,6 +32,10 @@ TEST(NameSet, MayHoldOneNameOrNone) {
     constexpr std::string_view one = "x:";
     EXPECT_TRUE(NameSet({&one, 1}).matches("X:"));
     EXPECT_FALSE(NameSet({}).matches("x:"));
+    constexpr std::string_view colon = ":";
+    EXPECT_TRUE(NameSet({&colon, 1}).matches("x:"));
+    EXPECT_TRUE(NameSet({&colon, 1}).matches(":"));
+    EXPECT_FALSE(NameSet({&colon, 1}).matches("x"));
 }
 
 TEST(Filters, DifferInControlsAlone) {
