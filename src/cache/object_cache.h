@@ -154,8 +154,8 @@ void allocateObjectCache();
 void initializeAllArrays();
 
 // Has the processor fetch what a user or group slot soon to be written holds. Entries lie in memory
-// in the order in which they were read: waiting for each would take a tenth of the migration of an
-// export that is not in the order of its users.
+// in the order in which they were read. Not to wait for each, and not to free each, saves a tenth
+// of the migration of an export that is not in the order of its users.
 void prefetchUser(int index);
 void prefetchGroup(int index);
 

@@ -154,7 +154,7 @@ extern Entry object;
 // Calls `visit` for each colon of each line whose head, the line up to the colon and with it,
 // `matches`, until it returns true: with the line's index, the head, and what stands behind it.
 // Returns whether it did. `matches` must look at the end of the head alone: it sees all lines as
-// one text first, which takes a third of the time of looking at them one by one.
+// one text first, so that lines are told apart only where something has been found.
 template <class Matches, class Visit>
 bool someHead(EntryView entry, Matches matches, Visit visit) {
     return someHead(entry.text(), [&](std::string_view text) {

@@ -87,8 +87,8 @@ int blankLineByLine(LineReader& stream) {
 }
 
 // Blanks the entry that takes up `extent`, with the blank line behind it: the bytes of entries
-// deleted in a row then follow one another. That the entry need not be read again saves an eighth
-// of a migration.
+// deleted in a row then follow one another. That the entry need not be read again saves a tenth of
+// a migration.
 int blankExtent(LineReader& stream, const Extent& extent, std::string_view text) {
     static std::string blanks;
     blanks = text;

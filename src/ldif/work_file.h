@@ -7,8 +7,8 @@
 // stepped over, because everything before it has been consumed.
 //
 // What the file holds behind that is blank as well, but for the entries stepped over. They are
-// remembered, so that the next reader need not look at the rest: half of the time of many passes
-// would go into looking at blank lines.
+// remembered, so that the next reader need not look at the rest: a quarter of the time of 64 passes
+// went into looking at blank lines.
 #pragma once
 
 #include "ldif/line_reader.h"

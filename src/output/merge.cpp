@@ -225,7 +225,7 @@ void mergeObjects(EntryView inputObject1, EntryView inputObject2) {
     const OutOfMemoryLine line("mergeObjects():  malloc() failure.  EXITING. \n");
     trace("mergeObjects():  FUNCTION ENTRY  \n");
     requireLines(inputObject1, inputObject2);
-    // Kept from merge to merge: memory for them would cost more than all the rest.
+    // Kept from merge to merge, so that most merges need no memory.
     static Lines first;
     static Lines second;
     static Heads firstHeads;
