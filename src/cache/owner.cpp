@@ -14,6 +14,7 @@
 
 std::string saved_secUser_dn;
 std::string saved_secGroup_dn;
+std::string searchedDn;
 
 namespace {
 
@@ -69,10 +70,6 @@ std::size_t dnValueStart() {
 void endInLineFeed(std::string& text) {
     trim(text) += '\n';
 }
-
-// The owner DN as it is searched; written by the procedures below, which all find it in another
-// way.
-std::string searchedDn;
 
 // Takes the part of the DN line from `start` on, which is rewritten to the DN searched.
 void searchDnLine(std::size_t start, bool normalizeCommas) {

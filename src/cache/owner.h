@@ -13,6 +13,9 @@
 extern std::string saved_secUser_dn;
 extern std::string saved_secGroup_dn;
 
+// The owner DN that the last association has looked for. Written by both.
+extern std::string searchedDn;
+
 // The user slot of the current entry's owner, or -1 while it has none. The entry must have a first
 // line and be a user, policy, policy-data or mapping entry; any other, and one without a usable
 // owner, ends the process. Rewrites the owner part of a user's, policy's or policy data's DN line:

@@ -93,7 +93,7 @@ std::string requiredValue(std::string_view name, std::string_view echoLabel) {
 }
 
 void addDomainIdentifier() {
-    if (someLineHolds("secDomainId:")) {
+    if (hasDomainIdentifier()) {
         return;
     }
     const std::string authority = requiredValue("secAuthority", "object is:  ");
@@ -115,6 +115,10 @@ void respellUuid() {
 }
 
 }  // namespace
+
+bool hasDomainIdentifier() {
+    return someLineHolds("secDomainId:");
+}
 
 std::string installDateLine(const std::tm& local) {
     // The hour is that of the 12-hour clock although the value is marked as UTC: readers of the

@@ -12,5 +12,8 @@
 // attributes that make up its domain identifier ends the process.
 int tweekObjectInObjectArray();
 
+// Whether the current entry needs no domain identifier: it has one.
+bool hasDomainIdentifier();
+
 // The installation-date line for the moment `local`.
 std::string installDateLine(const std::tm& local);

@@ -22,8 +22,12 @@ LineReader::~LineReader() {
 }
 
 int LineReader::open(const std::string& name, int flags) {
+    return open(openFile(name, flags));
+}
+
+int LineReader::open(File file) {
     close();
-    file_ = openFile(name, flags);
+    file_ = std::move(file);
     if (!file_.isOpen()) {
         return -1;
     }
@@ -172,9 +176,9 @@ int LineReader::setPosition(const FilePosition& position) {
     return 0;
 }
 
-std::optional<Extent> LineReader::takeNotedExtent() {
+std::optional<Extent> LineReader::takeNotedExtent(off_t start) {
     const std::optional<Extent> extent = std::exchange(noted_, std::nullopt);
-    return extent && extent->start == tell() ? extent : std::nullopt;
+    return extent && extent->start == start ? extent : std::nullopt;
 }
 
 std::string_view LineReader::textAtHand(off_t from, off_t to) const {

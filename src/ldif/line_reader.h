@@ -52,6 +52,9 @@ public:
     // Returns 0, or -1 with the reason in errno.
     int open(const std::string& name, int flags = 0);
 
+    // Reads `file`, which is open, from its beginning on. Returns 0, or -1 when it is not open.
+    int open(File file);
+
     // Closes the file if it is open. Returns 0, or -1 with the reason in errno when the system has
     // not taken all that was overwritten.
     int close();
@@ -98,8 +101,8 @@ public:
         noted_ = extent;
     }
 
-    // Takes the extent noted for the current position, if there is one.
-    std::optional<Extent> takeNotedExtent();
+    // Takes the extent noted for the entry that starts at `start`, if there is one.
+    std::optional<Extent> takeNotedExtent(off_t start);
 
     // The bytes from one place in the file to another as far as they are in memory, else nothing.
     // Valid as long as a line is.

@@ -46,20 +46,6 @@ int readNextObject() {
     return result;
 }
 
-bool belongsInOutput() {
-    switch (objectClass) {
-        case UNINTERESTING_OBJECTCLASS:
-        case SECAUTHORITYINFO_OBJECTCLASS:
-        case CONTAINER_OBJECTCLASS:
-            return true;
-        case SECPOLICY_OBJECTCLASS:  // one that is already in the newer layout
-            return dostristr(obtainAttributeFromObjectArray(0), "cn=Policies,secAuthority=") !=
-                   nullptr;
-        default:
-            return false;
-    }
-}
-
 // The place of the line that holds `at`.
 struct Line {
     std::size_t start;
@@ -89,8 +75,7 @@ void writeToOutput(std::string_view attributes) {
 void writeToWorkFile(std::string_view attributes) {
     std::size_t written = 0;
     someHead(attributes, [&](std::string_view head) {
-        // This one spelling alone: owners are compared without blanks beside their commas anyway.
-        if (head.size() > written && head.ends_with("secdn:")) {
+        if (head.size() > written && isNormalized(head)) {
             const Line line = lineAt(attributes, head.size() - 1);
             writeOrFail(stagedFile, attributes.substr(written, line.start - written));
             std::string attribute(attributes.substr(line.start, line.end - line.start));
@@ -128,6 +113,25 @@ void finishFiles() {
 }
 
 }  // namespace
+
+bool belongsInOutput() {
+    switch (objectClass) {
+        case UNINTERESTING_OBJECTCLASS:
+        case SECAUTHORITYINFO_OBJECTCLASS:
+        case CONTAINER_OBJECTCLASS:
+            return true;
+        case SECPOLICY_OBJECTCLASS:  // one that is already in the newer layout
+            return dostristr(obtainAttributeFromObjectArray(0), "cn=Policies,secAuthority=") !=
+                   nullptr;
+        default:
+            return false;
+    }
+}
+
+bool isNormalized(std::string_view head) {
+    // This one spelling alone: owners are compared without blanks beside their commas anyway.
+    return head.ends_with("secdn:");
+}
 
 int copyOriginalInputFileToTempInputFile() {
     trace("copyOriginalInputFileToTempInputFile():  TURNING DEBUG TRACING OFF \n"

@@ -104,7 +104,7 @@ int blankExtent(LineReader& stream, const Extent& extent, std::string_view text)
 }
 
 int blankObject(LineReader& stream) {
-    const std::optional<Extent> extent = stream.takeNotedExtent();
+    const std::optional<Extent> extent = stream.takeNotedExtent(stream.tell());
     if (!extent) {
         return blankLineByLine(stream);
     }
@@ -175,7 +175,7 @@ int stepOverNextObjectFromTemporaryInputLDIFFile(LineReader& stream) {
         hasTheStepOverFilePositionBeenInitialized = true;
     }
     const off_t start = stream.tell();
-    if (const std::optional<Extent> extent = stream.takeNotedExtent(); extent && !debug) {
+    if (const std::optional<Extent> extent = stream.takeNotedExtent(stream.tell()); extent && !debug) {
         noteSteppedOver(start, extent->next);
         return goTo(stream, {extent->next});
     }

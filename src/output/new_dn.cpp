@@ -22,15 +22,6 @@ struct NamingAttribute {
     std::string_view second;
 };
 
-bool isInDefaultDomain(std::string_view dn) {
-    // A bare search on purpose: a domain whose name only begins with "default" counts too.
-    static std::string tempString;
-    tempString = dn;
-    strtolower(tempString);
-    return tempString.find("secauthority=default") != std::string::npos &&
-           tempString.find("cn=subdomains") == std::string::npos;
-}
-
 // The domain of users and groups is the first component of the owner DN, all of it when it has
 // only one.
 std::string_view firstComponent(std::string_view ownerDn) {
@@ -39,20 +30,17 @@ std::string_view firstComponent(std::string_view ownerDn) {
 
 // The domain of a policy stands anywhere in its DN.
 std::string_view secAuthorityComponent(std::string_view policyDn) {
-    const char* found = dostristr(policyDn, "secauthority");
-    if (found == nullptr) {
+    if (dostristr(policyDn, "secauthority") == nullptr) {
         fail({}, format("createNewSecPolicyDN(): Missing secAuthority in dn: %s\n", policyDn),
              migrationFailed("the policy " + quoted(policyDn) + " has no secAuthority in its DN"));
     }
-    const std::string_view rest =
-        policyDn.substr(static_cast<std::size_t>(found - policyDn.data()));
-    const std::size_t comma = rest.find(',');
-    if (comma == std::string_view::npos) {
+    const std::string_view domain = domainOfPolicy(policyDn);
+    if (domain.data() == nullptr) {
         fail({}, {},
              migrationFailed("the policy " + quoted(policyDn) +
                              " has nothing behind its secAuthority"));
     }
-    return rest.substr(0, comma);
+    return domain;
 }
 
 std::string_view orNull(std::string_view text) {
@@ -119,6 +107,17 @@ std::string_view namingValue(std::string_view line, const NamingAttribute& attri
     return withoutLeadingBlanks(line.substr(match + attribute.first.size()));
 }
 
+// The first naming value of `entry`, without its line end; null when there is none.
+std::string_view firstNamingValue(EntryView entry, const NamingAttribute& attribute) {
+    for (int i = 0; i < entry.lineCount(); ++i) {
+        const std::string_view value = namingValue(entry.line(i), attribute);
+        if (value.data() != nullptr) {
+            return withoutLineEnd(value);
+        }
+    }
+    return {};
+}
+
 // The first naming value in row `index`, its line end included; null when there is none.
 std::string_view findNamingValue(const Finder& finder, int index) {
     const EntryView row = finder.matrix.row(index);
@@ -172,6 +171,19 @@ const Builder policyBuilder = {"createNewSecPolicyDN", principalNameFinder,
                                "dn: cn=Policy,cn=Policies,principalName=", ",cn=Users,",
                                secAuthorityComponent};
 
+// The new DN line of the entry `name`; `domain` is null in the default one.
+std::string dnLine(const Builder& builder, std::string_view name, std::string_view domain) {
+    std::string line(builder.head);
+    line += name;
+    line += builder.tail;
+    if (domain.data() != nullptr) {
+        line += domain;
+        line += ",cn=Subdomains,";
+    }
+    line += "secAuthority=default\n";
+    return line;
+}
+
 // The new DN line of slot `index`, whose old DN decides the domain; empty when the slot's entry
 // has no name.
 std::string newDnLine(const Builder& builder, int index, std::string_view oldDn) {
@@ -179,14 +191,9 @@ std::string newDnLine(const Builder& builder, int index, std::string_view oldDn)
         trace("%s():  %s FAILED.  Returning ERROR. \n", builder.function, builder.finder.function);
         return {};
     }
-    std::string tempDN(builder.head);
-    tempDN += builder.finder.value;
-    tempDN += builder.tail;
-    if (!isInDefaultDomain(oldDn)) {
-        tempDN += builder.domainComponent(oldDn);
-        tempDN += ",cn=Subdomains,";
-    }
-    tempDN += "secAuthority=default\n";
+    const std::string_view domain =
+        isInDefaultDomain(oldDn) ? std::string_view() : builder.domainComponent(oldDn);
+    std::string tempDN = dnLine(builder, builder.finder.value, domain);
     trace("%s():  The output DN is:  %s \n", builder.function, tempDN);
     return tempDN;
 }
@@ -201,6 +208,42 @@ void traceUserRow(int index) {
 }
 
 }  // namespace
+
+bool isInDefaultDomain(std::string_view dn) {
+    // A bare search on purpose: a domain whose name only begins with "default" counts too.
+    static std::string tempString;
+    tempString = dn;
+    strtolower(tempString);
+    return tempString.find("secauthority=default") != std::string::npos &&
+           tempString.find("cn=subdomains") == std::string::npos;
+}
+
+std::string_view principalNameOf(EntryView user) {
+    return firstNamingValue(user, principalNameFinder.attribute);
+}
+
+std::string_view cnOf(EntryView group) {
+    return firstNamingValue(group, cnFinder.attribute);
+}
+
+std::string_view domainOfPolicy(std::string_view policyDn) {
+    const char* found = dostristr(policyDn, "secauthority");
+    if (found == nullptr) {
+        return {};
+    }
+    const std::string_view rest =
+        policyDn.substr(static_cast<std::size_t>(found - policyDn.data()));
+    const std::size_t comma = rest.find(',');
+    return comma == std::string_view::npos ? std::string_view() : rest.substr(0, comma);
+}
+
+std::string newUserDnLine(std::string_view name, std::string_view domain) {
+    return dnLine(userBuilder, name, domain);
+}
+
+std::string newGroupDnLine(std::string_view name, std::string_view domain) {
+    return dnLine(groupBuilder, name, domain);
+}
 
 int learnPrincipalNameFromSecUserObject(int index) {
     return learnName(principalNameFinder, index);

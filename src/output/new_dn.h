@@ -10,10 +10,30 @@
 #pragma once
 
 #include <string>
+#include <string_view>
+
+#include "entry/entry.h"
 
 // The naming value found last; empty when there was none. Written by the finder of its kind.
 extern std::string principalName;
 extern std::string cnFromSecGroupObject;
+
+// The naming value of a user's or group's entry, without its line end; null when the entry has
+// none.
+std::string_view principalNameOf(EntryView user);
+std::string_view cnOf(EntryView group);
+
+// Whether the owner, or policy, of this old DN is in the default domain.
+bool isInDefaultDomain(std::string_view dn);
+
+// The domain that a policy's old DN names first, such as "secAuthority=Sales"; null when it names
+// none in front of a comma.
+std::string_view domainOfPolicy(std::string_view policyDn);
+
+// The new DN line of the user or group `name` in domain `domain`, such as "secAuthority=Sales";
+// in the default domain when that is null.
+std::string newUserDnLine(std::string_view name, std::string_view domain);
+std::string newGroupDnLine(std::string_view name, std::string_view domain);
 
 // Find the naming value in row `index` of secUser_matrix or secGroup_matrix. Return 0, or -1 when
 // it is missing or empty.

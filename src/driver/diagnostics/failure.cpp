@@ -6,6 +6,8 @@
 
 #include "driver/diagnostics/trace.h"
 
+int failureStatus = -1;
+
 namespace {
 
 // The line of the innermost OutOfMemoryLine, or empty.
@@ -23,7 +25,7 @@ void report(std::string_view traceText, std::string_view echoText) {
 void fail(std::string_view traceText, std::string_view echoText, const Message& message) {
     report(traceText, echoText);
     zr_printf_utf8(message);
-    std::exit(-1);
+    std::exit(failureStatus);
 }
 
 void failWithoutMemory() {

@@ -9,7 +9,10 @@
 // when errors are echoed. Each may hold several lines, or none.
 void report(std::string_view traceText, std::string_view echoText);
 
-// Reports as above, prints the message and ends the process with exit status 255. Buffered
+// The exit status of a failure: 255 unless the program says otherwise when it begins.
+extern int failureStatus;
+
+// Reports as above, prints the message and ends the process with failureStatus. Buffered
 // output reaches its files on the way out; nothing else is cleaned up.
 [[noreturn]] void fail(std::string_view traceText, std::string_view echoText,
                        const Message& message);

@@ -41,6 +41,14 @@ std::filesystem::path creationPath(const std::string& name) {
     return error ? path : canonical;  // such as a name that is too long
 }
 
+File openWith(const std::string& name, int flags) {
+    int descriptor = -1;
+    do {
+        descriptor = ::open(name.c_str(), O_CLOEXEC | flags, ownerOnly);
+    } while (descriptor < 0 && errno == EINTR);
+    return File(descriptor);
+}
+
 }  // namespace
 
 File::File(File&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {
@@ -67,11 +75,11 @@ int File::close() {
 }
 
 File openFile(const std::string& name, int flags) {
-    int descriptor = -1;
-    do {
-        descriptor = ::open(name.c_str(), O_RDWR | O_CLOEXEC | flags, ownerOnly);
-    } while (descriptor < 0 && errno == EINTR);
-    return File(descriptor);
+    return openWith(name, O_RDWR | flags);
+}
+
+File openFileForReading(const std::string& name) {
+    return openWith(name, O_RDONLY);
 }
 
 FileState stateOf(int descriptor) {

@@ -383,10 +383,10 @@ TEST_F(Lines, NotedExtentIsFoundAtItsStartOnce) {
     openFile("\ncn=a\n\nrest\n");
     next();
     stream.noteExtent({1, 1, 6, 7});
-    const std::optional<Extent> extent = stream.takeNotedExtent();
+    const std::optional<Extent> extent = stream.takeNotedExtent(stream.tell());
     ASSERT_TRUE(extent);
     EXPECT_EQ(extent->next, 7);
-    EXPECT_FALSE(stream.takeNotedExtent());
+    EXPECT_FALSE(stream.takeNotedExtent(stream.tell()));
 }
 
 TEST_F(Lines, NotedExtentIsForgottenElsewhere) {
@@ -394,13 +394,13 @@ TEST_F(Lines, NotedExtentIsForgottenElsewhere) {
     next();
     stream.noteExtent({1, 1, 6, 7});
     next();
-    EXPECT_FALSE(stream.takeNotedExtent());
+    EXPECT_FALSE(stream.takeNotedExtent(stream.tell()));
     ASSERT_EQ(stream.setPosition({1}), 0);
-    EXPECT_FALSE(stream.takeNotedExtent());
+    EXPECT_FALSE(stream.takeNotedExtent(stream.tell()));
     stream.noteExtent({1, 1, 6, 7});
     openFile("\ncn=a\n\nrest\n");
     next();
-    EXPECT_FALSE(stream.takeNotedExtent());
+    EXPECT_FALSE(stream.takeNotedExtent(stream.tell()));
 }
 
 TEST_F(Lines, TextAtHandIsWhatIsInMemory) {
