@@ -1,0 +1,218 @@
+#include "check/findings.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <utility>
+
+namespace {
+
+// clang-format off
+constexpr std::array<KindText, static_cast<std::size_t>(Kind::END)> texts = {{
+    {Kind::EXPORT_NOT_WRITABLE, Severity::ENDS, "export-not-writable",
+     "The export cannot be opened for reading and writing",
+     "give the user who runs the migration the permission to write it; the export itself is not changed"},
+    {Kind::LEFT_OVER_WORK_FILE, Severity::ENDS, "left-over-work-file",
+     "An earlier run has left its work file",
+     "remove the file"},
+    {Kind::DISK_TOO_SMALL, Severity::ENDS, "disk-too-small",
+     "The disk has too little room",
+     "make room, or put the output on another disk"},
+    {Kind::USER_WITHOUT_MAPPING, Severity::ENDS, "user-without-mapping",
+     "Users without a mapping entry",
+     "add the user's secMap entry, whose secDN must be the DN of the entry above the user's, or correct that secDN"},
+    {Kind::MAPPING_WITHOUT_USER, Severity::ENDS, "mapping-without-user",
+     "Mapping entries without their user",
+     "remove the entry, correct its secDN, or add the user's entry"},
+    {Kind::USERS_ENTRY_WITHOUT_USER, Severity::ENDS, "users-entry-without-user",
+     "User entries below cn=Users without their user",
+     "remove the entry, correct its secDN and secAuthority, or add the user's entry"},
+    {Kind::POLICY_WITHOUT_USER, Severity::ENDS, "policy-without-user",
+     "Policies without their user",
+     "remove the policy, or add the user's entry above it"},
+    {Kind::POLICY_DATA_WITHOUT_USER, Severity::ENDS, "policy-data-without-user",
+     "Policy data without its user",
+     "remove the entry, or add the user's entry above it"},
+    {Kind::GROUP_WITHOUT_MAPPING, Severity::ENDS, "group-without-mapping",
+     "Groups without a mapping entry",
+     "add the group's secMap entry, whose secDN must be the DN of the entry above the group's, or correct that secDN"},
+    {Kind::MAPPING_WITHOUT_GROUP, Severity::ENDS, "mapping-without-group",
+     "Mapping entries without their group",
+     "remove the entry, correct its secDN, or add the group's entry"},
+    {Kind::TWO_OF_ONE_KIND, Severity::ENDS, "two-of-one-kind",
+     "Two entries of one kind for one owner",
+     "keep one of the two"},
+    {Kind::MISSING_NAME, Severity::ENDS, "missing-name",
+     "Users without principalName, and groups without cn",
+     "add the attribute with its value; the name must be spelled principalName or principalname, cn or CN"},
+    {Kind::MISSING_DOMAIN, Severity::ENDS, "missing-domain",
+     "Entries that do not name their domain",
+     "add secAuthority with the name of the domain, to the DN in a mapping entry"},
+    {Kind::MISSING_OWNER, Severity::ENDS, "missing-owner",
+     "Entries that do not name their owner",
+     "add secDN with the DN of the owner's directory entry; a policy's DN must name its user"},
+    {Kind::BASE64_DN, Severity::ENDS, "base64-dn",
+     "DNs in base64 in entries that are regrouped",
+     "decode the DN and write it as text"},
+    {Kind::BASE64_OWNER, Severity::ENDS, "base64-owner",
+     "Owners and domains named in base64",
+     "decode the value and write it as text"},
+    {Kind::BLANKS_IN_DN, Severity::ENDS, "blanks-in-dn",
+     "DNs with blanks that keep their other entries from being found",
+     "remove the white space at the end of the DN, in a group's DN also the blanks beside commas"},
+    {Kind::BLANK_IN_POLICY_DN, Severity::ENDS, "blank-in-policy-dn",
+     "Policies with a blank after the first comma of their DN",
+     "remove the blank"},
+    {Kind::LONG_ATTRIBUTE, Severity::ENDS, "long-attribute",
+     "Attributes that are too long for an entry that is regrouped",
+     "shorten the attribute to 4,094 bytes with its name, or leave it out and add it after the migration"},
+    {Kind::STARTS_WITH_CONTINUATION, Severity::ENDS, "starts-with-continuation",
+     "Entries that begin with a continuation line",
+     "join the line to the attribute that it belongs to; a comment must not be folded"},
+    {Kind::HEADER_GLUED, Severity::ENDS, "header-glued",
+     "Header lines right above an entry that is regrouped",
+     "put a blank line below the header"},
+    {Kind::TAB_CONTINUATION, Severity::ENDS, "tab-continuation",
+     "Lines continued with a tab",
+     "put a blank in the place of the tab"},
+    {Kind::LINE_WITHOUT_COLON, Severity::ENDS, "line-without-colon",
+     "Lines without a colon in entries that are merged",
+     "mend or remove the line"},
+    {Kind::STRAY_LINES, Severity::ENDS, "stray-lines",
+     "Lines torn off an entry that is regrouped",
+     "remove what tears them off, as a rule a carriage return at the start of a line"},
+    {Kind::CLASS_NOT_RECOGNISED, Severity::CHANGES, "class-not-recognised",
+     "Object classes that are not recognised",
+     "write the attribute as objectClass and the class as it is usual, for example secUser, with one blank before it"},
+    {Kind::LONG_LINE, Severity::CHANGES, "long-line",
+     "Lines that are too long",
+     "fold the line"},
+    {Kind::LONG_ATTRIBUTE_BROKEN, Severity::CHANGES, "long-attribute-broken",
+     "Attributes that are too long for an entry that is regrouped, and break unnoticed",
+     "shorten the attribute to 4,094 bytes with its name, or leave it out and add it after the migration"},
+    {Kind::FOLDED_COMMENT, Severity::CHANGES, "folded-comment",
+     "Folded comments",
+     "write the comment on one line, or begin its second line with #, too"},
+    {Kind::BLANK_CONTINUATION, Severity::CHANGES, "blank-continuation",
+     "Continuation lines of blanks alone",
+     "fold the value elsewhere"},
+    {Kind::CUT_TEXT, Severity::CHANGES, "cut-text",
+     "Text behind a carriage return or a zero byte within a line",
+     "remove the byte, or write the value in base64"},
+    {Kind::FILTERED_WORD, Severity::CHANGES, "filtered-word",
+     "Lines that are dropped for a word that they hold",
+     "write the value otherwise, or in base64, or add it after the migration"},
+    {Kind::REPLACED_VALUE, Severity::CHANGES, "replaced-value",
+     "Values that another entry of the same owner replaces",
+     "make the two values equal, or add the lost one after the migration"},
+    {Kind::ESCAPED_COMMA, Severity::CHANGES, "escaped-comma",
+     "Blanks beside escaped commas that are lost",
+     "write the attribute name as secDN"},
+    {Kind::WRONG_DOMAIN, Severity::CHANGES, "wrong-domain",
+     "Users and groups that move to another domain",
+     "correct the DN of the entry in the output after the migration, or move the directory entry before it"},
+    {Kind::NAME_NEEDS_ESCAPING, Severity::CHANGES, "name-needs-escaping",
+     "Names that need escaping in their new DN",
+     "correct the DN of the entry in the output after the migration, or rename the user or group"},
+    {Kind::NAME_FROM_ELSEWHERE, Severity::CHANGES, "name-from-elsewhere",
+     "Names taken from another attribute",
+     "put the naming attribute in front of the line that holds its name"},
+    {Kind::BASE64_NAME, Severity::CHANGES, "base64-name",
+     "Names in base64",
+     "decode the value and write it as text"},
+    {Kind::SAME_NEW_NAME, Severity::CHANGES, "same-new-name",
+     "Two owners of one new DN",
+     "rename one of the two"},
+    {Kind::EMPTY_DOMAIN, Severity::CHANGES, "empty-domain",
+     "Users whose domain is empty",
+     "add the name of the domain"},
+    {Kind::VERSION_LENGTH, Severity::CHANGES, "version-length",
+     "Versions that are not three characters long",
+     "correct the version in the export, or to 6.0 in the output"},
+    {Kind::VERSION_ELSEWHERE, Severity::CHANGES, "version-elsewhere",
+     "Versions set in another line",
+     "put the version in front of the line, and a blank line below a header"},
+    {Kind::TOO_MANY_LINES, Severity::CHANGES, "too-many-lines",
+     "Entries of 250,000 lines or more",
+     "divide the entry and join it again after the migration; it must not be the last of the export"},
+    {Kind::MISSING_ENTRY, Severity::DIFFERS, "missing-entry",
+     "Entries of the export that the output lacks",
+     "do not load the output; see what became of the entry, and migrate again"},
+    {Kind::EXTRA_ENTRY, Severity::DIFFERS, "extra-entry",
+     "Entries of the output that the export does not explain",
+     "do not load the output; see where the entry comes from, and migrate again"},
+    {Kind::CHANGED_ENTRY, Severity::DIFFERS, "changed-entry",
+     "Entries of the output that are not what the export demands",
+     "do not load the output; compare the entries, and migrate again"},
+    {Kind::REPEATED_ENTRY, Severity::DIFFERS, "repeated-entry",
+     "Entries that the output holds more than once",
+     "do not load the output; see where the entry comes from, and migrate again"},
+}};
+// clang-format on
+
+struct Found {
+    std::uint64_t total = 0;
+    std::vector<Finding> shown;
+};
+
+std::array<Found, texts.size()> found;
+std::size_t mostShown = 0;
+
+Found& foundOf(Kind kind) {
+    return found[static_cast<std::size_t>(kind)];
+}
+
+}  // namespace
+
+void beginFindings(std::size_t limit) {
+    found = {};
+    mostShown = limit;
+}
+
+void keepDifferencesAlone() {
+    for (const KindText& text : texts) {
+        if (text.severity != Severity::DIFFERS) {
+            foundOf(text.kind) = {};
+        }
+    }
+}
+
+bool isShown(Kind kind) {
+    return foundOf(kind).shown.size() < mostShown;
+}
+
+void countFinding(Kind kind) {
+    ++foundOf(kind).total;
+}
+
+void addFinding(Kind kind, Finding finding) {
+    const bool isKept = isShown(kind);
+    countFinding(kind);
+    if (isKept) {
+        foundOf(kind).shown.push_back(std::move(finding));
+    }
+}
+
+void amendFindings(Kind kind, void (*amend)(Finding& finding)) {
+    std::for_each(foundOf(kind).shown.begin(), foundOf(kind).shown.end(), amend);
+}
+
+std::uint64_t total(Kind kind) {
+    return foundOf(kind).total;
+}
+
+const std::vector<Finding>& shown(Kind kind) {
+    return foundOf(kind).shown;
+}
+
+std::uint64_t totalOfAllKinds() {
+    std::uint64_t sum = 0;
+    for (const Found& one : found) {
+        sum += one.total;
+    }
+    return sum;
+}
+
+std::span<const KindText> kinds() {
+    return texts;
+}

@@ -1,0 +1,27 @@
+// Writing JSON (RFC 8259): values one after another, with the commas between them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+class JsonText {
+public:
+    // Each may be given the name under which it stands in an object.
+    void beginObject(std::string_view name = {});
+    void endObject();
+    void beginArray(std::string_view name = {});
+    void endArray();
+    void addText(std::string_view name, std::string_view text);
+    void addNumber(std::string_view name, std::uint64_t number);
+
+    const std::string& text() const {
+        return text_;
+    }
+
+private:
+    void begin(std::string_view name);
+
+    std::string text_;
+    bool isFirst_ = true;  // nothing stands in front of the next value
+};

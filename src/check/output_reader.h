@@ -1,0 +1,67 @@
+// Reading the output of a migration, entry by entry, as digests.
+//
+// Lines of the output may be as long as they like, and hold any byte: unlike the export they are
+// not divided. Entries end at an empty line.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "check/digest.h"
+#include "driver/platform/file.h"
+
+struct OutputEntry {
+    off_t place = 0;        // of its first line
+    std::int64_t line = 0;  // the number of that line
+    LinesDigest lines;
+    LinesDigest linesButLast;
+    bool endsInInstallDate = false;  // the last line says when the domain was installed
+    bool isEnded = false;            // by an empty line
+};
+
+class OutputReader {
+public:
+    // Returns 0, or -1 with the reason in errno.
+    int open(const std::string& name);
+
+    // Reads the next entry. Returns 0, -1 at the end of the file, -2 when it cannot be read.
+    int read(OutputEntry& entry);
+
+    // The first line of the entry read last, up to its line end; cut after 64 KiB.
+    const std::string& firstLine() const {
+        return firstLine_;
+    }
+
+    int descriptor() const {
+        return file_.descriptor();
+    }
+
+    std::uint64_t size() const {
+        return static_cast<std::uint64_t>(offset_);
+    }
+
+    int error() const {
+        return error_;
+    }
+
+private:
+    int readLine();
+    bool fill();
+
+    File file_;
+    std::vector<char> buffer_;
+    std::size_t next_ = 0;
+    std::size_t end_ = 0;
+    off_t offset_ = 0;       // of the next line
+    std::int64_t line_ = 1;  // its number
+    int error_ = 0;
+    std::string firstLine_;
+
+    // The line read last.
+    LineDigest digest_;
+    std::string head_;  // its first block, at most
+    bool isEmpty_ = false;
+};

@@ -1,0 +1,276 @@
+#include "check/owner_findings.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <span>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "check/export_scan.h"
+#include "check/findings.h"
+#include "driver/diagnostics/format.h"
+#include "driver/diagnostics/messages.h"
+#include "entry/entry.h"
+#include "entry/filters.h"
+#include "entry/text.h"
+#include "output/merge.h"
+#include "output/new_dn.h"
+
+namespace {
+
+// An entry of an owner that needs another one, which is missing.
+struct Dependence {
+    Part part;
+    Kind kind;
+    std::string_view problem;
+};
+
+constexpr std::array<Dependence, 4> needUser = {{
+    {Part::MAPPING, Kind::MAPPING_WITHOUT_USER, "no secUser entry belongs to its owner"},
+    {Part::USERS_ENTRY, Kind::USERS_ENTRY_WITHOUT_USER,
+     "no secUser entry below a directory entry belongs to its owner"},
+    {Part::POLICY, Kind::POLICY_WITHOUT_USER, "no secUser entry belongs to its owner"},
+    {Part::POLICY_DATA, Kind::POLICY_DATA_WITHOUT_USER, "no secUser entry belongs to its owner"},
+}};
+constexpr std::array<Dependence, 1> needGroup = {{
+    {Part::MAPPING, Kind::MAPPING_WITHOUT_GROUP, "no secGroup entry belongs to its owner"},
+}};
+
+void tellWithoutOwn(const Owner& owner, std::span<const Dependence> dependences) {
+    for (const Dependence& one : dependences) {
+        if (!owner.has(one.part) || owner.isExplained(one.part)) {
+            continue;
+        }
+        const bool isPolicy = one.part == Part::POLICY || one.part == Part::POLICY_DATA;
+        if (isPolicy && owner.has(HAS_BLANK_IN_POLICY)) {
+            addFindingAt(owner.place(one.part), Kind::BLANK_IN_POLICY_DN,
+                         "the blank belongs to the DN of its owner, which no user has",
+                         MESSAGE_PROCESSING_FAILED);
+        } else {
+            addFindingAt(owner.place(one.part), one.kind, std::string(one.problem),
+                         MESSAGE_PROCESSING_FAILED);
+        }
+    }
+}
+
+void tellWithoutMapping(const Owner& owner) {
+    if (owner.isExplained(Part::OWN)) {
+        return;
+    }
+    if (owner.has(HAS_BLANKS_IN_DN)) {
+        addFindingAt(owner.place(Part::OWN), Kind::BLANKS_IN_DN,
+                     "its other entries do not find the DN", MESSAGE_PROCESSING_FAILED);
+        return;
+    }
+    addFindingAt(owner.place(Part::OWN),
+                 owner.has(IS_GROUP) ? Kind::GROUP_WITHOUT_MAPPING : Kind::USER_WITHOUT_MAPPING,
+                 "the entry has no secMap entry whose secDN names it", MESSAGE_PROCESSING_FAILED);
+}
+
+// The entries of an owner that are merged.
+struct MergedEntry {
+    Part part;
+    Entry entry;
+};
+
+std::vector<MergedEntry> entriesOf(const Owner& owner) {
+    std::vector<MergedEntry> entries;
+    for (const Part part : {Part::OWN, Part::MAPPING, Part::USERS_ENTRY}) {
+        if (owner.has(part)) {
+            std::optional<Entry> entry = stagedEntryAt(owner.place(part));
+            if (!entry) {
+                return {};
+            }
+            entries.push_back({part, *std::move(entry)});
+        }
+    }
+    return entries;
+}
+
+// Merges the entries as the migration does, into the current entry.
+void merge(const std::vector<MergedEntry>& entries) {
+    mergeObjects(entries[0].entry, entries[1].entry);
+    if (entries.size() > 2) {
+        const Entry merged = std::exchange(object, Entry());
+        mergeObjects(entries[2].entry, merged);
+    }
+}
+
+bool canBeMerged(const Owner& owner) {
+    return owner.has(Part::OWN) && owner.has(Part::MAPPING) && owner.has(NAMED) &&
+           !owner.has(BROKEN);
+}
+
+std::string newDnLine(const Owner& owner, const Entry& own) {
+    const std::string_view domain = domainName(owner.domain);
+    return owner.has(IS_GROUP) ? newGroupDnLine(cnOf(own), domain)
+                               : newUserDnLine(principalNameOf(own), domain);
+}
+
+std::vector<std::string> linesOfRecord(const Owner& owner, const Entry& own) {
+    std::vector<std::string> lines = {std::string(withoutLineEnd(newDnLine(owner, own)))};
+    for (int i = 1; i < object.lineCount(); ++i) {
+        if (!mergedFilter.matchesSome(object.line(i))) {
+            lines.emplace_back(withoutLineEnd(object.line(i)));
+        }
+    }
+    return lines;
+}
+
+std::string_view nameOf(std::string_view line) {
+    return line.substr(0, line.find(':') + 1);
+}
+
+std::string_view valueOf(std::string_view line) {
+    return withoutLeadingBlanks(line.substr(nameOf(line).size()));
+}
+
+// Whether another line says the same, but for the case of its name.
+bool isSaidIn(const std::vector<std::string>& record, std::string_view line) {
+    return std::any_of(record.begin() + 1, record.end(), [line](const std::string& other) {
+        return equalIgnoringCase(nameOf(other), nameOf(line)) && valueOf(other) == valueOf(line);
+    });
+}
+
+// Whether a merge drops the line for its name alone.
+bool isDroppedByName(std::string_view line) {
+    constexpr std::array<std::string_view, 9> names = {
+        "objectclass:", "dn:",  "kvo-entryuuid:", "control:", "aclpropagate:",
+        "aclentry:",    "acl:", "aci:",           ""};
+    return std::any_of(
+               names.begin(), names.end(),
+               [line](std::string_view name) { return equalIgnoringCase(name, nameOf(line)); }) ||
+           mergedFilter.matchesSome(line);
+}
+
+using Counts = std::unordered_map<std::string_view, int>;
+
+// Tells which lines of one entry the record lacks; `left` counts those not accounted for yet.
+void tellLostLines(const Owner& owner, const MergedEntry& merged,
+                   const std::vector<std::string>& record, Counts& left) {
+    for (int i = 1; i < merged.entry.lineCount(); ++i) {
+        const std::string_view line = withoutLineEnd(merged.entry.line(i));
+        if (isDroppedByName(line)) {
+            continue;
+        }
+        const auto found = left.find(line);
+        if (found != left.end() && found->second > 0) {
+            --found->second;
+        } else if (isSaidIn(record, line)) {
+            countRule(Rule::EQUAL_LINES);
+        } else {
+            countRule(Rule::REPLACED_LINES);
+            const off_t place = owner.place(merged.part);
+            if (!isShown(Kind::REPLACED_VALUE)) {
+                countFinding(Kind::REPLACED_VALUE);
+                continue;
+            }
+            addFinding(Kind::REPLACED_VALUE,
+                       {lineOfAttribute(place, i), 0, dnAt(place),
+                        format("would drop %s: another entry of the same owner takes its place",
+                               std::string(line.substr(0, line.find(':')))),
+                        0});
+        }
+    }
+}
+
+// What the digests have taken for equal, and counted.
+int equalLinesCounted(const std::vector<MergedEntry>& entries) {
+    int counted = 0;
+    for (const std::string_view name : commonNames) {
+        std::string_view first;
+        for (const MergedEntry& one : entries) {
+            for (int i = 1; i < one.entry.lineCount(); ++i) {
+                const std::string_view line = withoutLineEnd(one.entry.line(i));
+                if (!equalIgnoringCase(nameOf(line), name)) {
+                    continue;
+                }
+                counted += line == first ? 1 : 0;
+                first = first.empty() ? line : first;
+            }
+        }
+    }
+    return counted;
+}
+
+// Merges what digests could not decide, and sets the record right.
+void resolveMerge(Owner& owner) {
+    const std::vector<MergedEntry> entries = entriesOf(owner);
+    if (entries.size() < 2) {
+        owner.set(BROKEN);
+        return;
+    }
+    merge(entries);
+    const std::vector<std::string> record = linesOfRecord(owner, entries[0].entry);
+    std::uint64_t sum = 0;
+    Counts left;
+    for (const std::string& line : record) {
+        sum += digestOfLine(line);
+        ++left[line];
+    }
+    owner.record = Packed40(sum);
+    countRule(Rule::EQUAL_LINES,
+              std::uint64_t{0} - static_cast<std::uint64_t>(equalLinesCounted(entries)));
+    for (const MergedEntry& one : entries) {
+        tellLostLines(owner, one, record, left);
+    }
+}
+
+void findTroubleOf(Owner& owner) {
+    const bool isGroup = owner.has(IS_GROUP);
+    if (!owner.has(Part::OWN)) {
+        isGroup ? tellWithoutOwn(owner, needGroup) : tellWithoutOwn(owner, needUser);
+    } else if (!owner.has(Part::MAPPING)) {
+        tellWithoutMapping(owner);
+    } else if (owner.has(MAY_LOSE_VALUES) && canBeMerged(owner)) {
+        resolveMerge(owner);
+    }
+}
+
+void tellSameName(Owner& first, Owner& second) {
+    if (!isShown(Kind::SAME_NEW_NAME)) {
+        countFinding(Kind::SAME_NEW_NAME);
+        return;
+    }
+    addFindingAt(second.place(Part::OWN), Kind::SAME_NEW_NAME,
+                 format("would give the entry the new DN of the one in line %ld",
+                        lineAt(first.place(Part::OWN))));
+}
+
+std::uint64_t userSlots = 0;
+std::uint64_t groupSlots = 0;
+
+// While slots are free the two meet; once every slot has an entry of the kind, the second waits for
+// the next pass, in which it is alone.
+void foretellMessage(Finding& finding) {
+    const auto gathered = static_cast<std::uint64_t>(finding.message) / 2;
+    const bool isGroup = finding.message % 2 == 1;
+    const std::uint64_t slots = isGroup ? groupSlots : userSlots;
+    finding.message = gathered >= slots ? MESSAGE_PROCESSING_FAILED : MESSAGE_SLOT_OCCUPIED;
+}
+
+}  // namespace
+
+void findTroubleOfOwners(std::uint64_t users, std::uint64_t groups) {
+    userSlots = users != 0 ? users : inventory.users;
+    groupSlots = groups != 0 ? groups : inventory.groups;
+    amendFindings(Kind::TWO_OF_ONE_KIND, foretellMessage);
+    for (OwnerNumber i = 0; i < ownerCount(); ++i) {
+        findTroubleOf(ownerAt(i));
+    }
+    indexNewDns(tellSameName);
+}
+
+std::optional<std::vector<std::string>> demandedRecord(const Owner& owner) {
+    if (!canBeMerged(owner)) {
+        return std::nullopt;
+    }
+    const std::vector<MergedEntry> entries = entriesOf(owner);
+    if (entries.size() < 2) {
+        return std::nullopt;
+    }
+    merge(entries);
+    return linesOfRecord(owner, entries[0].entry);
+}

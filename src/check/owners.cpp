@@ -1,0 +1,353 @@
+#include "check/owners.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <unordered_map>
+
+#include "entry/object_class.h"
+#include "entry/text.h"
+
+namespace {
+
+constexpr OwnerNumber ownersPerChunk = 4096;
+std::vector<std::unique_ptr<Owner[]>> chunks;
+OwnerNumber owners = 0;
+
+// Owners found by one of their digests. The table is divided, so that growing it never needs more
+// than a small part of it twice.
+class OwnerIndex {
+public:
+    explicit OwnerIndex(Packed64 Owner::*key) : key_(key) {
+    }
+
+    Owner* find(std::uint64_t digest) {
+        Shard& shard = shardOf(digest);
+        if (shard.slots.empty()) {
+            return nullptr;
+        }
+        for (std::size_t at = firstSlot(shard, digest);; at = (at + 1) % shard.slots.size()) {
+            const std::uint64_t slot = shard.slots[at].value();
+            if (slot == 0) {
+                return nullptr;
+            }
+            if (slot >> 32U == tagOf(digest)) {
+                Owner& owner = ownerAt(static_cast<OwnerNumber>(slot) - 1);
+                if ((owner.*key_).value() == digest) {
+                    return &owner;
+                }
+            }
+        }
+    }
+
+    void add(OwnerNumber number) {
+        Shard& shard = shardOf((ownerAt(number).*key_).value());
+        if ((shard.used + 1) * 5 > shard.slots.size() * 4) {
+            grow(shard);
+        }
+        put(shard, number);
+    }
+
+    void clear() {
+        for (Shard& shard : shards_) {
+            shard = Shard();
+        }
+    }
+
+private:
+    // A slot holds a number, one more than the owner's, and eight bits of the digest.
+    struct Shard {
+        std::vector<Packed40> slots;
+        std::size_t used = 0;
+    };
+
+    static std::uint64_t tagOf(std::uint64_t digest) {
+        return digest & 0xffU;
+    }
+    Shard& shardOf(std::uint64_t digest) {
+        return shards_[digest >> 8U & (shards_.size() - 1)];
+    }
+    static std::size_t firstSlot(const Shard& shard, std::uint64_t digest) {
+        return (digest >> 16U) % shard.slots.size();
+    }
+
+    void put(Shard& shard, OwnerNumber number) {
+        const std::uint64_t digest = (ownerAt(number).*key_).value();
+        std::size_t at = firstSlot(shard, digest);
+        while (shard.slots[at].value() != 0) {
+            at = (at + 1) % shard.slots.size();
+        }
+        shard.slots[at] = Packed40(tagOf(digest) << 32U | (std::uint64_t{number} + 1));
+        ++shard.used;
+    }
+
+    void grow(Shard& shard) {
+        constexpr std::size_t least = 16;
+        Shard larger;
+        larger.slots.resize(std::max(least, shard.slots.size() * 5 / 4));
+        for (const Packed40 slot : shard.slots) {
+            if (slot.value() != 0) {
+                put(larger, static_cast<OwnerNumber>(slot.value()) - 1);
+            }
+        }
+        shard = std::move(larger);
+    }
+
+    Packed64 Owner::*key_;
+    std::array<Shard, 256> shards_;
+};
+
+OwnerIndex ownersByDn(&Owner::dn);
+OwnerIndex ownersByNewDn(&Owner::newDn);
+
+std::vector<std::string> domains(1);
+std::unordered_map<std::string, int> domainNumbers;
+
+// What a name must not be a part of, beside the common ones: names that every entry may hold and
+// that the merge treats in ways of their own.
+constexpr std::array<std::string_view, 8> specialNames = {
+    "objectclass:",  "dn:",       "kvo-entryuuid:", "control:",
+    "aclpropagate:", "aclentry:", "acl:",           "aci:"};
+
+// A name is told by its last letters; one that is too short for that may be part of any.
+constexpr std::size_t letters = 3;
+
+std::uint64_t bitOf(std::string_view head) {
+    if (head.size() < letters + 1) {
+        return ~std::uint64_t{0};
+    }
+    const std::string_view end = head.substr(head.size() - letters - 1, letters);
+    unsigned number = 0;
+    for (const char c : end) {
+        number = number * 37 + static_cast<unsigned char>(toLower(c));
+    }
+    return std::uint64_t{1} << (number * 2654435761U >> 26U);
+}
+
+std::uint64_t bitsOfKnownNames() {
+    static const std::uint64_t bits = [] {
+        std::uint64_t all = 0;
+        for (const std::string_view name : commonNames) {
+            all |= bitOf(name);
+        }
+        for (const std::string_view name : specialNames) {
+            all |= name.size() > letters ? bitOf(name) : 0;
+        }
+        return all;
+    }();
+    return bits;
+}
+
+// Whether looking for one of the two would find the other, in a line that is no line of its name.
+bool isMistakable(std::string_view head, bool isName) {
+    if (head.size() > letters && (bitOf(head) & bitsOfKnownNames()) == 0) {
+        return false;
+    }
+    const auto holdsHead = [head](std::string_view name) { return endsIgnoringCase(name, head); };
+    const auto isHeld = [head](std::string_view name) { return endsIgnoringCase(head, name); };
+    return std::any_of(commonNames.begin(), commonNames.end(), isHeld) ||
+           (isName && (std::any_of(commonNames.begin(), commonNames.end(), holdsHead) ||
+                       std::any_of(specialNames.begin(), specialNames.end(), holdsHead)));
+}
+
+// The heads behind the name of a line: what its value holds.
+template <class Visit>
+void visitValueHeads(std::string_view line, std::size_t nameSize, Visit visit) {
+    if (line.find(':', nameSize) == std::string_view::npos) {
+        return;
+    }
+    someHead(line, [&](std::string_view head) {
+        if (head.size() > nameSize) {
+            visit(head);
+        }
+        return false;
+    });
+}
+
+bool endsInLetter(std::string_view head) {
+    const char last = head.size() < 2 ? ':' : toLower(head[head.size() - 2]);
+    return last >= 'a' && last <= 'z';
+}
+
+// The digests of a user's class lines, few of which differ from one user to the next.
+std::vector<std::uint64_t> classLineSums;
+constexpr std::uint8_t unknownClassLines = 255;
+
+std::uint8_t numberOfClassLines(std::uint64_t sum) {
+    const auto found = std::find(classLineSums.begin(), classLineSums.end(), sum);
+    if (found == classLineSums.end()) {
+        if (classLineSums.size() == unknownClassLines) {
+            return unknownClassLines;
+        }
+        classLineSums.push_back(sum);
+        return static_cast<std::uint8_t>(classLineSums.size() - 1);
+    }
+    return static_cast<std::uint8_t>(found - classLineSums.begin());
+}
+
+// When a user has a second entry below cn=Users, the class lines of that one count alone.
+void addClassLines(Owner& owner, Part part, const Sketch& sketch) {
+    if (part == Part::USERS_ENTRY) {
+        owner.addToRecord(sketch.classLines);
+    }
+    if (part == Part::OWN) {
+        owner.classLines = numberOfClassLines(sketch.classLines);
+        if (owner.classLines == unknownClassLines) {
+            owner.set(MAY_LOSE_VALUES);
+        }
+    }
+    const bool isFirst = part == Part::OWN && !owner.has(Part::USERS_ENTRY);
+    if (isFirst) {
+        owner.addToRecord(sketch.classLines);
+    } else if (part == Part::USERS_ENTRY && owner.has(Part::OWN) &&
+               owner.classLines != unknownClassLines) {
+        owner.addToRecord(std::uint64_t{0} - classLineSums[owner.classLines]);
+    }
+}
+
+std::uint32_t packedLine(std::uint64_t line) {
+    const auto packed = static_cast<std::uint32_t>(line >> 32U);
+    return packed == 0 ? 1 : packed;
+}
+
+}  // namespace
+
+OwnerNumber ownerCount() {
+    return owners;
+}
+
+Owner& ownerAt(OwnerNumber number) {
+    return chunks[number / ownersPerChunk][number % ownersPerChunk];
+}
+
+Owner* findOwner(std::uint64_t dn) {
+    return ownersByDn.find(dn);
+}
+
+Owner& addOwner(std::uint64_t dn) {
+    if (owners % ownersPerChunk == 0) {
+        chunks.push_back(std::make_unique<Owner[]>(ownersPerChunk));
+    }
+    const OwnerNumber number = owners++;
+    Owner& owner = ownerAt(number);
+    owner.dn = Packed64(dn);
+    if (findOwner(dn) == nullptr) {
+        ownersByDn.add(number);
+    }
+    return owner;
+}
+
+void indexNewDns(void (*sameName)(Owner& first, Owner& second)) {
+    ownersByDn.clear();
+    for (OwnerNumber i = 0; i < owners; ++i) {
+        Owner& owner = ownerAt(i);
+        if (!owner.has(NAMED)) {
+            continue;
+        }
+        Owner* const first = ownersByNewDn.find(owner.newDn.value());
+        if (first != nullptr) {
+            sameName(*first, owner);
+        } else {
+            ownersByNewDn.add(i);
+        }
+    }
+}
+
+Owner* findNewDn(std::uint64_t newDn) {
+    return ownersByNewDn.find(newDn);
+}
+
+void clearOwners() {
+    ownersByDn.clear();
+    ownersByNewDn.clear();
+    chunks.clear();
+    owners = 0;
+    classLineSums.clear();
+    domains.resize(1);
+    domainNumbers.clear();
+}
+
+int numberOfDomain(std::string_view domain) {
+    constexpr std::size_t most = 65535;
+    const auto found = domainNumbers.find(std::string(domain));
+    if (found != domainNumbers.end()) {
+        return found->second;
+    }
+    if (domains.size() == most) {
+        return -1;
+    }
+    domains.emplace_back(domain);
+    const int number = static_cast<int>(domains.size()) - 1;
+    domainNumbers.emplace(domain, number);
+    return number;
+}
+
+std::string_view domainName(int number) {
+    return number == 0 ? std::string_view()
+                       : std::string_view(domains[static_cast<std::size_t>(number)]);
+}
+
+void sketchLine(Sketch& sketch, std::string_view line, bool isKept) {
+    const std::string_view name = line.substr(0, line.find(':') + 1);
+    visitValueHeads(line, name.size(), [&](std::string_view head) {
+        sketch.isIrregular = sketch.isIrregular || isObjectClassName(head);
+        if (endsInLetter(head)) {
+            sketch.names |= bitOf(head);
+            sketch.holdsCommonName = sketch.holdsCommonName || isMistakable(head, false);
+        }
+    });
+    const auto common =
+        std::find_if(commonNames.begin(), commonNames.end(),
+                     [name](std::string_view one) { return equalIgnoringCase(one, name); });
+    if (common == commonNames.end()) {
+        sketch.names |= bitOf(name);
+        sketch.holdsCommonName = sketch.holdsCommonName || isMistakable(name, true);
+        sketch.isIrregular = sketch.isIrregular || !endsInLetter(name);
+        sketch.lines += isKept ? digestOfLine(line) : 0;
+        return;
+    }
+    std::uint64_t& place = sketch.common[static_cast<std::size_t>(common - commonNames.begin())];
+    sketch.isIrregular = sketch.isIrregular || place != 0 || !isKept;
+    place = digestOfLine(line);
+}
+
+int takeIn(Owner& owner, Part part, const Sketch& sketch) {
+    addClassLines(owner, part, sketch);
+    const bool mistakable =
+        (owner.has(HOLDS_COMMON_NAME) || sketch.holdsCommonName) &&
+        (owner.has(Part::OWN) || owner.has(Part::MAPPING) || owner.has(Part::USERS_ENTRY));
+    if (mistakable || sketch.isIrregular || (owner.names.value() & sketch.names) != 0) {
+        owner.set(MAY_LOSE_VALUES);
+    }
+    if (sketch.isBroken) {
+        owner.set(BROKEN);
+    }
+    if (sketch.holdsCommonName) {
+        owner.set(HOLDS_COMMON_NAME);
+    }
+    owner.names = Packed64(owner.names.value() | sketch.names);
+    owner.addToRecord(sketch.lines);
+    int equalLines = 0;
+    for (std::size_t i = 0; i < commonNames.size(); ++i) {
+        const std::uint64_t line = sketch.common[i];
+        if (line == 0) {
+            continue;
+        }
+        if (owner.common[i] == 0) {
+            owner.common[i] = packedLine(line);
+            owner.addToRecord(line);
+        } else if (owner.common[i] == packedLine(line)) {
+            ++equalLines;
+        } else {
+            owner.set(MAY_LOSE_VALUES);
+        }
+    }
+    return equalLines;
+}
+
+std::uint64_t domainCount() {
+    bool hasDefault = false;
+    for (OwnerNumber i = 0; i < owners && !hasDefault; ++i) {
+        hasDefault = ownerAt(i).domain == 0;
+    }
+    return domains.size() - 1 + (hasDefault ? 1 : 0);
+}

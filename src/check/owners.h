@@ -1,0 +1,142 @@
+// Owners: the users and groups of an export, boiled down to a few bytes each.
+//
+// An export of ten million users does not fit into memory, and the entries of one user may stand
+// anywhere in it. So an owner keeps digests: of its DN, of its new DN, of the lines that its record
+// in the output must have, and of what decides how its entries merge. Where digests do not decide
+// it, the owner is marked, and its entries are read again when the export has been read.
+#pragma once
+
+#include <sys/types.h>
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "check/digest.h"
+#include "entry/entry.h"
+
+// The entries that an owner can have; a group has the first two.
+enum class Part : std::uint8_t { OWN, MAPPING, USERS_ENTRY, POLICY, POLICY_DATA };
+inline constexpr std::size_t partCount = 5;
+
+// What is known of an owner beside its digests.
+enum OwnerFlag : std::uint16_t {
+    IS_GROUP = 1U << 0U,
+    MAY_LOSE_VALUES = 1U << 1U,      // what its merge keeps cannot be told from digests
+    HOLDS_COMMON_NAME = 1U << 2U,    // a name of an entry occurs in one that most entries have
+    HAS_BLANKS_IN_DN = 1U << 3U,     // its own entry's DN is not found by other entries
+    HAS_BLANK_IN_POLICY = 1U << 4U,  // its policy's DN has a blank that keeps it from its user
+    NAMED = 1U << 5U,                // its new DN is known
+    RECORD_SEEN = 1U << 6U,          // in the output
+    CONTAINER_SEEN = 1U << 7U,
+    POLICY_SEEN = 1U << 8U,
+    BROKEN = 1U << 9U,  // what the output holds of it cannot be foretold
+};
+
+// A digest in two words, which needs less alignment than one.
+class Packed64 {
+public:
+    Packed64() = default;
+    explicit Packed64(std::uint64_t value)
+        : low_(static_cast<std::uint32_t>(value)), high_(static_cast<std::uint32_t>(value >> 32U)) {
+    }
+    std::uint64_t value() const {
+        return std::uint64_t{high_} << 32U | low_;
+    }
+
+private:
+    std::uint32_t low_ = 0;
+    std::uint32_t high_ = 0;
+};
+
+// The attributes that entries of one owner usually have in common.
+inline constexpr std::array<std::string_view, 5> commonNames = {
+    "secUUID:", "secDN:", "secAuthority:", "principalName:", "secDomainId:"};
+
+struct Owner {
+    Packed64 dn;     // as other entries look for it, without regard to case
+    Packed64 newDn;  // of the new DN line, without regard to case
+    Packed64 names;  // a bit for how each other attribute name ends
+    std::array<std::uint32_t, commonNames.size()> common = {};  // digests of these lines, or 0
+    std::array<Packed40, partCount> places;  // one more than the offset; 0 for an entry it lacks
+    Packed40 record;                         // the sum of the lines of its record, DN line included
+    Packed40 policy;                         // the same of its policy, but for the DN line
+    std::uint8_t classLines = 0;             // those of a user's own entry, see classLinesDigest
+    std::uint16_t domain = 0;                // see domainName
+    std::uint16_t flags = 0;
+    std::uint16_t explained = 0;  // bits for parts whose trouble has been told
+
+    bool has(OwnerFlag flag) const {
+        return (flags & flag) != 0;
+    }
+    void set(OwnerFlag flag) {
+        flags = static_cast<std::uint16_t>(flags | flag);
+    }
+    bool has(Part part) const {
+        return places[static_cast<std::size_t>(part)].value() != 0;
+    }
+    off_t place(Part part) const {
+        return static_cast<off_t>(places[static_cast<std::size_t>(part)].value()) - 1;
+    }
+    bool isExplained(Part part) const {
+        return (explained >> static_cast<unsigned>(part) & 1U) != 0;
+    }
+    void explain(Part part) {
+        explained = static_cast<std::uint16_t>(explained | 1U << static_cast<unsigned>(part));
+    }
+    void addToRecord(std::uint64_t lines) {
+        record = Packed40(record.value() + lines);
+    }
+};
+
+using OwnerNumber = std::uint32_t;
+
+// The number of owners, which have the numbers from 0 on, in the order in which they were added.
+OwnerNumber ownerCount();
+Owner& ownerAt(OwnerNumber number);
+
+// The first owner with this digest of its DN, or null.
+Owner* findOwner(std::uint64_t dn);
+
+// Adds an owner; another one of the same digest stays the one that is found.
+Owner& addOwner(std::uint64_t dn);
+
+// Lets go of the way from DNs to owners, and finds owners by their new DNs from here on.
+// `sameName` is called for each owner whose new DN is that of an earlier one.
+void indexNewDns(void (*sameName)(Owner& first, Owner& second));
+Owner* findNewDn(std::uint64_t newDn);
+
+// Forgets all owners.
+void clearOwners();
+
+// The number of a domain, such as "secAuthority=Sales"; 0 is the default domain. Returns -1 when
+// there are more than 65,534 of them.
+int numberOfDomain(std::string_view domain);
+
+// Its name; null for the default domain.
+std::string_view domainName(int number);
+
+// How many domains owners are in.
+std::uint64_t domainCount();
+
+// What decides how an entry merges with others of its owner.
+struct Sketch {
+    std::uint64_t names = 0;
+    std::array<std::uint64_t, commonNames.size()> common = {};
+    std::uint64_t lines = 0;       // the sum of the lines that are neither common nor class lines
+    std::uint64_t classLines = 0;  // the sum of the object class lines
+    bool holdsCommonName = false;
+    bool isIrregular = false;  // merging it follows rules of its own
+    bool isBroken = false;     // it cannot be merged at all
+};
+
+// Adds a line that the output may hold, up to its line end. `isKept` tells whether it survives the
+// filters; its names count in any case.
+void sketchLine(Sketch& sketch, std::string_view line, bool isKept);
+
+// Takes the sketch of an own, mapping or Users entry in. Returns the number of lines that another
+// entry of the owner holds as well.
+int takeIn(Owner& owner, Part part, const Sketch& sketch);

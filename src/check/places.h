@@ -1,0 +1,32 @@
+// Where the lines of a file stand: byte offsets turned into line numbers.
+//
+// Findings remember offsets, which cost less than lines and entries. Whoever shows one asks here
+// for its line number, which counts the line feeds from the nearest place that is known.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class LinePlaces {
+public:
+    // Notes that the line `line`, from 1 on, begins at `offset`. Offsets must rise.
+    void note(off_t offset, std::int64_t line);
+
+    // The number of the line that begins at `offset`, which lies in the file open as `descriptor`.
+    // 0 when the file cannot be read.
+    std::int64_t lineAt(int descriptor, off_t offset) const;
+
+private:
+    struct Place {
+        off_t offset;
+        std::int64_t line;
+    };
+    std::vector<Place> places_;  // one for each MiB
+};
+
+// The bytes of the file from `offset` on, at most `size`; fewer at its end or when it cannot be
+// read.
+std::string textAt(int descriptor, off_t offset, std::size_t size);

@@ -1,0 +1,96 @@
+#include "check/plan.h"
+
+#include <fcntl.h>
+#include <sys/statvfs.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+
+#include "check/export_scan.h"
+#include "check/findings.h"
+#include "driver/diagnostics/format.h"
+#include "driver/diagnostics/messages.h"
+#include "driver/platform/file.h"
+
+namespace {
+
+std::uint64_t passesFor(std::uint64_t owners, std::uint64_t slots) {
+    return (owners + slots - 1) / slots;
+}
+
+// The part of `memory`, which `owners` take, that `slots` of them take.
+std::uint64_t memoryOf(std::uint64_t memory, std::uint64_t owners, std::uint64_t slots) {
+    return owners <= slots ? memory : memory / owners * slots;
+}
+
+}  // namespace
+
+Plan planFor(std::uint64_t users, std::uint64_t groups) {
+    // The program itself, its buffers, and what the chunks of its storage leave unused.
+    constexpr std::uint64_t programMemory = 5 * 1024 * 1024;
+    Plan plan;
+    plan.users = std::max<std::uint64_t>(users != 0 ? users : inventory.users, 1);
+    plan.groups = std::max<std::uint64_t>(groups != 0 ? groups : inventory.groups, 1);
+    plan.passes = std::max({passesFor(inventory.users, plan.users),
+                            passesFor(inventory.groups, plan.groups), std::uint64_t{1}});
+    plan.memory = programMemory + memoryOf(inventory.userMemory, inventory.users, plan.users) +
+                  memoryOf(inventory.groupMemory, inventory.groups, plan.groups);
+    return plan;
+}
+
+std::vector<Plan> plans() {
+    constexpr std::uint64_t mostPasses = 64;
+    std::vector<Plan> all;
+    for (std::uint64_t part = 1; part <= mostPasses; part *= 2) {
+        const Plan plan =
+            planFor(passesFor(inventory.users, part), passesFor(inventory.groups, part));
+        if (all.empty() || plan.passes > all.back().passes) {
+            all.push_back(plan);
+        }
+    }
+    return all;
+}
+
+DiskNeed diskNeed(const std::string& exportName) {
+    DiskNeed need;
+    need.workFile = inventory.workFileBytes;
+    need.output = inventory.passedBytes + inventory.rebuiltBytes;
+    struct statvfs state = {};
+    const std::string folder = std::filesystem::path(exportName).parent_path().string();
+    if (::statvfs(folder.empty() ? "." : folder.c_str(), &state) == 0) {
+        need.free = std::uint64_t{state.f_bavail} * state.f_frsize;
+    }
+    return need;
+}
+
+void findTroubleAround(const std::string& exportName, const DiskNeed& need) {
+    const File writable = openFile(exportName, 0);
+    if (!writable.isOpen()) {
+        addFinding(
+            Kind::EXPORT_NOT_WRITABLE,
+            {0,
+             0,
+             {},
+             format("the export cannot be opened for reading and writing: %s", systemReason(errno)),
+             MESSAGE_CANNOT_OPEN});
+    }
+    const std::string workFile = exportName + ".tmp";
+    if (const FileState state = stateOf(workFile); state.kind != FileKind::NONE && state.size > 0) {
+        addFinding(Kind::LEFT_OVER_WORK_FILE,
+                   {0,
+                    0,
+                    {},
+                    format("\"%s\" is there: its entries would be migrated again", workFile),
+                    MESSAGE_SLOT_OCCUPIED});
+    }
+    if (need.workFile + need.output > need.free) {
+        addFinding(Kind::DISK_TOO_SMALL,
+                   {0,
+                    0,
+                    {},
+                    format("work file and output need %ld bytes, and %ld are free",
+                           need.workFile + need.output, need.free),
+                    MESSAGE_CANNOT_WRITE});
+    }
+}

@@ -1,0 +1,32 @@
+// What a migration of the export needs: slot counts, passes, memory and room on the disk.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// A run with these slot counts.
+struct Plan {
+    std::uint64_t users = 0;
+    std::uint64_t groups = 0;
+    std::uint64_t passes = 0;  // in which the migration gathers something
+    std::uint64_t memory = 0;  // about the bytes it takes at most
+};
+
+// The plan for counts of at least 1; 0 stands for as many users or groups as there are.
+Plan planFor(std::uint64_t users, std::uint64_t groups);
+
+// The plan for one pass, and those for smaller counts.
+std::vector<Plan> plans();
+
+struct DiskNeed {
+    std::uint64_t workFile = 0;  // bytes of the work file, beside the export
+    std::uint64_t output = 0;    // bytes of the output, at most
+    std::uint64_t free = 0;      // bytes left to the user on the disk of the export
+};
+
+DiskNeed diskNeed(const std::string& exportName);
+
+// Tells what around the export would keep a migration from its end: the permissions, a work file
+// of an earlier run, the disk.
+void findTroubleAround(const std::string& exportName, const DiskNeed& need);

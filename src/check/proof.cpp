@@ -1,0 +1,499 @@
+#include "check/proof.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <deque>
+#include <iterator>
+#include <optional>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "check/digest.h"
+#include "check/export_scan.h"
+#include "check/findings.h"
+#include "check/output_reader.h"
+#include "check/owner_findings.h"
+#include "check/owners.h"
+#include "check/places.h"
+#include "driver/diagnostics/format.h"
+#include "entry/entry.h"
+#include "entry/text.h"
+
+std::array<Balance, static_cast<std::size_t>(Content::END)> balances = {};
+std::uint64_t outputBytes = 0;
+
+namespace {
+
+OutputReader output;
+
+// An entry of the output that has not found its counterpart yet.
+struct Unexplained {
+    OutputEntry entry;
+    std::uint64_t dn = 0;  // of its first line, without regard to case
+};
+
+// What one side has and the other has not shown yet, by the chain of its lines. Empty as long as
+// the two files agree.
+std::unordered_multimap<std::uint64_t, Demand> unmetDemands;
+std::unordered_multimap<std::uint64_t, Unexplained> unexplained;
+
+// Resource credentials stand at the end of the output, in the order of the export.
+struct Credential {
+    Packed40 lines;
+    Packed40 place;
+};
+std::deque<Credential> credentials;
+std::size_t nextCredential = 0;
+
+// What passed through last, to know a repetition.
+constexpr std::size_t remembered = 4096;
+std::array<std::uint64_t, remembered> passedLast = {};
+std::size_t passedCount = 0;
+
+Balance& balanceOf(Content content) {
+    return balances[static_cast<std::size_t>(content)];
+}
+
+std::string shownDn(std::string_view dnLine) {
+    const std::string whole = quoted(dnLine);
+    return whole.substr(1, whole.size() - 2);
+}
+
+std::string outputDnAt(off_t place) {
+    constexpr std::size_t most = 4096;
+    const std::string text = textAt(output.descriptor(), place, most);
+    return std::string(std::string_view(text).substr(0, text.find('\n')));
+}
+
+void tell(Kind kind, off_t exportPlace, const OutputEntry* entry, const std::string& effect) {
+    if (!isShown(kind)) {
+        countFinding(kind);
+        return;
+    }
+    Finding finding;
+    finding.line = exportPlace >= 0 ? lineAt(exportPlace) : 0;
+    finding.outputLine = entry != nullptr ? entry->line : 0;
+    finding.dn = entry != nullptr ? shownDn(outputDnAt(entry->place)) : dnAt(exportPlace);
+    finding.effect = effect;
+    addFinding(kind, std::move(finding));
+}
+
+// ---- Entries that pass through.
+
+void remember(std::uint64_t chain) {
+    passedLast[passedCount++ % remembered] = chain;
+    ++balanceOf(Content::PASSED).found;
+}
+
+bool isRemembered(std::uint64_t chain) {
+    const std::size_t known = std::min(passedCount, remembered);
+    const auto end = passedLast.begin() + static_cast<std::ptrdiff_t>(known);
+    return std::find(passedLast.begin(), end, chain) != end;
+}
+
+bool isMetBy(const Demand& demand, const OutputEntry& entry) {
+    return demand.addsInstallDate
+               ? entry.endsInInstallDate && demand.lines == entry.linesButLast.chain
+               : demand.lines == entry.lines.chain;
+}
+
+// Takes an entry of the output back that the demand asks for.
+bool takeUnexplained(const Demand& demand) {
+    if (unexplained.empty()) {
+        return false;
+    }
+    auto found = unexplained.find(demand.lines);
+    if (demand.addsInstallDate) {
+        found = std::find_if(unexplained.begin(), unexplained.end(), [&demand](const auto& one) {
+            return isMetBy(demand, one.second.entry);
+        });
+    }
+    if (found == unexplained.end() || !isMetBy(demand, found->second.entry)) {
+        return false;
+    }
+    remember(demand.lines);
+    unexplained.erase(found);
+    return true;
+}
+
+bool takeDemand(const OutputEntry& entry) {
+    for (const std::uint64_t chain : {entry.lines.chain, entry.linesButLast.chain}) {
+        const auto [first, last] = unmetDemands.equal_range(chain);
+        const auto found = std::find_if(
+            first, last, [&entry](const auto& one) { return isMetBy(one.second, entry); });
+        if (found != last) {
+            remember(chain);
+            unmetDemands.erase(found);
+            return true;
+        }
+    }
+    return false;
+}
+
+int readEntry(OutputEntry& entry) {
+    const int result = output.read(entry);
+    if (result == 0 && !entry.isEnded) {
+        tell(Kind::CHANGED_ENTRY, -1, &entry,
+             "no empty line follows it: the file may have been cut off");
+    }
+    return result;
+}
+
+void setAside(const OutputEntry& entry) {
+    unexplained.emplace(entry.lines.chain,
+                        Unexplained{entry, digestIgnoringCase(output.firstLine())});
+}
+
+void comparePassed(const Demand& demand) {
+    ++balanceOf(Content::PASSED).demanded;
+    if (takeUnexplained(demand)) {
+        return;
+    }
+    OutputEntry entry;
+    while (readEntry(entry) == 0) {
+        if (isMetBy(demand, entry)) {
+            remember(demand.lines);
+            return;
+        }
+        if (!takeDemand(entry)) {
+            setAside(entry);
+            break;
+        }
+    }
+    unmetDemands.emplace(demand.lines, demand);
+}
+
+void noteCredential(const Demand& demand) {
+    ++balanceOf(Content::CREDENTIAL).demanded;
+    credentials.push_back(
+        {Packed40(demand.lines), Packed40(static_cast<std::uint64_t>(demand.place))});
+}
+
+// ---- Entries that are rebuilt.
+
+// The attribute names in which two lists of lines differ, those that `lines` has more often.
+std::string namesOnlyIn(std::vector<std::string> lines, std::vector<std::string> others) {
+    std::sort(lines.begin(), lines.end());
+    std::sort(others.begin(), others.end());
+    std::vector<std::string> left;
+    std::set_difference(lines.begin(), lines.end(), others.begin(), others.end(),
+                        std::back_inserter(left));
+    std::string names;
+    std::string last;
+    for (const std::string& line : left) {
+        const std::string name = shownDn(line.substr(0, line.find(':')));
+        if (name != last) {
+            names += format("%s%s", names.empty() ? "" : ", ", name);
+        }
+        last = name;
+    }
+    return names;
+}
+
+std::vector<std::string> linesAt(const OutputEntry& entry) {
+    constexpr std::size_t most = 1024 * 1024;
+    const std::string text = textAt(output.descriptor(), entry.place, most);
+    std::vector<std::string> lines;
+    std::string_view rest = text;
+    while (!rest.empty() && lines.size() < entry.lines.count) {
+        const std::size_t size = std::min(rest.find('\n'), rest.size());
+        lines.emplace_back(rest.substr(0, size));
+        rest.remove_prefix(std::min(size + 1, rest.size()));
+    }
+    return lines;
+}
+
+// Names attributes, never values: these may be secrets.
+std::string difference(const Owner& owner, const OutputEntry& entry) {
+    const std::optional<std::vector<std::string>> demanded = demandedRecord(owner);
+    if (!demanded) {
+        return "its lines are not those that the export demands";
+    }
+    const std::vector<std::string> present = linesAt(entry);
+    const std::string lacks = namesOnlyIn(*demanded, present);
+    const std::string besides = namesOnlyIn(present, *demanded);
+    if (lacks.empty()) {
+        return format("it has lines that the export does not demand: %s", besides);
+    }
+    return besides.empty()
+               ? format("it lacks lines that the export demands: %s", lacks)
+               : format("it lacks lines that the export demands: %s; and has others: %s", lacks,
+                        besides);
+}
+
+// The first line of the user's record read last: containers and policies stand below it.
+std::string lastUserDn;
+
+// A DN of a user, or what stands in front of one, divided behind the name.
+struct UserDn {
+    std::string_view name;
+    std::string_view
+        domain;  // "secAuthority=Sales,cn=Subdomains,secAuthority=default" and the like
+};
+
+UserDn dividedUserDn(std::string_view dn) {
+    const std::size_t end = std::min(dn.rfind(",cn=Users,"), dn.size());
+    return {dn.substr(0, end), dn.substr(end)};
+}
+
+// Whether what stands below the user whose record was read last spells its name in the same way;
+// true of another user's.
+bool isSpelledAsLastUser(std::string_view userDn, bool withDomain) {
+    constexpr std::string_view dn = "dn: ";
+    if (lastUserDn.size() < dn.size()) {
+        return true;
+    }
+    const std::string_view last = std::string_view(lastUserDn).substr(dn.size());
+    return !equalIgnoringCase(userDn, last) ||
+           (withDomain ? userDn == last : dividedUserDn(userDn).name == dividedUserDn(last).name);
+}
+
+// The digest of the domain in a policy's new DN, as it was demanded; 0 for the default domain.
+std::uint64_t policyDomainDigest(std::string_view userDn) {
+    constexpr std::string_view before = ",cn=Users,";
+    constexpr std::string_view behind = ",cn=Subdomains,secAuthority=default";
+    const std::string_view domain = dividedUserDn(userDn).domain;
+    if (!domain.ends_with(behind)) {
+        return domain == ",cn=Users,secAuthority=default" ? 0 : 1;
+    }
+    return digestOfLine(
+        domain.substr(before.size(), domain.size() - before.size() - behind.size()));
+}
+
+std::uint64_t containerLines(std::string_view dnLine) {
+    std::uint64_t sum = digestOfLine(dnLine) + digestOfLine("objectclass: container") +
+                        digestOfLine("objectclass: top") + digestOfLine("cn: Policies");
+    return isChangetypeDemanded() ? sum + digestOfLine("changetype: add") : sum;
+}
+
+constexpr std::string_view containerPrefix = "dn: cn=Policies,";
+constexpr std::string_view policyPrefix = "dn: cn=Policy,cn=Policies,";
+
+// An entry of the output that has the DN of something that is rebuilt.
+struct Rebuilt {
+    Content content;
+    Owner* owner;
+    OwnerFlag seen;
+    bool isAsDemanded;
+    Part source;  // the entry of the export that it comes from
+};
+
+Owner* ownerBelow(std::string_view prefix, std::string_view dnLine) {
+    return findNewDn(digestIgnoringCase("dn: " + std::string(dnLine.substr(prefix.size()))));
+}
+
+std::optional<Rebuilt> rebuiltOf(const OutputEntry& entry, const std::string& dnLine) {
+    if (dnLine.starts_with(policyPrefix)) {
+        Owner* const owner = ownerBelow(policyPrefix, dnLine);
+        if (owner != nullptr && owner->has(Part::POLICY)) {
+            const std::string_view userDn = std::string_view(dnLine).substr(policyPrefix.size());
+            const std::uint64_t demanded =
+                owner->policy.value() - policyDomainDigest(userDn) + digestOfLine(dnLine);
+            const bool isRight = isSpelledAsLastUser(userDn, false) &&
+                                 Packed40(demanded).value() == Packed40(entry.lines.sum).value();
+            return Rebuilt{Content::POLICY, owner, POLICY_SEEN, isRight, Part::POLICY};
+        }
+    }
+    if (dnLine.starts_with(containerPrefix)) {
+        Owner* const owner = ownerBelow(containerPrefix, dnLine);
+        if (owner != nullptr && owner->has(Part::POLICY)) {
+            const std::string_view userDn = std::string_view(dnLine).substr(containerPrefix.size());
+            const bool isRight =
+                isSpelledAsLastUser(userDn, true) && containerLines(dnLine) == entry.lines.sum;
+            return Rebuilt{Content::CONTAINER, owner, CONTAINER_SEEN, isRight, Part::POLICY};
+        }
+    }
+    Owner* const owner = findNewDn(digestIgnoringCase(dnLine));
+    if (owner == nullptr) {
+        return std::nullopt;
+    }
+    const bool isRight = owner->record.value() == Packed40(entry.lines.sum).value();
+    return Rebuilt{owner->has(IS_GROUP) ? Content::GROUP : Content::USER, owner, RECORD_SEEN,
+                   isRight, Part::OWN};
+}
+
+bool takeCredential(const OutputEntry& entry) {
+    const std::uint64_t lines = Packed40(entry.lines.chain).value();
+    const auto isIt = [lines](const Credential& one) { return one.lines.value() == lines; };
+    const auto from = credentials.begin() + static_cast<std::ptrdiff_t>(nextCredential);
+    auto found = from;
+    if (found == credentials.end() || !isIt(*found)) {
+        found = std::find_if(from, credentials.end(), isIt);
+    }
+    if (found == credentials.end()) {
+        return false;
+    }
+    // What was passed by is put behind what is left, and may still come.
+    std::swap(*from, *found);
+    ++nextCredential;
+    ++balanceOf(Content::CREDENTIAL).found;
+    return true;
+}
+
+void takeRebuilt(const Rebuilt& rebuilt, const OutputEntry& entry) {
+    const off_t place = rebuilt.owner->place(rebuilt.source);
+    if (rebuilt.owner->has(rebuilt.seen)) {
+        tell(Kind::REPEATED_ENTRY, place, &entry, "an entry of this DN stands above it");
+        return;
+    }
+    rebuilt.owner->set(rebuilt.seen);
+    if (rebuilt.isAsDemanded) {
+        ++balanceOf(rebuilt.content).found;
+        return;
+    }
+    const bool isShownInFull = isShown(Kind::CHANGED_ENTRY) && rebuilt.source == Part::OWN;
+    tell(Kind::CHANGED_ENTRY, place, &entry,
+         isShownInFull ? difference(*rebuilt.owner, entry)
+                       : "its lines are not those that the export demands");
+}
+
+// Explains an entry behind those that passed through.
+void explain(const OutputEntry& entry, const std::string& dnLine) {
+    if (!unmetDemands.empty() && takeDemand(entry)) {
+        return;
+    }
+    if (const std::optional<Rebuilt> rebuilt = rebuiltOf(entry, dnLine)) {
+        takeRebuilt(*rebuilt, entry);
+        if (rebuilt->content == Content::USER) {
+            lastUserDn = dnLine;
+        }
+    } else if (!takeCredential(entry)) {
+        unexplained.emplace(entry.lines.chain, Unexplained{entry, digestIgnoringCase(dnLine)});
+    }
+}
+
+void explainWhatIsLeft() {
+    std::vector<Unexplained> aside;
+    for (const auto& [chain, one] : unexplained) {
+        aside.push_back(one);
+    }
+    unexplained.clear();
+    std::sort(aside.begin(), aside.end(), [](const Unexplained& first, const Unexplained& second) {
+        return first.entry.place < second.entry.place;
+    });
+    for (const Unexplained& one : aside) {
+        explain(one.entry, outputDnAt(one.entry.place));
+    }
+    OutputEntry entry;
+    while (readEntry(entry) == 0) {
+        explain(entry, output.firstLine());
+    }
+}
+
+// ---- What is missing, and what is too much.
+
+// The entries of the export that nothing in the output meets.
+std::vector<off_t> missingPlaces() {
+    std::vector<off_t> places;
+    for (const auto& [chain, demand] : unmetDemands) {
+        places.push_back(demand.place);
+    }
+    for (std::size_t i = nextCredential; i < credentials.size(); ++i) {
+        places.push_back(static_cast<off_t>(credentials[i].place.value()));
+    }
+    std::sort(places.begin(), places.end());
+    return places;
+}
+
+// An entry that is missing and one that is too much are one that was changed when their DNs are
+// equal. Looked for as long as there are few of them.
+void tellUnmet() {
+    std::unordered_multimap<std::uint64_t, const Unexplained*> byDn;
+    for (const auto& [chain, one] : unexplained) {
+        byDn.emplace(one.dn, &one);
+    }
+    std::vector<const Unexplained*> changed;
+    constexpr std::size_t mostLooks = 10'000;
+    std::size_t looks = 0;
+    for (const off_t place : missingPlaces()) {
+        const bool mayLook = looks++ < mostLooks && !byDn.empty();
+        const auto found = mayLook ? byDn.find(digestIgnoringCase(dnAt(place))) : byDn.end();
+        if (found == byDn.end()) {
+            tell(Kind::MISSING_ENTRY, place, nullptr, "the output does not hold it");
+        } else {
+            tell(Kind::CHANGED_ENTRY, place, &found->second->entry,
+                 "its lines are not those of the export");
+            changed.push_back(found->second);
+            byDn.erase(found);
+        }
+    }
+    std::vector<const Unexplained*> extra;
+    for (const auto& [dn, one] : byDn) {
+        extra.push_back(one);
+    }
+    std::sort(extra.begin(), extra.end(), [](const Unexplained* first, const Unexplained* second) {
+        return first->entry.place < second->entry.place;
+    });
+    for (const Unexplained* one : extra) {
+        const bool isRepeated = isRemembered(one->entry.lines.chain);
+        tell(isRepeated ? Kind::REPEATED_ENTRY : Kind::EXTRA_ENTRY, -1, &one->entry,
+             isRepeated ? "the same entry stands in the output already"
+                        : "no entry of the export leads to it");
+    }
+}
+
+void tellUnseen(const Owner& owner, Part source, OwnerFlag seen, std::string_view what) {
+    if (owner.has(source) && !owner.has(seen)) {
+        tell(Kind::MISSING_ENTRY, owner.place(source), nullptr,
+             format("the output does not hold its %s", what));
+    }
+}
+
+void tellMissingRecords() {
+    for (OwnerNumber i = 0; i < ownerCount(); ++i) {
+        const Owner& owner = ownerAt(i);
+        tellUnseen(owner, Part::OWN, RECORD_SEEN, "new entry");
+        tellUnseen(owner, Part::POLICY, CONTAINER_SEEN, "policy container");
+        tellUnseen(owner, Part::POLICY, POLICY_SEEN, "policy");
+    }
+}
+
+void countDemands() {
+    for (OwnerNumber i = 0; i < ownerCount(); ++i) {
+        const Owner& owner = ownerAt(i);
+        const std::uint64_t own = owner.has(Part::OWN) ? 1 : 0;
+        balanceOf(owner.has(IS_GROUP) ? Content::GROUP : Content::USER).demanded += own;
+        const std::uint64_t policies = owner.has(Part::POLICY) ? 1 : 0;
+        balanceOf(Content::POLICY).demanded += policies;
+        balanceOf(Content::CONTAINER).demanded += policies;
+    }
+}
+
+void forgetProof() {
+    balances = {};
+    output = OutputReader();
+    unmetDemands.clear();
+    unexplained.clear();
+    credentials.clear();
+    nextCredential = 0;
+    passedCount = 0;
+    lastUserDn.clear();
+}
+
+}  // namespace
+
+int prove(const std::string& exportName, const std::string& outputName, std::size_t limit) {
+    forgetProof();
+    if (output.open(outputName) != 0) {
+        return -2;
+    }
+    beginFindings(limit);
+    if (scanExport(exportName, {comparePassed, noteCredential}) != 0) {
+        return -1;
+    }
+    findTroubleOfOwners(0, 0);
+    keepDifferencesAlone();
+    countDemands();
+    explainWhatIsLeft();
+    if (output.error() != 0) {
+        errno = output.error();
+        return -2;
+    }
+    tellMissingRecords();
+    tellUnmet();
+    outputBytes = output.size();
+    return 0;
+}
