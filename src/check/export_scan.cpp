@@ -1,7 +1,5 @@
 #include "check/export_scan.h"
 
-#include <sys/mman.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <string_view>
@@ -788,15 +786,6 @@ bool survivesWorkFile(std::string_view attributes) {
     return survives;
 }
 
-// A file in memory that holds `text`.
-File fileWith(std::string_view text) {
-    File file(::memfd_create("work", MFD_CLOEXEC));
-    if (!file.isOpen() || writeTextAt(file.descriptor(), text, 0) != 0) {
-        file.close();
-    }
-    return file;
-}
-
 bool isMerged(ObjectClass kind) {
     return kind == SECUSER_OBJECTCLASS || kind == SECGROUP_OBJECTCLASS ||
            kind == SECMAP_OBJECTCLASS;
@@ -830,9 +819,7 @@ void regroupPieces(const std::string& attributes) {
     const int broken = firstBrokenAttribute(attributes, isLong);
     const std::int64_t line = lineOfAttribute(current.place, broken);
     LineReader reader;
-    if (reader.open(fileWith(attributes + '\n')) != 0) {
-        return;
-    }
+    reader.openText(attributes + '\n');
     bool ends = false;
     int entries = 0;
     while (getNextObjectFromTemporaryInputLDIFFile(reader) != READ_ERROR &&
@@ -985,6 +972,26 @@ void scanEntries() {
     }
 }
 
+// Reads the entry at `place` once more, into the current entry. Few entries are larger than the
+// first block: a whole buffer of the reader for each took longer than all the rest.
+bool readEntryAt(off_t place) {
+    constexpr std::size_t firstBlock = 4096;
+    for (std::size_t size = firstBlock;; size *= 2) {
+        const std::string block = textAt(exportFile.descriptor(), place, size);
+        LineReader reader;
+        reader.openText(block);
+        const int result = getNextObject(reader);
+        // At the end of the block a line may be cut off, and look blank.
+        const bool isWhole = result == 0 && reader.tell() < static_cast<long>(size);
+        if (isWhole || block.size() < size) {
+            return (result == 0 || result == END_OF_FILE) && !object.empty();
+        }
+        if (result == PASSED_THROUGH) {
+            return false;
+        }
+    }
+}
+
 void forgetEverything() {
     clearOwners();
     inventory = Inventory();
@@ -1038,14 +1045,7 @@ int scanExport(const std::string& name, const DemandTakers& takers) {
 }
 
 std::optional<Entry> stagedEntryAt(off_t place) {
-    LineReader reader;
-    if (reader.open(openFileForReading(input_ldif_filename)) != 0 ||
-        reader.setPosition({place}) != 0) {
-        return std::nullopt;
-    }
-    const int result = getNextObject(reader);
-    if ((result != 0 && result != END_OF_FILE) || object.empty() ||
-        object.line(0).starts_with(' ')) {
+    if (!readEntryAt(place) || object.line(0).starts_with(' ')) {
         return std::nullopt;
     }
     determineTheObjectsObjectClass();

@@ -127,10 +127,21 @@ std::string_view valueOf(std::string_view line) {
     return withoutLeadingBlanks(line.substr(nameOf(line).size()));
 }
 
-// Whether another line says the same, but for the case of its name.
+// A DN without what makes no difference in it.
+std::string comparableDn(std::string_view dn) {
+    std::string comparable(dn);
+    commaSpaceEater(comparable);
+    return strtolower(comparable);
+}
+
+// Whether another line says the same: the case of its name makes no difference, nor do the blanks
+// beside the commas of an owner's DN.
 bool isSaidIn(const std::vector<std::string>& record, std::string_view line) {
-    return std::any_of(record.begin() + 1, record.end(), [line](const std::string& other) {
-        return equalIgnoringCase(nameOf(other), nameOf(line)) && valueOf(other) == valueOf(line);
+    const bool isDn = equalIgnoringCase(nameOf(line), "secDN:");
+    return std::any_of(record.begin() + 1, record.end(), [&](const std::string& other) {
+        return equalIgnoringCase(nameOf(other), nameOf(line)) &&
+               (valueOf(other) == valueOf(line) ||
+                (isDn && comparableDn(valueOf(other)) == comparableDn(valueOf(line))));
     });
 }
 

@@ -36,6 +36,14 @@ int LineReader::open(File file) {
     return 0;
 }
 
+void LineReader::openText(std::string_view text) {
+    close();
+    buffer_.assign(text.begin(), text.end());
+    end_ = buffer_.size();
+    holdsNul_ = text.find('\0') != std::string_view::npos;
+    hasPositions_ = true;
+}
+
 int LineReader::close() {
     const int flushed = flush();
     const int error = errno;
@@ -130,6 +138,9 @@ std::uint32_t LineReader::skipBlankLinesAtHand() {
 int LineReader::fill() {
     if (error_ != 0) {
         return READ_ERROR;
+    }
+    if (!file_.isOpen()) {
+        return END_OF_FILE;  // a text is at hand from the start
     }
     if (mark_ > next_ || end_ - mark_ > bufferSize / 2) {
         mark_ = next_;

@@ -55,6 +55,9 @@ public:
     // Reads `file`, which is open, from its beginning on. Returns 0, or -1 when it is not open.
     int open(File file);
 
+    // Reads `text` instead of a file.
+    void openText(std::string_view text);
+
     // Closes the file if it is open. Returns 0, or -1 with the reason in errno when the system has
     // not taken all that was overwritten.
     int close();

@@ -15,7 +15,7 @@ import tempfile
 import unittest
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
-PROGRAMS = ["ldif-migrate"]
+PROGRAMS = ["ldif-migrate", "ldif-migrate-check"]
 DOCUMENTS = "./usr/share/doc/ldif-migrate/"
 FOLDERS = {"./usr/", "./usr/bin/", "./usr/share/", "./usr/share/bash-completion/",
            "./usr/share/bash-completion/completions/", "./usr/share/doc/", DOCUMENTS,
