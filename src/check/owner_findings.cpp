@@ -8,8 +8,10 @@
 #include <unordered_map>
 #include <utility>
 
-#include "check/export_scan.h"
+#include "check/export_file.h"
 #include "check/findings.h"
+#include "check/inventory.h"
+#include "check/regrouped_entries.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
 #include "entry/entry.h"
@@ -45,12 +47,12 @@ void tellWithoutOwn(const Owner& owner, std::span<const Dependence> dependences)
         }
         const bool isPolicy = one.part == Part::POLICY || one.part == Part::POLICY_DATA;
         if (isPolicy && owner.has(HAS_BLANK_IN_POLICY)) {
-            addFindingAt(owner.place(one.part), Kind::BLANK_IN_POLICY_DN,
-                         "the blank belongs to the DN of its owner, which no user has",
-                         MESSAGE_PROCESSING_FAILED);
+            findAtPlace(owner.place(one.part), Kind::BLANK_IN_POLICY_DN,
+                        "the blank belongs to the DN of its owner, which no user has",
+                        MESSAGE_PROCESSING_FAILED);
         } else {
-            addFindingAt(owner.place(one.part), one.kind, std::string(one.problem),
-                         MESSAGE_PROCESSING_FAILED);
+            findAtPlace(owner.place(one.part), one.kind, std::string(one.problem),
+                        MESSAGE_PROCESSING_FAILED);
         }
     }
 }
@@ -60,13 +62,13 @@ void tellWithoutMapping(const Owner& owner) {
         return;
     }
     if (owner.has(HAS_BLANKS_IN_DN)) {
-        addFindingAt(owner.place(Part::OWN), Kind::BLANKS_IN_DN,
-                     "its other entries do not find the DN", MESSAGE_PROCESSING_FAILED);
+        findAtPlace(owner.place(Part::OWN), Kind::BLANKS_IN_DN,
+                    "its other entries do not find the DN", MESSAGE_PROCESSING_FAILED);
         return;
     }
-    addFindingAt(owner.place(Part::OWN),
-                 owner.has(IS_GROUP) ? Kind::GROUP_WITHOUT_MAPPING : Kind::USER_WITHOUT_MAPPING,
-                 "the entry has no secMap entry whose secDN names it", MESSAGE_PROCESSING_FAILED);
+    findAtPlace(owner.place(Part::OWN),
+                owner.has(IS_GROUP) ? Kind::GROUP_WITHOUT_MAPPING : Kind::USER_WITHOUT_MAPPING,
+                "the entry has no secMap entry whose secDN names it", MESSAGE_PROCESSING_FAILED);
 }
 
 // The entries of an owner that are merged.
@@ -245,9 +247,9 @@ void tellSameName(Owner& first, Owner& second) {
         countFinding(Kind::SAME_NEW_NAME);
         return;
     }
-    addFindingAt(second.place(Part::OWN), Kind::SAME_NEW_NAME,
-                 format("would give the entry the new DN of the one in line %ld",
-                        lineAt(first.place(Part::OWN))));
+    findAtPlace(second.place(Part::OWN), Kind::SAME_NEW_NAME,
+                format("would give the entry the new DN of the one in line %ld",
+                       lineAt(first.place(Part::OWN))));
 }
 
 std::uint64_t userSlots = 0;

@@ -168,40 +168,45 @@ bool endsInLetter(std::string_view head) {
     return last >= 'a' && last <= 'z';
 }
 
-// The digests of a user's class lines, few of which differ from one user to the next.
-std::vector<std::uint64_t> classLineSums;
+// The class lines of users' own entries, which differ little from one user to the next.
+struct ClassLines {
+    std::uint64_t sum;
+    std::uint32_t count;
+};
+std::vector<ClassLines> classLines;
 constexpr std::uint8_t unknownClassLines = 255;
 
-std::uint8_t numberOfClassLines(std::uint64_t sum) {
-    const auto found = std::find(classLineSums.begin(), classLineSums.end(), sum);
-    if (found == classLineSums.end()) {
-        if (classLineSums.size() == unknownClassLines) {
-            return unknownClassLines;
-        }
-        classLineSums.push_back(sum);
-        return static_cast<std::uint8_t>(classLineSums.size() - 1);
+std::uint8_t numberOfClassLines(const Sketch& sketch) {
+    const auto found =
+        std::find_if(classLines.begin(), classLines.end(),
+                     [&sketch](const ClassLines& lines) { return lines.sum == sketch.classLines; });
+    const auto number = static_cast<std::uint8_t>(found - classLines.begin());
+    if (found == classLines.end() && number != unknownClassLines) {
+        classLines.push_back({sketch.classLines, sketch.classLineCount});
     }
-    return static_cast<std::uint8_t>(found - classLineSums.begin());
+    return number;
 }
 
-// When a user has a second entry below cn=Users, the class lines of that one count alone.
-void addClassLines(Owner& owner, Part part, const Sketch& sketch) {
-    if (part == Part::USERS_ENTRY) {
-        owner.addToRecord(sketch.classLines);
-    }
+// The class lines of the entry that leads count alone: those of the owner's own, unless there is
+// one below cn=Users. Returns how many are left out.
+std::uint32_t addClassLines(Owner& owner, Part part, const Sketch& sketch) {
     if (part == Part::OWN) {
-        owner.classLines = numberOfClassLines(sketch.classLines);
+        owner.classLines = numberOfClassLines(sketch);
         if (owner.classLines == unknownClassLines) {
             owner.set(MAY_LOSE_VALUES);
         }
     }
-    const bool isFirst = part == Part::OWN && !owner.has(Part::USERS_ENTRY);
-    if (isFirst) {
-        owner.addToRecord(sketch.classLines);
-    } else if (part == Part::USERS_ENTRY && owner.has(Part::OWN) &&
-               owner.classLines != unknownClassLines) {
-        owner.addToRecord(std::uint64_t{0} - classLineSums[owner.classLines]);
+    const bool isLed = part == Part::MAPPING || (part == Part::OWN && owner.has(Part::USERS_ENTRY));
+    if (isLed) {
+        return sketch.classLineCount;
     }
+    owner.addToRecord(sketch.classLines);
+    if (part == Part::OWN || !owner.has(Part::OWN) || owner.classLines == unknownClassLines) {
+        return 0;
+    }
+    const ClassLines& own = classLines[owner.classLines];
+    owner.addToRecord(std::uint64_t{0} - own.sum);
+    return own.count;
 }
 
 std::uint32_t packedLine(std::uint64_t line) {
@@ -261,7 +266,7 @@ void clearOwners() {
     ownersByNewDn.clear();
     chunks.clear();
     owners = 0;
-    classLineSums.clear();
+    classLines.clear();
     domains.resize(1);
     domainNumbers.clear();
 }
@@ -310,8 +315,9 @@ void sketchLine(Sketch& sketch, std::string_view line, bool isKept) {
     place = digestOfLine(line);
 }
 
-int takeIn(Owner& owner, Part part, const Sketch& sketch) {
-    addClassLines(owner, part, sketch);
+MergedLines takeIn(Owner& owner, Part part, const Sketch& sketch) {
+    MergedLines merged;
+    merged.classes = addClassLines(owner, part, sketch);
     const bool mistakable =
         (owner.has(HOLDS_COMMON_NAME) || sketch.holdsCommonName) &&
         (owner.has(Part::OWN) || owner.has(Part::MAPPING) || owner.has(Part::USERS_ENTRY));
@@ -326,7 +332,6 @@ int takeIn(Owner& owner, Part part, const Sketch& sketch) {
     }
     owner.names = Packed64(owner.names.value() | sketch.names);
     owner.addToRecord(sketch.lines);
-    int equalLines = 0;
     for (std::size_t i = 0; i < commonNames.size(); ++i) {
         const std::uint64_t line = sketch.common[i];
         if (line == 0) {
@@ -336,12 +341,12 @@ int takeIn(Owner& owner, Part part, const Sketch& sketch) {
             owner.common[i] = packedLine(line);
             owner.addToRecord(line);
         } else if (owner.common[i] == packedLine(line)) {
-            ++equalLines;
+            ++merged.equal;
         } else {
             owner.set(MAY_LOSE_VALUES);
         }
     }
-    return equalLines;
+    return merged;
 }
 
 std::uint64_t domainCount() {

@@ -128,6 +128,7 @@ struct Sketch {
     std::array<std::uint64_t, commonNames.size()> common = {};
     std::uint64_t lines = 0;       // the sum of the lines that are neither common nor class lines
     std::uint64_t classLines = 0;  // the sum of the object class lines
+    std::uint32_t classLineCount = 0;
     bool holdsCommonName = false;
     bool isIrregular = false;  // merging it follows rules of its own
     bool isBroken = false;     // it cannot be merged at all
@@ -137,6 +138,11 @@ struct Sketch {
 // filters; its names count in any case.
 void sketchLine(Sketch& sketch, std::string_view line, bool isKept);
 
-// Takes the sketch of an own, mapping or Users entry in. Returns the number of lines that another
-// entry of the owner holds as well.
-int takeIn(Owner& owner, Part part, const Sketch& sketch);
+// Lines that a merge leaves out, as far as digests tell.
+struct MergedLines {
+    std::uint32_t equal = 0;    // lines that another entry of the owner holds as well
+    std::uint32_t classes = 0;  // object classes of an entry that another leads
+};
+
+// Takes the sketch of an own, mapping or Users entry in, which the owner did not have.
+MergedLines takeIn(Owner& owner, Part part, const Sketch& sketch);

@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "check/export_scan.h"
 #include "check/findings.h"
+#include "check/inventory.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
 #include "driver/platform/file.h"

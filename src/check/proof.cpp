@@ -11,13 +11,16 @@
 #include <utility>
 #include <vector>
 
+#include "check/demands.h"
 #include "check/digest.h"
+#include "check/export_file.h"
 #include "check/export_scan.h"
 #include "check/findings.h"
 #include "check/output_reader.h"
 #include "check/owner_findings.h"
 #include "check/owners.h"
 #include "check/places.h"
+#include "check/regrouped_entries.h"
 #include "driver/diagnostics/format.h"
 #include "entry/entry.h"
 #include "entry/text.h"

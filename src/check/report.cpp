@@ -7,8 +7,8 @@
 #include <cstddef>
 #include <string_view>
 
-#include "check/export_scan.h"
 #include "check/findings.h"
+#include "check/inventory.h"
 #include "check/json.h"
 #include "check/owners.h"
 #include "check/proof.h"
@@ -51,7 +51,7 @@ constexpr std::array<Named, static_cast<std::size_t>(Rule::END)> ruleNames = {{
     {"filteredWords", "lines dropped for a word that they hold"},
     {"policyData", "lines of policy data dropped"},
     {"oldNames", "old DNs of merged entries dropped"},
-    {"oldClasses", "object classes of mapping entries dropped"},
+    {"oldClasses", "object classes of merged entries dropped"},
     {"equalLines", "lines that merged entries had in common"},
     {"replacedLines", "lines replaced by those of another entry"},
     {"normalized", "lines that lost blanks beside commas"},

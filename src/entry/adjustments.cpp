@@ -104,8 +104,10 @@ void addDomainIdentifier() {
           object.line(object.lineCount() - 1));
 }
 
+constexpr std::string_view oldUuidName = "secuuid:";
+
 void respellUuid() {
-    const std::optional<Place> place = findExactly("secuuid:");
+    const std::optional<Place> place = findExactly(oldUuidName);
     if (!place) {
         return;
     }
@@ -118,6 +120,10 @@ void respellUuid() {
 
 bool hasDomainIdentifier() {
     return someLineHolds("secDomainId:");
+}
+
+bool holdsOldUuidName() {
+    return findExactly(oldUuidName).has_value();
 }
 
 std::string installDateLine(const std::tm& local) {

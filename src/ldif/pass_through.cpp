@@ -20,12 +20,6 @@ void traceNote(std::string_view note) {
     trace("                                   %s\n", note);
 }
 
-bool holdsEntryIdentifier(std::string_view text) {
-    return someHead(text, [text](std::string_view head) {
-        return isEntryIdentifier(head, text.substr(head.size()));
-    });
-}
-
 }  // namespace
 
 void moveNextObjectToOutputLDIFFile() {
@@ -62,4 +56,10 @@ void moveNextObjectToOutputLDIFFile() {
 bool isEntryIdentifier(std::string_view head, std::string_view tail) {
     return (head.ends_with("KVO-ENTRYUUID:") || head.ends_with("kvo-entryuuid:")) &&
            tail.starts_with(' ');
+}
+
+bool holdsEntryIdentifier(std::string_view text) {
+    return someHead(text, [text](std::string_view head) {
+        return isEntryIdentifier(head, text.substr(head.size()));
+    });
 }

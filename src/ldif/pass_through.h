@@ -14,3 +14,6 @@ void moveNextObjectToOutputLDIFFile();
 // one of the two spellings that the export has, and a blank stands behind it. Other spellings are
 // left alone.
 bool isEntryIdentifier(std::string_view head, std::string_view tail);
+
+// Whether a text holds one anywhere.
+bool holdsEntryIdentifier(std::string_view text);

@@ -66,16 +66,6 @@ void requireLines(EntryView inputObject1, EntryView inputObject2) {
              format("the entry %s has a line without a colon: %s", quoted(dnLine), quoted(line))));
 }
 
-bool isDnName(std::string_view name) {
-    return name == "dn:" || name == "DN:";
-}
-
-bool isOnDropList(std::string_view name) {
-    constexpr std::string_view initials = "oKkcCaA";  // few other names begin so
-    return initials.find(name.front()) != std::string_view::npos &&
-           std::find(dropList.begin(), dropList.end(), name) != dropList.end();
-}
-
 // Hands the line on to the result.
 void append(std::string_view& line) {
     object.append(line);
@@ -220,6 +210,16 @@ void traceMerged() {
 }
 
 }  // namespace
+
+bool isDnName(std::string_view name) {
+    return name == "dn:" || name == "DN:";
+}
+
+bool isOnDropList(std::string_view name) {
+    constexpr std::string_view initials = "oKkcCaA";  // few other names begin so
+    return initials.find(name.front()) != std::string_view::npos &&
+           std::find(dropList.begin(), dropList.end(), name) != dropList.end();
+}
 
 void mergeObjects(EntryView inputObject1, EntryView inputObject2) {
     const OutOfMemoryLine line("mergeObjects():  malloc() failure.  EXITING. \n");

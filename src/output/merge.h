@@ -8,8 +8,15 @@
 // control are not merged: only the first entry's object classes stay.
 #pragma once
 
+#include <string_view>
+
 #include "entry/entry.h"
 
 // Leaves the merged entry in `object`, whose old lines are released; neither input may be
 // `object`. Ends the process when an input is empty or a line has no colon.
 void mergeObjects(EntryView inputObject1, EntryView inputObject2);
+
+// Whether a line of this name, its colon included, is a DN, which the entry that leads keeps, or is
+// named for one of those that are not merged.
+bool isDnName(std::string_view name);
+bool isOnDropList(std::string_view name);

@@ -1,0 +1,95 @@
+// The export while it is checked: the entry just read and where it stands, and a second look at
+// single places.
+//
+// The migration's own reader reads the export once, from its beginning to its end. Findings and
+// merges that digests cannot decide look at single entries again.
+#pragma once
+
+#include <sys/types.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "check/findings.h"
+#include "entry/text.h"
+
+// A line of the export, or a piece of one that is too long, as the reader sees it.
+struct Piece {
+    off_t place = 0;
+    std::int64_t line = 0;   // its number in the file
+    std::string_view text;   // up to a zero byte
+    bool beginsLine = true;  // rather than going on with a line that is too long
+    bool isCut = false;      // by a zero byte
+};
+
+// Where the entry just read stands. Written by readNextEntry.
+struct CurrentEntry {
+    off_t place = 0;            // of its first line
+    std::int64_t line = 0;      // the number of that line
+    off_t end = 0;              // behind the blank line that ends it
+    bool endsInBlanks = false;  // that line is not empty
+    bool isTornOff = false;     // by a line of blanks right above it
+    bool isOversized = false;   // too many lines for the migration to hold
+    bool isLast = false;        // the export ends behind it
+
+    // Of an entry that is not made of whole lines alone, everything that was read with it. Empty
+    // for any other, and for one that is too large.
+    std::string text;
+    std::vector<Piece> pieces;
+    bool hasLongLine = false;  // one that the reader has divided
+};
+extern CurrentEntry current;
+
+// Opens the export, which must be a regular file. Returns 0, or -1 with the reason in errno.
+int openExport(const std::string& name);
+
+// Reads the next entry into `object`; one that is oversized stays unread there. Returns 0, -1 at
+// the end of the export, or -2 when it cannot be read, with the reason in errno: EBUSY when it has
+// changed meanwhile.
+int readNextEntry();
+
+// Calls `visit` with every line of the oversized entry that is neither blank nor a comment, as the
+// reader divides it.
+void visitOversizedEntry(void (*visit)(std::string_view line));
+
+// Reads the entry at `place` once more, into `object`. Returns false when it is not there any more
+// or too large.
+bool readEntryAt(off_t place);
+
+// The line number of a place, and of attribute `index` of the entry there, in which folded lines
+// count once; 0 when the export cannot be read any more.
+std::int64_t lineAt(off_t place);
+std::int64_t lineOfAttribute(off_t place, int index);
+
+// The DN line of the entry at `place`, as it can be shown.
+std::string dnAt(off_t place);
+
+// A text as quoted() shows it, without the quotes.
+std::string shownText(std::string_view text);
+
+// The name of the attribute that `line` holds, as it can be shown.
+std::string nameOf(std::string_view line);
+
+// Tell what is wrong with the current entry: at line `line` of the export, at attribute `index`, or
+// with the whole entry. `message` is the number of the message that a migration would end with.
+void find(Kind kind, std::int64_t line, const std::string& effect, int message = 0);
+void findAt(Kind kind, int index, const std::string& effect, int message = 0);
+void findEntry(Kind kind, const std::string& effect, int message = 0);
+
+// Tells what is wrong with the entry at `place`.
+void findAtPlace(off_t place, Kind kind, const std::string& effect, int message = 0);
+
+// Calls `visit` with each line of `text`, without its line feed, and its index.
+template <class Visit>
+void visitLines(std::string_view text, Visit visit) {
+    int index = 0;
+    while (!text.empty()) {
+        const std::size_t size = std::min(text.find('\n'), text.size());
+        visit(text.substr(0, size), index++);
+        text.remove_prefix(std::min(size + 1, text.size()));
+    }
+}

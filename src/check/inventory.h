@@ -1,0 +1,47 @@
+// What the export holds, and what the rules of the migration do to it, in numbers.
+//
+// Counted while the export is read, by whoever meets what is counted.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+struct Inventory {
+    std::uint64_t bytes = 0;                     // of the export
+    std::uint64_t entries = 0;                   // in it
+    std::array<std::uint64_t, 10> byClass = {};  // by object class code
+    std::uint64_t users = 0;                     // owners of user entries, there or missing
+    std::uint64_t groups = 0;
+    std::uint64_t workFileBytes = 0;
+    std::uint64_t passedBytes = 0;   // what the output takes over as it is
+    std::uint64_t rebuiltBytes = 0;  // at most, of users, groups and policies in the output
+    std::uint64_t userMemory = 0;    // what a migration holds of all users and their entries
+    std::uint64_t groupMemory = 0;
+};
+extern Inventory inventory;
+
+// What the migration leaves out or changes on purpose, in lines.
+enum class Rule : std::uint8_t {
+    ENTRY_IDENTIFIERS,
+    ACCESS_CONTROL,
+    FILTERED_WORDS,
+    POLICY_DATA,
+    OLD_NAMES,
+    OLD_CLASSES,
+    EQUAL_LINES,
+    REPLACED_LINES,
+    NORMALIZED,
+    VERSIONS,
+    RESPELLED,
+    DOMAIN_IDS_ADDED,
+    DATES_ADDED,
+    CONTAINERS_ADDED,
+    END
+};
+extern std::array<std::uint64_t, static_cast<std::size_t>(Rule::END)> ruleLines;
+
+void countRule(Rule rule, std::uint64_t lines = 1);
+
+// Begins to count anew.
+void forgetInventory();

@@ -1,0 +1,89 @@
+#include "check/line_findings.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "check/export_file.h"
+#include "check/inventory.h"
+#include "driver/diagnostics/format.h"
+#include "entry/entry.h"
+#include "ldif/line_reader.h"
+
+void tellFoldedComments() {
+    const std::vector<Piece>& pieces = current.pieces;
+    bool entryHasBegun = false;
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+        const bool isFolded = isCommentLine(pieces[i].text) && pieces[i].beginsLine &&
+                              i + 1 < pieces.size() && pieces[i + 1].text.starts_with(' ') &&
+                              !isBlankLine(pieces[i + 1].text);
+        if (isFolded && entryHasBegun) {
+            find(Kind::FOLDED_COMMENT, pieces[i].line,
+                 "would add the second line of the comment to the attribute above it");
+        }
+        entryHasBegun = entryHasBegun || pieces[i].place >= current.place;
+    }
+}
+
+void tellZeroBytes() {
+    for (const Piece& piece : current.pieces) {
+        if (piece.isCut) {
+            find(Kind::CUT_TEXT, piece.line,
+                 "would lose what stands behind the zero byte, and take what is left of the line "
+                 "for the beginning of the next, or for the end of the entry");
+        }
+    }
+}
+
+// Text behind a carriage return is lost when the lines of an attribute are joined.
+void tellCarriageReturns() {
+    if (object.text().find('\r') == std::string_view::npos) {
+        return;
+    }
+    int attribute = -1;
+    for (int i = 0; i < object.lineCount(); ++i) {
+        const std::string_view line = object.line(i);
+        attribute += line.starts_with(' ') ? 0 : 1;
+        const std::size_t at = line.find('\r');
+        if (at != std::string_view::npos &&
+            line.find_first_not_of("\r\n", at) != std::string_view::npos) {
+            findAt(Kind::CUT_TEXT, attribute,
+                   "would lose what stands behind the carriage return within the line");
+        }
+    }
+}
+
+void tellTornOff() {
+    if (current.isTornOff && dostristr(object.line(0).substr(0, 3), "dn:") == nullptr) {
+        find(Kind::BLANK_CONTINUATION, current.line - 1,
+             "would end the entry above it there, and take the lines behind it for an entry of its "
+             "own");
+    }
+}
+
+void tellLongLines() {
+    std::int64_t told = 0;
+    for (const Piece& piece : current.pieces) {
+        if (!piece.beginsLine && std::exchange(told, piece.line) != piece.line) {
+            find(Kind::LONG_LINE, piece.line,
+                 "would break the line apart behind each 4,095 bytes of it");
+        }
+    }
+}
+
+void dropLine(std::string_view line, int index, std::span<const std::string_view> names) {
+    const std::string_view name = line.substr(0, line.find(':') + 1);
+    const bool isNamed = std::any_of(names.begin(), names.end(), [name](std::string_view one) {
+        return equalIgnoringCase(one, name);
+    });
+    if (isNamed) {
+        countRule(equalIgnoringCase(name, "kvo-entryuuid:") ? Rule::ENTRY_IDENTIFIERS
+                                                            : Rule::ACCESS_CONTROL);
+        return;
+    }
+    countRule(Rule::FILTERED_WORDS);
+    findAt(Kind::FILTERED_WORD, index,
+           format("would drop the attribute %s, because it holds a name that is filtered",
+                  nameOf(line)));
+}

@@ -1,0 +1,20 @@
+// What is wrong with lines, whatever the class of their entry, and what becomes of lines that are
+// dropped.
+#pragma once
+
+#include <span>
+#include <string_view>
+
+// Tell what the way in which lines are read does to the current entry: to folded comments, to zero
+// bytes and carriage returns, and to an entry that a line of blanks has torn off another.
+void tellFoldedComments();
+void tellZeroBytes();
+void tellCarriageReturns();
+void tellTornOff();
+
+// Tells which lines of the current entry, which passes through, are too long.
+void tellLongLines();
+
+// Counts a line of the current entry, its attribute `index`, that is dropped because it holds one
+// of `names`, in small letters and with their colons; tells when it is another attribute's.
+void dropLine(std::string_view line, int index, std::span<const std::string_view> names);

@@ -1,0 +1,384 @@
+#include "check/owner_entries.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "cache/owner.h"
+#include "check/digest.h"
+#include "check/export_file.h"
+#include "check/inventory.h"
+#include "check/line_findings.h"
+#include "driver/diagnostics/format.h"
+#include "driver/diagnostics/messages.h"
+#include "entry/attribute_lookup.h"
+#include "entry/entry.h"
+#include "entry/filters.h"
+#include "entry/object_class.h"
+#include "entry/text.h"
+#include "output/merge.h"
+#include "output/new_dn.h"
+
+namespace {
+
+bool tooManyDomains = false;
+
+// Counts what a migration holds in memory.
+void countMemory(bool isGroup, std::uint64_t bytes) {
+    (isGroup ? inventory.groupMemory : inventory.userMemory) += bytes;
+}
+
+// The owner of the current entry, as the migration would find it or open a slot for it; null when
+// there are too many domains.
+Owner* ownerOf(bool isGroup) {
+    constexpr std::uint64_t groupSalt = 0x5851f42d4c957f2dU;
+    isGroup ? learnIndexOfAssociatedSecGroupDN() : learnIndexOfAssociatedSecUserDN();
+    const std::uint64_t salt = isGroup ? groupSalt : 0;
+    if (Owner* const owner = findOwner(digestIgnoringCase(searchedDn) ^ salt)) {
+        return owner;
+    }
+    const std::string& saved = isGroup ? saved_secGroup_dn : saved_secUser_dn;
+    Owner& owner = addOwner(digestIgnoringCase(saved) ^ salt);
+    const std::string_view domain = std::string_view(saved).substr(0, saved.find(','));
+    const int number = isInDefaultDomain(saved) ? 0 : numberOfDomain(domain);
+    if (number < 0) {
+        return nullptr;
+    }
+    owner.domain = static_cast<std::uint16_t>(number);
+    if (isGroup) {
+        owner.set(IS_GROUP);
+    }
+    ++(isGroup ? inventory.groups : inventory.users);
+    // What the migration holds of an owner beside its entries: a slot in a table or two, with the
+    // DN in a block of its own, a place in the index, and its part of each matrix.
+    constexpr std::uint64_t slot = 96;
+    countMemory(isGroup, slot + saved.size());
+    return &owner;
+}
+
+void tellDomain(const Owner& owner) {
+    const std::string_view ownerDn = owner.has(IS_GROUP) ? saved_secGroup_dn : saved_secUser_dn;
+    std::string domain(withoutLineEnd(ownerDn.substr(0, ownerDn.find(','))));
+    const std::string_view value = std::string_view(domain).substr(domain.find('=') + 1);
+    const bool meansDefault = equalIgnoringCase(value, "default");
+    if (meansDefault != (owner.domain == 0)) {
+        findEntry(Kind::WRONG_DOMAIN,
+                  owner.domain == 0
+                      ? format("would put the entry into the default domain instead of %s",
+                               shownText(domain))
+                      : "would put the entry into a subdomain instead of the default domain");
+    }
+}
+
+// A value within a DN, RFC 4514, section 2.4.
+bool needsEscaping(std::string_view name) {
+    return name.find_first_of(",+\"\\<>;=") != std::string_view::npos || name.starts_with('#') ||
+           name.starts_with(' ') || name.ends_with(' ');
+}
+
+// Where the naming value was found.
+struct NameSource {
+    std::string_view kind;                      // of the attribute, for messages
+    std::array<std::string_view, 2> spellings;  // with the colon
+};
+
+constexpr NameSource principalNameSource = {"principalName", {"principalName:", "principalname:"}};
+
+constexpr NameSource cnSource = {"cn", {"cn:", "CN:"}};
+
+void tellName(const NameSource& source, std::string_view name) {
+    const auto offset = static_cast<std::size_t>(name.data() - object.text().data());
+    const int index = EntryView(object).lineOf(std::min(offset, object.text().size() - 1));
+    const std::string_view line = object.line(index);
+    const bool isOwn =
+        line.starts_with(source.spellings[0]) || line.starts_with(source.spellings[1]);
+    if (!isOwn) {
+        findAt(Kind::NAME_FROM_ELSEWHERE, index,
+               format("would take its %s from the attribute %s", source.kind, nameOf(line)));
+    } else if (name.starts_with(':')) {
+        findAt(Kind::BASE64_NAME, index,
+               format("would take the %s undecoded into the new DN", source.kind));
+    } else if (needsEscaping(name)) {
+        findAt(Kind::NAME_NEEDS_ESCAPING, index,
+               format("would put the %s unescaped into the new DN", source.kind));
+    }
+}
+
+void nameOwner(Owner& owner) {
+    const bool isGroup = owner.has(IS_GROUP);
+    const NameSource& source = isGroup ? cnSource : principalNameSource;
+    const std::string_view name = isGroup ? cnOf(object) : principalNameOf(object);
+    if (name.empty()) {
+        findEntry(Kind::MISSING_NAME, format("the entry has no %s", source.kind),
+                  MESSAGE_PROCESSING_FAILED);
+        owner.explain(Part::OWN);
+        return;
+    }
+    tellName(source, name);
+    const std::string_view domain = domainName(owner.domain);
+    const std::string dnLine = isGroup ? newGroupDnLine(name, domain) : newUserDnLine(name, domain);
+    owner.newDn = Packed64(digestIgnoringCase(withoutLineEnd(dnLine)));
+    owner.set(NAMED);
+    owner.addToRecord(digestOfLine(withoutLineEnd(dnLine)));
+    inventory.rebuiltBytes += dnLine.size() + 1;
+}
+
+// What a merge does with a line.
+bool isClassName(std::string_view name) {
+    return name == "objectclass:" || name == "objectClass:";
+}
+
+// What is dropped by name in merged entries, in one spelling each.
+constexpr std::array<std::string_view, 6> droppedNames = {
+    "kvo-entryuuid:", "aclentry:", "aci:", "acl:", "control:", "aclpropagate:"};
+
+void tellWithoutColon(std::string_view line, int index, bool isBroken) {
+    if (isBroken) {
+        return;  // told as a long attribute
+    }
+    const bool isTab = line.starts_with('\t');
+    findAt(isTab ? Kind::TAB_CONTINUATION : Kind::LINE_WITHOUT_COLON, index,
+           isTab ? "a tab does not continue a line, and the line has no colon"
+                 : "the line has no colon",
+           MESSAGE_PROCESSING_FAILED);
+}
+
+// The sketch of the current entry, which is going to be merged.
+Sketch sketchOfObject(bool isBroken) {
+    Sketch sketch;
+    visitLines(object.text(), [&](std::string_view line, int index) {
+        if (index == 0) {
+            return;
+        }
+        const std::string_view name = line.substr(0, line.find(':') + 1);
+        if (name.empty()) {
+            tellWithoutColon(line, index, isBroken);
+            sketch.isBroken = true;
+            return;
+        }
+        inventory.rebuiltBytes += line.size() + 1;
+        if (isClassName(name)) {
+            sketch.classLines += digestOfLine(line);
+            ++sketch.classLineCount;
+        } else if (isOnDropList(name)) {
+            sketch.isIrregular = sketch.isIrregular || someHead(line, [](std::string_view head) {
+                                     return isObjectClassName(head);
+                                 });
+            dropLine(line, index, droppedNames);
+        } else {
+            sketch.isIrregular = sketch.isIrregular || isDnName(name);
+            const bool isDropped = mergedFilter.matchesSome(line);
+            if (isDropped) {
+                dropLine(line, index, droppedNames);
+            }
+            sketchLine(sketch, line, !isDropped);
+        }
+    });
+    return sketch;
+}
+
+// The sum of the lines of a policy but for its first.
+std::uint64_t policyLines() {
+    LinesDigest digest;
+    visitLines(object.text(), [&](std::string_view line, int index) {
+        if (index == 0) {
+            return;
+        }
+        if (unmergedFilter.matchesSome(line)) {
+            dropLine(line, index, filteredNames);
+        } else {
+            digest.add(digestOfLine(line));
+            inventory.rebuiltBytes += line.size() + 1;
+        }
+    });
+    return digest.sum;
+}
+
+// A policy spells its domain in its own way, which its new DN keeps.
+std::uint64_t policyDomainDigest() {
+    const std::string_view dn = object.line(0);
+    return isInDefaultDomain(dn) ? 0 : digestOfLine(domainOfPolicy(dn));
+}
+
+bool hasBase64Dn() {
+    return object.line(0).substr(0, 4) == "dn::";
+}
+
+bool hasBlankBesideComma(std::string_view dn) {
+    std::string eaten(dn);
+    commaSpaceEater(eaten);
+    return eaten.size() != dn.size();
+}
+
+void tellMissing(Kind kind, const std::string& problem) {
+    findEntry(kind, problem, MESSAGE_PROCESSING_FAILED);
+}
+
+// Whether the migration could look for the entry's owner; tells why not.
+bool namesOwner(Part part, bool isGroup) {
+    switch (part) {
+        case Part::OWN:
+            return true;
+        case Part::POLICY:
+        case Part::POLICY_DATA:
+            if (object.line(0).find(',', 3) == std::string_view::npos) {
+                tellMissing(Kind::MISSING_OWNER,
+                            "its DN has no comma, so that it belongs to nobody");
+                return false;
+            }
+            if (part == Part::POLICY && !isInDefaultDomain(object.line(0)) &&
+                domainOfPolicy(object.line(0)).data() == nullptr) {
+                tellMissing(Kind::MISSING_DOMAIN, "its DN names no domain");
+                return false;
+            }
+            return true;
+        case Part::USERS_ENTRY:
+            if (!obtainAttributeValueFromObjArray("secAuthority")) {
+                tellMissing(Kind::MISSING_DOMAIN, "the entry has no secAuthority");
+                return false;
+            }
+            break;
+        case Part::MAPPING:
+            if (const auto dn = obtainAttributeValueFromObjArray("dn");
+                !dn || dostristr(*dn, "secAuthority") == nullptr) {
+                tellMissing(hasBase64Dn() ? Kind::BASE64_DN : Kind::MISSING_DOMAIN,
+                            "the entry has no secAuthority in its DN");
+                return false;
+            }
+            break;
+    }
+    if (!obtainAttributeValueFromObjArray(isGroup ? "secDN" : "secdn")) {
+        tellMissing(Kind::MISSING_OWNER, "the entry has no secDN");
+        return false;
+    }
+    return true;
+}
+
+// Tells what in the entry will keep its owner from being found.
+void tellOwnerTrouble(Owner& owner, Part part) {
+    if (part == Part::OWN || part == Part::POLICY || part == Part::POLICY_DATA) {
+        if (hasBase64Dn()) {
+            findEntry(Kind::BASE64_DN, "the DN is not decoded, and no other entry finds it",
+                      MESSAGE_PROCESSING_FAILED);
+            owner.explain(part);
+        }
+        return;
+    }
+    const std::string owned = obtainAttributeValueFromObjArray("secDN").value_or("");
+    const std::string domain = part == Part::USERS_ENTRY
+                                   ? obtainAttributeValueFromObjArray("secAuthority").value_or("")
+                                   : "secAuthority";
+    if (owned.starts_with(':') || domain.starts_with(':')) {
+        findEntry(Kind::BASE64_OWNER, "the owner is not decoded, and so not found",
+                  MESSAGE_PROCESSING_FAILED);
+        owner.explain(part);
+    } else if (owned.empty() || domain.empty()) {
+        tellMissing(owned.empty() ? Kind::MISSING_OWNER : Kind::MISSING_DOMAIN,
+                    format("the entry's %s is empty", owned.empty() ? "secDN" : "secAuthority"));
+        owner.explain(part);
+    }
+}
+
+// How many entries of each kind have been gathered, as the slots of the migration count them.
+std::array<std::array<std::uint64_t, partCount>, 2> gathered = {};
+
+std::uint64_t& gatheredOf(const Owner& owner, Part part) {
+    return gathered[owner.has(IS_GROUP) ? 1 : 0][static_cast<std::size_t>(part)];
+}
+
+// Marks an owner whose own entry, or policy, will not be found by its DN.
+void markBlanks(Owner& owner, Part part, std::string_view dnLine) {
+    if (part == Part::OWN) {
+        const bool hasTrailing =
+            dnLine.find_last_not_of(" \t\v\f\r\n") + 1 < withoutLineEnd(dnLine).size();
+        if (hasTrailing || (owner.has(IS_GROUP) && hasBlankBesideComma(withoutLineEnd(dnLine)))) {
+            owner.set(HAS_BLANKS_IN_DN);
+        }
+    } else if (part == Part::POLICY || part == Part::POLICY_DATA) {
+        const std::size_t comma = dnLine.find(',', 3);
+        if (dnLine.substr(comma + 1, 1) == " ") {
+            owner.set(HAS_BLANK_IN_POLICY);
+        }
+    }
+}
+
+// Tells of a second entry of one kind for one owner, with the line of the first.
+void tellSecond(Owner& owner, Part part) {
+    owner.set(BROKEN);
+    if (!isShown(Kind::TWO_OF_ONE_KIND)) {
+        countFinding(Kind::TWO_OF_ONE_KIND);
+        return;
+    }
+    // Which message it would be depends on the slot counts, see foretellMessage.
+    findEntry(Kind::TWO_OF_ONE_KIND,
+              format("the entry in line %ld is of the same kind and has the same owner",
+                     lineAt(owner.place(part))),
+              static_cast<int>(gatheredOf(owner, part) * 2 + (owner.has(IS_GROUP) ? 1 : 0)));
+}
+
+// Adds what the output will hold of the current entry.
+void addLines(Owner& owner, Part part, bool isBroken) {
+    if (part == Part::POLICY) {
+        owner.policy = Packed40(policyLines() + policyDomainDigest());
+        countRule(Rule::CONTAINERS_ADDED);
+        constexpr std::uint64_t container = 200;
+        inventory.rebuiltBytes += container;
+        return;
+    }
+    if (part == Part::POLICY_DATA) {
+        countRule(Rule::POLICY_DATA, static_cast<std::uint64_t>(object.lineCount()));
+        return;
+    }
+    if (part == Part::OWN) {
+        tellDomain(owner);
+        nameOwner(owner);
+    } else {
+        countRule(Rule::OLD_NAMES);
+    }
+    const MergedLines merged = takeIn(owner, part, sketchOfObject(isBroken));
+    countRule(Rule::EQUAL_LINES, merged.equal);
+    countRule(Rule::OLD_CLASSES, merged.classes);
+}
+
+}  // namespace
+
+void addToOwner(Part part, bool isGroup, bool isBroken) {
+    if (!namesOwner(part, isGroup)) {
+        return;
+    }
+    const std::string dnLine(object.line(0));  // before it is normalized
+    Owner* const owner = ownerOf(isGroup);
+    if (owner == nullptr) {
+        tooManyDomains = true;
+        return;
+    }
+    if (isBroken) {
+        owner->set(BROKEN);
+    }
+    if (owner->has(part)) {
+        tellSecond(*owner, part);
+        return;
+    }
+    ++gatheredOf(*owner, part);
+    tellOwnerTrouble(*owner, part);
+    markBlanks(*owner, part, dnLine);
+    addLines(*owner, part, isBroken);
+    owner->places[static_cast<std::size_t>(part)] =
+        Packed40(static_cast<std::uint64_t>(current.place) + 1);
+    countMemory(isGroup,
+                object.text().size() +
+                    sizeof(std::uint32_t) * static_cast<std::uint64_t>(object.lineCount() + 1));
+}
+
+bool hasTooManyDomains() {
+    return tooManyDomains;
+}
+
+void forgetOwnerEntries() {
+    clearOwners();
+    gathered = {};
+    tooManyDomains = false;
+}

@@ -1,0 +1,115 @@
+#include "check/passed_entries.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "check/demands.h"
+#include "check/digest.h"
+#include "check/export_file.h"
+#include "check/inventory.h"
+#include "check/line_findings.h"
+#include "driver/diagnostics/format.h"
+#include "entry/object_class.h"
+#include "entry/text.h"
+#include "ldif/pass_through.h"
+
+namespace {
+
+struct RegroupedClass {
+    std::string_view name;
+    std::string_view base64;
+};
+;
+constexpr std::array<RegroupedClass, 7> regroupedClasses = {{
+    {"secUser", "c2VjVXNlcg=="},
+    {"secPolicyData", "c2VjUG9saWN5RGF0YQ=="},
+    {"secPolicy", "c2VjUG9saWN5"},
+    {"secGroup", "c2VjR3JvdXA="},
+    {"secMap", "c2VjTWFw"},
+    {"secAuthorityInfo", "c2VjQXV0aG9yaXR5SW5mbw=="},
+    {"secResCreds", "c2VjUmVzQ3JlZHM="},
+}};
+
+// The class of the registry that a line names in a spelling that is not recognised, or empty.
+std::string_view unrecognisedClass(std::string_view line) {
+    constexpr std::string_view name = "objectclass:";
+    if (line.size() <= name.size() || !equalIgnoringCase(line.substr(0, name.size()), name)) {
+        return {};
+    }
+    std::string_view value = line.substr(name.size());
+    const bool isBase64 = value.starts_with(':');
+    value.remove_prefix(isBase64 ? 1 : 0);
+    value = withoutLeadingBlanks(value);
+    value = value.substr(0, value.find_last_not_of(' ') + 1);
+    const auto found = std::find_if(
+        regroupedClasses.begin(), regroupedClasses.end(), [&](const RegroupedClass& one) {
+            return isBase64 ? value == one.base64 : equalIgnoringCase(value, one.name);
+        });
+    return found == regroupedClasses.end() ? std::string_view() : found->name;
+}
+
+void demand(const LinesDigest& lines, bool addsInstallDate) {
+    if (demandTakers.passedThrough != nullptr) {
+        demandTakers.passedThrough({lines.chain, current.place, addsInstallDate});
+    }
+}
+
+// The lines of an oversized entry so far, and of the last one the pieces so far: they come out
+// joined, and folded as they were.
+LinesDigest oversizedLines;
+std::string oversizedLine;
+
+void takeOversizedLine(std::string_view piece) {
+    if (holdsEntryIdentifier(piece)) {
+        countRule(Rule::ENTRY_IDENTIFIERS);
+        return;
+    }
+    inventory.passedBytes += piece.size();
+    oversizedLine += piece;
+    if (oversizedLine.ends_with('\n')) {
+        oversizedLine.pop_back();
+        oversizedLines.add(digestOfLine(oversizedLine));
+        oversizedLine.clear();
+    }
+}
+
+}  // namespace
+
+void passThrough(std::string_view attributes, bool addsInstallDate) {
+    constexpr std::array<std::string_view, 1> identifiers = {"kvo-entryuuid:"};
+    const bool holdsIdentifier = holdsEntryIdentifier(attributes);
+    const bool isPlain =
+        objectClass == UNINTERESTING_OBJECTCLASS || objectClass == CONTAINER_OBJECTCLASS;
+    LinesDigest digest;
+    std::uint64_t bytes = 1;
+    visitLines(attributes, [&](std::string_view line, int index) {
+        if (isPlain && unrecognisedClass(line).data() != nullptr) {
+            findAt(Kind::CLASS_NOT_RECOGNISED, index,
+                   format("would leave the entry as it is, and not take it for a %s",
+                          unrecognisedClass(line)));
+        }
+        if (holdsIdentifier && holdsEntryIdentifier(line)) {
+            dropLine(line, index, identifiers);
+            return;
+        }
+        digest.add(digestOfLine(line));
+        bytes += line.size() + 1;
+    });
+    tellLongLines();
+    inventory.passedBytes += bytes;
+    demand(digest, addsInstallDate);
+}
+
+void passThroughOversized() {
+    oversizedLines = LinesDigest();
+    oversizedLine.clear();
+    visitOversizedEntry(takeOversizedLine);
+    findEntry(Kind::TOO_MANY_LINES,
+              current.isLast
+                  ? "would pass the entry on as it is, without comments and entry identifiers, and "
+                    "write what comes next right behind it"
+                  : "would pass the entry on as it is, without comments and entry identifiers");
+    demand(oversizedLines, false);
+}
