@@ -123,15 +123,15 @@ int openExport(const std::string& name) {
     linePlaces = LinePlaces();
     nextLineNumber = 1;
     lastResult = 0;
+    if (isOtherThanRegular(name)) {
+        errno = ESPIPE;
+        return -1;
+    }
     exportFile = openFileForReading(name);
     if (!exportFile.isOpen() || ifp.open(openFileForReading(name)) != 0) {
         return -1;
     }
     stateAtStart = stateOf(exportFile.descriptor());
-    if (stateAtStart.kind != FileKind::REGULAR) {
-        errno = ESPIPE;
-        return -1;
-    }
     // The reader itself passes on what is too large.
     return ofp.openEmpty("/dev/null");
 }
@@ -222,6 +222,9 @@ std::string dnAt(off_t place) {
     constexpr std::size_t most = 4096;
     std::string_view rest;
     const std::string text = textAt(exportFile.descriptor(), place, most);
+    if (!equalIgnoringCase(std::string_view(text).substr(0, 3), "dn:")) {
+        return {};  // a value, which may be a secret
+    }
     rest = text;
     std::string dn(withoutLineEnd(rest));
     while (rest.find('\n') != std::string_view::npos) {
@@ -252,7 +255,8 @@ void find(Kind kind, std::int64_t line, const std::string& effect, int message) 
 }
 
 void findAt(Kind kind, int index, const std::string& effect, int message) {
-    find(kind, isShown(kind) ? lineOfAttribute(current.place, index) : 0, effect, message);
+    find(kind, isShown(kind) ? lineOfAttribute(current.place, index + current.leftOut) : 0, effect,
+         message);
 }
 
 void findEntry(Kind kind, const std::string& effect, int message) {
@@ -265,4 +269,12 @@ void findAtPlace(off_t place, Kind kind, const std::string& effect, int message)
         return;
     }
     addFinding(kind, {lineAt(place), 0, dnAt(place), effect, message});
+}
+
+int attributeOfLine(int line) {
+    int attribute = -1;
+    for (int i = 0; i <= line; ++i) {
+        attribute += object.line(i).starts_with(' ') ? 0 : 1;
+    }
+    return attribute;
 }

@@ -33,6 +33,8 @@ struct CurrentEntry {
     off_t end = 0;              // behind the blank line that ends it
     bool endsInBlanks = false;  // that line is not empty
     bool isTornOff = false;     // by a line of blanks right above it
+    bool isRefused = false;     // the migration would end at it; set by whoever finds that
+    int leftOut = 0;            // attributes at its beginning that are not in `object` any more
     bool isOversized = false;   // too many lines for the migration to hold
     bool isLast = false;        // the export ends behind it
 
@@ -79,6 +81,9 @@ std::string nameOf(std::string_view line);
 void find(Kind kind, std::int64_t line, const std::string& effect, int message = 0);
 void findAt(Kind kind, int index, const std::string& effect, int message = 0);
 void findEntry(Kind kind, const std::string& effect, int message = 0);
+
+// The index of the attribute that line `line` of the current entry belongs to.
+int attributeOfLine(int line);
 
 // Tells what is wrong with the entry at `place`.
 void findAtPlace(off_t place, Kind kind, const std::string& effect, int message = 0);

@@ -1,8 +1,12 @@
 #include "check/export_scan.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include "cache/owner.h"
 #include "check/export_file.h"
@@ -24,30 +28,62 @@ DemandTakers demandTakers;
 
 namespace {
 
+bool isVersionName(std::string_view line) {
+    constexpr std::string_view name = "version:";
+    return equalIgnoringCase(line.substr(0, name.size()), name);
+}
+
+// What the value of the version found at `line` becomes.
+void tellVersionAt(int line, std::string_view head, std::string_view value) {
+    countRule(Rule::VERSIONS);
+    if (head != "version:" || line == 0) {
+        findAt(Kind::VERSION_ELSEWHERE, attributeOfLine(line),
+               format("would set the version in the attribute %s", nameOf(object.line(line))));
+    } else if (value.size() < 3) {
+        findAt(Kind::VERSION_LENGTH, attributeOfLine(line),
+               "would put 6.0 in the place of a version of another length");
+    } else if (value.size() > 3) {
+        findAt(Kind::VERSION_LENGTH, attributeOfLine(line),
+               "would write 6.0 over the first three characters of the version alone");
+    }
+}
+
 void tellVersion() {
-    bool isTold = false;
-    someHead(
+    const bool isSet = someHead(
         object, [](std::string_view head) { return head.ends_with("version:"); },
-        [&isTold](int line, std::string_view head, std::string_view tail) {
-            if (isTold || !tail.starts_with(' ')) {
-                return isTold;
+        [](int line, std::string_view head, std::string_view tail) {
+            if (tail.starts_with(' ')) {
+                tellVersionAt(line, head, withoutLineEnd(withoutLeadingBlanks(tail)));
             }
-            isTold = true;
-            const std::string_view value = withoutLineEnd(withoutLeadingBlanks(tail));
-            countRule(Rule::VERSIONS);
-            if (head != "version:" || line == 0) {
-                findAt(
-                    Kind::VERSION_ELSEWHERE, line,
-                    format("would set the version in the attribute %s", nameOf(object.line(line))));
-            } else if (value.size() != 3) {
-                findAt(
-                    Kind::VERSION_LENGTH, line,
-                    value.size() < 3
-                        ? std::string("would put 6.0 in the place of a version of another length")
-                        : "would write 6.0 over the first three characters of the version alone");
-            }
-            return true;
+            return tail.starts_with(' ');
         });
+    for (int i = 1; i < object.lineCount() && !isSet; ++i) {
+        if (isVersionName(object.line(i))) {
+            findAt(Kind::VERSION_NOT_SET, attributeOfLine(i), "would leave the version as it is");
+        }
+    }
+}
+
+// A class is looked for anywhere in a line, and a longer one that begins like it is taken for it.
+void tellMistakenClass() {
+    const int index = lineThatTellsObjectClass();
+    if (index < 0 || objectClass == CONTAINER_OBJECTCLASS) {
+        return;
+    }
+    const std::string_view line = withoutLineEnd(object.line(index));
+    const std::size_t colon = std::min(line.find(':'), line.size());
+    std::string value(withoutLeadingBlanks(line.substr(std::min(colon + 1, line.size()))));
+    constexpr std::array<std::string_view, 8> classes = {
+        "secUser", "secPolicyData",    "secPolicy", "secGroup",
+        "secMap",  "secAuthorityInfo", "container", "secResCreds"};
+    const bool isExact =
+        equalIgnoringCase(line.substr(0, colon), "objectclass") &&
+        std::any_of(classes.begin(), classes.end(),
+                    [&value](std::string_view one) { return equalIgnoringCase(trim(value), one); });
+    if (!isExact) {
+        findAt(Kind::CLASS_MISTAKEN, attributeOfLine(index),
+               format("would tell the entry's class by the attribute %s", nameOf(line)));
+    }
 }
 
 // Whether the user's entry has what its domain identifier is made of; tells what is missing.
@@ -78,36 +114,82 @@ void countRespelled() {
     }
 }
 
-void scanEntry() {
-    ++inventory.entries;
-    if (object.line(0).starts_with(' ')) {
+// Goes on with what stands behind the first `count` lines of the entry.
+void leaveOut(int count) {
+    const Entry whole = std::exchange(object, Entry());
+    for (int i = count; i < whole.lineCount(); ++i) {
+        object.append(whole.line(i));
+    }
+    current.isRefused = true;
+}
+
+// Tells of lines in front of the entry that would end the migration, and leaves them out.
+void tellLeadingLines() {
+    int continuations = 0;
+    while (object.line(continuations).starts_with(' ')) {
+        ++continuations;
+    }
+    if (continuations > 0) {
         findEntry(Kind::STARTS_WITH_CONTINUATION, "the entry begins with a continuation line",
                   MESSAGE_PROCESSING_FAILED);
+        leaveOut(continuations);
+    }
+}
+
+// Whether a header line in front of the entry keeps its owner from being found. A mapping entry
+// names its owner by other lines, but is a user's only where the first one says so.
+bool isHeaderInTheWay() {
+    switch (objectClass) {
+        case SECUSER_OBJECTCLASS:
+        case SECGROUP_OBJECTCLASS:
+        case SECPOLICY_OBJECTCLASS:
+        case SECPOLICYDATA_OBJECTCLASS:
+            return beginsWithHeader();
+        case SECMAP_OBJECTCLASS:
+            return beginsWithHeader() && dostristr(object.line(1), "cn=Users") != nullptr;
+        default:
+            return false;
+    }
+}
+
+void tellHeader() {
+    if (isHeaderInTheWay()) {
+        findEntry(Kind::HEADER_GLUED, "the header line is taken for the DN of the entry",
+                  MESSAGE_PROCESSING_FAILED);
+        leaveOut(1);
+        current.leftOut = 1;
+    }
+}
+
+void adjust() {
+    if (objectClass == SECAUTHORITYINFO_OBJECTCLASS) {
+        tellVersion();
+    }
+    countRespelled();
+    if (objectClass == SECUSER_OBJECTCLASS && !canBeIdentified()) {
+        current.isRefused = true;
+    } else {
+        tweekObjectInObjectArray();
+    }
+}
+
+void scanEntry() {
+    ++inventory.entries;
+    tellLeadingLines();
+    if (object.empty()) {
         return;
     }
     determineTheObjectsObjectClass();
     ++inventory.byClass[static_cast<std::size_t>(objectClass)];
-    tellTornOff();
-    tellFoldedComments();
-    tellZeroBytes();
-    tellCarriageReturns();
+    tellLineTrouble();
+    tellMistakenClass();
+    tellHeader();
+    if (object.empty()) {
+        return;
+    }
     const bool passes = belongsInOutput();
-    const bool hasHeader = dostristr(object.line(0).substr(0, 8), "version:") != nullptr;
-    if (hasHeader && !passes && objectClass != SECRESCREDS_OBJECTCLASS &&
-        objectClass != RESCREDS_CONTAINER) {
-        findEntry(Kind::HEADER_GLUED, "the header line is taken for the DN of the entry",
-                  MESSAGE_PROCESSING_FAILED);
-        return;
-    }
-    if (objectClass == SECAUTHORITYINFO_OBJECTCLASS) {
-        tellVersion();
-    }
-    if (objectClass == SECUSER_OBJECTCLASS && !canBeIdentified()) {
-        return;
-    }
-    countRespelled();
     const int lines = object.lineCount();
-    tweekObjectInObjectArray();
+    adjust();
     const bool addsInstallDate =
         objectClass == SECAUTHORITYINFO_OBJECTCLASS && object.lineCount() > lines;
     std::string_view text = unfoldedObject();

@@ -12,9 +12,9 @@ constexpr std::array<KindText, static_cast<std::size_t>(Kind::END)> texts = {{
     {Kind::EXPORT_NOT_WRITABLE, Severity::ENDS, "export-not-writable",
      "The export cannot be opened for reading and writing",
      "give the user who runs the migration the permission to write it; the export itself is not changed"},
-    {Kind::LEFT_OVER_WORK_FILE, Severity::ENDS, "left-over-work-file",
-     "An earlier run has left its work file",
-     "remove the file"},
+    {Kind::WORK_FILE_REFUSED, Severity::ENDS, "work-file-refused",
+     "The work file cannot be made",
+     "remove what has its name, and let the user who runs the migration write to the folder of the export"},
     {Kind::DISK_TOO_SMALL, Severity::ENDS, "disk-too-small",
      "The disk has too little room",
      "make room, or put the output on another disk"},
@@ -81,15 +81,33 @@ constexpr std::array<KindText, static_cast<std::size_t>(Kind::END)> texts = {{
     {Kind::STRAY_LINES, Severity::ENDS, "stray-lines",
      "Lines torn off an entry that is regrouped",
      "remove what tears them off, as a rule a carriage return at the start of a line"},
+    {Kind::LEFT_OVER_WORK_FILE, Severity::CHANGES, "left-over-work-file",
+     "An earlier run has left its work file",
+     "remove the file"},
     {Kind::CLASS_NOT_RECOGNISED, Severity::CHANGES, "class-not-recognised",
      "Object classes that are not recognised",
      "write the attribute as objectClass and the class as it is usual, for example secUser, with one blank before it"},
+    {Kind::CLASS_MISTAKEN, Severity::CHANGES, "class-mistaken",
+     "Entries taken for one of another class",
+     "put the entry's real object class in front of the line, or write the value in base64"},
+    {Kind::SECOND_DN, Severity::CHANGES, "second-dn",
+     "Entries without a blank line in front of the next one",
+     "put an empty line above the second DN"},
+    {Kind::ENTRY_WITHOUT_DN, Severity::CHANGES, "entry-without-dn",
+     "Lines that belong to no entry",
+     "remove the blank line above them, or the lines"},
+    {Kind::DN_SPELLING, Severity::CHANGES, "dn-spelling",
+     "Entries that begin with another line than dn:, and are merged",
+     "write dn: in small letters, and a blank line below a header"},
     {Kind::LONG_LINE, Severity::CHANGES, "long-line",
      "Lines that are too long",
      "fold the line"},
     {Kind::LONG_ATTRIBUTE_BROKEN, Severity::CHANGES, "long-attribute-broken",
      "Attributes that are too long for an entry that is regrouped, and break unnoticed",
      "shorten the attribute to 4,094 bytes with its name, or leave it out and add it after the migration"},
+    {Kind::TAB_LINE, Severity::CHANGES, "tab-line",
+     "Lines that begin with a tab",
+     "put a blank in the place of the tab"},
     {Kind::FOLDED_COMMENT, Severity::CHANGES, "folded-comment",
      "Folded comments",
      "write the comment on one line, or begin its second line with #, too"},
@@ -132,6 +150,9 @@ constexpr std::array<KindText, static_cast<std::size_t>(Kind::END)> texts = {{
     {Kind::VERSION_ELSEWHERE, Severity::CHANGES, "version-elsewhere",
      "Versions set in another line",
      "put the version in front of the line, and a blank line below a header"},
+    {Kind::VERSION_NOT_SET, Severity::CHANGES, "version-not-set",
+     "Versions that are not set to 6.0",
+     "write the attribute as version, with a blank behind its colon"},
     {Kind::TOO_MANY_LINES, Severity::CHANGES, "too-many-lines",
      "Entries of 250,000 lines or more",
      "divide the entry and join it again after the migration; it must not be the last of the export"},
@@ -191,10 +212,6 @@ void addFinding(Kind kind, Finding finding) {
     if (isKept) {
         foundOf(kind).shown.push_back(std::move(finding));
     }
-}
-
-void amendFindings(Kind kind, void (*amend)(Finding& finding)) {
-    std::for_each(foundOf(kind).shown.begin(), foundOf(kind).shown.end(), amend);
 }
 
 std::uint64_t total(Kind kind) {

@@ -20,7 +20,7 @@ enum class Severity : std::uint8_t {
 
 enum class Kind : std::uint8_t {
     EXPORT_NOT_WRITABLE,
-    LEFT_OVER_WORK_FILE,
+    WORK_FILE_REFUSED,
     DISK_TOO_SMALL,
     USER_WITHOUT_MAPPING,
     MAPPING_WITHOUT_USER,
@@ -43,9 +43,15 @@ enum class Kind : std::uint8_t {
     TAB_CONTINUATION,
     LINE_WITHOUT_COLON,
     STRAY_LINES,
+    LEFT_OVER_WORK_FILE,
     CLASS_NOT_RECOGNISED,
+    CLASS_MISTAKEN,
+    SECOND_DN,
+    ENTRY_WITHOUT_DN,
+    DN_SPELLING,
     LONG_LINE,
     LONG_ATTRIBUTE_BROKEN,
+    TAB_LINE,
     FOLDED_COMMENT,
     BLANK_CONTINUATION,
     CUT_TEXT,
@@ -60,6 +66,7 @@ enum class Kind : std::uint8_t {
     EMPTY_DOMAIN,
     VERSION_LENGTH,
     VERSION_ELSEWHERE,
+    VERSION_NOT_SET,
     TOO_MANY_LINES,
     MISSING_ENTRY,
     EXTRA_ENTRY,
@@ -98,9 +105,6 @@ void countFinding(Kind kind);
 
 // Counts a finding, and keeps it while there is room.
 void addFinding(Kind kind, Finding finding);
-
-// Calls `amend` with every finding kept of the kind.
-void amendFindings(Kind kind, void (*amend)(Finding& finding));
 
 std::uint64_t total(Kind kind);
 const std::vector<Finding>& shown(Kind kind);

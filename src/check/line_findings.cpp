@@ -9,7 +9,14 @@
 #include "check/inventory.h"
 #include "driver/diagnostics/format.h"
 #include "entry/entry.h"
+#include "entry/text.h"
 #include "ldif/line_reader.h"
+
+namespace {
+
+bool beginsWith(std::string_view name, int line) {
+    return equalIgnoringCase(object.line(line).substr(0, name.size()), name);
+}
 
 void tellFoldedComments() {
     const std::vector<Piece>& pieces = current.pieces;
@@ -41,25 +48,52 @@ void tellCarriageReturns() {
     if (object.text().find('\r') == std::string_view::npos) {
         return;
     }
-    int attribute = -1;
     for (int i = 0; i < object.lineCount(); ++i) {
         const std::string_view line = object.line(i);
-        attribute += line.starts_with(' ') ? 0 : 1;
         const std::size_t at = line.find('\r');
         if (at != std::string_view::npos &&
             line.find_first_not_of("\r\n", at) != std::string_view::npos) {
-            findAt(Kind::CUT_TEXT, attribute,
+            findAt(Kind::CUT_TEXT, attributeOfLine(i),
                    "would lose what stands behind the carriage return within the line");
         }
     }
 }
 
-void tellTornOff() {
-    if (current.isTornOff && dostristr(object.line(0).substr(0, 3), "dn:") == nullptr) {
+void tellMissingDn() {
+    constexpr std::string_view trailer = "search:";
+    if (beginsWith("dn:", 0) || beginsWithHeader() || beginsWith(trailer, 0)) {
+        return;
+    }
+    if (current.isTornOff) {
         find(Kind::BLANK_CONTINUATION, current.line - 1,
              "would end the entry above it there, and take the lines behind it for an entry of its "
              "own");
+    } else {
+        findEntry(Kind::ENTRY_WITHOUT_DN, "would take the lines for an entry of its own");
     }
+}
+
+void tellSecondDns() {
+    for (int i = beginsWithHeader() ? 2 : 1; i < object.lineCount(); ++i) {
+        if (beginsWith("dn:", i)) {
+            findAt(Kind::SECOND_DN, attributeOfLine(i),
+                   "would take this entry for a part of the one above it");
+        }
+    }
+}
+
+}  // namespace
+
+void tellLineTrouble() {
+    tellMissingDn();
+    tellSecondDns();
+    tellFoldedComments();
+    tellZeroBytes();
+    tellCarriageReturns();
+}
+
+bool beginsWithHeader() {
+    return beginsWith("version:", 0);
 }
 
 void tellLongLines() {

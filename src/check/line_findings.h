@@ -5,12 +5,13 @@
 #include <span>
 #include <string_view>
 
-// Tell what the way in which lines are read does to the current entry: to folded comments, to zero
-// bytes and carriage returns, and to an entry that a line of blanks has torn off another.
-void tellFoldedComments();
-void tellZeroBytes();
-void tellCarriageReturns();
-void tellTornOff();
+// Tells what the way in which lines are read does to the current entry, as it was read: to folded
+// comments, to zero bytes and carriage returns, and to entries that blank lines have torn apart or
+// failed to divide.
+void tellLineTrouble();
+
+// Whether the current entry begins with a header line, such as "version: 1".
+bool beginsWithHeader();
 
 // Tells which lines of the current entry, which passes through, are too long.
 void tellLongLines();

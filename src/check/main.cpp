@@ -142,7 +142,7 @@ void checkBefore(const Options& options) {
     if (scanExport(request.exportName, {}) != 0) {
         failReading(request.exportName, errno);
     }
-    findTroubleOfOwners(request.users, request.groups);
+    findTroubleOfOwners();
     const DiskNeed need = diskNeed(request.exportName);
     findTroubleAround(request.exportName, need);
     if (reportBefore(request, need) != 0) {

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "check/places.h"
+
 namespace {
 
 constexpr std::size_t bufferSize = 4 * LineDigest::blockSize;
@@ -21,12 +23,12 @@ bool isInstallDate(std::string_view line) {
 }  // namespace
 
 int OutputReader::open(const std::string& name) {
-    file_ = openFileForReading(name);
-    buffer_.resize(bufferSize);
-    if (file_.isOpen() && stateOf(file_.descriptor()).kind != FileKind::REGULAR) {
+    if (isOtherThanRegular(name)) {
         errno = ESPIPE;
         return -1;
     }
+    file_ = openFileForReading(name);
+    buffer_.resize(bufferSize);
     return file_.isOpen() ? 0 : -1;
 }
 

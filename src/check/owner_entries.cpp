@@ -32,14 +32,15 @@ void countMemory(bool isGroup, std::uint64_t bytes) {
 }
 
 // The owner of the current entry, as the migration would find it or open a slot for it; null when
-// there are too many domains.
-Owner* ownerOf(bool isGroup) {
+// there are too many domains. Sets `isNew` in the second case.
+Owner* ownerOf(bool isGroup, bool& isNew) {
     constexpr std::uint64_t groupSalt = 0x5851f42d4c957f2dU;
     isGroup ? learnIndexOfAssociatedSecGroupDN() : learnIndexOfAssociatedSecUserDN();
     const std::uint64_t salt = isGroup ? groupSalt : 0;
     if (Owner* const owner = findOwner(digestIgnoringCase(searchedDn) ^ salt)) {
         return owner;
     }
+    isNew = true;
     const std::string& saved = isGroup ? saved_secGroup_dn : saved_secUser_dn;
     Owner& owner = addOwner(digestIgnoringCase(saved) ^ salt);
     const std::string_view domain = std::string_view(saved).substr(0, saved.find(','));
@@ -75,7 +76,7 @@ void tellDomain(const Owner& owner) {
 
 // A value within a DN, RFC 4514, section 2.4.
 bool needsEscaping(std::string_view name) {
-    return name.find_first_of(",+\"\\<>;=") != std::string_view::npos || name.starts_with('#') ||
+    return name.find_first_of(",+\"\\<>;") != std::string_view::npos || name.starts_with('#') ||
            name.starts_with(' ') || name.ends_with(' ');
 }
 
@@ -112,8 +113,10 @@ void nameOwner(Owner& owner) {
     const NameSource& source = isGroup ? cnSource : principalNameSource;
     const std::string_view name = isGroup ? cnOf(object) : principalNameOf(object);
     if (name.empty()) {
-        findEntry(Kind::MISSING_NAME, format("the entry has no %s", source.kind),
-                  MESSAGE_PROCESSING_FAILED);
+        if (!current.isRefused) {
+            findEntry(Kind::MISSING_NAME, format("the entry has no %s", source.kind),
+                      MESSAGE_PROCESSING_FAILED);
+        }
         owner.explain(Part::OWN);
         return;
     }
@@ -150,14 +153,18 @@ void tellWithoutColon(std::string_view line, int index, bool isBroken) {
 Sketch sketchOfObject(bool isBroken) {
     Sketch sketch;
     visitLines(object.text(), [&](std::string_view line, int index) {
-        if (index == 0) {
-            return;
-        }
         const std::string_view name = line.substr(0, line.find(':') + 1);
         if (name.empty()) {
             tellWithoutColon(line, index, isBroken);
             sketch.isBroken = true;
             return;
+        }
+        if (index == 0) {
+            sketch.isIrregular = !isDnName(name);
+            return;
+        }
+        if (line.starts_with('\t')) {
+            findAt(Kind::TAB_LINE, index, "would take the line for an attribute of its own");
         }
         inventory.rebuiltBytes += line.size() + 1;
         if (isClassName(name)) {
@@ -225,7 +232,7 @@ bool namesOwner(Part part, bool isGroup) {
         case Part::POLICY:
         case Part::POLICY_DATA:
             if (object.line(0).find(',', 3) == std::string_view::npos) {
-                tellMissing(Kind::MISSING_OWNER,
+                tellMissing(hasBase64Dn() ? Kind::BASE64_DN : Kind::MISSING_OWNER,
                             "its DN has no comma, so that it belongs to nobody");
                 return false;
             }
@@ -282,26 +289,25 @@ void tellOwnerTrouble(Owner& owner, Part part) {
     }
 }
 
-// How many entries of each kind have been gathered, as the slots of the migration count them.
-std::array<std::array<std::uint64_t, partCount>, 2> gathered = {};
-
-std::uint64_t& gatheredOf(const Owner& owner, Part part) {
-    return gathered[owner.has(IS_GROUP) ? 1 : 0][static_cast<std::size_t>(part)];
+bool hasTrailingBlanks(std::string_view dnLine) {
+    return dnLine.find_last_not_of(" \t\v\f\r\n") + 1 < withoutLineEnd(dnLine).size();
 }
 
-// Marks an owner whose own entry, or policy, will not be found by its DN.
+// Marks an owner that was opened by the current entry and is not found by its other entries.
+// `dnLine` is the DN line as it was before it was normalized.
 void markBlanks(Owner& owner, Part part, std::string_view dnLine) {
-    if (part == Part::OWN) {
-        const bool hasTrailing =
-            dnLine.find_last_not_of(" \t\v\f\r\n") + 1 < withoutLineEnd(dnLine).size();
-        if (hasTrailing || (owner.has(IS_GROUP) && hasBlankBesideComma(withoutLineEnd(dnLine)))) {
-            owner.set(HAS_BLANKS_IN_DN);
-        }
-    } else if (part == Part::POLICY || part == Part::POLICY_DATA) {
-        const std::size_t comma = dnLine.find(',', 3);
-        if (dnLine.substr(comma + 1, 1) == " ") {
-            owner.set(HAS_BLANK_IN_POLICY);
-        }
+    const bool isGroup = owner.has(IS_GROUP);
+    const bool isPolicy = part == Part::POLICY || part == Part::POLICY_DATA;
+    if (isPolicy && dnLine.substr(dnLine.find(',', 3) + 1, 1) == " ") {
+        owner.set(HAS_BLANK_IN_POLICY);
+    }
+    const std::string_view compared =
+        part == Part::MAPPING ? std::string_view(searchedDn) : withoutLineEnd(dnLine);
+    const bool hasBlanks =
+        (part != Part::MAPPING && hasTrailingBlanks(dnLine)) ||
+        ((isGroup || part == Part::USERS_ENTRY) && hasBlankBesideComma(compared));
+    if (hasBlanks) {
+        owner.set(HAS_BLANKS_IN_DN);
     }
 }
 
@@ -312,11 +318,12 @@ void tellSecond(Owner& owner, Part part) {
         countFinding(Kind::TWO_OF_ONE_KIND);
         return;
     }
-    // Which message it would be depends on the slot counts, see foretellMessage.
-    findEntry(Kind::TWO_OF_ONE_KIND,
-              format("the entry in line %ld is of the same kind and has the same owner",
-                     lineAt(owner.place(part))),
-              static_cast<int>(gatheredOf(owner, part) * 2 + (owner.has(IS_GROUP) ? 1 : 0)));
+    findEntry(
+        Kind::TWO_OF_ONE_KIND,
+        format("the entry in line %ld is of the same kind and has the same owner; with so few "
+               "slots that the two are gathered in different passes, the output may hold both",
+               lineAt(owner.place(part))),
+        MESSAGE_SLOT_OCCUPIED);
 }
 
 // Adds what the output will hold of the current entry.
@@ -349,11 +356,20 @@ void addToOwner(Part part, bool isGroup, bool isBroken) {
     if (!namesOwner(part, isGroup)) {
         return;
     }
-    const std::string dnLine(object.line(0));  // before it is normalized
-    Owner* const owner = ownerOf(isGroup);
+    const std::string dnLine(object.line(0));
+    bool isNew = false;
+    Owner* const owner = ownerOf(isGroup, isNew);
     if (owner == nullptr) {
         tooManyDomains = true;
         return;
+    }
+    // The migration looks at the DN line as its search for the owner has left it: blanks may have
+    // kept it from being taken for that of an entry below cn=Users, and are gone now.
+    if (part == Part::OWN && !isGroup && isUsersEntry(object.line(0))) {
+        part = Part::USERS_ENTRY;
+    }
+    if (current.isRefused) {
+        owner->explain(part);
     }
     if (isBroken) {
         owner->set(BROKEN);
@@ -362,9 +378,10 @@ void addToOwner(Part part, bool isGroup, bool isBroken) {
         tellSecond(*owner, part);
         return;
     }
-    ++gatheredOf(*owner, part);
     tellOwnerTrouble(*owner, part);
-    markBlanks(*owner, part, dnLine);
+    if (isNew) {
+        markBlanks(*owner, part, dnLine);
+    }
     addLines(*owner, part, isBroken);
     owner->places[static_cast<std::size_t>(part)] =
         Packed40(static_cast<std::uint64_t>(current.place) + 1);
@@ -379,6 +396,5 @@ bool hasTooManyDomains() {
 
 void forgetOwnerEntries() {
     clearOwners();
-    gathered = {};
     tooManyDomains = false;
 }

@@ -46,7 +46,10 @@ void tellWithoutOwn(const Owner& owner, std::span<const Dependence> dependences)
             continue;
         }
         const bool isPolicy = one.part == Part::POLICY || one.part == Part::POLICY_DATA;
-        if (isPolicy && owner.has(HAS_BLANK_IN_POLICY)) {
+        if (owner.has(HAS_BLANKS_IN_DN)) {
+            findAtPlace(owner.place(one.part), Kind::BLANKS_IN_DN,
+                        "the blanks keep its owner from being found", MESSAGE_PROCESSING_FAILED);
+        } else if (isPolicy && owner.has(HAS_BLANK_IN_POLICY)) {
             findAtPlace(owner.place(one.part), Kind::BLANK_IN_POLICY_DN,
                         "the blank belongs to the DN of its owner, which no user has",
                         MESSAGE_PROCESSING_FAILED);
@@ -136,10 +139,11 @@ std::string comparableDn(std::string_view dn) {
     return strtolower(comparable);
 }
 
-// Whether another line says the same: the case of its name makes no difference, nor do the blanks
-// beside the commas of an owner's DN.
+// Whether another line says the same: the case of its name makes no difference, nor do case and
+// blanks beside commas in an owner's DN and in the name of a domain.
 bool isSaidIn(const std::vector<std::string>& record, std::string_view line) {
-    const bool isDn = equalIgnoringCase(nameOf(line), "secDN:");
+    const bool isDn = equalIgnoringCase(nameOf(line), "secDN:") ||
+                      equalIgnoringCase(nameOf(line), "secAuthority:");
     return std::any_of(record.begin() + 1, record.end(), [&](const std::string& other) {
         return equalIgnoringCase(nameOf(other), nameOf(line)) &&
                (valueOf(other) == valueOf(line) ||
@@ -189,6 +193,18 @@ void tellLostLines(const Owner& owner, const MergedEntry& merged,
     }
 }
 
+// Tells of an entry whose first line has come to stand in the record, because it is no DN line to
+// the merge.
+void tellTakenInDn(const Owner& owner, const MergedEntry& merged,
+                   const std::vector<std::string>& record) {
+    const std::string_view first = withoutLineEnd(merged.entry.line(0));
+    if (!isDnName(nameOf(first)) &&
+        std::find(record.begin() + 1, record.end(), first) != record.end()) {
+        findAtPlace(owner.place(merged.part), Kind::DN_SPELLING,
+                    "would add the first line of the entry to the one that it is merged with");
+    }
+}
+
 // What the digests have taken for equal, and counted.
 int equalLinesCounted(const std::vector<MergedEntry>& entries) {
     int counted = 0;
@@ -228,6 +244,7 @@ void resolveMerge(Owner& owner) {
               std::uint64_t{0} - static_cast<std::uint64_t>(equalLinesCounted(entries)));
     for (const MergedEntry& one : entries) {
         tellLostLines(owner, one, record, left);
+        tellTakenInDn(owner, one, record);
     }
 }
 
@@ -252,24 +269,9 @@ void tellSameName(Owner& first, Owner& second) {
                        lineAt(first.place(Part::OWN))));
 }
 
-std::uint64_t userSlots = 0;
-std::uint64_t groupSlots = 0;
-
-// While slots are free the two meet; once every slot has an entry of the kind, the second waits for
-// the next pass, in which it is alone.
-void foretellMessage(Finding& finding) {
-    const auto gathered = static_cast<std::uint64_t>(finding.message) / 2;
-    const bool isGroup = finding.message % 2 == 1;
-    const std::uint64_t slots = isGroup ? groupSlots : userSlots;
-    finding.message = gathered >= slots ? MESSAGE_PROCESSING_FAILED : MESSAGE_SLOT_OCCUPIED;
-}
-
 }  // namespace
 
-void findTroubleOfOwners(std::uint64_t users, std::uint64_t groups) {
-    userSlots = users != 0 ? users : inventory.users;
-    groupSlots = groups != 0 ? groups : inventory.groups;
-    amendFindings(Kind::TWO_OF_ONE_KIND, foretellMessage);
+void findTroubleOfOwners() {
     for (OwnerNumber i = 0; i < ownerCount(); ++i) {
         findTroubleOf(ownerAt(i));
     }

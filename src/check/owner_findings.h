@@ -9,10 +9,9 @@
 
 #include "check/owners.h"
 
-// Looks at every owner and tells what is wrong, for a run with these slot counts; a count of 0
-// stands for as many as there are. Completes the records of owners whose merges digests could not
-// decide.
-void findTroubleOfOwners(std::uint64_t users, std::uint64_t groups);
+// Looks at every owner and tells what is wrong. Completes the records of owners whose merges
+// digests could not decide.
+void findTroubleOfOwners();
 
 // The lines that the output must hold of an owner, its new DN line first; nothing when its entries
 // cannot be read or merged.

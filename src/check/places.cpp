@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstddef>
 
+#include "driver/platform/file.h"
+
 void LinePlaces::note(off_t offset, std::int64_t line) {
     constexpr off_t distance = 1024 * 1024;
     if (places_.empty() || offset >= places_.back().offset + distance) {
@@ -30,6 +32,11 @@ std::int64_t LinePlaces::lineAt(int descriptor, off_t offset) const {
         at.offset += static_cast<off_t>(block.size());
     }
     return at.line;
+}
+
+bool isOtherThanRegular(const std::string& name) {
+    const FileKind kind = stateOf(name).kind;
+    return kind != FileKind::NONE && kind != FileKind::REGULAR;
 }
 
 std::string textAt(int descriptor, off_t offset, std::size_t size) {

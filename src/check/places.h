@@ -27,6 +27,9 @@ private:
     std::vector<Place> places_;  // one for each MiB
 };
 
+// Whether `name` is there, but no regular file: to open it might never end.
+bool isOtherThanRegular(const std::string& name);
+
 // The bytes of the file from `offset` on, at most `size`; fewer at its end or when it cannot be
 // read.
 std::string textAt(int descriptor, off_t offset, std::size_t size);

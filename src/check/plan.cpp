@@ -1,7 +1,7 @@
 #include "check/plan.h"
 
-#include <fcntl.h>
 #include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -24,14 +24,48 @@ std::uint64_t memoryOf(std::uint64_t memory, std::uint64_t owners, std::uint64_t
     return owners <= slots ? memory : memory / owners * slots;
 }
 
+// The folder that holds `name`.
+std::string folderOf(const std::string& name) {
+    const std::string folder = std::filesystem::path(name).parent_path().string();
+    return folder.empty() ? "." : folder;
+}
+
+void findTroubleOfWorkFile(const std::string& workFile) {
+    const FileState state = stateOf(workFile);
+    std::string refusal;
+    if (isSymbolicLink(workFile)) {
+        refusal = "it is a symbolic link";
+    } else if (state.kind != FileKind::NONE && state.kind != FileKind::REGULAR) {
+        refusal = "it is no regular file";
+    } else if (state.kind == FileKind::REGULAR ? ::access(workFile.c_str(), R_OK | W_OK) != 0
+                                               : ::access(folderOf(workFile).c_str(), W_OK) != 0) {
+        refusal = systemReason(errno);
+    } else if (state.size > 0) {
+        addFinding(Kind::LEFT_OVER_WORK_FILE,
+                   {0,
+                    0,
+                    {},
+                    format("would migrate the entries of \"%s\" again: the run ends, or the output "
+                           "holds them twice",
+                           workFile),
+                    0});
+    }
+    if (!refusal.empty()) {
+        addFinding(Kind::WORK_FILE_REFUSED,
+                   {0, 0, {}, format("\"%s\": %s", workFile, refusal), MESSAGE_CANNOT_OPEN});
+    }
+}
+
 }  // namespace
 
 Plan planFor(std::uint64_t users, std::uint64_t groups) {
     // The program itself, its buffers, and what the chunks of its storage leave unused.
     constexpr std::uint64_t programMemory = 5 * 1024 * 1024;
     Plan plan;
-    plan.users = std::max<std::uint64_t>(users != 0 ? users : inventory.users, 1);
-    plan.groups = std::max<std::uint64_t>(groups != 0 ? groups : inventory.groups, 1);
+    // A slot too many has a second entry of one kind meet the first in any case.
+    const std::uint64_t spare = total(Kind::TWO_OF_ONE_KIND) == 0 ? 0 : 1;
+    plan.users = std::max<std::uint64_t>(users != 0 ? users : inventory.users + spare, 1);
+    plan.groups = std::max<std::uint64_t>(groups != 0 ? groups : inventory.groups + spare, 1);
     plan.passes = std::max({passesFor(inventory.users, plan.users),
                             passesFor(inventory.groups, plan.groups), std::uint64_t{1}});
     plan.memory = programMemory + memoryOf(inventory.userMemory, inventory.users, plan.users) +
@@ -57,8 +91,7 @@ DiskNeed diskNeed(const std::string& exportName) {
     need.workFile = inventory.workFileBytes;
     need.output = inventory.passedBytes + inventory.rebuiltBytes;
     struct statvfs state = {};
-    const std::string folder = std::filesystem::path(exportName).parent_path().string();
-    if (::statvfs(folder.empty() ? "." : folder.c_str(), &state) == 0) {
+    if (::statvfs(folderOf(exportName).c_str(), &state) == 0) {
         need.free = std::uint64_t{state.f_bavail} * state.f_frsize;
     }
     return need;
@@ -75,15 +108,7 @@ void findTroubleAround(const std::string& exportName, const DiskNeed& need) {
              format("the export cannot be opened for reading and writing: %s", systemReason(errno)),
              MESSAGE_CANNOT_OPEN});
     }
-    const std::string workFile = exportName + ".tmp";
-    if (const FileState state = stateOf(workFile); state.kind != FileKind::NONE && state.size > 0) {
-        addFinding(Kind::LEFT_OVER_WORK_FILE,
-                   {0,
-                    0,
-                    {},
-                    format("\"%s\" is there: its entries would be migrated again", workFile),
-                    MESSAGE_SLOT_OCCUPIED});
-    }
+    findTroubleOfWorkFile(exportName + ".tmp");
     if (need.workFile + need.output > need.free) {
         addFinding(Kind::DISK_TOO_SMALL,
                    {0,

@@ -487,7 +487,7 @@ int prove(const std::string& exportName, const std::string& outputName, std::siz
     if (scanExport(exportName, {comparePassed, noteCredential}) != 0) {
         return -1;
     }
-    findTroubleOfOwners(0, 0);
+    findTroubleOfOwners();
     keepDifferencesAlone();
     countDemands();
     explainWhatIsLeft();

@@ -140,45 +140,71 @@ bool hasLineWithoutColon() {
     return false;
 }
 
-// The index of the first attribute that the work file does not give back as it gets it.
-int firstBrokenAttribute(std::string_view attributes, bool& isLong) {
-    int broken = -1;
-    visitLines(attributes, [&](std::string_view line, int index) {
-        const bool isTooLong = line.size() >= longestLine;
-        if (broken < 0 && (isTooLong || isBlankLine(line))) {
-            broken = index;
-            isLong = isTooLong;
+// What the reader of the work file, or that of the export before it, takes apart.
+struct Break {
+    std::int64_t line = 0;    // of the export
+    bool isLong = false;      // too long, rather than empty
+    bool isInExport = false;  // the export's own line is too long
+};
+
+Break findBreak(std::string_view attributes) {
+    for (const Piece& piece : current.pieces) {
+        if (!piece.beginsLine) {
+            return {piece.line, true, true};
+        }
+    }
+    Break found;
+    visitLines(attributes, [&found](std::string_view line, int index) {
+        const bool isLong = line.size() >= longestLine;
+        if (found.line == 0 && (isLong || isBlankLine(line))) {
+            found = {lineOfAttribute(current.place, index), isLong, false};
         }
     });
-    return broken;
+    return found;
+}
+
+// Whether the pieces of the current entry reach the output one behind the other, as if nothing had
+// taken them apart: those of policies and resource credentials do, unless one is dropped.
+bool isWrittenWhole(std::string_view attributes) {
+    if (isMerged(objectClass) || object.text() != attributes) {
+        return false;
+    }
+    bool beginsLine = true;
+    for (int i = 0; i < object.lineCount(); ++i) {
+        const std::string_view line = object.line(i);
+        const bool isPiece = !beginsLine || !line.ends_with('\n');
+        if (isPiece && unmergedFilter.matchesSome(line)) {
+            return false;
+        }
+        beginsLine = line.ends_with('\n');
+    }
+    return true;
 }
 
 // Has the reader of the work file divide the attributes, and takes in what it makes of them.
 void regroupPieces(const std::string& attributes) {
-    bool isLong = false;
-    const int broken = firstBrokenAttribute(attributes, isLong);
-    const std::int64_t line = lineOfAttribute(current.place, broken);
+    const Break found = findBreak(attributes);
     LineReader reader;
     reader.openText(attributes + '\n');
     bool ends = false;
-    int entries = 0;
+    bool isWhole = true;
     while (getNextObjectFromTemporaryInputLDIFFile(reader) != READ_ERROR &&
            next_available_object_slot() > 0) {
-        ++entries;
         determineTheObjectsObjectClass();
+        const bool isDropped = objectClass == SECPOLICYDATA_OBJECTCLASS;
+        isWhole = isWhole && (isDropped || (!found.isInExport && isWrittenWhole(attributes)));
         ends = ends || (isMerged(objectClass) && hasLineWithoutColon());
-        ends = !takeIn(true) || ends;
+        ends = !takeIn(!isWhole) || ends;
         stepOverNextObjectFromTemporaryInputLDIFFile(reader);
     }
     if (ends) {
-        find(
-            isLong ? Kind::LONG_ATTRIBUTE : Kind::STRAY_LINES, line,
-            "the entry breaks apart behind each 4,095 bytes of the attribute, or at a line that is "
-            "empty",
-            MESSAGE_PROCESSING_FAILED);
-    } else {
-        find(Kind::LONG_ATTRIBUTE_BROKEN, line,
-             "would break the attribute apart behind each 4,095 bytes of it");
+        find(found.isLong ? Kind::LONG_ATTRIBUTE : Kind::STRAY_LINES, found.line,
+             found.isLong ? "the entry breaks apart behind each 4,095 bytes of the line"
+                          : "the entry breaks apart at a line of which nothing is left",
+             MESSAGE_PROCESSING_FAILED);
+    } else if (found.isLong && !isWhole) {
+        find(Kind::LONG_ATTRIBUTE_BROKEN, found.line,
+             "would break the line apart behind each 4,095 bytes of it");
     }
 }
 
@@ -190,18 +216,14 @@ void regroup(std::string_view attributes) {
     holdsChangetype = holdsChangetype || someHead(text, [](std::string_view head) {
                           return head.ends_with("changetype:");
                       });
-    if (!survivesWorkFile(text)) {
+    if (current.hasLongLine || !survivesWorkFile(text)) {
         regroupPieces(std::string(text));
         return;
     }
     if (text.data() != object.text().data()) {
         setObject(std::string(text));
     }
-    if (current.hasLongLine) {
-        findEntry(Kind::LONG_ATTRIBUTE_BROKEN,
-                  "would break a line of the entry apart behind 4,095 bytes");
-    }
-    takeIn(current.hasLongLine);
+    takeIn(false);
 }
 
 std::optional<Entry> stagedEntryAt(off_t place) {

@@ -68,14 +68,28 @@ bool namesResourceCredentials(std::string_view dnLine) {
     return contains(dnLine, "cn=ResCreds") || contains(dnLine, "cn=rescreds");
 }
 
-ObjectClass kindOfObject() {
+// The kind of the current entry, and the line that tells it.
+struct Telling {
     ObjectClass kind = UNINTERESTING_OBJECTCLASS;
+    int line = -1;
+};
+
+Telling findTelling() {
+    Telling telling;
     someHead(
         object, [](std::string_view head) { return isObjectClassName(head); },
-        [&kind](int line, std::string_view, std::string_view) {
-            kind = kindNamedIn(object.line(line));
+        [&telling](int line, std::string_view, std::string_view) {
+            const ObjectClass kind = kindNamedIn(object.line(line));
+            if (kind != UNINTERESTING_OBJECTCLASS) {
+                telling = {kind, line};
+            }
             return kind != UNINTERESTING_OBJECTCLASS;
         });
+    return telling;
+}
+
+ObjectClass kindOfObject() {
+    const ObjectClass kind = findTelling().kind;
     const bool isContainer = kind == CONTAINER_OBJECTCLASS;
     return isContainer && namesResourceCredentials(object.line(0)) ? RESCREDS_CONTAINER : kind;
 }
@@ -86,4 +100,8 @@ void determineTheObjectsObjectClass() {
     objectClass = kindOfObject();
     trace("\ndetermineTheObjectsObjectClass():    \n   The object class is %s\n\n",
           traceTexts[static_cast<std::size_t>(objectClass)]);
+}
+
+int lineThatTellsObjectClass() {
+    return findTelling().line;
 }

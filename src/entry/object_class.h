@@ -27,6 +27,9 @@ extern ObjectClass objectClass;
 // Sets objectClass from the lines of the current entry.
 void determineTheObjectsObjectClass();
 
+// The index of the line that tells the current entry's class, or -1 when none does.
+int lineThatTellsObjectClass();
+
 // Whether `head`, a line up to one of its colons, ends in the name of the attribute that tells
 // object classes. Only these two spellings count, as the registry writes no other.
 inline bool isObjectClassName(std::string_view head) {
