@@ -36,6 +36,9 @@ enum OwnerFlag : std::uint16_t {
     BROKEN = 1U << 9U,  // what the output holds of it cannot be foretold
 };
 
+// The bits from this one on stand for the parts whose trouble has been told.
+inline constexpr unsigned firstExplained = 10;
+
 // A digest in two words, which needs less alignment than one.
 class Packed64 {
 public:
@@ -67,7 +70,6 @@ struct Owner {
     std::uint8_t classLines = 0;             // those of a user's own entry, see classLinesDigest
     std::uint16_t domain = 0;                // see domainName
     std::uint16_t flags = 0;
-    std::uint16_t explained = 0;  // bits for parts whose trouble has been told
 
     bool has(OwnerFlag flag) const {
         return (flags & flag) != 0;
@@ -82,15 +84,19 @@ struct Owner {
         return static_cast<off_t>(places[static_cast<std::size_t>(part)].value()) - 1;
     }
     bool isExplained(Part part) const {
-        return (explained >> static_cast<unsigned>(part) & 1U) != 0;
+        return (flags >> (firstExplained + static_cast<unsigned>(part)) & 1U) != 0;
     }
     void explain(Part part) {
-        explained = static_cast<std::uint16_t>(explained | 1U << static_cast<unsigned>(part));
+        flags = static_cast<std::uint16_t>(flags |
+                                           1U << (firstExplained + static_cast<unsigned>(part)));
     }
     void addToRecord(std::uint64_t lines) {
         record = Packed40(record.value() + lines);
     }
 };
+
+// Each byte of it counts ten million times.
+static_assert(sizeof(Owner) <= 84);
 
 using OwnerNumber = std::uint32_t;
 
