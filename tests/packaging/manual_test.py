@@ -17,6 +17,7 @@ import unittest
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 README = (PROJECT / "README.md").read_text(encoding="utf-8")
 MESSAGES = (PROJECT / "src/driver/diagnostics/messages.h").read_text(encoding="utf-8")
+FINDINGS = (PROJECT / "src/check/findings.cpp").read_text(encoding="utf-8")
 
 # Sections of the manual page, and what the same part of README.md begins with and ends before.
 PARTS = {
@@ -24,7 +25,7 @@ PARTS = {
     "What the output holds": ("The output holds, in this order", "\n## Usage"),
     "ENVIRONMENT": ("When `DEBUG_ERROR` is set", "\n\n**Exit status.**"),
     "EXIT STATUS": ("0 when the run came to its end", "\n\n**Files.**"),
-    "FILES": ("Besides the output the program", "\n## Messages"),
+    "FILES": ("Besides the output the program", "\n## Check before"),
     "DIAGNOSTICS": ("Errors go to standard error", "\n## What is dropped"),
     "What is dropped, on purpose": ("- Comments, and the folding", "\n## Limits"),
     "Limits": ("- Object classes are recognised", "\n## Map of the code"),
@@ -75,6 +76,19 @@ class ManualTest(unittest.TestCase):
         self.assertTrue(numbers)
         rows = re.findall(r"^\| (\d{9}(?:, \d{9})*) \|", README, flags=re.MULTILINE)
         self.assertEqual(", ".join(rows).split(", "), numbers)
+
+    def test_every_kind_of_finding_is_explained(self):
+        table = FINDINGS.split("texts = {{", 1)[1].split("}};", 1)[0]
+        kinds = re.findall(r'"([^"]+)",\s*"([^"]+)",\s*"([^"]+)"\}', table)
+        self.assertEqual(len(kinds), table.count("{Kind::"))
+        page = words(" ".join(sections_of_page("ldif-migrate-check.1").values()))
+        text = f" {' '.join(page)} "
+        for identifier, title, repair in kinds:
+            with self.subTest(identifier):
+                self.assertIn(f" {' '.join(words(f'{identifier} {title}'))} ", text)
+                # Of an output nothing is repaired: it is not loaded.
+                if not repair.startswith("do not load"):
+                    self.assertIn(f" {' '.join(words(repair))} ", text)
 
 
 if __name__ == "__main__":
