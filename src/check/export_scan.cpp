@@ -86,25 +86,23 @@ void tellMistakenClass() {
     }
 }
 
-// Whether the user's entry has what its domain identifier is made of; tells what is missing.
-bool canBeIdentified() {
+// Tells what the user's entry lacks for its domain identifier, or that there is little in it.
+void tellDomainIdentifier() {
     if (hasDomainIdentifier()) {
-        return true;
+        return;
     }
     const std::optional<std::string> authority = obtainAttributeValueFromObjArray("secAuthority");
     if (!authority) {
         findEntry(Kind::MISSING_DOMAIN, "the entry has no secAuthority", MESSAGE_PROCESSING_FAILED);
-        return false;
-    }
-    if (!obtainAttributeValueFromObjArray("principalName")) {
+    } else if (!obtainAttributeValueFromObjArray("principalName")) {
         findEntry(Kind::MISSING_NAME, "the entry has no principalName", MESSAGE_PROCESSING_FAILED);
-        return false;
+    } else {
+        countRule(Rule::DOMAIN_IDS_ADDED);
+        if (authority->empty() && !isUsersEntry(object.line(0))) {
+            findEntry(Kind::EMPTY_DOMAIN,
+                      "would give the user a domain identifier without a domain");
+        }
     }
-    if (authority->empty() && !isUsersEntry(object.line(0))) {
-        findEntry(Kind::EMPTY_DOMAIN, "would give the user a domain identifier without a domain");
-    }
-    countRule(Rule::DOMAIN_IDS_ADDED);
-    return true;
 }
 
 void countRespelled() {
@@ -166,10 +164,13 @@ void adjust() {
         tellVersion();
     }
     countRespelled();
-    if (objectClass == SECUSER_OBJECTCLASS && !canBeIdentified()) {
-        current.isRefused = true;
-    } else {
+    if (objectClass == SECUSER_OBJECTCLASS) {
+        tellDomainIdentifier();
+    }
+    if (canBeAdjusted()) {
         tweekObjectInObjectArray();
+    } else {
+        current.isRefused = true;
     }
 }
 

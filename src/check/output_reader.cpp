@@ -11,12 +11,12 @@ namespace {
 
 constexpr std::size_t bufferSize = 4 * LineDigest::blockSize;
 
-// As an installation date is written: 14 digits and ".0Z".
+// As an installation date is written: # stands for a digit.
 bool isInstallDate(std::string_view line) {
-    constexpr std::string_view pattern = "installDate: 00000000000000.0Z";
+    constexpr std::string_view pattern = "installDate: ##############.0Z";
     return line.size() == pattern.size() &&
            std::equal(line.begin(), line.end(), pattern.begin(), [](char c, char wanted) {
-               return wanted == '0' ? c >= '0' && c <= '9' : c == wanted;
+               return wanted == '#' ? c >= '0' && c <= '9' : c == wanted;
            });
 }
 

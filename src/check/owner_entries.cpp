@@ -74,6 +74,15 @@ void tellDomain(const Owner& owner) {
     }
 }
 
+// A policy's new DN names the domain that stands first in its old one.
+void tellPolicyDomain(const Owner& owner) {
+    const std::string_view dn = object.line(0);
+    const std::string_view domain = isInDefaultDomain(dn) ? std::string_view() : domainOfPolicy(dn);
+    if (!equalIgnoringCase(domain, domainName(owner.domain))) {
+        findEntry(Kind::WRONG_DOMAIN, "would put the policy into another domain than its user");
+    }
+}
+
 // A value within a DN, RFC 4514, section 2.4.
 bool needsEscaping(std::string_view name) {
     return name.find_first_of(",+\"\\<>;") != std::string_view::npos || name.starts_with('#') ||
@@ -149,6 +158,18 @@ void tellWithoutColon(std::string_view line, int index, bool isBroken) {
            MESSAGE_PROCESSING_FAILED);
 }
 
+// Object classes stay with the entry that leads, unless the filter drops the line.
+void addClassLine(Sketch& sketch, std::string_view line, int index) {
+    sketchValue(sketch, line);
+    if (mergedFilter.matchesSome(line)) {
+        sketch.isIrregular = true;
+        dropLine(line, index, droppedNames);
+        return;
+    }
+    sketch.classLines += digestOfLine(line);
+    ++sketch.classLineCount;
+}
+
 // The sketch of the current entry, which is going to be merged.
 Sketch sketchOfObject(bool isBroken) {
     Sketch sketch;
@@ -161,6 +182,7 @@ Sketch sketchOfObject(bool isBroken) {
         }
         if (index == 0) {
             sketch.isIrregular = !isDnName(name);
+            sketchValue(sketch, line);
             return;
         }
         if (line.starts_with('\t')) {
@@ -168,12 +190,9 @@ Sketch sketchOfObject(bool isBroken) {
         }
         inventory.rebuiltBytes += line.size() + 1;
         if (isClassName(name)) {
-            sketch.classLines += digestOfLine(line);
-            ++sketch.classLineCount;
+            addClassLine(sketch, line, index);
         } else if (isOnDropList(name)) {
-            sketch.isIrregular = sketch.isIrregular || someHead(line, [](std::string_view head) {
-                                     return isObjectClassName(head);
-                                 });
+            sketchValue(sketch, line);
             dropLine(line, index, droppedNames);
         } else {
             sketch.isIrregular = sketch.isIrregular || isDnName(name);
@@ -266,12 +285,12 @@ bool namesOwner(Part part, bool isGroup) {
 
 // Tells what in the entry will keep its owner from being found.
 void tellOwnerTrouble(Owner& owner, Part part) {
-    if (part == Part::OWN || part == Part::POLICY || part == Part::POLICY_DATA) {
-        if (hasBase64Dn()) {
-            findEntry(Kind::BASE64_DN, "the DN is not decoded, and no other entry finds it",
-                      MESSAGE_PROCESSING_FAILED);
-            owner.explain(part);
-        }
+    if (part == Part::OWN && hasBase64Dn()) {
+        findEntry(Kind::BASE64_DN, "the DN is not decoded, and no other entry finds it",
+                  MESSAGE_PROCESSING_FAILED);
+        owner.explain(part);
+    }
+    if (part != Part::MAPPING && part != Part::USERS_ENTRY) {
         return;
     }
     const std::string owned = obtainAttributeValueFromObjArray("secDN").value_or("");
@@ -313,7 +332,9 @@ void markBlanks(Owner& owner, Part part, std::string_view dnLine) {
 
 // Tells of a second entry of one kind for one owner, with the line of the first.
 void tellSecond(Owner& owner, Part part) {
-    owner.set(BROKEN);
+    if (part != Part::POLICY && part != Part::POLICY_DATA) {
+        owner.set(BROKEN);
+    }
     if (!isShown(Kind::TWO_OF_ONE_KIND)) {
         countFinding(Kind::TWO_OF_ONE_KIND);
         return;
@@ -329,6 +350,7 @@ void tellSecond(Owner& owner, Part part) {
 // Adds what the output will hold of the current entry.
 void addLines(Owner& owner, Part part, bool isBroken) {
     if (part == Part::POLICY) {
+        tellPolicyDomain(owner);
         owner.policy = Packed40(policyLines() + policyDomainDigest());
         countRule(Rule::CONTAINERS_ADDED);
         constexpr std::uint64_t container = 200;

@@ -291,15 +291,19 @@ std::string_view domainName(int number) {
                        : std::string_view(domains[static_cast<std::size_t>(number)]);
 }
 
-void sketchLine(Sketch& sketch, std::string_view line, bool isKept) {
-    const std::string_view name = line.substr(0, line.find(':') + 1);
-    visitValueHeads(line, name.size(), [&](std::string_view head) {
+void sketchValue(Sketch& sketch, std::string_view line) {
+    visitValueHeads(line, line.find(':') + 1, [&sketch](std::string_view head) {
         sketch.isIrregular = sketch.isIrregular || isObjectClassName(head);
         if (endsInLetter(head)) {
             sketch.names |= bitOf(head);
             sketch.holdsCommonName = sketch.holdsCommonName || isMistakable(head, false);
         }
     });
+}
+
+void sketchLine(Sketch& sketch, std::string_view line, bool isKept) {
+    const std::string_view name = line.substr(0, line.find(':') + 1);
+    sketchValue(sketch, line);
     const auto common =
         std::find_if(commonNames.begin(), commonNames.end(),
                      [name](std::string_view one) { return equalIgnoringCase(one, name); });

@@ -150,5 +150,8 @@ struct MergedLines {
     std::uint32_t classes = 0;  // object classes of an entry that another leads
 };
 
+// Adds a line that no other entry takes over: what its value holds may still be taken for a name.
+void sketchValue(Sketch& sketch, std::string_view line);
+
 // Takes the sketch of an own, mapping or Users entry in, which the owner did not have.
 MergedLines takeIn(Owner& owner, Part part, const Sketch& sketch);

@@ -33,7 +33,9 @@ std::string folderOf(const std::string& name) {
 void findTroubleOfWorkFile(const std::string& workFile) {
     const FileState state = stateOf(workFile);
     std::string refusal;
-    if (isSymbolicLink(workFile)) {
+    if (::access(workFile.c_str(), F_OK) != 0 && errno != ENOENT) {
+        refusal = systemReason(errno);
+    } else if (isSymbolicLink(workFile)) {
         refusal = "it is a symbolic link";
     } else if (state.kind != FileKind::NONE && state.kind != FileKind::REGULAR) {
         refusal = "it is no regular file";
@@ -66,8 +68,8 @@ Plan planFor(std::uint64_t users, std::uint64_t groups) {
     const std::uint64_t spare = total(Kind::TWO_OF_ONE_KIND) == 0 ? 0 : 1;
     plan.users = std::max<std::uint64_t>(users != 0 ? users : inventory.users + spare, 1);
     plan.groups = std::max<std::uint64_t>(groups != 0 ? groups : inventory.groups + spare, 1);
-    plan.passes = std::max({passesFor(inventory.users, plan.users),
-                            passesFor(inventory.groups, plan.groups), std::uint64_t{1}});
+    plan.passes =
+        std::max(passesFor(inventory.users, plan.users), passesFor(inventory.groups, plan.groups));
     plan.memory = programMemory + memoryOf(inventory.userMemory, inventory.users, plan.users) +
                   memoryOf(inventory.groupMemory, inventory.groups, plan.groups);
     return plan;

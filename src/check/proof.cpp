@@ -24,6 +24,7 @@
 #include "driver/diagnostics/format.h"
 #include "entry/entry.h"
 #include "entry/text.h"
+#include "output/new_dn.h"
 
 std::array<Balance, static_cast<std::size_t>(Content::END)> balances = {};
 std::uint64_t outputBytes = 0;
@@ -53,7 +54,11 @@ std::size_t nextCredential = 0;
 
 // What passed through last, to know a repetition.
 constexpr std::size_t remembered = 4096;
-std::array<std::uint64_t, remembered> passedLast = {};
+struct Passed {
+    std::uint64_t lines = 0;
+    off_t place = 0;  // in the export
+};
+std::array<Passed, remembered> passedLast = {};
 std::size_t passedCount = 0;
 
 Balance& balanceOf(Content content) {
@@ -86,15 +91,26 @@ void tell(Kind kind, off_t exportPlace, const OutputEntry* entry, const std::str
 
 // ---- Entries that pass through.
 
-void remember(std::uint64_t chain) {
-    passedLast[passedCount++ % remembered] = chain;
+void remember(const Demand& demand) {
+    passedLast[passedCount++ % remembered] = {demand.lines, demand.place};
     ++balanceOf(Content::PASSED).found;
 }
 
-bool isRemembered(std::uint64_t chain) {
-    const std::size_t known = std::min(passedCount, remembered);
-    const auto end = passedLast.begin() + static_cast<std::ptrdiff_t>(known);
-    return std::find(passedLast.begin(), end, chain) != end;
+// The place in the export of an entry that the output holds already and that has these lines; -1
+// when none is known.
+off_t placeOfRepeated(std::uint64_t chain) {
+    const auto end =
+        passedLast.begin() + static_cast<std::ptrdiff_t>(std::min(passedCount, remembered));
+    const auto passed = std::find_if(passedLast.begin(), end,
+                                     [chain](const Passed& one) { return one.lines == chain; });
+    if (passed != end) {
+        return passed->place;
+    }
+    const auto taken = credentials.begin() + static_cast<std::ptrdiff_t>(nextCredential);
+    const auto credential = std::find_if(
+        credentials.begin(), taken,
+        [chain](const Credential& one) { return one.lines.value() == Packed40(chain).value(); });
+    return credential == taken ? -1 : static_cast<off_t>(credential->place.value());
 }
 
 bool isMetBy(const Demand& demand, const OutputEntry& entry) {
@@ -117,7 +133,7 @@ bool takeUnexplained(const Demand& demand) {
     if (found == unexplained.end() || !isMetBy(demand, found->second.entry)) {
         return false;
     }
-    remember(demand.lines);
+    remember(demand);
     unexplained.erase(found);
     return true;
 }
@@ -128,7 +144,7 @@ bool takeDemand(const OutputEntry& entry) {
         const auto found = std::find_if(
             first, last, [&entry](const auto& one) { return isMetBy(one.second, entry); });
         if (found != last) {
-            remember(chain);
+            remember(found->second);
             unmetDemands.erase(found);
             return true;
         }
@@ -158,7 +174,7 @@ void comparePassed(const Demand& demand) {
     OutputEntry entry;
     while (readEntry(entry) == 0) {
         if (isMetBy(demand, entry)) {
-            remember(demand.lines);
+            remember(demand);
             return;
         }
         if (!takeDemand(entry)) {
@@ -227,31 +243,34 @@ std::string difference(const Owner& owner, const OutputEntry& entry) {
                         besides);
 }
 
-// The first line of the user's record read last: containers and policies stand below it.
+// The user whose record was read last, and its DN: containers and policies stand right behind it.
+const Owner* lastUser = nullptr;
 std::string lastUserDn;
 
-// A DN of a user, or what stands in front of one, divided behind the name.
+constexpr std::string_view dnName = "dn: ";
+
+// The new DN of a user as the export demands it; empty when its entry cannot be read any more.
+std::string demandedDn(const Owner& owner) {
+    if (&owner == lastUser) {
+        return lastUserDn;
+    }
+    const std::optional<Entry> own = stagedEntryAt(owner.place(Part::OWN));
+    if (!own) {
+        return {};
+    }
+    const std::string line = newUserDnLine(principalNameOf(*own), domainName(owner.domain));
+    return std::string(withoutLineEnd(line).substr(dnName.size()));
+}
+
+// The DN of a user, divided behind the name.
 struct UserDn {
     std::string_view name;
-    std::string_view
-        domain;  // "secAuthority=Sales,cn=Subdomains,secAuthority=default" and the like
+    std::string_view domain;  // ",cn=Users," and what follows
 };
 
 UserDn dividedUserDn(std::string_view dn) {
     const std::size_t end = std::min(dn.rfind(",cn=Users,"), dn.size());
     return {dn.substr(0, end), dn.substr(end)};
-}
-
-// Whether what stands below the user whose record was read last spells its name in the same way;
-// true of another user's.
-bool isSpelledAsLastUser(std::string_view userDn, bool withDomain) {
-    constexpr std::string_view dn = "dn: ";
-    if (lastUserDn.size() < dn.size()) {
-        return true;
-    }
-    const std::string_view last = std::string_view(lastUserDn).substr(dn.size());
-    return !equalIgnoringCase(userDn, last) ||
-           (withDomain ? userDn == last : dividedUserDn(userDn).name == dividedUserDn(last).name);
 }
 
 // The digest of the domain in a policy's new DN, as it was demanded; 0 for the default domain.
@@ -284,38 +303,47 @@ struct Rebuilt {
     Part source;  // the entry of the export that it comes from
 };
 
+// The owner, with a policy, whose DN stands behind `prefix` in the line; null when there is none.
 Owner* ownerBelow(std::string_view prefix, std::string_view dnLine) {
-    return findNewDn(digestIgnoringCase("dn: " + std::string(dnLine.substr(prefix.size()))));
+    if (!dnLine.starts_with(prefix)) {
+        return nullptr;
+    }
+    std::string userLine(dnName);
+    userLine += dnLine.substr(prefix.size());
+    Owner* const owner = findNewDn(digestIgnoringCase(userLine));
+    return owner != nullptr && owner->has(Part::POLICY) ? owner : nullptr;
 }
 
-std::optional<Rebuilt> rebuiltOf(const OutputEntry& entry, const std::string& dnLine) {
-    if (dnLine.starts_with(policyPrefix)) {
-        Owner* const owner = ownerBelow(policyPrefix, dnLine);
-        if (owner != nullptr && owner->has(Part::POLICY)) {
-            const std::string_view userDn = std::string_view(dnLine).substr(policyPrefix.size());
-            const std::uint64_t demanded =
-                owner->policy.value() - policyDomainDigest(userDn) + digestOfLine(dnLine);
-            const bool isRight = isSpelledAsLastUser(userDn, false) &&
-                                 Packed40(demanded).value() == Packed40(entry.lines.sum).value();
-            return Rebuilt{Content::POLICY, owner, POLICY_SEEN, isRight, Part::POLICY};
-        }
+bool isDemandedPolicy(const Owner& owner, const OutputEntry& entry, std::string_view dnLine) {
+    const std::string_view userDn = dnLine.substr(policyPrefix.size());
+    const std::uint64_t demanded =
+        owner.policy.value() - policyDomainDigest(userDn) + digestOfLine(dnLine);
+    const std::string userDemanded = demandedDn(owner);
+    return dividedUserDn(userDn).name == dividedUserDn(userDemanded).name &&
+           Packed40(demanded).value() == Packed40(entry.lines.sum).value();
+}
+
+bool isDemandedContainer(const Owner& owner, const OutputEntry& entry, std::string_view dnLine) {
+    return dnLine.substr(containerPrefix.size()) == demandedDn(owner) &&
+           containerLines(dnLine) == entry.lines.sum;
+}
+
+std::optional<Rebuilt> rebuiltOf(const OutputEntry& entry, std::string_view dnLine) {
+    if (Owner* const owner = ownerBelow(policyPrefix, dnLine)) {
+        return Rebuilt{Content::POLICY, owner, POLICY_SEEN, isDemandedPolicy(*owner, entry, dnLine),
+                       Part::POLICY};
     }
-    if (dnLine.starts_with(containerPrefix)) {
-        Owner* const owner = ownerBelow(containerPrefix, dnLine);
-        if (owner != nullptr && owner->has(Part::POLICY)) {
-            const std::string_view userDn = std::string_view(dnLine).substr(containerPrefix.size());
-            const bool isRight =
-                isSpelledAsLastUser(userDn, true) && containerLines(dnLine) == entry.lines.sum;
-            return Rebuilt{Content::CONTAINER, owner, CONTAINER_SEEN, isRight, Part::POLICY};
-        }
+    if (Owner* const owner = ownerBelow(containerPrefix, dnLine)) {
+        return Rebuilt{Content::CONTAINER, owner, CONTAINER_SEEN,
+                       isDemandedContainer(*owner, entry, dnLine), Part::POLICY};
     }
     Owner* const owner = findNewDn(digestIgnoringCase(dnLine));
     if (owner == nullptr) {
         return std::nullopt;
     }
-    const bool isRight = owner->record.value() == Packed40(entry.lines.sum).value();
+    const bool isAsDemanded = owner->record.value() == Packed40(entry.lines.sum).value();
     return Rebuilt{owner->has(IS_GROUP) ? Content::GROUP : Content::USER, owner, RECORD_SEEN,
-                   isRight, Part::OWN};
+                   isAsDemanded, Part::OWN};
 }
 
 bool takeCredential(const OutputEntry& entry) {
@@ -360,8 +388,10 @@ void explain(const OutputEntry& entry, const std::string& dnLine) {
     }
     if (const std::optional<Rebuilt> rebuilt = rebuiltOf(entry, dnLine)) {
         takeRebuilt(*rebuilt, entry);
-        if (rebuilt->content == Content::USER) {
-            lastUserDn = dnLine;
+        // A record that is as demanded has the DN that is demanded, too.
+        if (rebuilt->content == Content::USER && rebuilt->isAsDemanded) {
+            lastUser = rebuilt->owner;
+            lastUserDn = dnLine.substr(dnName.size());
         }
     } else if (!takeCredential(entry)) {
         unexplained.emplace(entry.lines.chain, Unexplained{entry, digestIgnoringCase(dnLine)});
@@ -431,10 +461,10 @@ void tellUnmet() {
         return first->entry.place < second->entry.place;
     });
     for (const Unexplained* one : extra) {
-        const bool isRepeated = isRemembered(one->entry.lines.chain);
-        tell(isRepeated ? Kind::REPEATED_ENTRY : Kind::EXTRA_ENTRY, -1, &one->entry,
-             isRepeated ? "the same entry stands in the output already"
-                        : "no entry of the export leads to it");
+        const off_t place = placeOfRepeated(one->entry.lines.chain);
+        tell(place >= 0 ? Kind::REPEATED_ENTRY : Kind::EXTRA_ENTRY, place, &one->entry,
+             place >= 0 ? "the same entry stands in the output already"
+                        : "no entry of the export leads to it, or only to another like it");
     }
 }
 
@@ -473,6 +503,7 @@ void forgetProof() {
     credentials.clear();
     nextCredential = 0;
     passedCount = 0;
+    lastUser = nullptr;
     lastUserDn.clear();
 }
 

@@ -110,7 +110,11 @@ std::string_view workFileText(std::string_view attributes, Changed changed) {
 
 void tellNormalized(std::string_view line, int index) {
     countRule(Rule::NORMALIZED);
-    if (line.find("\\, ") != std::string_view::npos) {
+    constexpr std::string_view name = "secdn:";
+    if (!line.starts_with(name)) {
+        findAt(Kind::NORMALIZED_VALUE, index,
+               format("would drop the blanks beside commas in the attribute %s", nameOf(line)));
+    } else if (line.find("\\, ") != std::string_view::npos) {
         findAt(Kind::ESCAPED_COMMA, index,
                format("would drop the blank behind an escaped comma in the attribute %s",
                       nameOf(line)));
@@ -222,8 +226,19 @@ void regroup(std::string_view attributes) {
     }
     if (text.data() != object.text().data()) {
         setObject(std::string(text));
+        determineTheObjectsObjectClass();  // joined lines may tell another one
     }
-    takeIn(false);
+    if (!takeIn(false)) {
+        findEntry(Kind::STRAY_LINES,
+                  "the entry is none that is regrouped once its lines are joined",
+                  MESSAGE_PROCESSING_FAILED);
+    }
+}
+
+bool canBeAdjusted() {
+    return objectClass != SECUSER_OBJECTCLASS || hasDomainIdentifier() ||
+           (obtainAttributeValueFromObjArray("secAuthority") &&
+            obtainAttributeValueFromObjArray("principalName"));
 }
 
 std::optional<Entry> stagedEntryAt(off_t place) {
@@ -231,6 +246,9 @@ std::optional<Entry> stagedEntryAt(off_t place) {
         return std::nullopt;
     }
     determineTheObjectsObjectClass();
+    if (!canBeAdjusted()) {
+        return std::nullopt;
+    }
     tweekObjectInObjectArray();
     const std::string text(workFileText(unfoldedObject(), [](std::string_view, int) {}));
     if (!survivesWorkFile(text)) {
