@@ -89,7 +89,7 @@ std::string mebibytes(std::uint64_t bytes) {
     return format("%s MiB", grouped((bytes + mebibyte - 1) / mebibyte));
 }
 
-std::string aligned(std::string text, std::size_t width) {
+std::string aligned(std::string_view text, std::size_t width) {
     return std::string(width - std::min(text.size(), width), ' ').append(text);
 }
 
