@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "driver/diagnostics/progress.h"
 #include "driver/diagnostics/trace.h"
 
 int failureStatus = -1;
@@ -25,6 +26,7 @@ void report(std::string_view traceText, std::string_view echoText) {
 void fail(std::string_view traceText, std::string_view echoText, const Message& message) {
     report(traceText, echoText);
     zr_printf_utf8(message);
+    endProgress();
     std::exit(failureStatus);
 }
 

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "driver/diagnostics/format.h"
+#include "driver/diagnostics/progress.h"
 
 namespace {
 
@@ -103,6 +104,7 @@ void zr_printf_utf8(const Message& message) {
         text = rendered;
     }
     const std::string_view severity = severityNames[entry->severity];
+    eraseProgress(::fileno(stream));
     std::fprintf(stream, "%d %.*s: %.*s\n", static_cast<int>(entry->id),
                  static_cast<int>(severity.size()), severity.data(), static_cast<int>(text.size()),
                  text.data());

@@ -1,6 +1,10 @@
 #include "driver/diagnostics/trace.h"
 
+#include <unistd.h>
+
 #include <cstdio>
+
+#include "driver/diagnostics/progress.h"
 
 bool debug = false;
 bool debugError = false;
@@ -21,6 +25,7 @@ void writeStandardOutput(std::string_view text) {
     if (text.empty()) {
         return;  // fwrite must not be given a null pointer, not even for no bytes
     }
+    eraseProgress(STDOUT_FILENO);
     std::fwrite(text.data(), 1, text.size(), stdout);
     std::fflush(stdout);
 }
