@@ -10,9 +10,11 @@
 #include "cache/object_cache.h"
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/messages.h"
+#include "driver/diagnostics/progress.h"
 #include "driver/diagnostics/trace.h"
 #include "driver/pass_loop.h"
 #include "driver/platform/file.h"
+#include "driver/platform/terminal.h"
 #include "driver/settings.h"
 #include "ldif/claims.h"
 #include "ldif/residue.h"
@@ -74,6 +76,13 @@ void openOutput() {
         const Message message = claimMessage(output_ldif_filename);
         fail(format("main() - Unable to open output file %s.  Exiting. \n", output_ldif_filename),
              {}, message);
+    }
+}
+
+// An output or a trace that goes to a terminal would run into the line.
+void showProgressOnTerminal() {
+    if (!ofp.isTerminal() && !isTerminal(tfp.descriptor())) {
+        startProgress();
     }
 }
 
@@ -161,6 +170,7 @@ int main(int argc, char** argv) {
     switchEcho();
     trace("main():  FUNCTION ENTRY  \nmain():  INPUT LIST: \n%s", inputLines());
     openOutput();
+    showProgressOnTerminal();
     stageInput();
     preserveWorkFile();
 
@@ -174,6 +184,7 @@ int main(int argc, char** argv) {
     releaseClaims();
     deallocateObjectCache();
     zr_printf_utf8({MESSAGE_COMPLETE, {}});
+    endProgress();
     trace("main():  FUNCTION EXIT  \n");
     return 0;
 }

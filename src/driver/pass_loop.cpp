@@ -12,6 +12,7 @@
 #include "cache/object_cache.h"
 #include "cache/owner.h"
 #include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/progress.h"
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
 #include "entry/entry.h"
@@ -156,8 +157,10 @@ bool mayShortcutsBeTaken() {
 }
 
 void readWorkFile() {
+    beginPhase(Phase::PASS, tifp.tell(), workFileSize());
     bool passAnnounced = false;
     while (readNextObject(passAnnounced)) {
+        showProgress(tifp.tell(), secUser_dn_count(), secGroup_dn_count());
         determineTheObjectsObjectClass();
         if (objectClass != RESCREDS_CONTAINER && objectClass != SECRESCREDS_OBJECTCLASS) {
             atLeastOneObjectProcessed = true;

@@ -45,6 +45,10 @@ int claimInput() {
     }
 }
 
+off_t inputSize() {
+    return inputAtStart.size;
+}
+
 int claimWorkFile() {
     claimedWorkFile = openFile(temp_input_ldif_filename, O_CREAT | O_NOFOLLOW);
     if (!claimedWorkFile.isOpen()) {
@@ -80,6 +84,10 @@ Message claimMessage(const std::string& name) {
 void noteStagedWorkFile() {
     stagedWorkFile = stateOf(claimedWorkFile.descriptor());
     isStaged = true;
+}
+
+off_t workFileSize() {
+    return stagedWorkFile.size;
 }
 
 void requireInputInPlace() {

@@ -6,6 +6,8 @@
 // missing and nobody told.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 #include "driver/diagnostics/messages.h"
@@ -18,6 +20,9 @@ int claimInput();
 // errno: ELOOP for a symbolic link, ENODEV for what is no regular file.
 int claimWorkFile();
 
+// How long the export was when its lock was taken.
+off_t inputSize();
+
 // Whether the work file held something when its lock was taken: another run has left it behind.
 bool holdsLeftOvers();
 
@@ -26,6 +31,9 @@ Message claimMessage(const std::string& name);
 
 // Notes the size of the work file, which does not change from here on.
 void noteStagedWorkFile();
+
+// The size noted.
+off_t workFileSize();
 
 // Ends the process when the export's name does not lead to the file that was claimed. What is put
 // in its place after staging does no harm.

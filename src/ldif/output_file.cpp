@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "driver/platform/terminal.h"
+
 namespace {
 
 constexpr std::size_t bufferSize = 256 * 1024;
@@ -76,6 +78,10 @@ int OutputFile::sync() {
         error_ = errno;
     }
     return synced;
+}
+
+bool OutputFile::isTerminal() const {
+    return ::isTerminal(file_.descriptor());
 }
 
 bool OutputFile::isInPlace(const std::string& name) const {

@@ -38,6 +38,8 @@ public:
     // Flushes, and waits until the system has everything on its disk. Returns as flush().
     int sync();
 
+    bool isTerminal() const;
+
     // Whether `name` still leads to this file.
     bool isInPlace(const std::string& name) const;
 

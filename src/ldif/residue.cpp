@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/progress.h"
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
 #include "entry/entry.h"
@@ -78,7 +79,9 @@ void requireDeletion(int result) {
 }
 
 void copyObjects() {
+    beginPhase(Phase::CREDENTIALS, 0, workFileSize());
     while (readNextObject()) {
+        showProgress(tifp.tell());
         requireResourceCredentials();
         if (writeObject() != 0) {
             // Quiet on purpose, and the work file stays open: a run that has come this far goes

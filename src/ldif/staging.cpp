@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/progress.h"
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
 #include "entry/adjustments.h"
@@ -159,9 +160,11 @@ int copyOriginalInputFileToTempInputFile() {
              {}, message);
     }
 
+    beginPhase(Phase::STAGING, 0, inputSize());
     int result = 0;
     while (result == 0) {
         result = readNextObject();
+        showProgress(ifp.tell());
         if (result != READ_ERROR && next_available_object_slot() > 0) {
             stageObject();
         }

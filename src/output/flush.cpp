@@ -1,12 +1,14 @@
 #include "output/flush.h"
 
 #include <array>
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
 
 #include "cache/object_cache.h"
 #include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/progress.h"
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
 #include "entry/entry.h"
@@ -123,7 +125,8 @@ void traceProgress(const Flush& flush, std::string_view what, int index) {
           index);
 }
 
-int writeAll(const Flush& flush) {
+// Writes what is held of one kind. `before` owners have been written already.
+int writeAll(const Flush& flush, int before) {
     constexpr int ahead = 4;
     for (int i = 0; flush.owners.count != 0; ++i) {
         flush.prefetch(i + ahead);
@@ -134,6 +137,7 @@ int writeAll(const Flush& flush) {
         }
         flush.release(i);
         --flush.owners.count;
+        showProgress(before + i + 1, secUser_dn_count(), secGroup_dn_count());
         traceProgress(flush, "END", i + 1);
     }
     return 0;
@@ -152,7 +156,9 @@ int copyAllAccumulatedDataToOutputFile() {
     trace("\n%sCalling dumpData() first to learn \n%swhat data will be copied.  \n", indent,
           indent);
     dumpData();
-    if (writeAll(users) != 0 || writeAll(groups) != 0) {
+    const int usersHeld = secUser_dn_count();
+    beginPhase(Phase::WRITING, 0, std::int64_t{usersHeld} + secGroup_dn_count());
+    if (writeAll(users, 0) != 0 || writeAll(groups, usersHeld) != 0) {
         return -1;
     }
     secUser_dn.clear();

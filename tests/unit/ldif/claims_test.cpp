@@ -41,6 +41,16 @@ TEST_F(Claims, BothFilesAreLockedUntilTheyAreReleased) {
     EXPECT_EQ(lockFile(work), 0);
 }
 
+TEST_F(Claims, SizesAreThoseOfTheClaimAndOfTheEndOfStaging) {
+    writeInput("dn: cn=a\n");
+    ASSERT_EQ(claimInput(), 0);
+    stage("dn: cn=b\n\n");
+    append(input_ldif_filename, "more");
+    append(temp_input_ldif_filename, "more");
+    EXPECT_EQ(inputSize(), 9);
+    EXPECT_EQ(workFileSize(), 10);
+}
+
 TEST_F(Claims, FilesOfAnotherRunAreNotHad) {
     writeInput("dn: cn=a\n");
     const File input = openFile(input_ldif_filename, 0);

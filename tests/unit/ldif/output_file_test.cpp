@@ -11,6 +11,7 @@
 #include "support/ldif_fixture.h"
 #include "support/odd_files.h"
 #include "support/process.h"
+#include "support/pseudo_terminal.h"
 
 namespace {
 
@@ -50,6 +51,15 @@ TEST_F(Output, FileThatCannotBeOpenedLeavesTheReason) {
     EXPECT_EQ(file.open(folder.path("missing/file"), O_CREAT), -1);
     EXPECT_EQ(errno, ENOENT);
     EXPECT_FALSE(file.isOpen());
+}
+
+TEST_F(Output, MayBeATerminal) {
+    const PseudoTerminal terminal;
+    EXPECT_FALSE(file.isTerminal());
+    ASSERT_EQ(file.open("/dev/null", 0), 0);
+    EXPECT_FALSE(file.isTerminal());
+    ASSERT_EQ(file.open("/proc/self/fd/" + std::to_string(terminal.descriptor()), 0), 0);
+    EXPECT_TRUE(file.isTerminal());
 }
 
 TEST_F(Output, TextStaysInMemoryUntilFlushed) {
