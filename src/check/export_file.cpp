@@ -34,7 +34,7 @@ std::vector<Piece> dividedIntoPieces(std::string_view text, off_t place, std::in
             {lineFeed == std::string_view::npos ? longestLine : lineFeed + 1, text.size()});
         const std::string_view whole = text.substr(0, size);
         const std::string_view kept = whole.substr(0, whole.find('\0'));
-        pieces.push_back({place, line, kept, beginsLine, kept.size() < size});
+        pieces.push_back({place, line, kept, beginsLine, false, kept.size() < size});
         beginsLine = lineFeed != std::string_view::npos;
         line += beginsLine ? 1 : 0;
         place += static_cast<off_t>(size);
@@ -52,12 +52,14 @@ void divideCurrent(off_t start) {
     current.text =
         textAt(exportFile.descriptor(), start, static_cast<std::size_t>(current.end - start));
     current.pieces = dividedIntoPieces(current.text, start, nextLineNumber);
-    const std::vector<Piece>& pieces = current.pieces;
+    std::vector<Piece>& pieces = current.pieces;
     nextLineNumber += std::count(current.text.begin(), current.text.end(), '\n');
-    current.hasLongLine = std::any_of(pieces.begin(), pieces.end(),
-                                      [](const Piece& piece) { return !piece.beginsLine; });
     const auto first = std::find_if(pieces.begin(), pieces.end(),
                                     [](const Piece& piece) { return isTextOfEntry(piece.text); });
+    for (auto piece = first; piece != pieces.end(); ++piece) {
+        piece->isTorn = !piece->beginsLine && !isCommentLine(piece->text);
+        current.hasLongLine = current.hasLongLine || piece->isTorn;
+    }
     if (first != pieces.end()) {
         current.place = first->place;
         current.line = first->line;
@@ -254,8 +256,19 @@ void find(Kind kind, std::int64_t line, const std::string& effect, int message) 
     addFinding(kind, {line, 0, dnAt(current.place), effect, message});
 }
 
+std::int64_t lineOfCurrentAttribute(int index) {
+    int attribute = -1;
+    for (const Piece& piece : current.pieces) {
+        attribute += isTextOfEntry(piece.text) && !piece.text.starts_with(' ') ? 1 : 0;
+        if (attribute == index) {
+            return piece.line;
+        }
+    }
+    return lineOfAttribute(current.place, index);
+}
+
 void findAt(Kind kind, int index, const std::string& effect, int message) {
-    find(kind, isShown(kind) ? lineOfAttribute(current.place, index + current.leftOut) : 0, effect,
+    find(kind, isShown(kind) ? lineOfCurrentAttribute(index + current.leftOut) : 0, effect,
          message);
 }
 

@@ -23,6 +23,7 @@ struct Piece {
     std::int64_t line = 0;   // its number in the file
     std::string_view text;   // up to a zero byte
     bool beginsLine = true;  // rather than going on with a line that is too long
+    bool isTorn = false;     // goes on with one, and is a part of the entry or ends it
     bool isCut = false;      // by a zero byte
 };
 
@@ -42,7 +43,7 @@ struct CurrentEntry {
     // for any other, and for one that is too large.
     std::string text;
     std::vector<Piece> pieces;
-    bool hasLongLine = false;  // one that the reader has divided
+    bool hasLongLine = false;  // a piece is torn
 };
 extern CurrentEntry current;
 
@@ -58,14 +59,17 @@ int readNextEntry();
 // reader divides it.
 void visitOversizedEntry(void (*visit)(std::string_view line));
 
-// Reads the entry at `place` once more, into `object`. Returns false when it is not there any more
-// or too large.
+// After the last entry: reads the entry at `place` once more, into `object`. Returns false when it
+// is not there any more or too large.
 bool readEntryAt(off_t place);
 
 // The line number of a place, and of attribute `index` of the entry there, in which folded lines
 // count once; 0 when the export cannot be read any more.
 std::int64_t lineAt(off_t place);
 std::int64_t lineOfAttribute(off_t place, int index);
+
+// The same for the current entry, each piece of a line counting.
+std::int64_t lineOfCurrentAttribute(int index);
 
 // The DN line of the entry at `place`, as it can be shown.
 std::string dnAt(off_t place);

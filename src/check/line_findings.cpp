@@ -99,7 +99,7 @@ bool beginsWithHeader() {
 void tellLongLines() {
     std::int64_t told = 0;
     for (const Piece& piece : current.pieces) {
-        if (!piece.beginsLine && std::exchange(told, piece.line) != piece.line) {
+        if (piece.isTorn && std::exchange(told, piece.line) != piece.line) {
             find(Kind::LONG_LINE, piece.line,
                  "would break the line apart behind each 4,095 bytes of it");
         }

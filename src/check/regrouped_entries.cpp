@@ -153,7 +153,7 @@ struct Break {
 
 Break findBreak(std::string_view attributes) {
     for (const Piece& piece : current.pieces) {
-        if (!piece.beginsLine) {
+        if (piece.isTorn) {
             return {piece.line, true, true};
         }
     }
@@ -161,7 +161,7 @@ Break findBreak(std::string_view attributes) {
     visitLines(attributes, [&found](std::string_view line, int index) {
         const bool isLong = line.size() >= longestLine;
         if (found.line == 0 && (isLong || isBlankLine(line))) {
-            found = {lineOfAttribute(current.place, index), isLong, false};
+            found = {lineOfCurrentAttribute(index + current.leftOut), isLong, false};
         }
     });
     return found;
