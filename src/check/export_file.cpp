@@ -15,8 +15,6 @@ CurrentEntry current;
 
 namespace {
 
-constexpr std::size_t longestLine = 4095;  // with its line feed
-
 File exportFile;  // beside the reader's, for places that are looked at again
 FileState stateAtStart;
 LinePlaces linePlaces;
@@ -24,48 +22,80 @@ std::int64_t nextLineNumber = 1;  // of the line that is read next
 int lastResult = 0;               // of the reader
 std::string exportName;
 
-// Divides `text`, which stands at `place` and begins with line `line`, as the reader does.
-std::vector<Piece> dividedIntoPieces(std::string_view text, off_t place, std::int64_t line) {
-    std::vector<Piece> pieces;
-    bool beginsLine = true;
-    while (!text.empty()) {
-        const std::size_t lineFeed = text.substr(0, longestLine).find('\n');
-        const std::size_t size = std::min(
-            {lineFeed == std::string_view::npos ? longestLine : lineFeed + 1, text.size()});
-        const std::string_view whole = text.substr(0, size);
-        const std::string_view kept = whole.substr(0, whole.find('\0'));
-        pieces.push_back({place, line, kept, beginsLine, false, kept.size() < size});
-        beginsLine = lineFeed != std::string_view::npos;
-        line += beginsLine ? 1 : 0;
-        place += static_cast<off_t>(size);
-        text.remove_prefix(size);
-    }
-    return pieces;
-}
-
 bool isTextOfEntry(std::string_view line) {
     return !isBlankLine(line) && !isCommentLine(line);
 }
 
+// A reader of the export from `start` to `end`, and the place where its own positions begin. A few
+// lines are read from memory: many exports have a comment above every entry.
+struct PartReader {
+    LineReader reader;
+    off_t base = 0;
+};
+
+PartReader openPart(off_t start, off_t end) {
+    constexpr off_t mostInMemory = 64 * 1024;
+    PartReader part;
+    if (end - start <= mostInMemory) {
+        part.base = start;
+        part.reader.openText(
+            textAt(exportFile.descriptor(), start, static_cast<std::size_t>(end - start)));
+    } else if (part.reader.open(openFileForReading(exportName)) == 0) {
+        part.reader.setPosition({start});
+    }
+    return part;
+}
+
+// Whether the byte in front of `place` is a line feed.
+bool isBehindLineFeed(off_t place) {
+    return textAt(exportFile.descriptor(), place - 1, 1) == "\n";
+}
+
+// Calls `visit` with each line of the export from `start` to `end`, the first being line `line`, as
+// the reader divides them.
+template <class Visit>
+void visitPieces(off_t start, off_t end, std::int64_t line, Visit visit) {
+    PartReader part = openPart(start, end);
+    Piece piece;
+    piece.place = start;
+    piece.line = line;
+    std::string_view text;
+    while (piece.place < end && part.reader.readLine(text) == 0) {
+        const off_t next = part.base + part.reader.tell();
+        piece.text = text;
+        piece.isCut = static_cast<off_t>(text.size()) < next - piece.place;
+        visit(piece);
+        piece.beginsLine = piece.isCut ? isBehindLineFeed(next) : text.ends_with('\n');
+        piece.line += piece.beginsLine ? 1 : 0;
+        piece.place = next;
+    }
+    nextLineNumber = piece.line;
+}
+
 // Looks closely at an entry that is not made of whole lines alone.
 void divideCurrent(off_t start) {
-    current.text =
-        textAt(exportFile.descriptor(), start, static_cast<std::size_t>(current.end - start));
-    current.pieces = dividedIntoPieces(current.text, start, nextLineNumber);
-    std::vector<Piece>& pieces = current.pieces;
-    nextLineNumber += std::count(current.text.begin(), current.text.end(), '\n');
-    const auto first = std::find_if(pieces.begin(), pieces.end(),
-                                    [](const Piece& piece) { return isTextOfEntry(piece.text); });
-    for (auto piece = first; piece != pieces.end(); ++piece) {
-        piece->isTorn = !piece->beginsLine && !isCommentLine(piece->text);
-        current.hasLongLine = current.hasLongLine || piece->isTorn;
-    }
-    if (first != pieces.end()) {
-        current.place = first->place;
-        current.line = first->line;
-        current.endsInBlanks =
-            !current.isLast && pieces.back().beginsLine && pieces.back().text.starts_with(' ');
-    }
+    bool hasBegun = false;
+    bool wasCut = false;
+    visitPieces(start, current.end, nextLineNumber, [&](const Piece& piece) {
+        if (!hasBegun && isTextOfEntry(piece.text)) {
+            hasBegun = true;
+            current.place = piece.place;
+            current.line = piece.line;
+        }
+        const bool isRun = piece.isCut && wasCut && piece.text.empty();
+        wasCut = piece.isCut;
+        // What stands above the entry may be as long as it likes, and is not kept.
+        if (!hasBegun && (!piece.isCut || isRun)) {
+            return;
+        }
+        current.pieces.push_back(piece);
+        Piece& kept = current.pieces.back();
+        kept.isTorn = piece.place > current.place && hasBegun && !piece.beginsLine &&
+                      !isCommentLine(piece.text);
+        current.hasLongLine = current.hasLongLine || kept.isTorn;
+        current.endsInBlanks = !current.isLast && piece.beginsLine && isBlankLine(piece.text) &&
+                               piece.text.starts_with(' ');
+    });
 }
 
 // Learns where the entry just read stands, which began to be read at `start`.
@@ -83,32 +113,15 @@ void locate(off_t start, std::uint32_t linesBefore) {
     nextLineNumber += lines;
 }
 
-// Calls `visit` with each line, or piece of one, of the export from `start` to `end`, and with its
-// place.
-template <class Visit>
-void visitPieces(off_t start, off_t end, Visit visit) {
-    LineReader reader;
-    if (reader.open(openFileForReading(exportName)) != 0 || reader.setPosition({start}) != 0) {
-        return;
-    }
-    off_t place = start;
-    std::string_view line;
-    while (place < end && reader.readLine(line) == 0) {
-        visit(line, place);
-        place = reader.tell();
-    }
-}
-
 // Learns where an oversized entry stands.
 void locateOversized(off_t start) {
     current.isOversized = true;
     current.isLast = stateAtStart.size == current.end;
-    visitPieces(start, current.end, [](std::string_view line, off_t place) {
-        if (current.line == 0 && isTextOfEntry(line)) {
-            current.place = place;
-            current.line = nextLineNumber;
+    visitPieces(start, current.end, nextLineNumber, [](const Piece& piece) {
+        if (current.line == 0 && isTextOfEntry(piece.text)) {
+            current.place = piece.place;
+            current.line = piece.line;
         }
-        nextLineNumber += line.ends_with('\n') ? 1 : 0;
     });
 }
 
@@ -165,9 +178,9 @@ int readNextEntry() {
 }
 
 void visitOversizedEntry(void (*visit)(std::string_view line)) {
-    visitPieces(current.place, current.end, [visit](std::string_view line, off_t) {
-        if (isTextOfEntry(line)) {
-            visit(line);
+    visitPieces(current.place, current.end, current.line, [visit](const Piece& piece) {
+        if (isTextOfEntry(piece.text)) {
+            visit(piece.text);
         }
     });
 }
@@ -211,6 +224,9 @@ std::int64_t lineOfAttribute(off_t place, int index) {
                 return line;
             }
             const std::size_t lineFeed = rest.find('\n');
+            if (beginsLine && isBlankLine(rest.substr(0, lineFeed))) {
+                return lineAt(place);  // an attribute that only the migration adds
+            }
             beginsLine = lineFeed != std::string_view::npos;
             line += beginsLine ? 1 : 0;
             rest.remove_prefix(beginsLine ? lineFeed + 1 : rest.size());
@@ -221,7 +237,11 @@ std::int64_t lineOfAttribute(off_t place, int index) {
 }
 
 std::string dnAt(off_t place) {
-    constexpr std::size_t most = 4096;
+    return shownText(dnLineAt(place));
+}
+
+std::string dnLineAt(off_t place) {
+    constexpr std::size_t most = 8192;
     std::string_view rest;
     const std::string text = textAt(exportFile.descriptor(), place, most);
     if (!equalIgnoringCase(std::string_view(text).substr(0, 3), "dn:")) {
@@ -236,7 +256,7 @@ std::string dnAt(off_t place) {
         }
         dn += withoutLineEnd(rest.substr(1));
     }
-    return shownText(dn);
+    return dn;
 }
 
 std::string shownText(std::string_view text) {

@@ -21,7 +21,7 @@
 struct Piece {
     off_t place = 0;
     std::int64_t line = 0;   // its number in the file
-    std::string_view text;   // up to a zero byte
+    std::string text;        // up to a zero byte
     bool beginsLine = true;  // rather than going on with a line that is too long
     bool isTorn = false;     // goes on with one, and is a part of the entry or ends it
     bool isCut = false;      // by a zero byte
@@ -39,9 +39,8 @@ struct CurrentEntry {
     bool isOversized = false;   // too many lines for the migration to hold
     bool isLast = false;        // the export ends behind it
 
-    // Of an entry that is not made of whole lines alone, everything that was read with it. Empty
-    // for any other, and for one that is too large.
-    std::string text;
+    // Of an entry that is not made of whole lines alone, the lines from its first one on, and those
+    // above it in which zero bytes begin. Empty for any other, and for one that is too large.
     std::vector<Piece> pieces;
     bool hasLongLine = false;  // a piece is torn
 };
@@ -71,8 +70,10 @@ std::int64_t lineOfAttribute(off_t place, int index);
 // The same for the current entry, each piece of a line counting.
 std::int64_t lineOfCurrentAttribute(int index);
 
-// The DN line of the entry at `place`, as it can be shown.
+// The DN line of the entry at `place`, on one line and without its line end; as it can be shown, or
+// as it stands. Empty where no DN line stands.
 std::string dnAt(off_t place);
+std::string dnLineAt(off_t place);
 
 // A text as quoted() shows it, without the quotes.
 std::string shownText(std::string_view text);

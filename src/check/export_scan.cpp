@@ -13,6 +13,7 @@
 #include "check/inventory.h"
 #include "check/line_findings.h"
 #include "check/owner_entries.h"
+#include "check/owners.h"
 #include "check/passed_entries.h"
 #include "check/regrouped_entries.h"
 #include "driver/diagnostics/format.h"
@@ -23,6 +24,7 @@
 #include "entry/object_class.h"
 #include "entry/text.h"
 #include "ldif/staging.h"
+#include "output/new_dn.h"
 
 DemandTakers demandTakers;
 
@@ -86,29 +88,64 @@ void tellMistakenClass() {
     }
 }
 
-// Tells what the user's entry lacks for its domain identifier, or that there is little in it.
-void tellDomainIdentifier() {
-    if (hasDomainIdentifier()) {
-        return;
-    }
-    const std::optional<std::string> authority = obtainAttributeValueFromObjArray("secAuthority");
-    if (!authority) {
-        findEntry(Kind::MISSING_DOMAIN, "the entry has no secAuthority", MESSAGE_PROCESSING_FAILED);
-    } else if (!obtainAttributeValueFromObjArray("principalName")) {
-        findEntry(Kind::MISSING_NAME, "the entry has no principalName", MESSAGE_PROCESSING_FAILED);
-    } else {
-        countRule(Rule::DOMAIN_IDS_ADDED);
-        if (authority->empty() && !isUsersEntry(object.line(0))) {
-            findEntry(Kind::EMPTY_DOMAIN,
-                      "would give the user a domain identifier without a domain");
+// Whether a line is the user's own domain identifier, in any spelling.
+bool isDomainIdentifier(std::string_view line) {
+    constexpr std::string_view name = "secDomainId:";
+    return equalIgnoringCase(line.substr(0, name.size()), name);
+}
+
+bool hasLineOfDomainIdentifier() {
+    for (int i = 0; i < object.lineCount(); ++i) {
+        if (isDomainIdentifier(object.line(i))) {
+            return true;
         }
+    }
+    return false;
+}
+
+// Tells when the domain identifier that is added is not what its name says.
+void tellAddedIdentifier(std::string_view authority, std::string_view principal) {
+    if (hasLineOfDomainIdentifier()) {
+        findEntry(Kind::DOMAIN_ID_WRONG, "would add a second domain identifier");
+    } else if (authority.starts_with(':') ||
+               (principal != withoutLineEnd(principalNameOf(object)) && !principal.empty())) {
+        findEntry(Kind::DOMAIN_ID_WRONG, "would make the domain identifier of other values");
+    } else if (authority.empty() && !isUsersEntry(object.line(0))) {
+        findEntry(Kind::EMPTY_DOMAIN, "would give the user a domain identifier without a domain");
     }
 }
 
-void countRespelled() {
+// Tells what the user's entry lacks for its domain identifier, and what is wrong with it.
+void tellDomainIdentifier() {
+    if (hasDomainIdentifier()) {
+        if (!hasLineOfDomainIdentifier()) {
+            findEntry(Kind::DOMAIN_ID_WRONG,
+                      "would add no domain identifier, because a value speaks of one");
+        }
+        return;
+    }
+    const std::optional<std::string> authority = obtainAttributeValueFromObjArray("secAuthority");
+    const std::optional<std::string> principal = obtainAttributeValueFromObjArray("principalName");
+    if (!authority) {
+        findEntry(Kind::MISSING_DOMAIN, "the entry has no secAuthority", MESSAGE_PROCESSING_FAILED);
+    } else if (!principal) {
+        findEntry(Kind::MISSING_NAME, "the entry has no principalName", MESSAGE_PROCESSING_FAILED);
+    } else {
+        countRule(Rule::DOMAIN_IDS_ADDED);
+        tellAddedIdentifier(*authority, *principal);
+    }
+}
+
+void tellRespelled() {
     const bool mayBe = objectClass == SECUSER_OBJECTCLASS || objectClass == SECGROUP_OBJECTCLASS;
-    if (mayBe && holdsOldUuidName()) {
-        countRule(Rule::RESPELLED);
+    const int line = mayBe ? lineOfOldUuidName() : -1;
+    if (line < 0) {
+        return;
+    }
+    countRule(Rule::RESPELLED);
+    if (!object.line(line).starts_with("secuuid:")) {
+        findAt(Kind::RESPELLED_ELSEWHERE, attributeOfLine(line),
+               format("would respell secuuid within the attribute %s", nameOf(object.line(line))));
     }
 }
 
@@ -161,9 +198,10 @@ void tellHeader() {
 
 void adjust() {
     if (objectClass == SECAUTHORITYINFO_OBJECTCLASS) {
+        noteDomain(obtainAttributeValueFromObjArray("secAuthority").value_or(""));
         tellVersion();
     }
-    countRespelled();
+    tellRespelled();
     if (objectClass == SECUSER_OBJECTCLASS) {
         tellDomainIdentifier();
     }
@@ -216,6 +254,7 @@ void scanOversizedEntry() {
 int scanExport(const std::string& name, const DemandTakers& takers) {
     forgetInventory();
     forgetOwnerEntries();
+    forgetPassedEntries();
     forgetRegroupedEntries();
     demandTakers = takers;
     if (openExport(name) != 0) {

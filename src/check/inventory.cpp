@@ -7,6 +7,10 @@ void countRule(Rule rule, std::uint64_t lines) {
     ruleLines[static_cast<std::size_t>(rule)] += lines;
 }
 
+void discountRule(Rule rule, std::uint64_t lines) {
+    ruleLines[static_cast<std::size_t>(rule)] -= lines;
+}
+
 void forgetInventory() {
     inventory = Inventory();
     ruleLines = {};

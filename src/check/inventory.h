@@ -43,5 +43,8 @@ extern std::array<std::uint64_t, static_cast<std::size_t>(Rule::END)> ruleLines;
 
 void countRule(Rule rule, std::uint64_t lines = 1);
 
+// Takes back what has been counted before something was known better.
+void discountRule(Rule rule, std::uint64_t lines);
+
 // Begins to count anew.
 void forgetInventory();

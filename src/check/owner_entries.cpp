@@ -44,6 +44,7 @@ Owner* ownerOf(bool isGroup, bool& isNew) {
     const std::string& saved = isGroup ? saved_secGroup_dn : saved_secUser_dn;
     Owner& owner = addOwner(digestIgnoringCase(saved) ^ salt);
     const std::string_view domain = std::string_view(saved).substr(0, saved.find(','));
+    noteDomain(domain.substr(domain.find('=') + 1));
     const int number = isInDefaultDomain(saved) ? 0 : numberOfDomain(domain);
     if (number < 0) {
         return nullptr;
@@ -64,6 +65,10 @@ void tellDomain(const Owner& owner) {
     const std::string_view ownerDn = owner.has(IS_GROUP) ? saved_secGroup_dn : saved_secUser_dn;
     std::string domain(withoutLineEnd(ownerDn.substr(0, ownerDn.find(','))));
     const std::string_view value = std::string_view(domain).substr(domain.find('=') + 1);
+    if (value.empty()) {
+        findEntry(Kind::EMPTY_DOMAIN, "would put the entry below a domain without a name");
+        return;
+    }
     const bool meansDefault = equalIgnoringCase(value, "default");
     if (meansDefault != (owner.domain == 0)) {
         findEntry(Kind::WRONG_DOMAIN,
@@ -80,6 +85,15 @@ void tellPolicyDomain(const Owner& owner) {
     const std::string_view domain = isInDefaultDomain(dn) ? std::string_view() : domainOfPolicy(dn);
     if (!equalIgnoringCase(domain, domainName(owner.domain))) {
         findEntry(Kind::WRONG_DOMAIN, "would put the policy into another domain than its user");
+    }
+}
+
+void tellPolicyName() {
+    const std::string_view dn = object.line(0);
+    const std::string_view value =
+        withoutLeadingBlanks(dn.substr(std::min<std::size_t>(3, dn.size())));
+    if (!equalIgnoringCase(value.substr(0, value.find(',')), "cn=Policy")) {
+        findEntry(Kind::POLICY_RENAMED, "would give the policy the name cn=Policy");
     }
 }
 
@@ -230,7 +244,7 @@ std::uint64_t policyDomainDigest() {
 }
 
 bool hasBase64Dn() {
-    return object.line(0).substr(0, 4) == "dn::";
+    return equalIgnoringCase(object.line(0).substr(0, 4), "dn::");
 }
 
 bool hasBlankBesideComma(std::string_view dn) {
@@ -351,6 +365,7 @@ void tellSecond(Owner& owner, Part part) {
 void addLines(Owner& owner, Part part, bool isBroken) {
     if (part == Part::POLICY) {
         tellPolicyDomain(owner);
+        tellPolicyName();
         owner.policy = Packed40(policyLines() + policyDomainDigest());
         countRule(Rule::CONTAINERS_ADDED);
         constexpr std::uint64_t container = 200;

@@ -11,6 +11,7 @@
 #include "check/export_file.h"
 #include "check/findings.h"
 #include "check/inventory.h"
+#include "check/passed_entries.h"
 #include "check/regrouped_entries.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
@@ -142,8 +143,11 @@ std::string comparableDn(std::string_view dn) {
 // Whether another line says the same: the case of its name makes no difference, nor do case and
 // blanks beside commas in an owner's DN and in the name of a domain.
 bool isSaidIn(const std::vector<std::string>& record, std::string_view line) {
-    const bool isDn = equalIgnoringCase(nameOf(line), "secDN:") ||
-                      equalIgnoringCase(nameOf(line), "secAuthority:");
+    constexpr std::array<std::string_view, 3> namingOwners = {
+        "secDN:", "secAuthority:", "secDomainId:"};
+    const bool isDn = std::any_of(
+        namingOwners.begin(), namingOwners.end(),
+        [line](std::string_view name) { return equalIgnoringCase(name, nameOf(line)); });
     return std::any_of(record.begin() + 1, record.end(), [&](const std::string& other) {
         return equalIgnoringCase(nameOf(other), nameOf(line)) &&
                (valueOf(other) == valueOf(line) ||
@@ -205,20 +209,25 @@ void tellTakenInDn(const Owner& owner, const MergedEntry& merged,
     }
 }
 
-// What the digests have taken for equal, and counted.
-int equalLinesCounted(const std::vector<MergedEntry>& entries) {
-    int counted = 0;
+// How many lines takeIn() has counted as equal: of each common name an entry's last line counts,
+// and is compared with that of the first entry in the export.
+std::uint64_t equalLinesCounted(const Owner& owner, std::vector<MergedEntry> entries) {
+    std::sort(entries.begin(), entries.end(),
+              [&owner](const MergedEntry& first, const MergedEntry& second) {
+                  return owner.place(first.part) < owner.place(second.part);
+              });
+    std::uint64_t counted = 0;
     for (const std::string_view name : commonNames) {
         std::string_view first;
         for (const MergedEntry& one : entries) {
+            std::string_view last;
             for (int i = 1; i < one.entry.lineCount(); ++i) {
                 const std::string_view line = withoutLineEnd(one.entry.line(i));
-                if (!equalIgnoringCase(nameOf(line), name)) {
-                    continue;
-                }
-                counted += line == first ? 1 : 0;
-                first = first.empty() ? line : first;
+                last = equalIgnoringCase(nameOf(line), name) ? line : last;
             }
+            const bool isEqual = !last.empty() && last == first;
+            counted += static_cast<std::uint64_t>(isEqual);
+            first = first.empty() ? last : first;
         }
     }
     return counted;
@@ -240,8 +249,7 @@ void resolveMerge(Owner& owner) {
         ++left[line];
     }
     owner.record = Packed40(sum);
-    countRule(Rule::EQUAL_LINES,
-              std::uint64_t{0} - static_cast<std::uint64_t>(equalLinesCounted(entries)));
+    discountRule(Rule::EQUAL_LINES, equalLinesCounted(owner, entries));
     for (const MergedEntry& one : entries) {
         tellLostLines(owner, one, record, left);
         tellTakenInDn(owner, one, record);
@@ -276,6 +284,7 @@ void findTroubleOfOwners() {
         findTroubleOf(ownerAt(i));
     }
     indexNewDns(tellSameName);
+    tellTakenNames();
 }
 
 std::optional<std::vector<std::string>> demandedRecord(const Owner& owner) {

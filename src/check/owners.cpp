@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "entry/object_class.h"
 #include "entry/text.h"
@@ -98,9 +99,13 @@ private:
 
 OwnerIndex ownersByDn(&Owner::dn);
 OwnerIndex ownersByNewDn(&Owner::newDn);
+std::unordered_multimap<std::uint64_t, OwnerNumber> sharingNewDn;  // but for the first of each
 
 std::vector<std::string> domains(1);
 std::unordered_map<std::string, int> domainNumbers;
+
+std::unordered_set<std::uint64_t> domainsNoted;
+std::string lastDomainNoted;
 
 // What a name must not be a part of, beside the common ones: names that every entry may hold and
 // that the merge treats in ways of their own.
@@ -250,6 +255,7 @@ void indexNewDns(void (*sameName)(Owner& first, Owner& second)) {
         }
         Owner* const first = ownersByNewDn.find(owner.newDn.value());
         if (first != nullptr) {
+            sharingNewDn.emplace(owner.newDn.value(), i);
             sameName(*first, owner);
         } else {
             ownersByNewDn.add(i);
@@ -257,18 +263,26 @@ void indexNewDns(void (*sameName)(Owner& first, Owner& second)) {
     }
 }
 
-Owner* findNewDn(std::uint64_t newDn) {
-    return ownersByNewDn.find(newDn);
+std::vector<Owner*> ownersOfNewDn(std::uint64_t newDn) {
+    std::vector<Owner*> found;
+    if (Owner* const first = ownersByNewDn.find(newDn)) {
+        found.push_back(first);
+    }
+    const auto [from, to] = sharingNewDn.equal_range(newDn);
+    std::for_each(from, to, [&found](const auto& one) { found.push_back(&ownerAt(one.second)); });
+    return found;
 }
 
 void clearOwners() {
     ownersByDn.clear();
     ownersByNewDn.clear();
+    sharingNewDn.clear();
     chunks.clear();
     owners = 0;
     classLines.clear();
     domains.resize(1);
     domainNumbers.clear();
+    domainsNoted.clear();
 }
 
 int numberOfDomain(std::string_view domain) {
@@ -353,10 +367,13 @@ MergedLines takeIn(Owner& owner, Part part, const Sketch& sketch) {
     return merged;
 }
 
-std::uint64_t domainCount() {
-    bool hasDefault = false;
-    for (OwnerNumber i = 0; i < owners && !hasDefault; ++i) {
-        hasDefault = ownerAt(i).domain == 0;
+void noteDomain(std::string_view name) {
+    if (lastDomainNoted != name || domainsNoted.empty()) {
+        lastDomainNoted = name;
+        domainsNoted.insert(digestIgnoringCase(name));
     }
-    return domains.size() - 1 + (hasDefault ? 1 : 0);
+}
+
+std::uint64_t domainCount() {
+    return domainsNoted.size();
 }

@@ -113,7 +113,7 @@ Owner& addOwner(std::uint64_t dn);
 // Lets go of the way from DNs to owners, and finds owners by their new DNs from here on.
 // `sameName` is called for each owner whose new DN is that of an earlier one.
 void indexNewDns(void (*sameName)(Owner& first, Owner& second));
-Owner* findNewDn(std::uint64_t newDn);
+std::vector<Owner*> ownersOfNewDn(std::uint64_t newDn);
 
 // Forgets all owners.
 void clearOwners();
@@ -125,7 +125,8 @@ int numberOfDomain(std::string_view domain);
 // Its name; null for the default domain.
 std::string_view domainName(int number);
 
-// How many domains owners are in.
+// Notes the name of a domain, and tells how many there are, without regard to case.
+void noteDomain(std::string_view name);
 std::uint64_t domainCount();
 
 // What decides how an entry merges with others of its owner.

@@ -4,12 +4,14 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "check/demands.h"
 #include "check/digest.h"
 #include "check/export_file.h"
 #include "check/inventory.h"
 #include "check/line_findings.h"
+#include "check/owners.h"
 #include "driver/diagnostics/format.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
@@ -41,13 +43,30 @@ std::string_view unrecognisedClass(std::string_view line) {
     std::string_view value = line.substr(name.size());
     const bool isBase64 = value.starts_with(':');
     value.remove_prefix(isBase64 ? 1 : 0);
-    value = withoutLeadingBlanks(value);
-    value = value.substr(0, value.find_last_not_of(' ') + 1);
+    constexpr std::string_view blanks = " \t";
+    value.remove_prefix(std::min(value.find_first_not_of(blanks), value.size()));
+    value = value.substr(0, value.find_last_not_of(blanks) + 1);
     const auto found = std::find_if(
         regroupedClasses.begin(), regroupedClasses.end(), [&](const RegroupedClass& one) {
             return isBase64 ? value == one.base64 : equalIgnoringCase(value, one.name);
         });
     return found == regroupedClasses.end() ? std::string_view() : found->name;
+}
+
+// A half-migrated export may hold entries under the names that users and groups will get.
+struct NewName {
+    std::uint64_t dn;  // without regard to case
+    off_t place;
+};
+std::vector<NewName> newNames;
+
+void noteNewName(std::string_view attributes) {
+    const std::string_view dnLine = attributes.substr(0, attributes.find('\n'));
+    const bool mayBe =
+        dostristr(dnLine, ",cn=Users,") != nullptr || dostristr(dnLine, ",cn=Groups,") != nullptr;
+    if (mayBe && dostristr(dnLine, "secAuthority=default") != nullptr) {
+        newNames.push_back({digestIgnoringCase(dnLine), current.place});
+    }
 }
 
 void demand(const LinesDigest& lines, bool addsInstallDate) {
@@ -98,6 +117,7 @@ void passThrough(std::string_view attributes, bool addsInstallDate) {
         bytes += line.size() + 1;
     });
     tellLongLines();
+    noteNewName(attributes);
     inventory.passedBytes += bytes;
     demand(digest, addsInstallDate);
 }
@@ -112,4 +132,18 @@ void passThroughOversized() {
                     "write what comes next right behind it"
                   : "would pass the entry on as it is, without comments and entry identifiers");
     demand(oversizedLines, false);
+}
+
+void tellTakenNames() {
+    for (const NewName& name : newNames) {
+        for (const Owner* owner : ownersOfNewDn(name.dn)) {
+            findAtPlace(name.place, Kind::SAME_NEW_NAME,
+                        format("stays as it is, and the entry in line %ld would get the same DN",
+                               lineAt(owner->place(Part::OWN))));
+        }
+    }
+}
+
+void forgetPassedEntries() {
+    newNames.clear();
 }

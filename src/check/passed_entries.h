@@ -9,3 +9,10 @@ void passThrough(std::string_view attributes, bool addsInstallDate);
 
 // Takes in the current entry, which is too large for the migration to hold.
 void passThroughOversized();
+
+// Once owners are found by their new DNs: tells which of these an entry that passed through has
+// already.
+void tellTakenNames();
+
+// Begins anew.
+void forgetPassedEntries();

@@ -303,17 +303,6 @@ struct Rebuilt {
     Part source;  // the entry of the export that it comes from
 };
 
-// The owner, with a policy, whose DN stands behind `prefix` in the line; null when there is none.
-Owner* ownerBelow(std::string_view prefix, std::string_view dnLine) {
-    if (!dnLine.starts_with(prefix)) {
-        return nullptr;
-    }
-    std::string userLine(dnName);
-    userLine += dnLine.substr(prefix.size());
-    Owner* const owner = findNewDn(digestIgnoringCase(userLine));
-    return owner != nullptr && owner->has(Part::POLICY) ? owner : nullptr;
-}
-
 bool isDemandedPolicy(const Owner& owner, const OutputEntry& entry, std::string_view dnLine) {
     const std::string_view userDn = dnLine.substr(policyPrefix.size());
     const std::uint64_t demanded =
@@ -328,22 +317,58 @@ bool isDemandedContainer(const Owner& owner, const OutputEntry& entry, std::stri
            containerLines(dnLine) == entry.lines.sum;
 }
 
+bool isDemandedRecord(const Owner& owner, const OutputEntry& entry, std::string_view) {
+    return owner.record.value() == Packed40(entry.lines.sum).value();
+}
+
+// Something that is rebuilt for an owner.
+struct Product {
+    std::string_view prefix;  // what stands in front of the owner's new DN
+    Content content;
+    OwnerFlag seen;
+    Part source;
+    bool (*isDemanded)(const Owner& owner, const OutputEntry& entry, std::string_view dnLine);
+};
+
+constexpr std::array<Product, 3> products = {
+    {{policyPrefix, Content::POLICY, POLICY_SEEN, Part::POLICY, isDemandedPolicy},
+     {containerPrefix, Content::CONTAINER, CONTAINER_SEEN, Part::POLICY, isDemandedContainer},
+     {dnName, Content::USER, RECORD_SEEN, Part::OWN, isDemandedRecord}}};
+
+// Of the owners that have the new DN, the one that the entry is meant for: one that demands it, or
+// one whose entry has not been seen.
+Rebuilt chosenOwner(const Product& product, const std::vector<Owner*>& owners,
+                    const OutputEntry& entry, std::string_view dnLine) {
+    Rebuilt chosen = {product.content, owners.front(), product.seen, false, product.source};
+    for (Owner* const owner : owners) {
+        if (!owner->has(product.seen)) {
+            chosen.owner = owner;
+            chosen.isAsDemanded = product.isDemanded(*owner, entry, dnLine);
+            if (chosen.isAsDemanded) {
+                break;
+            }
+        }
+    }
+    if (product.content == Content::USER && chosen.owner->has(IS_GROUP)) {
+        chosen.content = Content::GROUP;
+    }
+    return chosen;
+}
+
 std::optional<Rebuilt> rebuiltOf(const OutputEntry& entry, std::string_view dnLine) {
-    if (Owner* const owner = ownerBelow(policyPrefix, dnLine)) {
-        return Rebuilt{Content::POLICY, owner, POLICY_SEEN, isDemandedPolicy(*owner, entry, dnLine),
-                       Part::POLICY};
+    for (const Product& product : products) {
+        if (!dnLine.starts_with(product.prefix)) {
+            continue;
+        }
+        std::string ownerLine(dnName);
+        ownerLine += dnLine.substr(product.prefix.size());
+        std::vector<Owner*> owners = ownersOfNewDn(digestIgnoringCase(ownerLine));
+        std::erase_if(owners, [&product](const Owner* one) { return !one->has(product.source); });
+        if (!owners.empty()) {
+            return chosenOwner(product, owners, entry, dnLine);
+        }
     }
-    if (Owner* const owner = ownerBelow(containerPrefix, dnLine)) {
-        return Rebuilt{Content::CONTAINER, owner, CONTAINER_SEEN,
-                       isDemandedContainer(*owner, entry, dnLine), Part::POLICY};
-    }
-    Owner* const owner = findNewDn(digestIgnoringCase(dnLine));
-    if (owner == nullptr) {
-        return std::nullopt;
-    }
-    const bool isAsDemanded = owner->record.value() == Packed40(entry.lines.sum).value();
-    return Rebuilt{owner->has(IS_GROUP) ? Content::GROUP : Content::USER, owner, RECORD_SEEN,
-                   isAsDemanded, Part::OWN};
+    return std::nullopt;
 }
 
 bool takeCredential(const OutputEntry& entry) {
@@ -443,7 +468,7 @@ void tellUnmet() {
     std::size_t looks = 0;
     for (const off_t place : missingPlaces()) {
         const bool mayLook = looks++ < mostLooks && !byDn.empty();
-        const auto found = mayLook ? byDn.find(digestIgnoringCase(dnAt(place))) : byDn.end();
+        const auto found = mayLook ? byDn.find(digestIgnoringCase(dnLineAt(place))) : byDn.end();
         if (found == byDn.end()) {
             tell(Kind::MISSING_ENTRY, place, nullptr, "the output does not hold it");
         } else {

@@ -108,16 +108,35 @@ std::string_view workFileText(std::string_view attributes, Changed changed) {
     return text;
 }
 
+// Whether normalizing takes a blank that belongs to a value within the DN: one behind a comma that
+// is escaped, or one that is escaped itself (RFC 4514, section 2.4).
+bool losesEscapedBlank(std::string_view line) {
+    bool isEscaped = false;       // the character
+    bool isCommaEscaped = false;  // or what stands behind an escaped comma
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        const char c = line[i];
+        const std::size_t next = line.find_first_not_of(' ', i);
+        const bool isBeforeComma = next != std::string_view::npos && line[next] == ',';
+        if (c == ' ' && (isCommaEscaped || (isEscaped && isBeforeComma))) {
+            return true;
+        }
+        isCommaEscaped = c == ',' && isEscaped;
+        isEscaped = c == '\\' && !isEscaped;
+    }
+    return false;
+}
+
 void tellNormalized(std::string_view line, int index) {
     countRule(Rule::NORMALIZED);
     constexpr std::string_view name = "secdn:";
     if (!line.starts_with(name)) {
         findAt(Kind::NORMALIZED_VALUE, index,
                format("would drop the blanks beside commas in the attribute %s", nameOf(line)));
-    } else if (line.find("\\, ") != std::string_view::npos) {
-        findAt(Kind::ESCAPED_COMMA, index,
-               format("would drop the blank behind an escaped comma in the attribute %s",
-                      nameOf(line)));
+    } else if (losesEscapedBlank(line)) {
+        findAt(
+            Kind::ESCAPED_COMMA, index,
+            format("would drop a blank beside a comma that belongs to a value in the attribute %s",
+                   nameOf(line)));
     }
 }
 

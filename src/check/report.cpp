@@ -329,7 +329,8 @@ std::string textAfter(const Request& request) {
     text += severityText(Severity::DIFFERS, "THE OUTPUT IS NOT WHAT THE EXPORT DEMANDS");
     return text +
            (totalOfAllKinds() == 0
-                ? std::string("\nEverything is there, once, and nothing else.\n")
+                ? std::string(
+                      "\nEverything that the rules keep is there, once, and nothing else.\n")
                 : format("\n%s findings. Do not load the output.\n", grouped(totalOfAllKinds())));
 }
 

@@ -122,8 +122,9 @@ bool hasDomainIdentifier() {
     return someLineHolds("secDomainId:");
 }
 
-bool holdsOldUuidName() {
-    return findExactly(oldUuidName).has_value();
+int lineOfOldUuidName() {
+    const std::optional<Place> place = findExactly(oldUuidName);
+    return place ? place->line : -1;
 }
 
 std::string installDateLine(const std::tm& local) {

@@ -15,8 +15,8 @@ int tweekObjectInObjectArray();
 // Whether the current entry needs no domain identifier: it has one.
 bool hasDomainIdentifier();
 
-// Whether the current entry has the old spelling of the UUID attribute.
-bool holdsOldUuidName();
+// The line of the current entry that holds the old spelling of the UUID attribute, or -1.
+int lineOfOldUuidName();
 
 // The installation-date line for the moment `local`.
 std::string installDateLine(const std::tm& local);
