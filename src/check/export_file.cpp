@@ -5,7 +5,9 @@
 #include <optional>
 #include <utility>
 
+#include "check/digest.h"
 #include "check/places.h"
+#include "driver/diagnostics/messages.h"
 #include "driver/platform/file.h"
 #include "entry/entry.h"
 #include "ldif/entry_reader.h"
@@ -125,35 +127,40 @@ void locateOversized(off_t start) {
     });
 }
 
-bool hasExportChanged() {
-    const FileState now = stateOf(exportFile.descriptor());
-    return now.size != stateAtStart.size || now.modifiedTime != stateAtStart.modifiedTime;
+// The index of the attribute that line `line` of `object` belongs to.
+int attributeOfLine(int line) {
+    int attribute = -1;
+    for (int i = 0; i <= line; ++i) {
+        attribute += object.line(i).starts_with(' ') ? 0 : 1;
+    }
+    return attribute;
 }
 
 }  // namespace
 
-int openExport(const std::string& name) {
+std::string openExport(const std::string& name) {
     exportName = name;
     current = CurrentEntry();
     linePlaces = LinePlaces();
     nextLineNumber = 1;
     lastResult = 0;
     if (isOtherThanRegular(name)) {
-        errno = ESPIPE;
-        return -1;
+        return "it is no regular file";
     }
     exportFile = openFileForReading(name);
-    if (!exportFile.isOpen() || ifp.open(openFileForReading(name)) != 0) {
-        return -1;
+    // The reader itself passes on what is too large.
+    if (!exportFile.isOpen() || ifp.open(openFileForReading(name)) != 0 ||
+        ofp.openEmpty("/dev/null") != 0) {
+        return systemReason(errno);
     }
     stateAtStart = stateOf(exportFile.descriptor());
-    // The reader itself passes on what is too large.
-    return ofp.openEmpty("/dev/null");
+    // Places in it are kept in five bytes.
+    return stateAtStart.size < static_cast<off_t>(Packed40::most) ? "" : "it is too large";
 }
 
-int readNextEntry() {
+bool readNextEntry() {
     if (lastResult == END_OF_FILE) {
-        return -1;
+        return false;
     }
     const CurrentEntry before = std::exchange(current, CurrentEntry());
     const off_t start = ifp.tell();
@@ -161,20 +168,31 @@ int readNextEntry() {
     lastResult = getNextObject(ifp);
     current.end = ifp.tell();
     current.isLast = lastResult == END_OF_FILE;
-    if (lastResult == READ_ERROR || (lastResult == END_OF_FILE && hasExportChanged())) {
-        errno = lastResult == READ_ERROR ? ifp.error() : EBUSY;
-        return -2;
-    }
     if (lastResult == PASSED_THROUGH) {
         locateOversized(start);
-    } else if (object.empty()) {
-        return -1;
+    } else if (lastResult == READ_ERROR || object.empty()) {
+        return false;
     } else {
         locate(start, linesBefore);
     }
     linePlaces.note(current.place, current.line);
     current.isTornOff = before.endsInBlanks && current.place == before.end;
-    return 0;
+    return true;
+}
+
+std::string problemOfExport() {
+    if (lastResult == READ_ERROR) {
+        return systemReason(ifp.error());
+    }
+    return hasChanged(exportFile, stateAtStart) ? std::string(changedMeanwhile) : std::string();
+}
+
+void leaveOutLines(int count, int attributes) {
+    const Entry whole = std::exchange(object, Entry());
+    for (int i = count; i < whole.lineCount(); ++i) {
+        object.append(whole.line(i));
+    }
+    current.leftOut += attributes;
 }
 
 void visitOversizedEntry(void (*visit)(std::string_view line)) {
@@ -242,12 +260,11 @@ std::string dnAt(off_t place) {
 
 std::string dnLineAt(off_t place) {
     constexpr std::size_t most = 8192;
-    std::string_view rest;
     const std::string text = textAt(exportFile.descriptor(), place, most);
     if (!equalIgnoringCase(std::string_view(text).substr(0, 3), "dn:")) {
         return {};  // a value, which may be a secret
     }
-    rest = text;
+    std::string_view rest = text;
     std::string dn(withoutLineEnd(rest));
     while (rest.find('\n') != std::string_view::npos) {
         rest.remove_prefix(rest.find('\n') + 1);
@@ -292,6 +309,10 @@ void findAt(Kind kind, int index, const std::string& effect, int message) {
          message);
 }
 
+void findAtLine(Kind kind, int line, const std::string& effect) {
+    findAt(kind, isShown(kind) ? attributeOfLine(line) : 0, effect);
+}
+
 void findEntry(Kind kind, const std::string& effect, int message) {
     find(kind, current.line, effect, message);
 }
@@ -302,12 +323,4 @@ void findAtPlace(off_t place, Kind kind, const std::string& effect, int message)
         return;
     }
     addFinding(kind, {lineAt(place), 0, dnAt(place), effect, message});
-}
-
-int attributeOfLine(int line) {
-    int attribute = -1;
-    for (int i = 0; i <= line; ++i) {
-        attribute += object.line(i).starts_with(' ') ? 0 : 1;
-    }
-    return attribute;
 }

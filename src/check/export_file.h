@@ -27,14 +27,13 @@ struct Piece {
     bool isCut = false;      // by a zero byte
 };
 
-// Where the entry just read stands. Written by readNextEntry.
+// Where the entry just read stands. Written by readNextEntry and leaveOutLines.
 struct CurrentEntry {
     off_t place = 0;            // of its first line
     std::int64_t line = 0;      // the number of that line
     off_t end = 0;              // behind the blank line that ends it
     bool endsInBlanks = false;  // that line is not empty
     bool isTornOff = false;     // by a line of blanks right above it
-    bool isRefused = false;     // the migration would end at it; set by whoever finds that
     int leftOut = 0;            // attributes at its beginning that are not in `object` any more
     bool isOversized = false;   // too many lines for the migration to hold
     bool isLast = false;        // the export ends behind it
@@ -46,13 +45,20 @@ struct CurrentEntry {
 };
 extern CurrentEntry current;
 
-// Opens the export, which must be a regular file. Returns 0, or -1 with the reason in errno.
-int openExport(const std::string& name);
+// Opens the export, which must be a regular file. Returns an empty text, or why it cannot be read.
+std::string openExport(const std::string& name);
 
-// Reads the next entry into `object`; one that is oversized stays unread there. Returns 0, -1 at
-// the end of the export, or -2 when it cannot be read, with the reason in errno: EBUSY when it has
-// changed meanwhile.
-int readNextEntry();
+// Reads the next entry into `object`; one that is oversized stays unread there. Returns false at
+// the end of the export, and when it cannot be read.
+bool readNextEntry();
+
+// Why the export could not be read to its end; empty when it could. It must not have changed since
+// it was opened.
+std::string problemOfExport();
+
+// Goes on with what stands behind the first `count` lines of `object`, which hold `attributes`
+// attributes.
+void leaveOutLines(int count, int attributes);
 
 // Calls `visit` with every line of the oversized entry that is neither blank nor a comment, as the
 // reader divides it.
@@ -81,14 +87,13 @@ std::string shownText(std::string_view text);
 // The name of the attribute that `line` holds, as it can be shown.
 std::string nameOf(std::string_view line);
 
-// Tell what is wrong with the current entry: at line `line` of the export, at attribute `index`, or
-// with the whole entry. `message` is the number of the message that a migration would end with.
+// Tell what is wrong with the current entry: at line `line` of the export, at attribute `index`, at
+// line `line` of `object`, or with the whole entry. `message` is the number of the message that a
+// migration would end with.
 void find(Kind kind, std::int64_t line, const std::string& effect, int message = 0);
 void findAt(Kind kind, int index, const std::string& effect, int message = 0);
+void findAtLine(Kind kind, int line, const std::string& effect);
 void findEntry(Kind kind, const std::string& effect, int message = 0);
-
-// The index of the attribute that line `line` of the current entry belongs to.
-int attributeOfLine(int line);
 
 // Tells what is wrong with the entry at `place`.
 void findAtPlace(off_t place, Kind kind, const std::string& effect, int message = 0);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,23 +29,18 @@ DemandTakers demandTakers;
 
 namespace {
 
-bool isVersionName(std::string_view line) {
-    constexpr std::string_view name = "version:";
-    return equalIgnoringCase(line.substr(0, name.size()), name);
-}
-
 // What the value of the version found at `line` becomes.
 void tellVersionAt(int line, std::string_view head, std::string_view value) {
     countRule(Rule::VERSIONS);
     if (head != "version:" || line == 0) {
-        findAt(Kind::VERSION_ELSEWHERE, attributeOfLine(line),
-               format("would set the version in the attribute %s", nameOf(object.line(line))));
+        findAtLine(Kind::VERSION_ELSEWHERE, line,
+                   format("would set the version in the attribute %s", nameOf(object.line(line))));
     } else if (value.size() < 3) {
-        findAt(Kind::VERSION_LENGTH, attributeOfLine(line),
-               "would put 6.0 in the place of a version of another length");
+        findAtLine(Kind::VERSION_LENGTH, line,
+                   "would put 6.0 in the place of a version of another length");
     } else if (value.size() > 3) {
-        findAt(Kind::VERSION_LENGTH, attributeOfLine(line),
-               "would write 6.0 over the first three characters of the version alone");
+        findAtLine(Kind::VERSION_LENGTH, line,
+                   "would write 6.0 over the first three characters of the version alone");
     }
 }
 
@@ -60,8 +54,8 @@ void tellVersion() {
             return tail.starts_with(' ');
         });
     for (int i = 1; i < object.lineCount() && !isSet; ++i) {
-        if (isVersionName(object.line(i))) {
-            findAt(Kind::VERSION_NOT_SET, attributeOfLine(i), "would leave the version as it is");
+        if (isVersion(object.line(i))) {
+            findAtLine(Kind::VERSION_NOT_SET, i, "would leave the version as it is");
         }
     }
 }
@@ -83,8 +77,8 @@ void tellMistakenClass() {
         std::any_of(classes.begin(), classes.end(),
                     [&value](std::string_view one) { return equalIgnoringCase(trim(value), one); });
     if (!isExact) {
-        findAt(Kind::CLASS_MISTAKEN, attributeOfLine(index),
-               format("would tell the entry's class by the attribute %s", nameOf(line)));
+        findAtLine(Kind::CLASS_MISTAKEN, index,
+                   format("would tell the entry's class by the attribute %s", nameOf(line)));
     }
 }
 
@@ -144,18 +138,10 @@ void tellRespelled() {
     }
     countRule(Rule::RESPELLED);
     if (!object.line(line).starts_with("secuuid:")) {
-        findAt(Kind::RESPELLED_ELSEWHERE, attributeOfLine(line),
-               format("would respell secuuid within the attribute %s", nameOf(object.line(line))));
+        findAtLine(
+            Kind::RESPELLED_ELSEWHERE, line,
+            format("would respell secuuid within the attribute %s", nameOf(object.line(line))));
     }
-}
-
-// Goes on with what stands behind the first `count` lines of the entry.
-void leaveOut(int count) {
-    const Entry whole = std::exchange(object, Entry());
-    for (int i = count; i < whole.lineCount(); ++i) {
-        object.append(whole.line(i));
-    }
-    current.isRefused = true;
 }
 
 // Tells of lines in front of the entry that would end the migration, and leaves them out.
@@ -167,7 +153,7 @@ void tellLeadingLines() {
     if (continuations > 0) {
         findEntry(Kind::STARTS_WITH_CONTINUATION, "the entry begins with a continuation line",
                   MESSAGE_PROCESSING_FAILED);
-        leaveOut(continuations);
+        leaveOutLines(continuations, 0);
     }
 }
 
@@ -191,8 +177,7 @@ void tellHeader() {
     if (isHeaderInTheWay()) {
         findEntry(Kind::HEADER_GLUED, "the header line is taken for the DN of the entry",
                   MESSAGE_PROCESSING_FAILED);
-        leaveOut(1);
-        current.leftOut = 1;
+        leaveOutLines(1, 1);
     }
 }
 
@@ -205,21 +190,15 @@ void adjust() {
     if (objectClass == SECUSER_OBJECTCLASS) {
         tellDomainIdentifier();
     }
-    if (canBeAdjusted()) {
+    if (canBeTweeked()) {
         tweekObjectInObjectArray();
-    } else {
-        current.isRefused = true;
     }
 }
 
 void scanEntry() {
-    ++inventory.entries;
     tellLeadingLines();
-    if (object.empty()) {
-        return;
-    }
     determineTheObjectsObjectClass();
-    ++inventory.byClass[static_cast<std::size_t>(objectClass)];
+    countEntry(objectClass);
     tellLineTrouble();
     tellMistakenClass();
     tellHeader();
@@ -244,33 +223,29 @@ void scanEntry() {
 }
 
 void scanOversizedEntry() {
-    ++inventory.entries;
-    ++inventory.byClass[UNINTERESTING_OBJECTCLASS];
+    countEntry(UNINTERESTING_OBJECTCLASS);
     passThroughOversized();
 }
 
 }  // namespace
 
-int scanExport(const std::string& name, const DemandTakers& takers) {
+std::string scanExport(const std::string& name, const DemandTakers& takers) {
     forgetInventory();
     forgetOwnerEntries();
     forgetPassedEntries();
     forgetRegroupedEntries();
     demandTakers = takers;
-    if (openExport(name) != 0) {
-        return -1;
+    std::string problem = openExport(name);
+    if (!problem.empty()) {
+        return problem;
     }
-    int result = 0;
-    while ((result = readNextEntry()) == 0) {
+    while (readNextEntry()) {
         current.isOversized ? scanOversizedEntry() : scanEntry();
     }
-    if (result == -2) {
-        return -1;
+    problem = problemOfExport();
+    if (problem.empty() && hasTooManyDomains()) {
+        problem = "it has more than 65,534 domains";
     }
-    if (hasTooManyDomains()) {
-        errno = E2BIG;
-        return -1;
-    }
-    inventory.bytes = static_cast<std::uint64_t>(current.end);
-    return 0;
+    countExport(static_cast<std::uint64_t>(current.end));
+    return problem;
 }

@@ -10,7 +10,6 @@
 
 #include "check/demands.h"
 
-// Reads the whole export. Returns 0, or -1 with the reason in errno: ESPIPE for what is no regular
-// file, EBUSY when it has changed meanwhile, E2BIG when it has too many domains. Owners and the
+// Reads the whole export. Returns an empty text, or why it could not be checked. Owners and the
 // inventory are forgotten first, findings added to those there are.
-int scanExport(const std::string& name, const DemandTakers& takers);
+std::string scanExport(const std::string& name, const DemandTakers& takers);

@@ -1,11 +1,13 @@
 // What the export holds, and what the rules of the migration do to it, in numbers.
 //
-// Counted while the export is read, by whoever meets what is counted.
+// Counted while the export is read, through the procedures below.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+
+#include "entry/object_class.h"
 
 struct Inventory {
     std::uint64_t bytes = 0;                     // of the export
@@ -14,9 +16,8 @@ struct Inventory {
     std::uint64_t users = 0;                     // owners of user entries, there or missing
     std::uint64_t groups = 0;
     std::uint64_t workFileBytes = 0;
-    std::uint64_t passedBytes = 0;   // what the output takes over as it is
-    std::uint64_t rebuiltBytes = 0;  // at most, of users, groups and policies in the output
-    std::uint64_t userMemory = 0;    // what a migration holds of all users and their entries
+    std::uint64_t outputBytes = 0;  // at most
+    std::uint64_t userMemory = 0;   // what a migration holds of all users and their entries
     std::uint64_t groupMemory = 0;
 };
 extern Inventory inventory;
@@ -45,6 +46,13 @@ void countRule(Rule rule, std::uint64_t lines = 1);
 
 // Takes back what has been counted before something was known better.
 void discountRule(Rule rule, std::uint64_t lines);
+
+void countExport(std::uint64_t bytes);
+void countEntry(ObjectClass kind);
+void countOwner(bool isGroup);
+void countMemory(bool isGroup, std::uint64_t bytes);
+void countWorkFile(std::uint64_t bytes);
+void countOutput(std::uint64_t bytes);
 
 // Begins to count anew.
 void forgetInventory();

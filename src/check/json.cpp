@@ -1,6 +1,5 @@
 #include "check/json.h"
 
-#include <array>
 #include <cstddef>
 
 namespace {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <string>
 #include <utility>
 
 #include "check/export_file.h"
@@ -53,8 +52,8 @@ void tellCarriageReturns() {
         const std::size_t at = line.find('\r');
         if (at != std::string_view::npos &&
             line.find_first_not_of("\r\n", at) != std::string_view::npos) {
-            findAt(Kind::CUT_TEXT, attributeOfLine(i),
-                   "would lose what stands behind the carriage return within the line");
+            findAtLine(Kind::CUT_TEXT, i,
+                       "would lose what stands behind the carriage return within the line");
         }
     }
 }
@@ -76,8 +75,7 @@ void tellMissingDn() {
 void tellSecondDns() {
     for (int i = beginsWithHeader() ? 2 : 1; i < object.lineCount(); ++i) {
         if (beginsWith("dn:", i)) {
-            findAt(Kind::SECOND_DN, attributeOfLine(i),
-                   "would take this entry for a part of the one above it");
+            findAtLine(Kind::SECOND_DN, i, "would take this entry for a part of the one above it");
         }
     }
 }
@@ -92,8 +90,13 @@ void tellLineTrouble() {
     tellCarriageReturns();
 }
 
+bool isVersion(std::string_view line) {
+    constexpr std::string_view name = "version:";
+    return equalIgnoringCase(line.substr(0, name.size()), name);
+}
+
 bool beginsWithHeader() {
-    return beginsWith("version:", 0);
+    return isVersion(object.line(0));
 }
 
 void tellLongLines() {

@@ -10,7 +10,9 @@
 // failed to divide.
 void tellLineTrouble();
 
-// Whether the current entry begins with a header line, such as "version: 1".
+// Whether a line names a version, in any spelling; whether the current entry begins with one, a
+// header line such as "version: 1".
+bool isVersion(std::string_view line);
 bool beginsWithHeader();
 
 // Tells which lines of the current entry, which passes through, are too long.

@@ -1,17 +1,15 @@
 // ldif-migrate-check: tells before a migration what it needs and what would go wrong, and proves
 // afterwards that nothing was lost. See README.md.
+#include <getopt.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
 #include <csignal>
 #include <cstdlib>
-#include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "check/export_scan.h"
 #include "check/findings.h"
@@ -50,12 +48,16 @@ struct Options {
     std::uint64_t limit = 20;
 };
 
-[[noreturn]] void refuse(const std::string& problem) {
-    writeText(STDERR_FILENO, "ldif-migrate-check: " + problem + "\n" + std::string(usage));
+[[noreturn]] void failWith(const std::string& problem) {
+    writeText(STDERR_FILENO, format("ldif-migrate-check: %s\n", problem));
     std::exit(cannotCheck);
 }
 
-[[noreturn]] void show(const std::string& text) {
+[[noreturn]] void refuseArguments(const std::string& problem) {
+    failWith(format("%s\n%s", problem, usage));
+}
+
+[[noreturn]] void show(std::string_view text) {
     std::exit(writeText(STDOUT_FILENO, text) == text.size() ? nothingFound : cannotCheck);
 }
 
@@ -65,100 +67,88 @@ std::uint64_t numberOf(std::string_view option, std::string_view text, std::uint
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || end != text.data() + text.size() || number < least ||
         number > most) {
-        refuse(format("%s takes a number from %ld to %ld", option, least, most));
+        refuseArguments(format("%s takes a number from %ld to %ld", option, least, most));
     }
     return number;
 }
 
-// An option that takes a number, as "--users 5" or "--users=5".
-struct NumberOption {
-    std::string_view name;
-    std::uint64_t* number;
-    std::uint64_t least;
-};
+enum OptionCode : int { USERS = 1, GROUPS, LIMIT, JSON, HELP, VERSION };
 
-Options readOptions(const std::vector<std::string_view>& arguments) {
-    Options options;
-    const std::array<NumberOption, 3> numbers = {{{"--users", &options.request.users, 1},
-                                                  {"--groups", &options.request.groups, 1},
-                                                  {"--limit", &options.limit, 0}}};
-    std::vector<std::string_view> names;
-    bool mayBeOption = true;
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-        const std::string_view argument = arguments[i];
-        if (!mayBeOption || !argument.starts_with('-') || argument == "-") {
-            names.push_back(argument);
-            continue;
-        }
-        if (argument == "--help") {
-            show(std::string(usage) + std::string(help));
-        }
-        if (argument == "--version") {
-            show("ldif-migrate-check " PROGRAM_VERSION "\n");
-        }
-        const std::size_t equals = argument.find('=');
-        const std::string_view name = argument.substr(0, equals);
-        const auto* const number =
-            std::find_if(numbers.begin(), numbers.end(),
-                         [name](const NumberOption& one) { return one.name == name; });
-        if (argument == "--json") {
+constexpr std::array<option, 7> optionTable = {{{"users", required_argument, nullptr, USERS},
+                                                {"groups", required_argument, nullptr, GROUPS},
+                                                {"limit", required_argument, nullptr, LIMIT},
+                                                {"json", no_argument, nullptr, JSON},
+                                                {"help", no_argument, nullptr, HELP},
+                                                {"version", no_argument, nullptr, VERSION},
+                                                {nullptr, 0, nullptr, 0}}};
+
+void takeOption(int code, Options& options) {
+    switch (code) {
+        case USERS:
+            options.request.users = numberOf("--users", optarg, 1);
+            break;
+        case GROUPS:
+            options.request.groups = numberOf("--groups", optarg, 1);
+            break;
+        case LIMIT:
+            options.limit = numberOf("--limit", optarg, 0);
+            break;
+        case JSON:
             options.request.asJson = true;
-        } else if (argument == "--") {
-            mayBeOption = false;
-        } else if (number == numbers.end()) {
-            refuse(format("unknown option %s", argument));
-        } else if (equals == std::string_view::npos && i + 1 == arguments.size()) {
-            refuse(format("%s needs a number", name));
-        } else {
-            *number->number = numberOf(
-                name,
-                equals == std::string_view::npos ? arguments[++i] : argument.substr(equals + 1),
-                number->least);
-        }
+            break;
+        case HELP:
+            show(format("%s%s", usage, help));
+        case VERSION:
+            show("ldif-migrate-check " PROGRAM_VERSION "\n");
+        default:  // told by getopt_long(3)
+            writeText(STDERR_FILENO, usage);
+            std::exit(cannotCheck);
     }
-    if (names.empty() || names.size() > 2) {
-        refuse(names.empty() ? "no export given" : "too many files given");
+}
+
+Options readArguments(int argc, char** argv) {
+    Options options;
+    for (int code = 0; (code = getopt_long(argc, argv, "", optionTable.data(), nullptr)) != -1;) {
+        takeOption(code, options);
     }
-    options.request.exportName = names[0];
-    options.request.outputName = names.size() > 1 ? names[1] : "";
+    const int names = argc - optind;
+    if (names < 1 || names > 2) {
+        refuseArguments(names < 1 ? "no export given" : "too many files given");
+    }
+    options.request.exportName = argv[optind];
+    options.request.outputName = names == 2 ? argv[optind + 1] : "";
     return options;
 }
 
-[[noreturn]] void failReading(const std::string& name, int error) {
-    std::string reason = systemReason(error);
-    if (error == ESPIPE) {
-        reason = "it is no regular file";
-    } else if (error == EBUSY) {
-        reason = "it has changed while it was read; check it again when it is complete";
-    } else if (error == E2BIG) {
-        reason = "it has more than 65,534 domains";
+void requireReading(const std::string& name, const std::string& problem) {
+    if (!problem.empty()) {
+        failWith(format("cannot check \"%s\": %s", name, problem));
     }
-    fail({}, {}, {MESSAGE_CANNOT_OPEN, {name, reason}});
+}
+
+void requireReport(int result) {
+    if (result != 0) {
+        failWith(format("cannot write the report: %s", systemReason(errno)));
+    }
 }
 
 void checkBefore(const Options& options) {
     const Request& request = options.request;
     beginFindings(options.limit);
-    if (scanExport(request.exportName, {}) != 0) {
-        failReading(request.exportName, errno);
-    }
+    requireReading(request.exportName, scanExport(request.exportName, {}));
     findTroubleOfOwners();
     const DiskNeed need = diskNeed(request.exportName);
     findTroubleAround(request.exportName, need);
-    if (reportBefore(request, need) != 0) {
-        fail({}, {}, {MESSAGE_CANNOT_WRITE, {"standard output", systemReason(errno)}});
-    }
+    requireReport(reportBefore(request, need));
 }
 
 void checkAfter(const Options& options) {
     const Request& request = options.request;
-    const int result = prove(request.exportName, request.outputName, options.limit);
-    if (result != 0) {
-        failReading(result == -1 ? request.exportName : request.outputName, errno);
-    }
-    if (reportAfter(request) != 0) {
-        fail({}, {}, {MESSAGE_CANNOT_WRITE, {"standard output", systemReason(errno)}});
-    }
+    beginFindings(options.limit);
+    const ProofProblem problem = prove(request.exportName, request.outputName);
+    requireReading(request.exportName, problem.ofExport);
+    requireReading(request.outputName, problem.ofOutput);
+    requireReport(reportAfter(request));
 }
 
 }  // namespace
@@ -170,7 +160,7 @@ int main(int argc, char** argv) {
     int status = 0;  // never looked at: the route is part of the program
     zr_svc_routing("ERROR:STDERR", status);
     endProcessWithoutMemory();
-    const Options options = readOptions({argv + 1, argv + argc});
+    const Options options = readArguments(argc, argv);
     options.request.outputName.empty() ? checkBefore(options) : checkAfter(options);
     return totalOfAllKinds() == 0 ? nothingFound : somethingFound;
 }

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "check/places.h"
+#include "driver/diagnostics/messages.h"
 
 namespace {
 
@@ -22,14 +23,24 @@ bool isInstallDate(std::string_view line) {
 
 }  // namespace
 
-int OutputReader::open(const std::string& name) {
+std::string OutputReader::open(const std::string& name) {
     if (isOtherThanRegular(name)) {
-        errno = ESPIPE;
-        return -1;
+        return "it is no regular file";
     }
     file_ = openFileForReading(name);
+    if (!file_.isOpen()) {
+        return systemReason(errno);
+    }
+    stateAtStart_ = stateOf(file_.descriptor());
     buffer_.resize(bufferSize);
-    return file_.isOpen() ? 0 : -1;
+    return {};
+}
+
+std::string OutputReader::problem() const {
+    if (error_ != 0) {
+        return systemReason(error_);
+    }
+    return hasChanged(file_, stateAtStart_) ? std::string(changedMeanwhile) : std::string();
 }
 
 // Reads more behind the bytes at hand. Returns whether there are more.
@@ -90,7 +101,7 @@ int OutputReader::readLine() {
     }
 }
 
-int OutputReader::read(OutputEntry& entry) {
+bool OutputReader::read(OutputEntry& entry) {
     entry = OutputEntry();
     for (;;) {
         const off_t place = offset_;
@@ -101,7 +112,7 @@ int OutputReader::read(OutputEntry& entry) {
         if (isEmpty_) {
             if (entry.lines.count > 0) {
                 entry.isEnded = true;
-                return 0;
+                return true;
             }
             continue;
         }
@@ -114,8 +125,5 @@ int OutputReader::read(OutputEntry& entry) {
         entry.lines.add(digest_.value());
         entry.endsInInstallDate = isInstallDate(head_);
     }
-    if (error_ != 0) {
-        return -2;
-    }
-    return entry.lines.count > 0 ? 0 : -1;
+    return error_ == 0 && entry.lines.count > 0;
 }

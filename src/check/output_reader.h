@@ -24,11 +24,11 @@ struct OutputEntry {
 
 class OutputReader {
 public:
-    // Returns 0, or -1 with the reason in errno.
-    int open(const std::string& name);
+    // Returns an empty text, or why it cannot be read.
+    std::string open(const std::string& name);
 
-    // Reads the next entry. Returns 0, -1 at the end of the file, -2 when it cannot be read.
-    int read(OutputEntry& entry);
+    // Reads the next entry. Returns false at the end of the file, and when it cannot be read.
+    bool read(OutputEntry& entry);
 
     // The first line of the entry read last, up to its line end; cut after 64 KiB.
     const std::string& firstLine() const {
@@ -39,19 +39,16 @@ public:
         return file_.descriptor();
     }
 
-    std::uint64_t size() const {
-        return static_cast<std::uint64_t>(offset_);
-    }
-
-    int error() const {
-        return error_;
-    }
+    // Why the output could not be read to its end; empty when it could. It must not have changed
+    // since it was opened.
+    std::string problem() const;
 
 private:
     int readLine();
     bool fill();
 
     File file_;
+    FileState stateAtStart_;
     std::vector<char> buffer_;
     std::size_t next_ = 0;
     std::size_t end_ = 0;

@@ -14,6 +14,7 @@
 #include "check/line_findings.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
+#include "entry/adjustments.h"
 #include "entry/attribute_lookup.h"
 #include "entry/entry.h"
 #include "entry/filters.h"
@@ -25,11 +26,6 @@
 namespace {
 
 bool tooManyDomains = false;
-
-// Counts what a migration holds in memory.
-void countMemory(bool isGroup, std::uint64_t bytes) {
-    (isGroup ? inventory.groupMemory : inventory.userMemory) += bytes;
-}
 
 // The owner of the current entry, as the migration would find it or open a slot for it; null when
 // there are too many domains. Sets `isNew` in the second case.
@@ -53,7 +49,7 @@ Owner* ownerOf(bool isGroup, bool& isNew) {
     if (isGroup) {
         owner.set(IS_GROUP);
     }
-    ++(isGroup ? inventory.groups : inventory.users);
+    countOwner(isGroup);
     // What the migration holds of an owner beside its entries: a slot in a table or two, with the
     // DN in a block of its own, a place in the index, and its part of each matrix.
     constexpr std::uint64_t slot = 96;
@@ -136,11 +132,10 @@ void nameOwner(Owner& owner) {
     const NameSource& source = isGroup ? cnSource : principalNameSource;
     const std::string_view name = isGroup ? cnOf(object) : principalNameOf(object);
     if (name.empty()) {
-        if (!current.isRefused) {
+        if (canBeTweeked()) {  // else it has been told already
             findEntry(Kind::MISSING_NAME, format("the entry has no %s", source.kind),
                       MESSAGE_PROCESSING_FAILED);
         }
-        owner.explain(Part::OWN);
         return;
     }
     tellName(source, name);
@@ -149,7 +144,7 @@ void nameOwner(Owner& owner) {
     owner.newDn = Packed64(digestIgnoringCase(withoutLineEnd(dnLine)));
     owner.set(NAMED);
     owner.addToRecord(digestOfLine(withoutLineEnd(dnLine)));
-    inventory.rebuiltBytes += dnLine.size() + 1;
+    countOutput(dnLine.size() + 1);
 }
 
 // What a merge does with a line.
@@ -202,7 +197,7 @@ Sketch sketchOfObject(bool isBroken) {
         if (line.starts_with('\t')) {
             findAt(Kind::TAB_LINE, index, "would take the line for an attribute of its own");
         }
-        inventory.rebuiltBytes += line.size() + 1;
+        countOutput(line.size() + 1);
         if (isClassName(name)) {
             addClassLine(sketch, line, index);
         } else if (isOnDropList(name)) {
@@ -231,7 +226,7 @@ std::uint64_t policyLines() {
             dropLine(line, index, filteredNames);
         } else {
             digest.add(digestOfLine(line));
-            inventory.rebuiltBytes += line.size() + 1;
+            countOutput(line.size() + 1);
         }
     });
     return digest.sum;
@@ -245,12 +240,6 @@ std::uint64_t policyDomainDigest() {
 
 bool hasBase64Dn() {
     return equalIgnoringCase(object.line(0).substr(0, 4), "dn::");
-}
-
-bool hasBlankBesideComma(std::string_view dn) {
-    std::string eaten(dn);
-    commaSpaceEater(eaten);
-    return eaten.size() != dn.size();
 }
 
 void tellMissing(Kind kind, const std::string& problem) {
@@ -297,6 +286,19 @@ bool namesOwner(Part part, bool isGroup) {
     return true;
 }
 
+// Tells when the attribute that names the entry's owner, or its domain, does not.
+void tellOwnerName(Owner& owner, Part part, std::string_view name, Kind missing) {
+    const std::string value = obtainAttributeValueFromObjArray(name).value_or("");
+    if (value.starts_with(':')) {
+        findEntry(Kind::BASE64_OWNER, "the owner is not decoded, and so not found",
+                  MESSAGE_PROCESSING_FAILED);
+        owner.explain(part);
+    } else if (value.empty()) {
+        tellMissing(missing, format("the entry's %s is empty", name));
+        owner.explain(part);
+    }
+}
+
 // Tells what in the entry will keep its owner from being found.
 void tellOwnerTrouble(Owner& owner, Part part) {
     if (part == Part::OWN && hasBase64Dn()) {
@@ -307,18 +309,9 @@ void tellOwnerTrouble(Owner& owner, Part part) {
     if (part != Part::MAPPING && part != Part::USERS_ENTRY) {
         return;
     }
-    const std::string owned = obtainAttributeValueFromObjArray("secDN").value_or("");
-    const std::string domain = part == Part::USERS_ENTRY
-                                   ? obtainAttributeValueFromObjArray("secAuthority").value_or("")
-                                   : "secAuthority";
-    if (owned.starts_with(':') || domain.starts_with(':')) {
-        findEntry(Kind::BASE64_OWNER, "the owner is not decoded, and so not found",
-                  MESSAGE_PROCESSING_FAILED);
-        owner.explain(part);
-    } else if (owned.empty() || domain.empty()) {
-        tellMissing(owned.empty() ? Kind::MISSING_OWNER : Kind::MISSING_DOMAIN,
-                    format("the entry's %s is empty", owned.empty() ? "secDN" : "secAuthority"));
-        owner.explain(part);
+    tellOwnerName(owner, part, "secDN", Kind::MISSING_OWNER);
+    if (part == Part::USERS_ENTRY && !owner.isExplained(part)) {
+        tellOwnerName(owner, part, "secAuthority", Kind::MISSING_DOMAIN);
     }
 }
 
@@ -369,7 +362,7 @@ void addLines(Owner& owner, Part part, bool isBroken) {
         owner.policy = Packed40(policyLines() + policyDomainDigest());
         countRule(Rule::CONTAINERS_ADDED);
         constexpr std::uint64_t container = 200;
-        inventory.rebuiltBytes += container;
+        countOutput(container);
         return;
     }
     if (part == Part::POLICY_DATA) {
@@ -404,9 +397,6 @@ void addToOwner(Part part, bool isGroup, bool isBroken) {
     // kept it from being taken for that of an entry below cn=Users, and are gone now.
     if (part == Part::OWN && !isGroup && isUsersEntry(object.line(0))) {
         part = Part::USERS_ENTRY;
-    }
-    if (current.isRefused) {
-        owner->explain(part);
     }
     if (isBroken) {
         owner->set(BROKEN);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstddef>
 #include <span>
 #include <string_view>
 #include <unordered_map>
@@ -125,12 +124,12 @@ std::vector<std::string> linesOfRecord(const Owner& owner, const Entry& own) {
     return lines;
 }
 
-std::string_view nameOf(std::string_view line) {
+std::string_view nameWithColon(std::string_view line) {
     return line.substr(0, line.find(':') + 1);
 }
 
 std::string_view valueOf(std::string_view line) {
-    return withoutLeadingBlanks(line.substr(nameOf(line).size()));
+    return withoutLeadingBlanks(line.substr(nameWithColon(line).size()));
 }
 
 // A DN without what makes no difference in it.
@@ -147,23 +146,18 @@ bool isSaidIn(const std::vector<std::string>& record, std::string_view line) {
         "secDN:", "secAuthority:", "secDomainId:"};
     const bool isDn = std::any_of(
         namingOwners.begin(), namingOwners.end(),
-        [line](std::string_view name) { return equalIgnoringCase(name, nameOf(line)); });
+        [line](std::string_view name) { return equalIgnoringCase(name, nameWithColon(line)); });
     return std::any_of(record.begin() + 1, record.end(), [&](const std::string& other) {
-        return equalIgnoringCase(nameOf(other), nameOf(line)) &&
+        return equalIgnoringCase(nameWithColon(other), nameWithColon(line)) &&
                (valueOf(other) == valueOf(line) ||
                 (isDn && comparableDn(valueOf(other)) == comparableDn(valueOf(line))));
     });
 }
 
-// Whether a merge drops the line for its name alone.
-bool isDroppedByName(std::string_view line) {
-    constexpr std::array<std::string_view, 9> names = {
-        "objectclass:", "dn:",  "kvo-entryuuid:", "control:", "aclpropagate:",
-        "aclentry:",    "acl:", "aci:",           ""};
-    return std::any_of(
-               names.begin(), names.end(),
-               [line](std::string_view name) { return equalIgnoringCase(name, nameOf(line)); }) ||
-           mergedFilter.matchesSome(line);
+// Whether a merge, or the filter behind it, drops the line whatever else the owner has.
+bool isDroppedAnyway(std::string_view line) {
+    const std::string_view name = nameWithColon(line);
+    return name.empty() || isDnName(name) || isOnDropList(name) || mergedFilter.matchesSome(line);
 }
 
 using Counts = std::unordered_map<std::string_view, int>;
@@ -173,7 +167,7 @@ void tellLostLines(const Owner& owner, const MergedEntry& merged,
                    const std::vector<std::string>& record, Counts& left) {
     for (int i = 1; i < merged.entry.lineCount(); ++i) {
         const std::string_view line = withoutLineEnd(merged.entry.line(i));
-        if (isDroppedByName(line)) {
+        if (isDroppedAnyway(line)) {
             continue;
         }
         const auto found = left.find(line);
@@ -190,8 +184,9 @@ void tellLostLines(const Owner& owner, const MergedEntry& merged,
             }
             addFinding(Kind::REPLACED_VALUE,
                        {lineOfAttribute(place, i), 0, dnAt(place),
-                        format("would drop %s: another entry of the same owner takes its place",
-                               std::string(line.substr(0, line.find(':')))),
+                        format("would drop %s: another entry of the same owner holds the name, and "
+                               "its line takes the place",
+                               nameOf(line)),
                         0});
         }
     }
@@ -202,8 +197,7 @@ void tellLostLines(const Owner& owner, const MergedEntry& merged,
 void tellTakenInDn(const Owner& owner, const MergedEntry& merged,
                    const std::vector<std::string>& record) {
     const std::string_view first = withoutLineEnd(merged.entry.line(0));
-    if (!isDnName(nameOf(first)) &&
-        std::find(record.begin() + 1, record.end(), first) != record.end()) {
+    if (std::find(record.begin() + 1, record.end(), first) != record.end()) {
         findAtPlace(owner.place(merged.part), Kind::DN_SPELLING,
                     "would add the first line of the entry to the one that it is merged with");
     }
@@ -223,7 +217,7 @@ std::uint64_t equalLinesCounted(const Owner& owner, std::vector<MergedEntry> ent
             std::string_view last;
             for (int i = 1; i < one.entry.lineCount(); ++i) {
                 const std::string_view line = withoutLineEnd(one.entry.line(i));
-                last = equalIgnoringCase(nameOf(line), name) ? line : last;
+                last = equalIgnoringCase(nameWithColon(line), name) ? line : last;
             }
             const bool isEqual = !last.empty() && last == first;
             counted += static_cast<std::uint64_t>(isEqual);

@@ -67,7 +67,7 @@ struct Owner {
     std::array<Packed40, partCount> places;  // one more than the offset; 0 for an entry it lacks
     Packed40 record;                         // the sum of the lines of its record, DN line included
     Packed40 policy;                         // the same of its policy, but for the DN line
-    std::uint8_t classLines = 0;             // those of a user's own entry, see classLinesDigest
+    std::uint8_t classLines = 0;             // those of a user's own entry, by number
     std::uint16_t domain = 0;                // see domainName
     std::uint16_t flags = 0;
 

@@ -23,7 +23,6 @@ struct RegroupedClass {
     std::string_view name;
     std::string_view base64;
 };
-;
 constexpr std::array<RegroupedClass, 7> regroupedClasses = {{
     {"secUser", "c2VjVXNlcg=="},
     {"secPolicyData", "c2VjUG9saWN5RGF0YQ=="},
@@ -85,7 +84,7 @@ void takeOversizedLine(std::string_view piece) {
         countRule(Rule::ENTRY_IDENTIFIERS);
         return;
     }
-    inventory.passedBytes += piece.size();
+    countOutput(piece.size());
     oversizedLine += piece;
     if (oversizedLine.ends_with('\n')) {
         oversizedLine.pop_back();
@@ -118,7 +117,7 @@ void passThrough(std::string_view attributes, bool addsInstallDate) {
     });
     tellLongLines();
     noteNewName(attributes);
-    inventory.passedBytes += bytes;
+    countOutput(bytes);
     demand(digest, addsInstallDate);
 }
 

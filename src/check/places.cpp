@@ -6,8 +6,6 @@
 #include <cerrno>
 #include <cstddef>
 
-#include "driver/platform/file.h"
-
 void LinePlaces::note(off_t offset, std::int64_t line) {
     constexpr off_t distance = 1024 * 1024;
     if (places_.empty() || offset >= places_.back().offset + distance) {
@@ -37,6 +35,11 @@ std::int64_t LinePlaces::lineAt(int descriptor, off_t offset) const {
 bool isOtherThanRegular(const std::string& name) {
     const FileKind kind = stateOf(name).kind;
     return kind != FileKind::NONE && kind != FileKind::REGULAR;
+}
+
+bool hasChanged(const File& file, const FileState& before) {
+    const FileState now = stateOf(file.descriptor());
+    return now.size != before.size || now.modifiedTime != before.modifiedTime;
 }
 
 std::string textAt(int descriptor, off_t offset, std::size_t size) {

@@ -8,7 +8,10 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "driver/platform/file.h"
 
 class LinePlaces {
 public:
@@ -29,6 +32,11 @@ private:
 
 // Whether `name` is there, but no regular file: to open it might never end.
 bool isOtherThanRegular(const std::string& name);
+
+// Whether the file has another size or was written to since it looked like `before`.
+bool hasChanged(const File& file, const FileState& before);
+inline constexpr std::string_view changedMeanwhile =
+    "it has changed while it was read. Check it again when it is complete";
 
 // The bytes of the file from `offset` on, at most `size`; fewer at its end or when it cannot be
 // read.

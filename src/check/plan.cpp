@@ -70,8 +70,10 @@ Plan planFor(std::uint64_t users, std::uint64_t groups) {
     plan.groups = std::max<std::uint64_t>(groups != 0 ? groups : inventory.groups + spare, 1);
     plan.passes =
         std::max(passesFor(inventory.users, plan.users), passesFor(inventory.groups, plan.groups));
-    plan.memory = programMemory + memoryOf(inventory.userMemory, inventory.users, plan.users) +
-                  memoryOf(inventory.groupMemory, inventory.groups, plan.groups);
+    const std::uint64_t gathered = memoryOf(inventory.userMemory, inventory.users, plan.users) +
+                                   memoryOf(inventory.groupMemory, inventory.groups, plan.groups);
+    // What is left over in chunks and tables, and owners that are larger than the others.
+    plan.memory = programMemory + gathered + gathered / 10;
     return plan;
 }
 
@@ -91,7 +93,7 @@ std::vector<Plan> plans() {
 DiskNeed diskNeed(const std::string& exportName) {
     DiskNeed need;
     need.workFile = inventory.workFileBytes;
-    need.output = inventory.passedBytes + inventory.rebuiltBytes;
+    need.output = inventory.outputBytes;
     struct statvfs state = {};
     if (::statvfs(folderOf(exportName).c_str(), &state) == 0) {
         need.free = std::uint64_t{state.f_bavail} * state.f_frsize;
@@ -101,6 +103,14 @@ DiskNeed diskNeed(const std::string& exportName) {
 
 void findTroubleAround(const std::string& exportName, const DiskNeed& need) {
     const File writable = openFile(exportName, 0);
+    if (writable.isOpen() && lockFile(writable) != 0) {
+        addFinding(Kind::EXPORT_NOT_WRITABLE,
+                   {0,
+                    0,
+                    {},
+                    "another migration or another program has locked the export",
+                    MESSAGE_CANNOT_OPEN});
+    }
     if (!writable.isOpen()) {
         addFinding(
             Kind::EXPORT_NOT_WRITABLE,
@@ -111,7 +121,7 @@ void findTroubleAround(const std::string& exportName, const DiskNeed& need) {
              MESSAGE_CANNOT_OPEN});
     }
     findTroubleOfWorkFile(exportName + ".tmp");
-    if (need.workFile + need.output > need.free) {
+    if (need.free != 0 && need.workFile + need.output > need.free) {
         addFinding(Kind::DISK_TOO_SMALL,
                    {0,
                     0,

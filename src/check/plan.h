@@ -22,7 +22,7 @@ std::vector<Plan> plans();
 struct DiskNeed {
     std::uint64_t workFile = 0;  // bytes of the work file, beside the export
     std::uint64_t output = 0;    // bytes of the output, at most
-    std::uint64_t free = 0;      // bytes left to the user on the disk of the export
+    std::uint64_t free = 0;      // bytes left to the user on the disk of the export; 0: not known
 };
 
 DiskNeed diskNeed(const std::string& exportName);

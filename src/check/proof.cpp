@@ -1,7 +1,6 @@
 #include "check/proof.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <deque>
 #include <iterator>
@@ -27,7 +26,6 @@
 #include "output/new_dn.h"
 
 std::array<Balance, static_cast<std::size_t>(Content::END)> balances = {};
-std::uint64_t outputBytes = 0;
 
 namespace {
 
@@ -52,6 +50,9 @@ struct Credential {
 std::deque<Credential> credentials;
 std::size_t nextCredential = 0;
 
+// The places of those that the output holds, by their lines; filled when something is too much.
+std::unordered_map<std::uint64_t, off_t> takenCredentials;
+
 // What passed through last, to know a repetition.
 constexpr std::size_t remembered = 4096;
 struct Passed {
@@ -63,11 +64,6 @@ std::size_t passedCount = 0;
 
 Balance& balanceOf(Content content) {
     return balances[static_cast<std::size_t>(content)];
-}
-
-std::string shownDn(std::string_view dnLine) {
-    const std::string whole = quoted(dnLine);
-    return whole.substr(1, whole.size() - 2);
 }
 
 std::string outputDnAt(off_t place) {
@@ -84,7 +80,7 @@ void tell(Kind kind, off_t exportPlace, const OutputEntry* entry, const std::str
     Finding finding;
     finding.line = exportPlace >= 0 ? lineAt(exportPlace) : 0;
     finding.outputLine = entry != nullptr ? entry->line : 0;
-    finding.dn = entry != nullptr ? shownDn(outputDnAt(entry->place)) : dnAt(exportPlace);
+    finding.dn = entry != nullptr ? shownText(outputDnAt(entry->place)) : dnAt(exportPlace);
     finding.effect = effect;
     addFinding(kind, std::move(finding));
 }
@@ -106,11 +102,8 @@ off_t placeOfRepeated(std::uint64_t chain) {
     if (passed != end) {
         return passed->place;
     }
-    const auto taken = credentials.begin() + static_cast<std::ptrdiff_t>(nextCredential);
-    const auto credential = std::find_if(
-        credentials.begin(), taken,
-        [chain](const Credential& one) { return one.lines.value() == Packed40(chain).value(); });
-    return credential == taken ? -1 : static_cast<off_t>(credential->place.value());
+    const auto credential = takenCredentials.find(Packed40(chain).value());
+    return credential == takenCredentials.end() ? -1 : credential->second;
 }
 
 bool isMetBy(const Demand& demand, const OutputEntry& entry) {
@@ -152,13 +145,13 @@ bool takeDemand(const OutputEntry& entry) {
     return false;
 }
 
-int readEntry(OutputEntry& entry) {
-    const int result = output.read(entry);
-    if (result == 0 && !entry.isEnded) {
+bool readEntry(OutputEntry& entry) {
+    const bool isRead = output.read(entry);
+    if (isRead && !entry.isEnded) {
         tell(Kind::CHANGED_ENTRY, -1, &entry,
              "no empty line follows it: the file may have been cut off");
     }
-    return result;
+    return isRead;
 }
 
 void setAside(const OutputEntry& entry) {
@@ -172,7 +165,7 @@ void comparePassed(const Demand& demand) {
         return;
     }
     OutputEntry entry;
-    while (readEntry(entry) == 0) {
+    while (readEntry(entry)) {
         if (isMetBy(demand, entry)) {
             remember(demand);
             return;
@@ -203,7 +196,7 @@ std::string namesOnlyIn(std::vector<std::string> lines, std::vector<std::string>
     std::string names;
     std::string last;
     for (const std::string& line : left) {
-        const std::string name = shownDn(line.substr(0, line.find(':')));
+        const std::string name = shownText(line.substr(0, line.find(':')));
         if (name != last) {
             names += format("%s%s", names.empty() ? "" : ", ", name);
         }
@@ -274,7 +267,7 @@ UserDn dividedUserDn(std::string_view dn) {
 }
 
 // The digest of the domain in a policy's new DN, as it was demanded; 0 for the default domain.
-std::uint64_t policyDomainDigest(std::string_view userDn) {
+std::uint64_t writtenDomainDigest(std::string_view userDn) {
     constexpr std::string_view before = ",cn=Users,";
     constexpr std::string_view behind = ",cn=Subdomains,secAuthority=default";
     const std::string_view domain = dividedUserDn(userDn).domain;
@@ -306,7 +299,7 @@ struct Rebuilt {
 bool isDemandedPolicy(const Owner& owner, const OutputEntry& entry, std::string_view dnLine) {
     const std::string_view userDn = dnLine.substr(policyPrefix.size());
     const std::uint64_t demanded =
-        owner.policy.value() - policyDomainDigest(userDn) + digestOfLine(dnLine);
+        owner.policy.value() - writtenDomainDigest(userDn) + digestOfLine(dnLine);
     const std::string userDemanded = demandedDn(owner);
     return dividedUserDn(userDn).name == dividedUserDn(userDemanded).name &&
            Packed40(demanded).value() == Packed40(entry.lines.sum).value();
@@ -436,7 +429,7 @@ void explainWhatIsLeft() {
         explain(one.entry, outputDnAt(one.entry.place));
     }
     OutputEntry entry;
-    while (readEntry(entry) == 0) {
+    while (readEntry(entry)) {
         explain(entry, output.firstLine());
     }
 }
@@ -477,6 +470,10 @@ void tellUnmet() {
             changed.push_back(found->second);
             byDn.erase(found);
         }
+    }
+    for (std::size_t i = 0; i < nextCredential && !byDn.empty(); ++i) {
+        takenCredentials.emplace(credentials[i].lines.value(),
+                                 static_cast<off_t>(credentials[i].place.value()));
     }
     std::vector<const Unexplained*> extra;
     for (const auto& [dn, one] : byDn) {
@@ -527,6 +524,7 @@ void forgetProof() {
     unexplained.clear();
     credentials.clear();
     nextCredential = 0;
+    takenCredentials.clear();
     passedCount = 0;
     lastUser = nullptr;
     lastUserDn.clear();
@@ -534,25 +532,24 @@ void forgetProof() {
 
 }  // namespace
 
-int prove(const std::string& exportName, const std::string& outputName, std::size_t limit) {
+ProofProblem prove(const std::string& exportName, const std::string& outputName) {
     forgetProof();
-    if (output.open(outputName) != 0) {
-        return -2;
+    ProofProblem problem;
+    problem.ofOutput = output.open(outputName);
+    if (!problem.ofOutput.empty()) {
+        return problem;
     }
-    beginFindings(limit);
-    if (scanExport(exportName, {comparePassed, noteCredential}) != 0) {
-        return -1;
+    problem.ofExport = scanExport(exportName, {comparePassed, noteCredential});
+    if (!problem.ofExport.empty()) {
+        return problem;
     }
     findTroubleOfOwners();
     keepDifferencesAlone();
     countDemands();
     explainWhatIsLeft();
-    if (output.error() != 0) {
-        errno = output.error();
-        return -2;
-    }
     tellMissingRecords();
     tellUnmet();
-    outputBytes = output.size();
-    return 0;
+    problem.ofExport = problemOfExport();
+    problem.ofOutput = output.problem();
+    return problem;
 }

@@ -17,8 +17,12 @@ struct Balance {
     std::uint64_t found = 0;     // in the output, as demanded
 };
 extern std::array<Balance, static_cast<std::size_t>(Content::END)> balances;
-extern std::uint64_t outputBytes;
 
-// Reads both files and tells what differs. Returns 0, -1 when the export cannot be read, -2 when
-// the output cannot; the reason is in errno.
-int prove(const std::string& exportName, const std::string& outputName, std::size_t limit);
+// Why one of the files could not be read; empty texts when both could.
+struct ProofProblem {
+    std::string ofExport;
+    std::string ofOutput;
+};
+
+// Reads both files and adds what differs to the findings.
+ProofProblem prove(const std::string& exportName, const std::string& outputName);

@@ -25,8 +25,6 @@
 
 namespace {
 
-constexpr std::size_t longestLine = 4095;  // with its line feed
-
 bool holdsChangetype = false;
 
 void addCredential() {
@@ -36,7 +34,7 @@ void addCredential() {
             dropLine(line, index, filteredNames);
         } else {
             digest.add(digestOfLine(line));
-            inventory.passedBytes += line.size() + 1;
+            countOutput(line.size() + 1);
         }
     });
     if (demandTakers.credential != nullptr) {
@@ -235,7 +233,7 @@ void regroupPieces(const std::string& attributes) {
 
 void regroup(std::string_view attributes) {
     const std::string_view text = workFileText(attributes, tellNormalized);
-    inventory.workFileBytes += text.size() + 1;
+    countWorkFile(text.size() + 1);
     holdsChangetype = holdsChangetype || someHead(text, [](std::string_view head) {
                           return head.ends_with("changetype:");
                       });
@@ -254,18 +252,12 @@ void regroup(std::string_view attributes) {
     }
 }
 
-bool canBeAdjusted() {
-    return objectClass != SECUSER_OBJECTCLASS || hasDomainIdentifier() ||
-           (obtainAttributeValueFromObjArray("secAuthority") &&
-            obtainAttributeValueFromObjArray("principalName"));
-}
-
 std::optional<Entry> stagedEntryAt(off_t place) {
     if (!readEntryAt(place) || object.line(0).starts_with(' ')) {
         return std::nullopt;
     }
     determineTheObjectsObjectClass();
-    if (!canBeAdjusted()) {
+    if (!canBeTweeked()) {
         return std::nullopt;
     }
     tweekObjectInObjectArray();

@@ -12,9 +12,6 @@
 // `attributes`, as the work file would give it back. Changes `object`.
 void regroup(std::string_view attributes);
 
-// Whether the migration can adjust the current entry, whose class is known, without an error.
-bool canBeAdjusted();
-
 // Whether an entry that was taken in has a change type, so that policy containers get one.
 bool isChangetypeDemanded();
 

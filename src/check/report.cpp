@@ -267,7 +267,10 @@ std::string jsonBefore(const Request& request, const DiskNeed& need) {
     JsonText json;
     beginDocument(json, request);
     addInventory(json);
-    addPlan(json, "run", planFor(request.users, request.groups));
+    addPlan(json, "run", planFor(0, 0));
+    if (request.users != 0 || request.groups != 0) {
+        addPlan(json, "requested", planFor(request.users, request.groups));
+    }
     json.beginArray("plans");
     for (const Plan& plan : plans()) {
         addPlan(json, {}, plan);

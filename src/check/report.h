@@ -10,7 +10,7 @@
 struct Request {
     std::string exportName;
     std::string outputName;   // empty before the migration
-    std::uint64_t users = 0;  // slot counts to check for; 0: as many as there are
+    std::uint64_t users = 0;  // slot counts asked for; 0: as many as there are
     std::uint64_t groups = 0;
     bool asJson = false;
 };

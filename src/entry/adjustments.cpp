@@ -118,6 +118,12 @@ void respellUuid() {
 
 }  // namespace
 
+bool canBeTweeked() {
+    return objectClass != SECUSER_OBJECTCLASS || hasDomainIdentifier() ||
+           (obtainAttributeValueFromObjArray("secAuthority") &&
+            obtainAttributeValueFromObjArray("principalName"));
+}
+
 bool hasDomainIdentifier() {
     return someLineHolds("secDomainId:");
 }

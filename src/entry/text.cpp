@@ -12,17 +12,6 @@ bool isLetter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-// Most DNs have none and need not be rewritten.
-bool hasBlankBesideComma(std::string_view text) {
-    for (std::size_t comma = text.find(','); comma != std::string_view::npos;
-         comma = text.find(',', comma + 1)) {
-        if (text.substr(comma + 1, 1) == " " || (comma > 0 && text[comma - 1] == ' ')) {
-            return true;
-        }
-    }
-    return false;
-}
-
 }  // namespace
 
 std::string& trim(std::string& str) {
@@ -83,9 +72,19 @@ std::uint32_t hashIgnoringCase(std::string_view text) {
     return static_cast<std::uint32_t>(hash);
 }
 
+bool hasBlankBesideComma(std::string_view text) {
+    for (std::size_t comma = text.find(','); comma != std::string_view::npos;
+         comma = text.find(',', comma + 1)) {
+        if (text.substr(comma + 1, 1) == " " || (comma > 0 && text[comma - 1] == ' ')) {
+            return true;
+        }
+    }
+    return false;
+}
+
 void commaSpaceEater(std::string& str) {
     if (!hasBlankBesideComma(str)) {
-        return;
+        return;  // as most DNs
     }
     std::size_t length = 0;
     for (const char c : str) {

@@ -78,6 +78,9 @@ bool equalIgnoringCase(std::string_view first, std::string_view second);
 // A hash that is equal for texts which are equal without regard to case.
 std::uint32_t hashIgnoringCase(std::string_view text);
 
+// Whether a space stands directly before or after a comma.
+bool hasBlankBesideComma(std::string_view text);
+
 // Removes every space directly before or after a comma. A comma that is escaped or quoted is a
 // comma like any other: old and new layout have always been compared that way. Tabs stay.
 void commaSpaceEater(std::string& str);

@@ -13,7 +13,6 @@ std::uint32_t lineNum = 0;
 namespace {
 
 constexpr std::size_t bufferSize = 256 * 1024;
-constexpr std::size_t longestLine = 4095;
 
 }  // namespace
 

@@ -15,6 +15,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -23,6 +24,9 @@
 #include <vector>
 
 #include "driver/platform/file.h"
+
+// The most bytes of a line, its line feed included.
+constexpr std::size_t longestLine = 4095;
 
 // Results of reading a line or an entry, beside 0 for success.
 constexpr int END_OF_FILE = -1;
