@@ -78,12 +78,14 @@ void visitPieces(off_t start, off_t end, std::int64_t line, Visit visit) {
 void divideCurrent(off_t start) {
     bool hasBegun = false;
     bool wasCut = false;
+    bool isInComment = false;
     visitPieces(start, current.end, nextLineNumber, [&](const Piece& piece) {
         if (!hasBegun && isTextOfEntry(piece.text)) {
             hasBegun = true;
             current.place = piece.place;
             current.line = piece.line;
         }
+        isInComment = piece.beginsLine ? isCommentLine(piece.text) : isInComment;
         const bool isRun = piece.isCut && wasCut && piece.text.empty();
         wasCut = piece.isCut;
         // What stands above the entry may be as long as it likes, and is not kept.
@@ -93,7 +95,7 @@ void divideCurrent(off_t start) {
         current.pieces.push_back(piece);
         Piece& kept = current.pieces.back();
         kept.isTorn = piece.place > current.place && hasBegun && !piece.beginsLine &&
-                      !isCommentLine(piece.text);
+                      !(isInComment && isCommentLine(piece.text));
         current.hasLongLine = current.hasLongLine || kept.isTorn;
         current.endsInBlanks = !current.isLast && piece.beginsLine && isBlankLine(piece.text) &&
                                piece.text.starts_with(' ');

@@ -483,7 +483,10 @@ void tellUnmet() {
         return first->entry.place < second->entry.place;
     });
     for (const Unexplained* one : extra) {
-        const off_t place = placeOfRepeated(one->entry.lines.chain);
+        const off_t whole = placeOfRepeated(one->entry.lines.chain);
+        const off_t place = whole >= 0 || !one->entry.endsInInstallDate
+                                ? whole
+                                : placeOfRepeated(one->entry.linesButLast.chain);
         tell(place >= 0 ? Kind::REPEATED_ENTRY : Kind::EXTRA_ENTRY, place, &one->entry,
              place >= 0 ? "the same entry stands in the output already"
                         : "no entry of the export leads to it, or only to another like it");

@@ -23,7 +23,8 @@ FINDINGS = (PROJECT / "src/check/findings.cpp").read_text(encoding="utf-8")
 PARTS = {
     "Arguments": ("| `INPUT` | the export", "\n\n**Environment.**"),
     "What the output holds": ("The output holds, in this order", "\n## Usage"),
-    "ENVIRONMENT": ("When `DEBUG_ERROR` is set", "\n\n**Exit status.**"),
+    "Progress": ("When standard error is a terminal", "\n\n**Exit status.**"),
+    "ENVIRONMENT": ("When `DEBUG_ERROR` is set", "\n\n**Progress.**"),
     "EXIT STATUS": ("0 when the run came to its end", "\n\n**Files.**"),
     "FILES": ("Besides the output the program", "\n## Check before"),
     "DIAGNOSTICS": ("Errors go to standard error", "\n## What is dropped"),
