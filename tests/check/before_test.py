@@ -1,0 +1,147 @@
+#!/usr/bin/env python3
+"""Checks exports before their migration and migrates them all the same.
+
+    before_test.py PROGRAM CASES [TEST...]
+
+CASES is owners, lines, names or harmless, the modules with the cases; case.py tells what these are
+made of. The check stands beside PROGRAM, which migrates.
+"""
+
+import importlib
+import pathlib
+import sys
+import tempfile
+import unittest
+
+sys.dont_write_bytecode = True
+FOLDER = pathlib.Path(__file__).resolve().parent
+sys.path.append(str(FOLDER.parent / "properties"))
+from checker import CLEAN, FOUND, check  # noqa: E402
+from program import migrate  # noqa: E402
+
+PROGRAM = pathlib.Path(sys.argv[1]).resolve()
+CHECK = PROGRAM.with_name("ldif-migrate-check")
+ENDED = 255
+TRIED = set()
+
+
+def encoded(text):
+    return text.encode("latin-1")
+
+
+def findings(report):
+    """Everything found: kind, line, DN."""
+    return [(found["kind"], one.get("line"), one.get("dn"))
+            for found in report["findings"] for one in found["shown"]]
+
+
+def unlike(reported, expected):
+    """The findings that are not in the other list; of a DN the case knows the beginning."""
+    def is_same(one, other):
+        return one[:2] == other[:2] and (one[2] == other[2] if None in (one[2], other[2])
+                                         else one[2].startswith(other[2]))
+
+    return ([one for one in reported if not any(is_same(one, other) for other in expected)],
+            [one for one in expected if not any(is_same(other, one) for other in reported)])
+
+
+class BeforeTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.export = self.folder / "export.ldif"
+        self.output = self.folder / "output.ldif"
+
+    def check(self, *options, output=None):
+        before = self.state()
+        run = check(CHECK, self.export, output, options)
+        self.assertEqual(run.stderr, b"")
+        self.assertEqual(self.state(), before)
+        return run
+
+    def state(self):
+        """What is in the folder."""
+        return {path.name: (path.read_bytes(), path.stat().st_mtime_ns)
+                for path in self.folder.iterdir()}
+
+    def migrate(self, text, report):
+        """Migrates with the counts of the report."""
+        return migrate(PROGRAM, encoded(text), (report["run"]["users"], report["run"]["groups"]))
+
+    def run_case(self, case):
+        if case.export is not None:
+            self.run_broken(case)
+        self.run_sound(case.repaired, case.repaired_output)
+
+    def run_broken(self, case):
+        self.export.write_bytes(encoded(case.export))
+        run = self.check("--json")
+        self.assertEqual(run.status, FOUND, run.stdout)
+        self.compare_report(case, run.document)
+        self.compare_text(run.document)
+        ended = self.migrate(case.export, run.document)
+        if case.ends:
+            number, text = case.ends
+            self.assertEqual(ended.status, ENDED)
+            self.assertTrue(ended.stderr.startswith(b"%d ERROR: " % number), ended.stderr)
+            self.assertIn(text, ended.stderr.decode("latin-1"))
+        else:
+            self.assertEqual((ended.status, ended.stderr), (0, b""))
+            self.assertEqual(ended.output.decode("latin-1"), case.output)
+
+    def compare_report(self, case, report):
+        self.assertEqual(unlike(findings(report), case.found), ([], []))
+        kinds = [kind for kind, *_ in case.found]
+        self.assertEqual({found["kind"]: found["total"] for found in report["findings"]},
+                         {kind: kinds.count(kind) for kind in kinds})
+        ending = [found for found in report["findings"] if found["severity"] == "ends"]
+        self.assertEqual(bool(ending), bool(case.ends))
+        for found in report["findings"]:
+            self.assertIn(found["severity"], ("ends", "changes"))
+            for one in found["shown"]:
+                self.assertEqual(one.get("message"),
+                                 case.ends[0] if found in ending else None, one)
+                self.assertTrue(one["effect"])
+
+    def compare_text(self, report):
+        """What is for people tells what is for programs."""
+        run = self.check()
+        self.assertEqual(run.status, FOUND)
+        text = run.stdout.decode("latin-1")
+        for found in report["findings"]:
+            self.assertIn(found["title"], text)
+            self.assertIn(found["repair"], text)
+            for one in found["shown"]:
+                self.assertIn(one.get("dn", "").encode().decode("latin-1"), text)
+                self.assertIn(one["effect"].encode().decode("latin-1"), text)
+                self.assertRegex(text, rf"\b{one['line']}\b")
+
+    def run_sound(self, text, output):
+        if (text, output) in TRIED:  # many cases are mended by undoing their edits
+            return
+        self.export.write_bytes(encoded(text))
+        run = self.check("--json")
+        self.assertEqual(findings(run.document), [])
+        self.assertEqual(run.status, CLEAN)
+        self.assertEqual(self.check().status, CLEAN)
+        ended = self.migrate(text, run.document)
+        self.assertEqual((ended.status, ended.stderr), (0, b""))
+        self.assertEqual(ended.output.decode("latin-1"), output)
+        self.output.write_bytes(ended.output)
+        proof = self.check("--json", output=self.output)
+        self.assertEqual((findings(proof.document), proof.status), ([], CLEAN))
+        self.output.unlink()
+        TRIED.add((text, output))
+
+
+def add_tests(cases):
+    for number, case in enumerate(cases):
+        setattr(BeforeTest, f"test_{number:02} {case.name}",
+                lambda self, case=case: self.run_case(case))
+
+
+if __name__ == "__main__":
+    sys.path.insert(0, str(FOLDER))
+    add_tests(importlib.import_module(sys.argv[2]).CASES)
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:])
