@@ -23,7 +23,7 @@ FOLDERS = {"./usr/", "./usr/bin/", "./usr/share/", "./usr/share/bash-completion/
            "./usr/share/man/man1/"}
 FILES = {DOCUMENTS + name for name in (
     "README.md", "changelog.Debian.gz", "copyright", "docs/guide.md", "docs/performance.md",
-    "examples/export.ldif", "examples/migrated.ldif")}
+    "examples/broken.ldif", "examples/export.ldif", "examples/migrated.ldif")}
 
 
 def output_of(*command):
