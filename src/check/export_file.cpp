@@ -194,6 +194,7 @@ void leaveOutLines(int count, int attributes) {
     for (int i = count; i < whole.lineCount(); ++i) {
         object.append(whole.line(i));
     }
+    current.isShortened = true;
     current.leftOut += attributes;
 }
 

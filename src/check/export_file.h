@@ -34,7 +34,8 @@ struct CurrentEntry {
     off_t end = 0;              // behind the blank line that ends it
     bool endsInBlanks = false;  // that line is not empty
     bool isTornOff = false;     // by a line of blanks right above it
-    int leftOut = 0;            // attributes at its beginning that are not in `object` any more
+    bool isShortened = false;   // lines at its beginning are not in `object` any more
+    int leftOut = 0;            // the attributes that these lines hold
     bool isOversized = false;   // too many lines for the migration to hold
     bool isLast = false;        // the export ends behind it
 

@@ -99,10 +99,10 @@ bool hasLineOfDomainIdentifier() {
 
 // Tells when the domain identifier that is added is not what its name says.
 void tellAddedIdentifier(std::string_view authority, std::string_view principal) {
+    const std::string_view name = withoutLineEnd(principalNameOf(object));
     if (hasLineOfDomainIdentifier()) {
         findEntry(Kind::DOMAIN_ID_WRONG, "would add a second domain identifier");
-    } else if (authority.starts_with(':') ||
-               (principal != withoutLineEnd(principalNameOf(object)) && !principal.empty())) {
+    } else if (authority.starts_with(':') || (principal != name && !name.empty())) {
         findEntry(Kind::DOMAIN_ID_WRONG, "would make the domain identifier of other values");
     } else if (authority.empty() && !isUsersEntry(object.line(0))) {
         findEntry(Kind::EMPTY_DOMAIN, "would give the user a domain identifier without a domain");

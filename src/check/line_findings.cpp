@@ -60,7 +60,8 @@ void tellCarriageReturns() {
 
 void tellMissingDn() {
     constexpr std::string_view trailer = "search:";
-    if (beginsWith("dn:", 0) || beginsWithHeader() || beginsWith(trailer, 0)) {
+    if (current.isShortened || beginsWith("dn:", 0) || beginsWithHeader() ||
+        beginsWith(trailer, 0)) {
         return;
     }
     if (current.isTornOff) {

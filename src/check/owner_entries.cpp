@@ -86,9 +86,9 @@ void tellPolicyDomain(const Owner& owner) {
 
 void tellPolicyName() {
     const std::string_view dn = object.line(0);
-    const std::string_view value =
-        withoutLeadingBlanks(dn.substr(std::min<std::size_t>(3, dn.size())));
-    if (!equalIgnoringCase(value.substr(0, value.find(',')), "cn=Policy")) {
+    std::string name(withoutLeadingBlanks(dn.substr(std::min<std::size_t>(3, dn.size()))));
+    name.resize(std::min(name.find(','), name.size()));
+    if (!equalIgnoringCase(trim(name), "cn=Policy")) {
         findEntry(Kind::POLICY_RENAMED, "would give the policy the name cn=Policy");
     }
 }
@@ -370,7 +370,9 @@ void addLines(Owner& owner, Part part, bool isBroken) {
         return;
     }
     if (part == Part::OWN) {
-        tellDomain(owner);
+        if (!hasBase64Dn()) {
+            tellDomain(owner);
+        }
         nameOwner(owner);
     } else {
         countRule(Rule::OLD_NAMES);
