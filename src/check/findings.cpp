@@ -149,7 +149,7 @@ constexpr std::array<KindText, static_cast<std::size_t>(Kind::END)> texts = {{
      "add secDomainId with one blank behind its colon, as text: the domain, a percent sign and the principal name"},
     {Kind::RESPELLED_ELSEWHERE, Severity::CHANGES, "respelled-elsewhere",
      "Lines in which secuuid is respelled by mistake",
-     "write the entry's own secuuid as secUUID, and put it first"},
+     "put the entry's own secuuid in front of that line"},
     {Kind::SAME_NEW_NAME, Severity::CHANGES, "same-new-name",
      "Two entries of one new DN",
      "rename one of the two"},
