@@ -92,7 +92,7 @@ CASES = [
     ends("starts-with-continuation, the export",
          ("dn: secAuthority=Default\nobjectClass: secAuthorityInfo",
           " dn: secAuthority=Default\nobjectClass: secAuthorityInfo"),
-         found=[("starts-with-continuation", 1, None), ("entry-without-dn", 1, None)],
+         found=[("starts-with-continuation", 1, None)],
          text='the entry " dn: secAuthority=Default" has a continuation line where an attribute '
               'should begin'),
     ends("starts-with-continuation, behind a blank line within a value",

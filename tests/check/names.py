@@ -97,7 +97,8 @@ CASES = [
     # It takes the place of the name in both of Ann's entries.
     changes("replaced-value, by the DN of the mapping entry",
             ("dn: secUUID=7a10,cn=Users,", "dn: secUUID=7a10,cn=Users,cn=principalName:,"),
-            found=[("replaced-value", 44, f"dn: {ANN}"),
+            found=[("dn-spelling", 11, "dn: secUUID=7a10,cn=Users,cn=principalName:,"),
+                   ("replaced-value", 44, f"dn: {ANN}"),
                    ("replaced-value", 19, f"dn: {ANNS_USERS_ENTRY}")],
             output=[("principalName: ann\nsecDN",
                      "dn: secUUID=7a10,cn=Users,cn=principalName:,secAuthority=Default\nsecDN")]),

@@ -141,16 +141,17 @@ class PlanTest(ReportTest):
                               (2_000_000_000, 2_000_000_000)):
             with self.subTest(users=users, groups=groups):
                 run = self.report_of_generated("--users", str(users), "--groups",
-                                               str(groups))["run"]
+                                               str(groups))["requested"]
                 self.assertEqual((run["users"], run["groups"]), (users, groups))
                 self.assertEqual(run["passes"], self.passes_of(users, groups))
 
     def test_one_count_given(self):
         make_export(PROGRAM, self.export, "--users", 50, "--groups", 20)
-        run = self.report_of_generated("--users", "10")["run"]
+        run = self.report_of_generated("--users", "10")["requested"]
         self.assertEqual((run["users"], run["groups"], run["passes"]), (10, 20, 5))
-        run = self.report_of_generated("--groups", "10")["run"]
+        run = self.report_of_generated("--groups", "10")["requested"]
         self.assertEqual((run["users"], run["groups"], run["passes"]), (50, 10, 2))
+        self.assertNotIn("requested", self.report_of_generated())
 
     def test_counts_for_nobody(self):
         report = self.report_of(base.PERSON)

@@ -130,7 +130,8 @@ class ArgumentsTest(SurroundingsTest):
                           ("--users=3", EXPORT, "--json"),
                           ("--users", "3", "--json", "--", EXPORT)):
             with self.subTest(arguments=arguments):
-                self.assertEqual(json.loads(self.check(*arguments).stdout)["run"]["users"], 3)
+                self.assertEqual(json.loads(self.check(*arguments).stdout)["requested"]["users"],
+                                 3)
 
     def test_export_whose_name_begins_like_an_option(self):
         (self.files / "--json").write_text(base.EXPORT)
