@@ -1,0 +1,162 @@
+#include "check/plan.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "check/findings.h"
+#include "check/inventory.h"
+#include "driver/diagnostics/messages.h"
+#include "support/dice.h"
+#include "support/temporary_folder.h"
+
+namespace {
+
+class PlanTest : public testing::Test {
+protected:
+    void SetUp() override {
+        forgetInventory();
+        beginFindings(1);
+    }
+    void TearDown() override {
+        forgetInventory();
+        beginFindings(0);
+    }
+    static void setOwners(std::uint64_t users, std::uint64_t groups) {
+        inventory.users = users;
+        inventory.groups = groups;
+    }
+};
+
+TEST_F(PlanTest, WithoutOwnersOneSlotOfEachWillDoAndNoPassGathersAnything) {
+    const Plan plan = planFor(0, 0);
+    EXPECT_EQ(plan.users, 1U);
+    EXPECT_EQ(plan.groups, 1U);
+    EXPECT_EQ(plan.passes, 0U);
+    EXPECT_EQ(plans().size(), 1U);
+}
+
+TEST_F(PlanTest, OneOwnerNeedsOnePass) {
+    setOwners(1, 0);
+    EXPECT_EQ(planFor(0, 0).passes, 1U);
+    EXPECT_EQ(planFor(1, 1).passes, 1U);
+    EXPECT_EQ(plans().size(), 1U);
+}
+
+TEST_F(PlanTest, ZeroStandsForAsManyAsThereAre) {
+    setOwners(70, 9);
+    const Plan plan = planFor(0, 0);
+    EXPECT_EQ(plan.users, 70U);
+    EXPECT_EQ(plan.groups, 9U);
+    EXPECT_EQ(planFor(7, 0).groups, 9U);
+    EXPECT_EQ(planFor(7, 0).users, 7U);
+}
+
+TEST_F(PlanTest, PassesGoOnUntilTheLastOwnerHasASlot) {
+    Dice dice(1);
+    for (int i = 0; i < 2000; ++i) {
+        setOwners(dice.upTo(40), dice.upTo(40));
+        const Plan plan = planFor(1 + dice.upTo(40), 1 + dice.upTo(40));
+        std::uint64_t passes = 0;
+        while (passes * plan.users < inventory.users || passes * plan.groups < inventory.groups) {
+            ++passes;
+        }
+        ASSERT_EQ(plan.passes, passes) << inventory.users << " users in " << plan.users << ", "
+                                       << inventory.groups << " groups in " << plan.groups;
+    }
+}
+
+TEST_F(PlanTest, MemoryIsThatOfTheOwnersHeldAtOnce) {
+    const std::uint64_t ofProgram = planFor(0, 0).memory;
+    setOwners(10, 4);
+    inventory.userMemory = 1000;
+    inventory.groupMemory = 80;
+    const auto memory = [ofProgram](std::uint64_t users, std::uint64_t groups) {
+        return planFor(users, groups).memory - ofProgram;
+    };
+    EXPECT_GE(memory(0, 0), 1080U);
+    EXPECT_LE(memory(0, 0), 1080U * 5 / 4);
+    EXPECT_GE(memory(5, 1), 520U);
+    EXPECT_LE(memory(5, 1), 520U * 5 / 4);
+    EXPECT_EQ(memory(2'000'000'000, 2'000'000'000), memory(0, 0));
+}
+
+TEST_F(PlanTest, PlansDivideTheOwnersFurtherAndFurther) {
+    setOwners(1000, 10);
+    inventory.userMemory = 1'000'000;
+    inventory.groupMemory = 10'000;
+    const std::vector<Plan> all = plans();
+    ASSERT_EQ(all.size(), 7U);
+    EXPECT_EQ(all.front().users, 1000U);
+    EXPECT_EQ(all.front().groups, 10U);
+    EXPECT_EQ(all.front().passes, 1U);
+    EXPECT_EQ(all.back().users, 16U);
+    EXPECT_EQ(all.back().groups, 1U);
+    EXPECT_EQ(all.back().passes, 63U);
+    for (std::size_t i = 1; i < all.size(); ++i) {
+        EXPECT_GT(all[i].passes, all[i - 1].passes);
+        EXPECT_LT(all[i].memory, all[i - 1].memory);
+    }
+}
+
+TEST_F(PlanTest, NoPlanIsListedTwice) {
+    setOwners(3, 1);
+    std::vector<std::uint64_t> passes;
+    for (const Plan& plan : plans()) {
+        passes.push_back(plan.passes);
+    }
+    EXPECT_EQ(passes, (std::vector<std::uint64_t>{1, 2, 3}));
+}
+
+TEST_F(PlanTest, WorkFileAndOutputNeedWhatWasCounted) {
+    inventory.workFileBytes = 30;
+    inventory.outputBytes = 507;
+    const TemporaryFolder folder;
+    const DiskNeed need = diskNeed(folder.path("export"));
+    EXPECT_EQ(need.workFile, 30U);
+    EXPECT_EQ(need.output, 507U);
+    EXPECT_GT(need.free, 0U);
+    EXPECT_GT(diskNeed("export").free, 0U);
+    EXPECT_EQ(diskNeed(folder.path("missing/export")).free, 0U);
+}
+
+TEST_F(PlanTest, NothingIsWrongAroundAnExportWithRoom) {
+    const TemporaryFolder folder;
+    const std::string name = writeFile(folder.path("export"), "");
+    writeFile(name + ".tmp", "");
+    findTroubleAround(name, {3, 4, 7});
+    EXPECT_EQ(totalOfAllKinds(), 0U);
+}
+
+TEST_F(PlanTest, OneByteTooLittleIsTooLittle) {
+    const TemporaryFolder folder;
+    findTroubleAround(writeFile(folder.path("export"), ""), {3, 4, 6});
+    ASSERT_EQ(total(Kind::DISK_TOO_SMALL), 1U);
+    EXPECT_EQ(totalOfAllKinds(), 1U);
+    EXPECT_EQ(shown(Kind::DISK_TOO_SMALL).front().message, MESSAGE_CANNOT_WRITE);
+}
+
+TEST_F(PlanTest, ADiskOfUnknownRoomIsNotTooSmall) {
+    const TemporaryFolder folder;
+    findTroubleAround(writeFile(folder.path("export"), ""), {3, 4, 0});
+    EXPECT_EQ(totalOfAllKinds(), 0U);
+}
+
+TEST_F(PlanTest, AWorkFileThatIsNotEmptyIsLeftOver) {
+    const TemporaryFolder folder;
+    const std::string name = writeFile(folder.path("export"), "");
+    writeFile(name + ".tmp", "\n");
+    findTroubleAround(name, {});
+    EXPECT_EQ(total(Kind::LEFT_OVER_WORK_FILE), 1U);
+    EXPECT_EQ(totalOfAllKinds(), 1U);
+}
+
+TEST_F(PlanTest, AnExportThatCannotBeOpenedIsTold) {
+    const TemporaryFolder folder;
+    findTroubleAround(folder.path("missing"), {});
+    ASSERT_EQ(total(Kind::EXPORT_NOT_WRITABLE), 1U);
+    EXPECT_EQ(shown(Kind::EXPORT_NOT_WRITABLE).front().message, MESSAGE_CANNOT_OPEN);
+}
+
+}  // namespace
