@@ -1,0 +1,113 @@
+#include "check/line_findings.h"
+
+#include <gtest/gtest.h>
+
+#include <string_view>
+
+#include "check/export_file.h"
+#include "check/findings.h"
+#include "check/inventory.h"
+#include "entry/filters.h"
+#include "support/ldif_fixture.h"
+
+namespace {
+
+std::uint64_t linesOfRule(Rule rule) {
+    return ruleLines[static_cast<std::size_t>(rule)];
+}
+
+class LineFindingsTest : public LdifFixture {
+protected:
+    void SetUp() override {
+        LdifFixture::SetUp();
+        forgetInventory();
+        beginFindings(10);
+    }
+    void TearDown() override {
+        forgetInventory();
+        beginFindings(0);
+        LdifFixture::TearDown();
+    }
+    // Reads the first entry of this export.
+    void read(std::string_view content) {
+        writeInput(content);
+        ASSERT_EQ(openExport(input_ldif_filename), "");
+        ASSERT_TRUE(readNextEntry());
+    }
+    // The line of the only finding of this kind, 0 when there is none.
+    static std::int64_t lineOf(Kind kind) {
+        EXPECT_LE(total(kind), 1U);
+        return shown(kind).empty() ? 0 : shown(kind).front().line;
+    }
+};
+
+TEST_F(LineFindingsTest, AFoldedCommentIsToldInItsFirstLine) {
+    read("dn: a\n# one\n# two\n folded\nx: 1\n");
+    tellLineTrouble();
+    EXPECT_EQ(lineOf(Kind::FOLDED_COMMENT), 3);
+}
+
+TEST_F(LineFindingsTest, ACommentInFrontOfAFoldedLineOfAnAttributeIsOneThatIsFolded) {
+    read("dn: a\nx: 1\n# c\n  2\n");
+    tellLineTrouble();
+    EXPECT_EQ(lineOf(Kind::FOLDED_COMMENT), 3);
+}
+
+TEST_F(LineFindingsTest, CommentsOnLinesOfTheirOwnAreFine) {
+    read("# c\ndn: a\n b\n# c\n# d\nx: 1\n# e\n\n");
+    tellLineTrouble();
+    EXPECT_EQ(totalOfAllKinds(), 0U);
+}
+
+TEST_F(LineFindingsTest, AZeroByteIsToldInItsLine) {
+    read(std::string_view("dn: a\nx: 1\0\n\n", 13));
+    tellLineTrouble();
+    EXPECT_EQ(lineOf(Kind::CUT_TEXT), 2);
+}
+
+TEST_F(LineFindingsTest, TextBehindACarriageReturnIsLost) {
+    read("dn: a\r\nx: 1\ry\n folded\r\n\r\n");
+    tellLineTrouble();
+    EXPECT_EQ(lineOf(Kind::CUT_TEXT), 2);
+}
+
+TEST_F(LineFindingsTest, CarriageReturnsAtTheEndOfALineAreNoText) {
+    read("dn: a\r\nx: 1\r\r\n\r\n");
+    tellLineTrouble();
+    EXPECT_EQ(totalOfAllKinds(), 0U);
+}
+
+TEST_F(LineFindingsTest, ALineOfAnyLengthIsToldOnce) {
+    read("dn: a\nx: " + std::string(20'000, 'y') + "\n\n");
+    tellLongLines();
+    EXPECT_EQ(lineOf(Kind::LONG_LINE), 2);
+}
+
+TEST_F(LineFindingsTest, FromFourThousandAndNinetyFiveBytesOnALineIsTooLong) {
+    read("dn: a\nx: " + std::string(4091, 'y') + "\n\n");
+    tellLongLines();
+    EXPECT_EQ(lineOf(Kind::LONG_LINE), 0);
+    read("dn: a\nx: " + std::string(4092, 'y') + "\n\n");
+    tellLongLines();
+    EXPECT_EQ(lineOf(Kind::LONG_LINE), 2);
+}
+
+TEST_F(LineFindingsTest, ALineDroppedForItsOwnNameIsCountedAlone) {
+    read("dn: a\naclEntry: x\n\n");
+    dropLine("aclEntry: x", 1, filteredNames);
+    dropLine("KVO-EntryUUID: x", 1, filteredNames);
+    EXPECT_EQ(linesOfRule(Rule::ACCESS_CONTROL), 1U);
+    EXPECT_EQ(linesOfRule(Rule::ENTRY_IDENTIFIERS), 1U);
+    EXPECT_EQ(totalOfAllKinds(), 0U);
+}
+
+TEST_F(LineFindingsTest, ALineDroppedForAnotherNameIsTold) {
+    read("dn: a\n b\nmotto: mind the acl: x\n\n");
+    dropLine("motto: mind the acl: x", 1, filteredNames);
+    EXPECT_EQ(linesOfRule(Rule::FILTERED_WORDS), 1U);
+    EXPECT_EQ(lineOf(Kind::FILTERED_WORD), 3);
+    dropLine("oldacl: x", 1, filteredNames);
+    EXPECT_EQ(total(Kind::FILTERED_WORD), 2U);
+}
+
+}  // namespace
