@@ -1,0 +1,180 @@
+#include "check/owner_findings.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "check/digest.h"
+#include "check/export_scan.h"
+#include "check/findings.h"
+#include "check/inventory.h"
+#include "driver/diagnostics/messages.h"
+#include "support/dice.h"
+#include "support/ldif_fixture.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+class OwnerFindingsTest : public LdifFixture {
+protected:
+    void SetUp() override {
+        LdifFixture::SetUp();
+        beginFindings(10);
+    }
+    void TearDown() override {
+        clearOwners();
+        forgetInventory();
+        beginFindings(0);
+        LdifFixture::TearDown();
+    }
+    void scan(const std::string& content) {
+        writeInput(content);
+        ASSERT_EQ(scanExport(input_ldif_filename, {}), "");
+    }
+    static std::string userEntry(const std::string& name, const std::string& lines = {}) {
+        return "dn: secAuthority=Default,cn=" + name +
+               ",o=acme\nobjectClass: secUser\nsecAuthority: Default\nprincipalName: " + name +
+               "\n" + lines + "\n";
+    }
+    static std::string usersEntry(const std::string& name, const std::string& lines = {}) {
+        return "dn: principalName=" + name +
+               ",cn=Users,secAuthority=Default\nobjectClass: secUser\nsecAuthority: Default\n"
+               "principalName: " +
+               name + "\nsecDN: cn=" + name + ",o=acme\n" + lines + "\n";
+    }
+    static std::string mappingEntry(const std::string& name, const std::string& lines = {}) {
+        return "dn: secUUID=" + name +
+               ",cn=Users,secAuthority=Default\nobjectClass: secMap\nsecDN: cn=" + name +
+               ",o=acme\n" + lines + "\n";
+    }
+    static std::string kindsFound() {
+        std::string found;
+        for (const KindText& text : kinds()) {
+            if (total(text.kind) > 0) {
+                found += std::string(text.id) + ' ';
+            }
+        }
+        return found;
+    }
+};
+
+TEST_F(OwnerFindingsTest, AnOwnerWithBothEntriesIsFine) {
+    scan(userEntry("ann") + mappingEntry("ann"));
+    findTroubleOfOwners();
+    EXPECT_EQ(kindsFound(), "");
+}
+
+TEST_F(OwnerFindingsTest, WhatAnOwnerLacksIsToldAtTheEntryThatNeedsIt) {
+    scan(userEntry("ann") + mappingEntry("bob") + usersEntry("cleo"));
+    findTroubleOfOwners();
+    EXPECT_EQ(kindsFound(), "user-without-mapping mapping-without-user users-entry-without-user ");
+    EXPECT_EQ(shown(Kind::USER_WITHOUT_MAPPING).front().line, 1);
+    EXPECT_EQ(shown(Kind::MAPPING_WITHOUT_USER).front().line, 6);
+    EXPECT_EQ(shown(Kind::USERS_ENTRY_WITHOUT_USER).front().line, 10);
+    EXPECT_EQ(shown(Kind::MAPPING_WITHOUT_USER).front().message, MESSAGE_PROCESSING_FAILED);
+}
+
+TEST_F(OwnerFindingsTest, AValueThatIsReplacedIsToldAtItsLine) {
+    scan(userEntry("ann", "mail: a\nmail: b\n") + mappingEntry("ann", "mail: c\n"));
+    findTroubleOfOwners();
+    ASSERT_EQ(total(Kind::REPLACED_VALUE), 1U);
+    EXPECT_EQ(shown(Kind::REPLACED_VALUE).front().line, 5);
+    EXPECT_EQ(kindsFound(), "replaced-value ");
+}
+
+TEST_F(OwnerFindingsTest, AValueThatBothEntriesHoldIsNotLost) {
+    scan(userEntry("ann", "mail: a\n") + mappingEntry("ann", "mail: a\n"));
+    findTroubleOfOwners();
+    EXPECT_EQ(kindsFound(), "");
+    EXPECT_EQ(ruleLines[static_cast<std::size_t>(Rule::EQUAL_LINES)], 1U);
+}
+
+TEST_F(OwnerFindingsTest, OfTwoOwnersOfOneNameTheSecondIsTold) {
+    scan(userEntry("ann") + mappingEntry("ann") +
+         "dn: secAuthority=Default,cn=other,o=acme\nobjectClass: secUser\n"
+         "secAuthority: Default\nprincipalName: ANN\n\n" +
+         mappingEntry("other"));
+    findTroubleOfOwners();
+    ASSERT_EQ(kindsFound(), "same-new-name ");
+    EXPECT_EQ(shown(Kind::SAME_NEW_NAME).front().line, 10);
+}
+
+TEST_F(OwnerFindingsTest, OfAnOwnerThatLacksAnEntryNothingIsDemanded) {
+    scan(userEntry("ann"));
+    EXPECT_EQ(demandedRecord(ownerAt(0)), std::nullopt);
+}
+
+TEST_F(OwnerFindingsTest, TheDemandedRecordIsTheMergedEntry) {
+    scan(userEntry("ann", "secuuid: 1\nmotto: a\n  folded\naclEntry: x\n") +
+         mappingEntry("ann", "secUUID: 2\n") + usersEntry("ann", "lastLogin: 3\n"));
+    findTroubleOfOwners();
+    EXPECT_EQ(demandedRecord(ownerAt(0)),
+              (Lines{"dn: principalName=ann,cn=Users,secAuthority=default", "objectClass: secUser",
+                     "secAuthority: Default", "principalName: ann", "secDN: cn=ann,o=acme",
+                     "lastLogin: 3", "secDomainId: Default%ann", "secUUID: 2", "motto: a folded"}));
+}
+
+// ---- The records of a whole export
+
+// A few attributes, some of which the other entries of the owner have as well.
+std::string randomLines(Dice& dice) {
+    const Lines lines = {
+        "secuuid: 1\n",    "secUUID: 1\n",       "secUUID: 2\n",       "mail: a\r\n",
+        "MAIL: b\n",       "email: c\n",         "phone: d\n",         "motto: folded\n  twice\n",
+        "street: e\n",     "# comment\n",        "acl: f\n",           "aclEntry: g\n",
+        "motto: acl: h\n", "objectClass: top\n", "kvo-entryuuid: i\n", "secdn: cn=x , o=y\n",
+        "lastLogin: j\n",  "photo:: YQ==\n"};
+    std::string text;
+    for (std::size_t i = dice.upTo(3); i > 0; --i) {
+        text += dice.oneOf(lines);
+    }
+    return text;
+}
+
+std::uint64_t sumOf(const Lines& lines) {
+    std::uint64_t sum = 0;
+    for (const std::string& line : lines) {
+        sum += digestOfLine(line);
+    }
+    return Packed40(sum).value();
+}
+
+TEST_F(OwnerFindingsTest, TheRecordOfEveryOwnerIsThatOfItsMerge) {
+    Dice dice(1);
+    std::vector<std::string> entries;
+    for (int i = 0; i < 700; ++i) {
+        const std::string name = "user" + std::to_string(i);
+        entries.push_back(userEntry(name, randomLines(dice)));
+        entries.push_back(mappingEntry(name, randomLines(dice)));
+        if (dice.upTo(2) == 0) {
+            entries.push_back(usersEntry(name, randomLines(dice)));
+        }
+    }
+    std::string content;
+    for (std::size_t i = entries.size(); i > 0; --i) {
+        std::swap(entries[i - 1], entries[dice.upTo(i - 1)]);
+        content += entries[i - 1];
+    }
+    scan(content);
+    int merged = 0;
+    int decided = 0;
+    for (const bool isResolved : {false, true}) {
+        for (OwnerNumber i = 0; i < ownerCount(); ++i) {
+            const Owner owner = ownerAt(i);
+            const std::optional<Lines> record = demandedRecord(owner);
+            if (record && (isResolved || !owner.has(MAY_LOSE_VALUES))) {
+                ++(isResolved ? merged : decided);
+                ASSERT_EQ(owner.record.value(), sumOf(*record)) << testing::PrintToString(*record);
+            }
+        }
+        findTroubleOfOwners();
+    }
+    EXPECT_GT(decided, 100);
+    EXPECT_GT(merged, decided + 100);
+}
+
+}  // namespace
