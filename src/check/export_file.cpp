@@ -94,8 +94,7 @@ void divideCurrent(off_t start) {
         }
         current.pieces.push_back(piece);
         Piece& kept = current.pieces.back();
-        kept.isTorn = piece.place > current.place && hasBegun && !piece.beginsLine &&
-                      !(isInComment && isCommentLine(piece.text));
+        kept.isTorn = hasBegun && !piece.beginsLine && !(isInComment && isCommentLine(piece.text));
         current.hasLongLine = current.hasLongLine || kept.isTorn;
         current.endsInBlanks = !current.isLast && piece.beginsLine && isBlankLine(piece.text) &&
                                piece.text.starts_with(' ');

@@ -177,7 +177,11 @@ void tellHeader() {
     if (isHeaderInTheWay()) {
         findEntry(Kind::HEADER_GLUED, "the header line is taken for the DN of the entry",
                   MESSAGE_PROCESSING_FAILED);
-        leaveOutLines(1, 1);
+        int lines = 1;
+        while (object.line(lines).starts_with(' ')) {
+            ++lines;
+        }
+        leaveOutLines(lines, 1);
     }
 }
 

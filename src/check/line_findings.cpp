@@ -58,9 +58,17 @@ void tellCarriageReturns() {
     }
 }
 
+// Whether the entry begins with the rest of a line that is too long, a comment as a rule.
+bool beginsWithRest() {
+    const auto first =
+        std::find_if(current.pieces.begin(), current.pieces.end(),
+                     [](const Piece& piece) { return piece.place == current.place; });
+    return first != current.pieces.end() && first->isTorn;
+}
+
 void tellMissingDn() {
     constexpr std::string_view trailer = "search:";
-    if (current.isShortened || beginsWith("dn:", 0) || beginsWithHeader() ||
+    if (current.isShortened || beginsWithRest() || beginsWith("dn:", 0) || beginsWithHeader() ||
         beginsWith(trailer, 0)) {
         return;
     }
@@ -74,7 +82,7 @@ void tellMissingDn() {
 }
 
 void tellSecondDns() {
-    for (int i = beginsWithHeader() ? 2 : 1; i < object.lineCount(); ++i) {
+    for (int i = beginsWithHeader() || beginsWithRest() ? 2 : 1; i < object.lineCount(); ++i) {
         if (beginsWith("dn:", i)) {
             findAtLine(Kind::SECOND_DN, i, "would take this entry for a part of the one above it");
         }

@@ -79,7 +79,8 @@ void tellDomain(const Owner& owner) {
 void tellPolicyDomain(const Owner& owner) {
     const std::string_view dn = object.line(0);
     const std::string_view domain = isInDefaultDomain(dn) ? std::string_view() : domainOfPolicy(dn);
-    if (!equalIgnoringCase(domain, domainName(owner.domain))) {
+    const bool isTold = owner.has(HAS_BLANK_IN_POLICY);
+    if (!isTold && !equalIgnoringCase(domain, domainName(owner.domain))) {
         findEntry(Kind::WRONG_DOMAIN, "would put the policy into another domain than its user");
     }
 }
