@@ -71,8 +71,8 @@ std::vector<Expected> entriesOf(std::string_view text) {
     };
     for (const Part& part : partsOf(text)) {
         const bool isText = !isBlank(part.text) && !part.text.starts_with('#');
-        const bool goesOn = !part.beginsLine && (isText || isBlank(part.text));
-        entry.hasLongLine = entry.hasLongLine || (goesOn && !entry.lines.empty());
+        const bool isPart = isText || (isBlank(part.text) && !entry.lines.empty());
+        entry.hasLongLine = entry.hasLongLine || (isPart && !part.beginsLine);
         if (isBlank(part.text)) {
             if (!entry.lines.empty()) {
                 entry.endsInBlanks = part.beginsLine && part.text.starts_with(' ');
