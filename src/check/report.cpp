@@ -308,6 +308,11 @@ std::string jsonAfter(const Request& request) {
     return json.text() + '\n';
 }
 
+std::string countedFindings() {
+    const std::uint64_t total = totalOfAllKinds();
+    return total == 1 ? "1 finding" : format("%s findings", grouped(total));
+}
+
 std::string textBefore(const Request& request, const DiskNeed& need) {
     std::string text = format("%s: before the migration\n\n", request.exportName) +
                        inventoryText() + plansText(request) + diskText(need);
@@ -319,8 +324,7 @@ std::string textBefore(const Request& request, const DiskNeed& need) {
                        "    ldif-migrate %s OUTPUT %ld %ld\n",
                        request.exportName, run.users, run.groups);
     } else {
-        text += format("\n%s findings. Repair the export, and check it again.\n",
-                       grouped(totalOfAllKinds()));
+        text += format("\n%s. Repair the export, and check it again.\n", countedFindings());
     }
     return text;
 }
