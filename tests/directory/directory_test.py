@@ -30,9 +30,10 @@ def expected_entries(export):
     """The entries that the migrated export must hold, by their kinds."""
     # The records themselves are wanted, not their digests.
     with mock.patch.object(check_migration, "digest", list):
-        awaited = check_migration.expectation_of(export).awaited
+        expected = check_migration.Expectation()
+        check_migration.await_records_of(export, expected)
     entries = {kind: [] for kind in check_migration.KINDS}
-    for kind, record, _, _ in awaited.values():
+    for kind, record, _, _ in expected.awaited.values():
         if not record[0].startswith(b"version:"):
             entry = entry_of_record(record)
             entries[kind].append(with_naming_value(entry) if kind == "passed through" else entry)

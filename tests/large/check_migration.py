@@ -18,7 +18,7 @@ import hashlib
 import sys
 
 sys.dont_write_bytecode = True
-from records import records  # noqa: E402
+from records import numbered_records, records  # noqa: E402
 
 SHOWN = 10
 
@@ -104,26 +104,37 @@ class Owner:
         self.dn = dn
         self.entries = {}
 
-    def take(self, kind, lines):
+    def take(self, kind, lines, number):
         if kind in self.entries:
             raise BadExport(f"a second {kind} entry for {shown(self.dn)}")
-        self.entries[kind] = b"\n".join(lines)
+        self.entries[kind] = (b"\n".join(lines), number)
 
     def lines(self, kind):
         if kind not in self.entries:
             raise BadExport(f"no {kind} entry for {shown(self.dn)}")
-        return self.entries[kind].split(b"\n")
+        return self.entries[kind][0].split(b"\n")
+
+    def sources(self, *kinds):
+        return {kind: self.entries[kind][1] for kind in kinds if kind in self.entries}
 
 
 class Expectation:
-    """The records that the output must hold, by their DN lines."""
+    """The records that the output must hold, by their DN lines.
 
-    def __init__(self):
+    The date is the value that entries of domains without an installDate get. Without a date there
+    must be none of them.
+    """
+
+    def __init__(self, date=None):
+        self.date = date
         self.awaited = {}
         self.totals = dict.fromkeys(KINDS, 0)
 
-    def add(self, kind, record, predecessor=None):
-        """The place of a record that keeps the order of the export is its number in its kind."""
+    def add(self, kind, record, sources, predecessor=None):
+        """Awaits a record made of entries whose DN lines have these numbers, by their kinds.
+
+        The place of a record that keeps the order of the export is its number in its kind.
+        """
         if record[0] in self.awaited:
             raise BadExport(f"two records would be named {shown(record[0])}")
         place = self.totals[kind]
@@ -135,46 +146,48 @@ def digest(record):
     return hashlib.blake2b(b"\n".join(record), digest_size=16).digest()
 
 
-def expectation_of(export):
-    expected = Expectation()
+def await_records_of(export, expected):
+    """Adds all records that the migration of the export must give."""
     users, groups = {}, {}
     changetype = False
-    for record in records(export):
+    for number, record in numbered_records(export):
         lines = [line.rstrip(b"\r") for line in record if not line.startswith(b"#")]
         if not lines:
             continue
+        number += next(i for i, line in enumerate(record) if not line.startswith(b"#"))
         kind = class_of(lines)
-        lines = unfold(adjusted(lines, kind))
+        lines = unfold(adjusted(lines, kind, expected.date))
         if passes_through(kind, lines[0]):
             expected.add("passed through", [line for line in lines if b"KVO-ENTRYUUID: " not in line
-                                            and b"kvo-entryuuid: " not in line])
+                                            and b"kvo-entryuuid: " not in line], {kind: number})
             continue
         lines = [strip_around_commas(line) if b"secdn:" in line else line for line in lines]
         if any(len(line) > LONGEST_LINE for line in lines):
             raise BadExport(f"a line too long for this check in {shown(lines[0])}")
         changetype = changetype or any(b"changetype:" in line for line in lines)
         if kind == "credential":
-            expected.add("credential", filtered(lines, NOT_WRITTEN_NOR_CONTROL))
+            expected.add("credential", filtered(lines, NOT_WRITTEN_NOR_CONTROL), {kind: number})
         elif kind == "group" or kind == "map" and b"cn=users" not in lines[0].lower():
             dn = group_owner(kind, lines)
-            groups.setdefault(dn.lower(), Owner(dn)).take(kind, lines)
+            groups.setdefault(dn.lower(), Owner(dn)).take(kind, lines, number)
         else:
             if kind == "user" and b"cn=users,secauthority=" in lines[0].lower():
                 kind = "'Users' user"
             dn = user_owner(kind, lines)
-            users.setdefault(dn.lower(), Owner(dn)).take(kind, lines)
+            users.setdefault(dn.lower(), Owner(dn)).take(kind, lines, number)
     while users:
         add_user(expected, users.popitem()[1], changetype)
     while groups:
         add_group(expected, groups.popitem()[1])
-    return expected
 
 
-def adjusted(lines, kind):
+def adjusted(lines, kind, date=None):
     """The small edits that entries get on their way in."""
     if kind == "authority":
         if not any(b"installdate: " in line.lower() for line in lines):
-            raise BadExport(f"{shown(lines[0])} has no installDate and would get today's")
+            if date is None:
+                raise BadExport(f"{shown(lines[0])} has no installDate and would get today's")
+            lines = lines + [b"installDate: " + date]
         replace_first(lines, b"version: ", with_new_version)
     if kind == "user" and not any(b"secdomainid: " in line.lower() for line in lines):
         unfolded = unfold(lines)
@@ -261,7 +274,8 @@ def add_user(expected, owner, changetype):
         merged = merge(owner.lines("'Users' user"), merged)
     base = subtree(owner.dn, owner.dn.split(b",")[0])
     user = b"principalName=" + name + b",cn=Users," + base
-    expected.add("user", [b"dn: " + user] + filtered(merged[1:], NOT_WRITTEN))
+    expected.add("user", [b"dn: " + user] + filtered(merged[1:], NOT_WRITTEN),
+                 owner.sources("user", "map", "'Users' user"))
 
     if "policy" in owner.entries:
         policy = owner.lines("policy")
@@ -271,11 +285,11 @@ def add_user(expected, owner, changetype):
         if changetype:
             container.append(b"changetype: add")
         container += [b"objectclass: container", b"objectclass: top", b"cn: Policies"]
-        expected.add("policy container", container, b"dn: " + user)
+        expected.add("policy container", container, owner.sources("policy"), b"dn: " + user)
         new = (b"dn: cn=Policy,cn=Policies,principalName=" + name + b",cn=Users,"
                + subtree(old, domain))
         expected.add("policy", [new] + filtered(policy[1:], NOT_WRITTEN_NOR_CONTROL),
-                     container[0])
+                     owner.sources("policy"), container[0])
 
 
 def add_group(expected, owner):
@@ -283,7 +297,7 @@ def add_group(expected, owner):
     name = naming_value(entry, (b"cn:", b"CN:"))
     merged = merge(entry, owner.lines("map"))
     dn = b"dn: cn=" + name + b",cn=Groups," + subtree(owner.dn, owner.dn.split(b",")[0])
-    expected.add("group", [dn] + filtered(merged[1:], NOT_WRITTEN))
+    expected.add("group", [dn] + filtered(merged[1:], NOT_WRITTEN), owner.sources("group", "map"))
 
 
 def naming_value(lines, names):
@@ -382,8 +396,9 @@ def main():
     parser.add_argument("output")
     arguments = parser.parse_args()
 
+    expected = Expectation()
     try:
-        expected = expectation_of(arguments.export)
+        await_records_of(arguments.export, expected)
     except BadExport as reason:
         print(f"{arguments.export} cannot be migrated: {reason}")
         return 2

@@ -1,4 +1,4 @@
-"""Reading LDIF files as records, for the scripts beside this one."""
+"""Reading LDIF files as records, for the scripts beside this one and for others."""
 
 
 def records(path):
@@ -6,13 +6,19 @@ def records(path):
 
     Blank lines part the records; a line of spaces and carriage returns is blank too.
     """
+    for _, lines in numbered_records(path):
+        yield lines
+
+
+def numbered_records(path):
+    """Yields the same, each with the number of its first line, counted from 1 on."""
     lines = []
     with open(path, "rb") as stream:
-        for line in stream:
+        for number, line in enumerate(stream, 1):
             if line.strip(b" \r\n"):
                 lines.append(line.rstrip(b"\n"))
             elif lines:
-                yield lines
+                yield number - len(lines), lines
                 lines = []
     if lines:
-        yield lines
+        yield number + 1 - len(lines), lines
