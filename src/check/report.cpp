@@ -334,11 +334,10 @@ std::string textAfter(const Request& request) {
         format("%s: after the migration of %s\n", request.outputName, request.exportName) +
         proofText();
     text += severityText(Severity::DIFFERS, "THE OUTPUT IS NOT WHAT THE EXPORT DEMANDS");
-    return text +
-           (totalOfAllKinds() == 0
-                ? std::string(
-                      "\nEverything that the rules keep is there, once, and nothing else.\n")
-                : format("\n%s findings. Do not load the output.\n", grouped(totalOfAllKinds())));
+    return text + (totalOfAllKinds() == 0
+                       ? std::string(
+                             "\nEverything that the rules keep is there, once, and nothing else.\n")
+                       : format("\n%s. Do not load the output.\n", countedFindings()));
 }
 
 int write(const std::string& text) {
