@@ -279,7 +279,7 @@ def add_user(expected, owner, changetype):
 
     if "policy" in owner.entries:
         policy = owner.lines("policy")
-        old = dn_of(policy)
+        old = strip_around_commas(dn_of(policy))
         domain = old[old.lower().index(b"secauthority"):].split(b",")[0]
         container = [b"dn: cn=Policies," + user]
         if changetype:

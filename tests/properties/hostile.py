@@ -80,8 +80,8 @@ def cross_entries(rng, entries):
 ENTRY_DAMAGES = (remove_entry, double_entry, join_entries, cross_entries)
 
 
-def substitute(rng, text):
-    old, new = rng.choice(SUBSTITUTIONS)
+def substitute(rng, text, substitutions=SUBSTITUTIONS):
+    old, new = rng.choice(substitutions)
     parts = text.split(old)
     if len(parts) == 1:
         return text

@@ -1,0 +1,421 @@
+#!/usr/bin/env python3
+"""Proves outputs that are right, and outputs that are not.
+
+    proof_test.py PROGRAM [TEST...]
+
+The check stands beside PROGRAM, which migrates. Outputs are damaged in one place at a time; what
+must be told of each damage follows from the place, its record and the entries that it is made of.
+"""
+
+import collections
+import itertools
+import pathlib
+import sys
+import tempfile
+import unittest
+
+sys.dont_write_bytecode = True
+FOLDER = pathlib.Path(__file__).resolve().parent
+sys.path += [str(FOLDER.parent / name) for name in ("large", "properties")]
+from check_migration import KINDS, strip_around_commas  # noqa: E402
+from checker import CLEAN, FOUND, check, kinds, shown  # noqa: E402
+from expectation import records_of, text_of  # noqa: E402
+from generator import make_export  # noqa: E402
+from program import migrate  # noqa: E402
+from reading import classes, entries  # noqa: E402
+import sound  # noqa: E402
+
+EXAMPLE = FOLDER.parent.parent / "examples" / "export.ldif"
+# A domain without an install date, which gets one.
+DATELESS = b"""
+dn: secAuthority=Sales,cn=Subdomains,secAuthority=Default
+objectClass: top
+objectClass: secAuthorityInfo
+secAuthority: Sales
+version: 3.0
+"""
+# One user, with nothing that could be left out.
+SMALL = b"""\
+dn: o=x
+o: x
+
+dn: secAuthority=Default,o=x
+objectclass: secUser
+secAuthority: Default
+principalName: a
+secDomainId: Default%a
+
+dn: cn=p,secAuthority=Default,o=x
+objectclass: secPolicy
+
+dn: secUUID=1,cn=Users,secAuthority=Default
+objectclass: secMap
+secDN: o=x
+"""
+# The kinds of records, and how the proof names them.
+PROVEN = dict(zip(KINDS, ("passed", "users", "containers", "policies", "groups", "credentials")))
+# Rules whose lines can be counted in the export, and all that leave lines out.
+COUNTED = ("entryIdentifiers", "accessControl", "filteredWords", "policyData", "normalized",
+           "versions", "respelled", "domainIdsAdded", "datesAdded", "containersAdded")
+LEFT_OUT = ("entryIdentifiers", "accessControl", "filteredWords", "policyData", "oldNames",
+            "oldClasses", "equalLines", "replacedLines")
+ACCESS_CONTROL = (b"aclentry", b"acl", b"aci", b"control")
+REGROUPED = {b"secuser", b"secmap", b"secgroup", b"secpolicy", b"secrescreds"}
+ALL = (1000, 1000)
+SEVERAL_PASSES = ((1, 1), (2, 1), (3, 2))
+REBUILT = ("user", "policy container", "policy", "group")
+# The entry of the export that is shown for a record, by the kind of the record, where it is made
+# of several.
+LEADING = {"user": "user", "group": "group"}
+
+
+def line_of(record):
+    """The number of the line in the export that is shown for the record."""
+    kind = LEADING.get(record.kind)
+    return record.sources[kind] if kind else next(iter(record.sources.values()))
+
+
+def lines_in(content):
+    """How many lines a file has when they are unfolded, comments left out."""
+    return sum(len(entry.attributes) for entry in entries(content))
+
+
+def counts(found):
+    """How often each rule meets a line in these entries of a sound export."""
+    rules = dict.fromkeys(COUNTED, 0)
+    for entry in found:
+        lines = [attribute.line for attribute in entry.attributes]
+        names = [attribute.name for attribute in entry.attributes]
+        kinds_of_it = classes(entry)
+        if b"secpolicydata" in kinds_of_it:
+            rules["policyData"] += len(names)
+            continue
+        rules["entryIdentifiers"] += names.count(b"kvo-entryuuid")
+        if is_regrouped(entry, kinds_of_it):
+            rules["accessControl"] += sum(name in ACCESS_CONTROL for name in names)
+            rules["normalized"] += sum(line.startswith(b"secdn:")
+                                       and strip_around_commas(line) != line for line in lines)
+            rules["containersAdded"] += b"secpolicy" in kinds_of_it
+        if b"secauthorityinfo" in kinds_of_it:
+            rules["versions"] += b"version" in names
+            rules["datesAdded"] += b"installdate" not in names
+        if b"secuser" in kinds_of_it:
+            rules["domainIdsAdded"] += b"secdomainid" not in names
+        if {b"secuser", b"secgroup"} & kinds_of_it:
+            rules["respelled"] += sum(line.startswith(b"secuuid: ") for line in lines)
+    return rules
+
+
+def is_regrouped(entry, kinds_of_it):
+    dn = entry.attributes[0].value.lower()
+    if dn.startswith(b"cn=rescreds,"):
+        return True
+    return bool(REGROUPED & kinds_of_it) and b"cn=policies,secauthority=" not in dn
+
+
+class ProofTest(unittest.TestCase):
+    @classmethod
+    def prepare(cls, content, slots=ALL):
+        """Migrates the export; what must be found in it and in its output follows."""
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.export = pathlib.Path(folder.name) / "export.ldif"
+        cls.output = pathlib.Path(folder.name) / "output.ldif"
+        cls.export.write_bytes(content)
+        run = migrate(PROGRAM, content, slots)
+        assert run.status == 0, run.stderr
+        cls.output.write_bytes(run.output)
+        cls.records = records_of(cls.export, cls.output)
+        cls.lines = [record.lines for record in cls.records]
+        assert text_of(cls.lines) == run.output
+
+    def prove(self, content, options=("--json",)):
+        """Proves what is given, in place of the output."""
+        self.output.write_bytes(content)
+        return check(CHECK, self.export, self.output, options)
+
+    def assertClean(self, run, circumstance=None):
+        self.assertEqual((run.status, run.document and run.document["findings"], run.stderr),
+                         (CLEAN, [], b""), circumstance)
+
+    def assertFound(self, run, expected, circumstance=None):
+        """Holds what is shown of each kind to the expected pairs of lines."""
+        self.assertEqual((run.status, run.stderr), (FOUND, b""), circumstance)
+        found = {kind: sorted(shown(run, kind), key=str) for kind in kinds(run)}
+        self.assertEqual(found, {kind: sorted(lines, key=str) for kind, lines in expected.items()},
+                         circumstance)
+
+
+class RightOutputs(ProofTest):
+    def assertProven(self, content, slots=ALL):
+        """All is found that the export demands, and no line of it is lost without a rule."""
+        self.prepare(content, slots)
+        run = check(CHECK, self.export, self.output)
+        self.assertClean(run, (content, slots))
+        proof = run.document["proof"]
+        counted = collections.Counter(record.kind for record in self.records)
+        for kind, name in PROVEN.items():
+            self.assertEqual(proof[name], {"demanded": counted[kind], "found": counted[kind]})
+        rules = proof["rules"]
+        self.assertEqual({name: rules[name] for name in COUNTED}, counts(entries(content)))
+        container = sum(len(record.lines) for record in self.records
+                        if record.kind == "policy container")
+        self.assertEqual(
+            lines_in(content) + rules["domainIdsAdded"] + rules["datesAdded"] + container,
+            lines_in(self.output.read_bytes()) + sum(rules[name] for name in LEFT_OUT))
+        return rules
+
+    def test_Example(self):
+        for slots in (ALL, *SEVERAL_PASSES):
+            rules = self.assertProven(EXAMPLE.read_bytes(), slots)
+            # Two DNs of Ann, one of Cleo, one of the group.
+            self.assertEqual(rules["oldNames"], 4)
+            # Two lines of each mapping entry and of Ann's user entry.
+            self.assertEqual(rules["oldClasses"], 8)
+            # Ann's secAuthority, principalName, secDomainId, secDN and secUUID, Cleo's secUUID and
+            # the group's.
+            self.assertEqual(rules["equalLines"], 7)
+            self.assertEqual(rules["replacedLines"], 0)
+
+    def test_ExampleWithCarriageReturns(self):
+        self.assertProven(EXAMPLE.read_bytes().replace(b"\n", b"\r\n"))
+
+    def test_AddedInstallDate(self):
+        self.assertProven(EXAMPLE.read_bytes() + DATELESS)
+
+    def test_RandomExports(self):
+        for seed in range(40):
+            self.assertProven(sound.make(seed), ALL if seed % 4 else SEVERAL_PASSES[seed % 3])
+
+    def test_GeneratedExports(self):
+        for options in ((), ("--scattered",), ("--changetype",)):
+            with tempfile.NamedTemporaryFile() as file:
+                make_export(PROGRAM, file.name, "--users", 500, *options)
+                content = pathlib.Path(file.name).read_bytes()
+            for slots in (ALL, (63, 3)):
+                self.assertProven(content, slots)
+
+
+class WrongRecords(ProofTest):
+    """Every record of the example in turn, and each of its lines."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.prepare(EXAMPLE.read_bytes() + DATELESS)
+
+    def with_record(self, place, *others):
+        """The output with others in the place of a record."""
+        return text_of(self.lines[:place] + list(others) + self.lines[place + 1:])
+
+    def assertChanged(self, place, lines):
+        record = self.records[place]
+        self.assertFound(self.prove(self.with_record(place, lines)),
+                         {"changed-entry": [(line_of(record), record.line)]}, lines)
+
+    def test_TheOutputHasRecordsOfAllKinds(self):
+        self.assertEqual({record.kind for record in self.records}, set(KINDS))
+
+    def test_Removed(self):
+        for place, record in enumerate(self.records):
+            run = self.prove(self.with_record(place))
+            self.assertFound(run, {"missing-entry": [(line_of(record), None)]}, record)
+            balance = run.document["proof"][PROVEN[record.kind]]
+            self.assertEqual(balance["found"], balance["demanded"] - 1)
+
+    def test_Repeated(self):
+        for place, record in enumerate(self.records):
+            again = record.line + len(record.lines) + 1
+            run = self.prove(self.with_record(place, record.lines, record.lines))
+            self.assertFound(run, {"repeated-entry": [(line_of(record), again)]}, record)
+
+    def test_RepeatedFarAway(self):
+        end = self.records[-1].line + len(self.lines[-1]) + 1
+        for record in self.records:
+            run = self.prove(text_of(self.lines + [record.lines]))
+            self.assertFound(run, {"repeated-entry": [(line_of(record), end)]}, record)
+
+    def test_OrderOfRecordsDoesNotMatter(self):
+        for place, record in enumerate(self.records):
+            others = self.lines[:place] + self.lines[place + 1:]
+            self.assertClean(self.prove(text_of([record.lines] + others)), record)
+        self.assertClean(self.prove(text_of(self.lines[::-1])))
+
+    def test_ChangedLine(self):
+        changes = itertools.cycle((
+            lambda line: line + b"x", lambda line: line[:-1], lambda line: line[:-1] + b"~",
+            lambda line: line.swapcase(), lambda line: line + b" ", lambda line: b"x" + line,
+            lambda line: line + b"\r"))
+        for place, record in enumerate(self.records):
+            for i, line in enumerate(record.lines[1:], 1):
+                for change in itertools.islice(changes, 3):
+                    other = change(line)
+                    self.assertChanged(place, record.lines[:i] + [other] + record.lines[i + 1:])
+
+    def test_RemovedLine(self):
+        for place, record in enumerate(self.records):
+            for i in range(1, len(record.lines)):
+                self.assertChanged(place, record.lines[:i] + record.lines[i + 1:])
+
+    def test_AddedLine(self):
+        for place, record in enumerate(self.records):
+            for i in range(1, len(record.lines) + 1):
+                self.assertChanged(place, record.lines[:i] + [b"sn: x"] + record.lines[i:])
+
+    def test_RepeatedLine(self):
+        for place, record in enumerate(self.records):
+            for i in range(1, len(record.lines)):
+                self.assertChanged(place, record.lines[:i] + record.lines[i - 1:])
+
+    def test_LineOfAnotherRecord(self):
+        for place, record in enumerate(self.records):
+            other = self.lines[place - 1][-1]
+            self.assertChanged(place, record.lines + [other])
+
+    def test_OrderOfLines(self):
+        for place, record in enumerate(self.records):
+            for i in range(1, len(record.lines) - 1):
+                lines = (record.lines[:i] + record.lines[i + 1:i + 2] + record.lines[i:i + 1]
+                         + record.lines[i + 2:])
+                if record.kind in REBUILT:
+                    self.assertClean(self.prove(self.with_record(place, lines)), lines)
+                else:
+                    self.assertChanged(place, lines)
+
+    def test_ChangedName(self):
+        for place, record in enumerate(self.records):
+            for name in (record.lines[0] + b"x", record.lines[0][:-1], record.lines[0] + b" ",
+                         b"dn:" + record.lines[0]):
+                run = self.prove(self.with_record(place, [name] + record.lines[1:]))
+                self.assertFound(run, {"missing-entry": [(line_of(record), None)],
+                                       "extra-entry": [(None, record.line)]}, name)
+
+    def test_NameInAnotherCase(self):
+        """Of entries that stay as they are, it is a change; others have no other name."""
+        for place, record in enumerate(self.records):
+            lines = [record.lines[0].swapcase()] + record.lines[1:]
+            if record.kind in REBUILT:
+                self.assertFound(self.prove(self.with_record(place, lines)),
+                                 {"missing-entry": [(line_of(record), None)],
+                                  "extra-entry": [(None, record.line)]}, lines)
+            else:
+                self.assertChanged(place, lines)
+
+    def test_RemovedName(self):
+        for place, record in enumerate(self.records):
+            run = self.prove(self.with_record(place, record.lines[1:]))
+            self.assertFound(run, {"missing-entry": [(line_of(record), None)],
+                                   "extra-entry": [(None, record.line)]}, record)
+
+    def test_AddedRecord(self):
+        for place, record in enumerate(self.records):
+            run = self.prove(self.with_record(place, [b"dn: cn=x", b"cn: x"], record.lines))
+            self.assertFound(run, {"extra-entry": [(None, record.line)]}, record)
+
+    def test_JoinedRecords(self):
+        for place, (record, behind) in enumerate(itertools.pairwise(self.records)):
+            lines = self.lines[:place] + [record.lines + behind.lines] + self.lines[place + 2:]
+            self.assertFound(self.prove(text_of(lines)),
+                             {"changed-entry": [(line_of(record), record.line)],
+                              "missing-entry": [(line_of(behind), None)]}, record)
+
+    def test_DividedRecord(self):
+        for place, record in enumerate(self.records):
+            for i in range(1, len(record.lines)):
+                run = self.prove(self.with_record(place, record.lines[:i], record.lines[i:]))
+                self.assertFound(run, {"changed-entry": [(line_of(record), record.line)],
+                                       "extra-entry": [(None, record.line + i + 1)]}, record)
+
+    def test_EntryInItsOldPlace(self):
+        """An entry of the export that is regrouped does not belong into the output."""
+        end = self.records[-1].line + len(self.lines[-1]) + 1
+        for entry in EXAMPLE.read_bytes().split(b"\n\n"):
+            if b"secMap" in entry or b"secPolicyData" in entry:
+                lines = entry.split(b"\n")
+                lines = [line for line in lines if not line.startswith(b"#")]
+                self.assertFound(self.prove(text_of(self.lines + [lines])),
+                                 {"extra-entry": [(None, end)]}, entry)
+
+
+class WrongBytes(ProofTest):
+    @classmethod
+    def setUpClass(cls):
+        cls.prepare(SMALL)
+        cls.right = text_of(cls.lines)
+
+    def assertWrong(self, content, circumstance):
+        run = self.prove(content)
+        self.assertEqual((run.status, run.stderr), (FOUND, b""), circumstance)
+        self.assertTrue(kinds(run, "differs"), circumstance)
+        self.assertEqual(kinds(run), kinds(run, "differs"), circumstance)
+
+    def test_EveryByte(self):
+        """No bit is without meaning, not even one that makes another case of a letter."""
+        for place, mask in zip(range(len(self.right)), itertools.cycle(1 << i for i in range(8))):
+            content = bytearray(self.right)
+            content[place] ^= mask
+            self.assertWrong(bytes(content), (place, mask))
+
+    def test_CutOff(self):
+        for length in range(len(self.right) - 200, len(self.right)):
+            self.assertWrong(self.right[:length], length)
+
+    def test_Empty(self):
+        self.assertFound(self.prove(b""), {
+            "missing-entry": [(line_of(record), None) for record in self.records]})
+
+    def test_ZeroBytes(self):
+        for place in range(0, len(self.right), 7):
+            self.assertWrong(self.right[:place] + b"\0" + self.right[place:], place)
+
+    def test_HoleAtTheEnd(self):
+        self.assertWrong(self.right + b"\0" * 4096, None)
+
+
+class OtherExports(ProofTest):
+    """The output of another day."""
+
+    def setUp(self):
+        self.prepare(SMALL)
+
+    def test_OneMoreUser(self):
+        more = SMALL.split(b"\n\n", 1)[1].replace(b"o=x", b"o=y").replace(b"a\n", b"b\n")
+        self.export.write_bytes(SMALL + b"\n" + more)
+        first = SMALL.count(b"\n") + 2
+        policy = first + more.split(b"\n\n")[0].count(b"\n") + 2
+        self.assertFound(check(CHECK, self.export, self.output), {
+            "missing-entry": [(first, None), (policy, None), (policy, None)]})
+
+    def test_OneChangedValue(self):
+        [user] = [record for record in self.records if record.kind == "user"]
+        self.export.write_bytes(SMALL.replace(b"Default%a", b"Default%b"))
+        self.assertFound(check(CHECK, self.export, self.output),
+                         {"changed-entry": [(user.sources["user"], user.line)]})
+
+    def test_OneEntryLess(self):
+        self.export.write_bytes(SMALL.partition(b"\n\n")[2])
+        self.assertFound(check(CHECK, self.export, self.output), {"extra-entry": [(None, 1)]})
+
+
+class Secrets(ProofTest):
+    """Names and DNs are shown, values never."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.prepare(EXAMPLE.read_bytes())
+
+    def test_NoValueIsShown(self):
+        for place, record in enumerate(self.records):
+            for i, line in enumerate(record.lines[1:], 1):
+                other = line.partition(b":")[0] + b": hidden1"
+                lines = [*record.lines[:i], other, b"secret2: hidden3", *record.lines[i + 1:]]
+                content = text_of(self.lines[:place] + [lines] + self.lines[place + 1:])
+                for options in ((), ("--json",)):
+                    run = self.prove(content, options)
+                    self.assertEqual(run.status, FOUND)
+                    self.assertNotIn(b"hidden", run.stdout + run.stderr)
+
+
+if __name__ == "__main__":
+    PROGRAM = str(pathlib.Path(sys.argv.pop(1)).resolve())
+    CHECK = str(pathlib.Path(PROGRAM).with_name("ldif-migrate-check"))
+    unittest.main()
