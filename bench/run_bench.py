@@ -6,7 +6,8 @@
 
 Each workload migrates an export N times (5 if not given), taking turns with `floor`, which does the
 file traffic of that migration and nothing else, and with a copy of the export that is waited for
-until it is on its disk. What the columns mean:
+until it is on its disk. Those named `check` and `proof` check the export, before a migration and
+after it, and have no floor or copy. What the columns mean:
 
     wall, CPU       seconds by the clock and of the processor: the median
     MB/s            of the export
@@ -35,7 +36,7 @@ import tempfile
 
 sys.dont_write_bytecode = True
 from runs import Faulty, Runner  # noqa: E402
-from workloads import MIB, workloads  # noqa: E402
+from workloads import MIB, MIGRATE, workloads  # noqa: E402
 
 SMALLER = 50
 HEADINGS = ("workload", "MB", "wall", "CPU", "MB/s", "x floor", "x cp", "peak", "per byte",
@@ -51,8 +52,10 @@ class Figures:
         self.usages, self.floor_ratios, self.copy_ratios = [], [], []
         self.instructions = None
 
-    def add(self, usage, floor_seconds, copy_seconds):
+    def add(self, usage):
         self.usages.append(usage)
+
+    def compare(self, usage, floor_seconds, copy_seconds):
         self.floor_ratios.append(usage.wall / floor_seconds)
         self.copy_ratios.append(usage.wall / copy_seconds)
 
@@ -88,7 +91,7 @@ def run_first(runner, listed, baseline):
         note(f"{workload.name}: first run")
         runner.run_first(workload)
         figures[workload.name] = Figures(runner.traffic[workload.name])
-        if baseline:
+        if baseline and workload.what == MIGRATE:
             runner.migrate(workload, baseline)
     return figures
 
@@ -98,9 +101,12 @@ def measure(runner, listed, figures, runs):
     for i in range(runs):
         for workload in listed:
             note(f"{workload.name}: run {i + 1} of {runs}")
-            floor_seconds, copy_seconds = runner.floor(workload), runner.copy(workload)
-            usage = runner.migrate(workload, runner.program)
-            figures[workload.name].add(usage, floor_seconds, copy_seconds)
+            others = ((runner.floor(workload), runner.copy(workload))
+                      if workload.what == MIGRATE else None)
+            usage = runner.run(workload)
+            figures[workload.name].add(usage)
+            if others:
+                figures[workload.name].compare(usage, *others)
 
 
 def count_instructions(runner, listed, figures, scale):
@@ -124,8 +130,9 @@ def verdict(target, figures):
 
 def row(workload, figures):
     own = figures[workload.name]
+    ratios = (short(own.floor), short(own.copy)) if own.floor_ratios else ("", "")
     return (workload.name, short(own.size / 1e6), short(own.wall), short(own.cpu), short(own.rate),
-            short(own.floor), short(own.copy), short(own.peak / MIB),
+            *ratios, short(own.peak / MIB),
             short(own.peak / own.gathered) if own.gathered >= LEAST_GATHERED else "",
             "" if own.instructions is None else short(own.instructions),
             "; ".join(verdict(target, figures) for target in workload.targets))
@@ -146,9 +153,9 @@ def run(arguments, folder):
     if arguments.instructions:
         count_instructions(runner, listed, figures, scale * SMALLER)
     print_table(listed, figures)
-    print(f"\n{arguments.runs} runs each. All runs of a workload gave the same output.")
+    print(f"\n{arguments.runs} runs each. All migrations of a workload gave the same output.")
     if arguments.baseline:
-        print("Output, messages and status were those of the baseline in every workload.")
+        print("Output, messages and status were those of the baseline in every migration.")
 
 
 def program(name):

@@ -17,16 +17,18 @@ sys.path.insert(0, str(REPOSITORY / "tests" / "large"))
 from generator import make_export  # noqa: E402  (its folder must be known first)
 
 EXAMPLE = REPOSITORY / "examples" / "export.ldif"
-USERS, MOST_GROUPS = 100000, 10000
+USERS, MOST_GROUPS, USERS_PER_GROUP = 100000, 10000, 50
 POLICY_LINES = (25000, 50000, 100000)
 ENTRY_LINES = (62500, 125000, 249999)
 MIB = 2**20
 
 # `write` is called with the program and the path.
 Export = collections.namedtuple("Export", "name write")
+# What a workload measures is a migration, or the check before or after it.
+MIGRATE, CHECK, PROVE = "migrate", "check", "prove"
 Workload = collections.namedtuple(
-    "Workload", "name export counts targets needs traced counts_instructions",
-    defaults=((), False, True))
+    "Workload", "name export counts targets needs traced counts_instructions what",
+    defaults=((), False, True, MIGRATE))
 
 # What a value must be at most or at least, both worked out from the figures of all workloads, by
 # their names, and both shown in the given unit.
@@ -47,6 +49,9 @@ def long_export(name, writer, *arguments):
 
 def copy_example(_, path):
     shutil.copyfile(EXAMPLE, path)
+
+
+EXAMPLE_EXPORT = Export("example", copy_example)
 
 
 def of(name, figure):
@@ -89,6 +94,19 @@ def long_workloads(name, writer, lengths, total_lines, scale):
     return listed
 
 
+def check_workloads(name, what, export, users):
+    """The check of the export and of the example, which tells what it takes whatever the size."""
+    trivial = f"{name}-example"
+    owners = users + users // USERS_PER_GROUP
+    return [
+        Workload(name, export, (users, users), [
+            at_most(2, "x one-pass", times(name, "one-pass")),
+            Target("MiB", peak(name),
+                   lambda figures: (figures[trivial].peak + 100 * owners) / MIB)],
+            ["one-pass", trivial], what=what),
+        Workload(trivial, EXAMPLE_EXPORT, (10, 10), [], what=what)]
+
+
 def workloads(scale):
     """All workloads by their names, with so many times fewer users and shorter entries."""
     users = max(1, USERS // scale)
@@ -120,10 +138,12 @@ def workloads(scale):
         *long_workloads("long-entry", long_entries.write_long_users, ENTRY_LINES, 1000000, scale),
         Workload("merge", long_export("merge", long_entries.write_merge, 1000), (10, 10), [
             at_most(0.05, "s", of("merge", "wall"))]),
-        Workload("example", Export("example", copy_example), (10, 10), [
+        Workload("example", EXAMPLE_EXPORT, (10, 10), [
             at_most(0.01, "s", of("example", "wall")),
             at_most(8, "MiB", peak("example"))]),
         Workload("traced", generated(max(1, 10000 // scale)), (10000, 1000), [
             at_most(20, "s", of("traced", "wall"))], traced=True, counts_instructions=False),
+        *check_workloads("check", CHECK, clustered, users),
+        *check_workloads("proof", PROVE, clustered, users),
     ]
     return {workload.name: workload for workload in listed}
