@@ -13,28 +13,14 @@
 #include "check/inventory.h"
 #include "driver/diagnostics/messages.h"
 #include "support/dice.h"
-#include "support/ldif_fixture.h"
+#include "support/scan_fixture.h"
 
 namespace {
 
 using Lines = std::vector<std::string>;
 
-class OwnerFindingsTest : public LdifFixture {
+class OwnerFindingsTest : public ScanFixture {
 protected:
-    void SetUp() override {
-        LdifFixture::SetUp();
-        beginFindings(10);
-    }
-    void TearDown() override {
-        clearOwners();
-        forgetInventory();
-        beginFindings(0);
-        LdifFixture::TearDown();
-    }
-    void scan(const std::string& content) {
-        writeInput(content);
-        ASSERT_EQ(scanExport(input_ldif_filename, {}), "");
-    }
     static std::string userEntry(const std::string& name, const std::string& lines = {}) {
         return "dn: secAuthority=Default,cn=" + name +
                ",o=acme\nobjectClass: secUser\nsecAuthority: Default\nprincipalName: " + name +
@@ -50,15 +36,6 @@ protected:
         return "dn: secUUID=" + name +
                ",cn=Users,secAuthority=Default\nobjectClass: secMap\nsecDN: cn=" + name +
                ",o=acme\n" + lines + "\n";
-    }
-    static std::string kindsFound() {
-        std::string found;
-        for (const KindText& text : kinds()) {
-            if (total(text.kind) > 0) {
-                found += std::string(text.id) + ' ';
-            }
-        }
-        return found;
     }
 };
 

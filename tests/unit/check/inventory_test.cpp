@@ -1,0 +1,59 @@
+#include "check/inventory.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+std::uint64_t linesOfRule(Rule rule) {
+    return ruleLines[static_cast<std::size_t>(rule)];
+}
+
+class InventoryTest : public testing::Test {
+protected:
+    void TearDown() override {
+        forgetInventory();
+    }
+};
+
+TEST_F(InventoryTest, EntriesCountByTheirClassAndInAll) {
+    countEntry(SECUSER_OBJECTCLASS);
+    countEntry(SECUSER_OBJECTCLASS);
+    countEntry(CONTAINER_OBJECTCLASS);
+    EXPECT_EQ(inventory.entries, 3U);
+    EXPECT_EQ(inventory.byClass[SECUSER_OBJECTCLASS], 2U);
+    EXPECT_EQ(inventory.byClass[CONTAINER_OBJECTCLASS], 1U);
+    EXPECT_EQ(inventory.byClass[SECGROUP_OBJECTCLASS], 0U);
+}
+
+TEST_F(InventoryTest, UsersAndGroupsCountApart) {
+    countOwner(false);
+    countMemory(false, 100);
+    countOwner(true);
+    countOwner(true);
+    countMemory(true, 7);
+    EXPECT_EQ(inventory.users, 1U);
+    EXPECT_EQ(inventory.groups, 2U);
+    EXPECT_EQ(inventory.userMemory, 100U);
+    EXPECT_EQ(inventory.groupMemory, 7U);
+}
+
+TEST_F(InventoryTest, WhatARuleHasCountedCanBeTakenBack) {
+    countRule(Rule::EQUAL_LINES, 5);
+    countRule(Rule::EQUAL_LINES);
+    discountRule(Rule::EQUAL_LINES, 2);
+    EXPECT_EQ(linesOfRule(Rule::EQUAL_LINES), 4U);
+    EXPECT_EQ(linesOfRule(Rule::REPLACED_LINES), 0U);
+}
+
+TEST_F(InventoryTest, CountingBeginsAnew) {
+    countExport(10);
+    countWorkFile(20);
+    countOutput(30);
+    countRule(Rule::VERSIONS);
+    EXPECT_EQ(inventory.bytes + inventory.workFileBytes + inventory.outputBytes, 60U);
+    forgetInventory();
+    EXPECT_EQ(inventory.bytes + inventory.workFileBytes + inventory.outputBytes, 0U);
+    EXPECT_EQ(linesOfRule(Rule::VERSIONS), 0U);
+}
+
+}  // namespace

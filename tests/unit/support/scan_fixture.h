@@ -1,0 +1,41 @@
+// Scanning exports that a test writes.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "check/demands.h"
+#include "check/export_scan.h"
+#include "check/findings.h"
+#include "check/inventory.h"
+#include "check/owners.h"
+#include "support/ldif_fixture.h"
+
+class ScanFixture : public LdifFixture {
+protected:
+    void SetUp() override {
+        LdifFixture::SetUp();
+        beginFindings(10);
+    }
+    void TearDown() override {
+        clearOwners();
+        forgetInventory();
+        beginFindings(0);
+        LdifFixture::TearDown();
+    }
+
+    // Scans this export, which must be readable.
+    void scan(std::string_view content, const DemandTakers& takers = {}) {
+        writeInput(content);
+        ASSERT_EQ(scanExport(input_ldif_filename, takers), "");
+    }
+
+    // The kinds found, each with a blank behind it.
+    static std::string kindsFound() {
+        std::string found;
+        for (const KindText& text : kinds()) {
+            found += total(text.kind) > 0 ? std::string(text.id) + ' ' : std::string();
+        }
+        return found;
+    }
+};
