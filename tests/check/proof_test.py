@@ -240,6 +240,22 @@ class WrongRecords(ProofTest):
             self.assertClean(self.prove(text_of([record.lines] + others)), record)
         self.assertClean(self.prove(text_of(self.lines[::-1])))
 
+    def test_EmptyLinesBetweenRecordsDoNotMatter(self):
+        self.assertClean(self.prove(b"\n" + b"\n".join(text_of([lines]) for lines in self.lines)))
+
+    def test_AddedInstallDate(self):
+        """When the migration was is not known, but how it writes that."""
+        [(place, lines)] = [(place, lines) for place, lines in enumerate(self.lines)
+                            if DATELESS.startswith(b"\n" + lines[0] + b"\n")]
+        for date, is_right in ((b"20030302030405.0Z", True), (b"20030302030405.1Z", False),
+                               (b"2003030203040.0Z", False), (b"200303020304050.0Z", False),
+                               (b"20030302030405.0z", False), (b"2003030203040x.0Z", False)):
+            other = lines[:-1] + [b"installDate: " + date]
+            if is_right:
+                self.assertClean(self.prove(self.with_record(place, other)), date)
+            else:
+                self.assertChanged(place, other)
+
     def test_ChangedLine(self):
         changes = itertools.cycle((
             lambda line: line + b"x", lambda line: line[:-1], lambda line: line[:-1] + b"~",

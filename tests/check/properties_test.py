@@ -4,13 +4,13 @@
     properties_test.py PROGRAM --cases N [--seed S] [--profile PROFILE] [--seconds T]
                        [--keep FOLDER]
 
-PROGRAM migrates; the check stands beside it. The profiles are those of tests/properties (well-formed,
-hostile, crowded) and sound, of exports in which nothing may be found, and broken, of such exports
-with a damage or a few; without one, cases of all alternate. The exports have the seeds S, S + 1 and
-so on. A case that fails prints its seed, what is wrong and the command that repeats it; the first
-one for each property is made as small as it can be with the property still failing, and with --keep
-becomes FOLDER/PROPERTY.ldif. The status is then 1. With --seconds the run ends after that time at
-the latest.
+PROGRAM migrates; the check stands beside it. The profiles are those of tests/properties
+(well-formed, hostile, crowded) and sound, of exports in which nothing may be found, and broken, of
+such exports with a damage or a few; without one, cases of all alternate. The exports have the seeds
+S, S + 1 and so on. A case that fails prints its seed, what is wrong and the command that repeats
+it; the first one for each property is made as small as it can be with the property still failing,
+and with --keep becomes FOLDER/PROPERTY.ldif. The status is then 1. With --seconds the run ends
+after that time at the latest.
 """
 
 import collections
