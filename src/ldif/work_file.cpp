@@ -175,7 +175,8 @@ int stepOverNextObjectFromTemporaryInputLDIFFile(LineReader& stream) {
         hasTheStepOverFilePositionBeenInitialized = true;
     }
     const off_t start = stream.tell();
-    if (const std::optional<Extent> extent = stream.takeNotedExtent(stream.tell()); extent && !debug) {
+    if (const std::optional<Extent> extent = stream.takeNotedExtent(stream.tell());
+        extent && !debug) {
         noteSteppedOver(start, extent->next);
         return goTo(stream, {extent->next});
     }
