@@ -9,6 +9,7 @@
 
 #include "check/findings.h"
 #include "check/inventory.h"
+#include "check/places.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
 #include "driver/platform/file.h"
@@ -30,19 +31,31 @@ std::string folderOf(const std::string& name) {
     return folder.empty() ? "." : folder;
 }
 
+// Whether the system lets the work file be opened or made; errno tells why not.
+bool isAccessible(const std::string& workFile) {
+    if (::access(workFile.c_str(), F_OK) == 0) {
+        return ::access(workFile.c_str(), R_OK | W_OK) == 0;
+    }
+    return errno == ENOENT && ::access(folderOf(workFile).c_str(), W_OK) == 0;
+}
+
+// Why the work file could not be had; empty when it could.
+std::string refusalOf(const std::string& workFile) {
+    if (isSymbolicLink(workFile)) {
+        return "it is a symbolic link";
+    }
+    if (isOtherThanRegular(workFile)) {
+        return "it is no regular file";
+    }
+    return isAccessible(workFile) ? "" : systemReason(errno);
+}
+
 void findTroubleOfWorkFile(const std::string& workFile) {
-    const FileState state = stateOf(workFile);
-    std::string refusal;
-    if (::access(workFile.c_str(), F_OK) != 0 && errno != ENOENT) {
-        refusal = systemReason(errno);
-    } else if (isSymbolicLink(workFile)) {
-        refusal = "it is a symbolic link";
-    } else if (state.kind != FileKind::NONE && state.kind != FileKind::REGULAR) {
-        refusal = "it is no regular file";
-    } else if (state.kind == FileKind::REGULAR ? ::access(workFile.c_str(), R_OK | W_OK) != 0
-                                               : ::access(folderOf(workFile).c_str(), W_OK) != 0) {
-        refusal = systemReason(errno);
-    } else if (state.size > 0) {
+    const std::string refusal = refusalOf(workFile);
+    if (!refusal.empty()) {
+        addFinding(Kind::WORK_FILE_REFUSED,
+                   {0, 0, {}, format("\"%s\": %s", workFile, refusal), MESSAGE_CANNOT_OPEN});
+    } else if (stateOf(workFile).size > 0) {
         addFinding(Kind::LEFT_OVER_WORK_FILE,
                    {0,
                     0,
@@ -51,10 +64,6 @@ void findTroubleOfWorkFile(const std::string& workFile) {
                            "holds them twice",
                            workFile),
                     0});
-    }
-    if (!refusal.empty()) {
-        addFinding(Kind::WORK_FILE_REFUSED,
-                   {0, 0, {}, format("\"%s\": %s", workFile, refusal), MESSAGE_CANNOT_OPEN});
     }
 }
 

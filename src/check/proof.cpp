@@ -310,7 +310,7 @@ bool isDemandedContainer(const Owner& owner, const OutputEntry& entry, std::stri
            containerLines(dnLine) == entry.lines.sum;
 }
 
-bool isDemandedRecord(const Owner& owner, const OutputEntry& entry, std::string_view) {
+bool isDemandedRecord(const Owner& owner, const OutputEntry& entry, std::string_view /*dnLine*/) {
     return owner.record.value() == Packed40(entry.lines.sum).value();
 }
 
