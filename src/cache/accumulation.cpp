@@ -72,9 +72,7 @@ void moveObject(const Move& move, int index) {
         const std::string error = format("%s():  Destination slot is already occupied.  EXITING.%s",
                                          move.function, move.occupiedEnding);
         fail(error, error + format("%s = %s\n", move.matrix.name, row.line(0)),
-             {MESSAGE_SLOT_OCCUPIED,
-              {input_ldif_filename, quoted(object.line(0)), quoted(row.line(0)),
-               temp_input_ldif_filename}});
+             slotOccupied(quoted(object.line(0)), quoted(row.line(0))));
     }
     move.matrix.fill(index, object);
     freeObject();

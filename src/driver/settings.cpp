@@ -39,6 +39,20 @@ struct RunFile {
           {offender.name, format("as %s it is the same file as %s", offender.role, other)}});
 }
 
+bool isWorkFileSuspect = false;  // written by suspectWorkFile
+
+// What to do about an export that cannot be migrated; `fix` is what its entries need.
+std::string advice(std::string_view fix) {
+    return isWorkFileSuspect
+               ? format(
+                     "The work file \"%s\", which an earlier run left behind, was migrated too and "
+                     "is the likely cause: remove it and run the migration again before you "
+                     "change the export",
+                     temp_input_ldif_filename)
+               : format("%s, remove the work file \"%s\" and run the migration again", fix,
+                        temp_input_ldif_filename);
+}
+
 // Messages would be written into the file, or over it.
 void refuseStandardStreams(const RunFile& file) {
     const FileState state = stateOf(file.name);
@@ -95,5 +109,14 @@ void refuseLinkedWorkFile() {
 }
 
 Message migrationFailed(const std::string& problem) {
-    return {MESSAGE_PROCESSING_FAILED, {input_ldif_filename, problem, temp_input_ldif_filename}};
+    return {MESSAGE_PROCESSING_FAILED, {input_ldif_filename, problem, advice("Mend this")}};
+}
+
+Message slotOccupied(const std::string& entry, const std::string& other) {
+    return {MESSAGE_SLOT_OCCUPIED,
+            {input_ldif_filename, entry, other, advice("Keep one of them in the export")}};
+}
+
+void suspectWorkFile(bool isSuspect) {
+    isWorkFileSuspect = isSuspect;
 }

@@ -1,5 +1,5 @@
 // The settings of a run, taken from the command line once, at start-up, and never changed after,
-// and the message that names the files among them.
+// and the messages that name the files among them.
 #pragma once
 
 #include <cstdint>
@@ -28,5 +28,12 @@ void refuseSharedFiles();
 // the program would write into somebody else's file.
 void refuseLinkedWorkFile();
 
-// What is said when the export cannot be migrated; `problem` is a clause that tells why.
+// The message when the export cannot be migrated; `problem` is a clause that gives the reason.
 Message migrationFailed(const std::string& problem);
+
+// The message when two entries that cannot both be migrated have one owner.
+Message slotOccupied(const std::string& entry, const std::string& other);
+
+// From here on both messages name the work file as what is to blame first, or not any more: one
+// that an earlier run has left behind holds its entries, or the rest of one, once more.
+void suspectWorkFile(bool isSuspect);

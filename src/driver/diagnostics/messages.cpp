@@ -23,19 +23,16 @@ struct CatalogueEntry {
     std::string_view text;
 };
 
-constexpr std::array<CatalogueEntry, 16> catalogue = {{
+constexpr std::array<CatalogueEntry, 19> catalogue = {{
     {MESSAGE_NO_MEMORY, ERROR,
      "not enough memory. Remove the work file (the input's name plus .tmp) and run the migration "
      "again with smaller counts of users and groups, or with more memory"},
     {MESSAGE_POSITION_FAILED, ERROR,
      "cannot position in the input or the work file: %s returned %s: %s. Both must be regular "
      "files; if a work file was left behind, remove it before the next run"},
-    {MESSAGE_PROCESSING_FAILED, ERROR,
-     "cannot migrate \"%s\": %s. Mend this, remove the work file \"%s\" and run the migration "
-     "again"},
+    {MESSAGE_PROCESSING_FAILED, ERROR, "cannot migrate \"%s\": %s. %s"},
     {MESSAGE_SLOT_OCCUPIED, ERROR,
-     "cannot migrate \"%s\": two entries of one kind have the same owner: %s and %s. Keep one of "
-     "them in the export, remove the work file \"%s\" and run the migration again"},
+     "cannot migrate \"%s\": two entries of one kind have the same owner: %s and %s. %s"},
     {MESSAGE_CANNOT_OPEN, ERROR, "cannot open \"%s\": %s"},
     {MESSAGE_STAGING_FAILED, ERROR,
      "cannot read the export \"%s\": %s. Remove the work file (the input's name plus .tmp) and "
@@ -61,6 +58,15 @@ constexpr std::array<CatalogueEntry, 16> catalogue = {{
      "  TRACE       file for a detailed trace of the run; slow, for diagnosis only\n"
      "Example: ldif-migrate export.ldif migrated.ldif 100000 10000"},
     {MESSAGE_COMPLETE, NOTICE, "The migration is complete."},
+    {MESSAGE_WORK_FILE_LEFT_BEHIND, WARNING,
+     "the work file \"%s\" was left behind by an earlier run. What it holds is migrated too. If "
+     "you "
+     "do not want that, end this run, remove the work file and start again"},
+    {MESSAGE_INTERRUPTED, ERROR,
+     "interrupted: the output \"%s\" is incomplete. Remove the work file \"%s\" before the next "
+     "run"},
+    {MESSAGE_WORK_FILE_STAYS, WARNING,
+     "cannot remove the work file \"%s\": %s. Remove it before the next run"},
 }};
 
 const CatalogueEntry* findInCatalogue(MessageId id) {
@@ -70,6 +76,11 @@ const CatalogueEntry* findInCatalogue(MessageId id) {
         }
     }
     return nullptr;
+}
+
+std::string textOf(const CatalogueEntry& entry, const Message& message) {
+    const std::vector<FormatArgument> arguments(message.arguments.begin(), message.arguments.end());
+    return formatText(entry.text, arguments);
 }
 
 }  // namespace
@@ -98,9 +109,7 @@ void zr_printf_utf8(const Message& message) {
     std::string rendered;
     std::string_view text = entry->text;
     if (!message.arguments.empty()) {
-        const std::vector<FormatArgument> arguments(message.arguments.begin(),
-                                                    message.arguments.end());
-        rendered = formatText(text, arguments);
+        rendered = textOf(*entry, message);
         text = rendered;
     }
     const std::string_view severity = severityNames[entry->severity];
@@ -109,6 +118,13 @@ void zr_printf_utf8(const Message& message) {
                  static_cast<int>(severity.size()), severity.data(), static_cast<int>(text.size()),
                  text.data());
     std::fflush(stream);
+}
+
+std::string lineOf(const Message& message) {
+    const CatalogueEntry* entry = findInCatalogue(message.id);
+    return entry == nullptr ? std::string()
+                            : format("%d %s: %s\n", static_cast<int>(entry->id),
+                                     severityNames[entry->severity], textOf(*entry, message));
 }
 
 std::string systemReason(int error) {

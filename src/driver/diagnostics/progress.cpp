@@ -37,7 +37,7 @@ Clock::time_point began;   // when the phase did
 Clock::time_point redraw;  // when the line may be redrawn
 volatile std::sig_atomic_t isShown = 0;
 
-// Also called by a signal handler.
+// Also called by a signal handler, in endProgress.
 void eraseThrough(int descriptor) {
     if (isShown == 0) {
         return;
@@ -50,24 +50,6 @@ void eraseThrough(int descriptor) {
     text.append(lineStart);
     text.append(clearFromHere);
     isShown = writeText(descriptor, text.view()) < text.view().size() ? 1 : 0;
-}
-
-void eraseAndEnd(int signal) {
-    eraseThrough(terminal.descriptor());
-    ::raise(signal);
-}
-
-// Signals that end the run still do so.
-void eraseOnSignals() {
-    struct sigaction erasing = {};
-    erasing.sa_handler = eraseAndEnd;
-    erasing.sa_flags = static_cast<int>(SA_RESETHAND);
-    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
-        struct sigaction inherited = {};
-        if (::sigaction(signal, nullptr, &inherited) == 0 && inherited.sa_handler == SIG_DFL) {
-            ::sigaction(signal, &erasing, nullptr);
-        }
-    }
 }
 
 void draw() {
@@ -96,7 +78,6 @@ void startProgress() {
     if (terminal.isOpen()) {
         progress = {};
         redraw = Clock::now() + betweenRedraws;
-        eraseOnSignals();
     }
 }
 

@@ -38,5 +38,5 @@ inline void showProgress(std::int64_t done, std::int32_t users = 0, std::int32_t
 // Erases the line, if there is one on the terminal, before something is written to `descriptor`.
 void eraseProgress(int descriptor);
 
-// Erases the line for good, at the end of the run.
+// Erases the line for good, at the end of the run. A signal handler may call it.
 void endProgress();

@@ -35,6 +35,9 @@ constexpr IdAndSeverity everyMessage[] = {
     {0x16B48139, MESSAGE_WRITING, "NOTICE"},
     {0x16B4813A, MESSAGE_USAGE, "ERROR"},
     {0x16B4813B, MESSAGE_COMPLETE, "NOTICE"},
+    {0x16B4813C, MESSAGE_WORK_FILE_LEFT_BEHIND, "WARNING"},
+    {0x16B4813D, MESSAGE_INTERRUPTED, "ERROR"},
+    {0x16B4813E, MESSAGE_WORK_FILE_STAYS, "WARNING"},
 };
 
 class EveryMessage : public testing::TestWithParam<IdAndSeverity> {};
@@ -42,7 +45,7 @@ class EveryMessage : public testing::TestWithParam<IdAndSeverity> {};
 TEST_P(EveryMessage, BeginsWithIdAndSeverityOnItsStream) {
     const auto& [number, id, severity] = GetParam();
     const Ending ending = endingOf([message = Message{id, {}}] { zr_printf_utf8(message); });
-    const bool isError = severity == std::string("ERROR");
+    const bool isError = severity != std::string("NOTICE");
     const std::string& printed = isError ? ending.errors : ending.output;
     const std::string start = std::to_string(number) + ' ' + severity + ": ";
     EXPECT_EQ(printed.substr(0, start.size()), start);
@@ -74,11 +77,14 @@ TEST(Messages, ArgumentsStandInThePlaceOfTheirPlaceholders) {
 TEST(Messages, EveryArgumentIsShown) {
     const Message messages[] = {
         {MESSAGE_POSITION_FAILED, {"fgetpos()", "-1", "reason"}},
-        {MESSAGE_PROCESSING_FAILED, {"export.ldif", "what went wrong", "export.ldif.tmp"}},
-        {MESSAGE_SLOT_OCCUPIED, {"export.ldif", "new entry", "old entry", "export.ldif.tmp"}},
+        {MESSAGE_PROCESSING_FAILED, {"export.ldif", "what went wrong", "what to do"}},
+        {MESSAGE_SLOT_OCCUPIED, {"export.ldif", "new entry", "old entry", "what to do"}},
         {MESSAGE_STAGING_FAILED, {"export.ldif", "reason"}},
         {MESSAGE_CANNOT_WRITE, {"migrated.ldif", "reason"}},
         {MESSAGE_CANNOT_READ, {"export.ldif.tmp", "reason"}},
+        {MESSAGE_WORK_FILE_LEFT_BEHIND, {"export.ldif.tmp"}},
+        {MESSAGE_INTERRUPTED, {"migrated.ldif", "export.ldif.tmp"}},
+        {MESSAGE_WORK_FILE_STAYS, {"export.ldif.tmp", "reason"}},
     };
     for (const Message& message : messages) {
         const std::string text = printed(message);
@@ -96,6 +102,12 @@ TEST(Messages, PercentSignsOfAnArgumentAreText) {
 
 TEST(Messages, NoMessagePrintsNothing) {
     EXPECT_EQ(printed({NO_MESSAGE, {}}), "");
+}
+
+TEST(Messages, LineIsWhatIsPrinted) {
+    const Message message = {MESSAGE_CANNOT_OPEN, {"export.ldif", "No such file or directory"}};
+    EXPECT_EQ(lineOf(message), printed(message));
+    EXPECT_EQ(lineOf({NO_MESSAGE, {}}), "");
 }
 
 TEST(Messages, ArePrintedAtOnce) {

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <limits>
 #include <string>
@@ -170,23 +169,6 @@ TEST_F(ProgressFixture, FailureWithoutAMessageErasesTheLine) {
     const Ending ending = endingOf([] { fail({}, {}, {NO_MESSAGE, {}}); });
     EXPECT_EQ(ending.status, 255);
     EXPECT_EQ(terminal.written(), erased);
-}
-
-TEST_F(ProgressFixture, SignalsThatEndTheRunEraseTheLine) {
-    start();
-    showProgress(50, 3, 2);
-    terminal.written();
-    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
-        EXPECT_EXIT(raise(signal), testing::KilledBySignal(signal), "");
-        EXPECT_TRUE(terminal.written().starts_with(erased)) << signal;
-    }
-}
-
-TEST_F(ProgressFixture, SignalsThatAreIgnoredStayIgnored) {
-    std::signal(SIGHUP, SIG_IGN);
-    start();
-    EXPECT_EQ(raise(SIGHUP), 0);
-    EXPECT_EQ(std::signal(SIGHUP, SIG_DFL), SIG_IGN);
 }
 
 TEST_F(ProgressFixture, StoppedTerminalHoldsUpNeitherRedrawsNorNoticesElsewhere) {

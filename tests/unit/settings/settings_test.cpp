@@ -107,7 +107,31 @@ TEST(MigrationFailed, NamesExportProblemAndWorkFile) {
     const Message message = migrationFailed("an entry is broken");
     EXPECT_EQ(message.id, 380928302);
     EXPECT_THAT(message.arguments,
-                testing::ElementsAre("in.ldif", "an entry is broken", "in.ldif.tmp"));
+                testing::ElementsAre("in.ldif", "an entry is broken",
+                                     "Mend this, remove the work file \"in.ldif.tmp\" and run the "
+                                     "migration again"));
+}
+
+TEST(SlotOccupied, NamesExportBothEntriesAndWorkFile) {
+    read({"in.ldif", "out.ldif", "1", "1"});
+    const Message message = slotOccupied("new", "old");
+    EXPECT_EQ(message.id, 380928303);
+    EXPECT_THAT(message.arguments,
+                testing::ElementsAre("in.ldif", "new", "old",
+                                     "Keep one of them in the export, remove the work file "
+                                     "\"in.ldif.tmp\" and run the migration again"));
+}
+
+TEST(SuspectedWorkFile, IsNamedBeforeTheExportIsBlamed) {
+    read({"in.ldif", "out.ldif", "1", "1"});
+    suspectWorkFile(true);
+    const std::string advice =
+        "The work file \"in.ldif.tmp\", which an earlier run left behind, was migrated too and is "
+        "the likely cause: remove it and run the migration again before you change the export";
+    EXPECT_EQ(migrationFailed("an entry is broken").arguments.at(2), advice);
+    EXPECT_EQ(slotOccupied("new", "old").arguments.at(3), advice);
+    suspectWorkFile(false);
+    EXPECT_NE(migrationFailed("an entry is broken").arguments.at(2), advice);
 }
 
 class SharedFiles : public testing::Test {
