@@ -151,7 +151,7 @@ std::string openExport(const std::string& name) {
     exportFile = openFileForReading(name);
     // The reader itself passes on what is too large.
     if (!exportFile.isOpen() || ifp.open(openFileForReading(name)) != 0 ||
-        ofp.openEmpty("/dev/null") != 0) {
+        ofp.openLocked("/dev/null") != 0) {
         return systemReason(errno);
     }
     stateAtStart = stateOf(exportFile.descriptor());

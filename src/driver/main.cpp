@@ -2,13 +2,16 @@
 // into the newer one. See README.md for the two layouts and the way from one to the other.
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "cache/object_cache.h"
 #include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/interruption.h"
 #include "driver/diagnostics/messages.h"
 #include "driver/diagnostics/progress.h"
 #include "driver/diagnostics/trace.h"
@@ -46,8 +49,8 @@ void routeMessages() {
 }
 
 void claimInputOrFail() {
-    if (claimInput() != 0) {
-        fail({}, {}, claimMessage(input_ldif_filename));
+    if (const std::optional<Message> problem = claimInput()) {
+        fail({}, {}, *problem);
     }
 }
 
@@ -72,7 +75,7 @@ void switchEcho() {
 }
 
 void openOutput() {
-    if (ofp.openEmpty(output_ldif_filename) != 0) {
+    if (ofp.openLocked(output_ldif_filename) != 0) {
         const Message message = claimMessage(output_ldif_filename);
         fail(format("main() - Unable to open output file %s.  Exiting. \n", output_ldif_filename),
              {}, message);
@@ -133,25 +136,38 @@ void flushLastData() {
     trace("\nmain():  Returned from copyAllAccumulatedDataToOutputFile() at EXIT label \n");
 }
 
+void requireOutputInPlace() {
+    const FileState written = ofp.state();
+    if (written.kind == FileKind::OTHER) {
+        return;  // a device
+    }
+    const FileState named =
+        written.kind == FileKind::NONE ? written : stateOf(output_ldif_filename);
+    if (!isSameFile(written, named)) {
+        fail({}, {},
+             {MESSAGE_CANNOT_WRITE,
+              {output_ldif_filename,
+               reasonOfChange(named, "another program has removed or replaced it")}});
+    }
+}
+
 // The work file goes only after everything has been found to be in its place: as after every other
 // failure, it then stays.
 void closeOutputAndRemoveWorkFile() {
     requireUnchangedInput();
     requireIntactWorkFile();
-    if (ofp.sync() != 0) {
+    if (ofp.sync(output_ldif_filename) != 0) {
         fail({}, {}, writeMessage(output_ldif_filename, ofp));
     }
-    if (!ofp.isInPlace(output_ldif_filename)) {
-        fail({}, {},
-             {MESSAGE_CANNOT_WRITE,
-              {output_ldif_filename, "another program has removed or replaced it"}});
-    }
+    requireOutputInPlace();
     if (ofp.close() != 0) {
         fail({}, {}, writeMessage(output_ldif_filename, ofp));
     }
-    if (!debug) {
-        ::unlink(temp_input_ldif_filename.c_str());
+    if (!debug && ::unlink(temp_input_ldif_filename.c_str()) != 0) {
+        const int error = errno;
+        zr_printf_utf8({MESSAGE_WORK_FILE_STAYS, {temp_input_ldif_filename, systemReason(error)}});
     }
+    endInterruptionReports();
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <cerrno>
 
 #include "driver/diagnostics/failure.h"
-#include "driver/platform/file.h"
 #include "driver/settings.h"
 #include "ldif/run_files.h"
 
@@ -21,45 +20,77 @@ FileState stagedWorkFile;    // written by noteStagedWorkFile
 bool isStaged = false;       // whether stagedWorkFile is valid
 bool wasLeftBehind = false;  // written by claimWorkFile
 
-[[noreturn]] void failChangedInput() {
+[[noreturn]] void failChangedInput(const FileState& now) {
     fail({}, {},
          {MESSAGE_STAGING_FAILED,
-          {input_ldif_filename, "another program has changed or replaced it since the run began"}});
+          {input_ldif_filename,
+           reasonOfChange(now, "another program has changed or replaced it since the run began")}});
+}
+
+Message cannotOpen(const std::string& name, std::string_view reason) {
+    return {MESSAGE_CANNOT_OPEN, {name, std::string(reason)}};
+}
+
+// Not through a link, and no file that somebody else puts there meanwhile.
+File openOrCreate(const std::string& name) {
+    File file = openFile(name, O_CREAT | O_EXCL | O_NOFOLLOW);
+    if (!file.isOpen() && errno == EEXIST) {
+        file = openFile(name, O_NOFOLLOW);
+    }
+    return file;
 }
 
 }  // namespace
 
-int claimInput() {
+std::optional<Message> claimInput() {
     claimedInput = openFile(input_ldif_filename, 0);
     if (!claimedInput.isOpen()) {
-        return 0;
+        return std::nullopt;
     }
     inputAtStart = stateOf(claimedInput.descriptor());
-    switch (inputAtStart.kind) {
-        case FileKind::NONE:
-            return -1;
-        case FileKind::REGULAR:
-            return lockFile(claimedInput);
-        default:
-            return 0;
+    if (inputAtStart.kind == FileKind::PIPE) {
+        return std::nullopt;
     }
+    if (inputAtStart.kind == FileKind::OTHER) {
+        errno = ENODEV;
+    }
+    const bool isHad = inputAtStart.kind == FileKind::REGULAR && lockFile(claimedInput) == 0;
+    return isHad ? std::nullopt : std::optional(claimMessage(input_ldif_filename));
 }
 
 off_t inputSize() {
     return inputAtStart.size;
 }
 
-int claimWorkFile() {
-    claimedWorkFile = openFile(temp_input_ldif_filename, O_CREAT | O_NOFOLLOW);
+std::string_view workFileProblem(const FileState& state) {
+    if (state.kind != FileKind::REGULAR) {
+        return "it is not a regular file";
+    }
+    if (!state.isOwn) {
+        return "it belongs to another user. Remove it";
+    }
+    if (state.isOpenToOthers) {
+        return "others than its owner may write to it. Remove it";
+    }
+    return state.names > 1 ? "it has another name, a hard link. Remove it" : "";
+}
+
+std::optional<Message> claimWorkFile() {
+    const std::string& name = temp_input_ldif_filename;
+    claimedWorkFile = openOrCreate(name);
     if (!claimedWorkFile.isOpen()) {
-        return -1;
+        return claimMessage(name);
     }
     const FileState state = stateOf(claimedWorkFile.descriptor());
-    if (state.kind == FileKind::PIPE || state.kind == FileKind::OTHER) {
-        errno = ENODEV;
+    if (state.kind == FileKind::NONE) {
+        return claimMessage(name);
+    }
+    if (const std::string_view problem = workFileProblem(state); !problem.empty()) {
+        return cannotOpen(name, problem);
     }
     wasLeftBehind = state.size > 0;
-    return state.kind == FileKind::REGULAR ? lockFile(claimedWorkFile) : -1;
+    suspectWorkFile(wasLeftBehind);
+    return lockFile(claimedWorkFile) == 0 ? std::nullopt : std::optional(claimMessage(name));
 }
 
 bool holdsLeftOvers() {
@@ -69,20 +100,29 @@ bool holdsLeftOvers() {
 Message claimMessage(const std::string& name) {
     switch (errno) {
         case EWOULDBLOCK:
-            return {MESSAGE_CANNOT_OPEN,
-                    {name, "another migration is using it, or another program has locked it. Wait "
-                           "until that has ended"}};
+            return cannotOpen(name,
+                              "another migration is using it, or another program has locked it. "
+                              "Wait until that has ended");
         case ENODEV:
-            return {MESSAGE_CANNOT_OPEN, {name, "it is not a regular file"}};
+            return cannotOpen(name, "it is not a regular file");
         case ESPIPE:
-            return {MESSAGE_CANNOT_OPEN, {name, "it is a pipe; the output must be a file"}};
+            return cannotOpen(name, "it is a pipe; the output must be a file");
         default:
             return openMessage(name);
     }
 }
 
+std::string reasonOfChange(const FileState& state, std::string_view other) {
+    const bool isGone = errno == ENOENT || errno == ENOTDIR;
+    return state.kind == FileKind::NONE && !isGone ? systemReason(errno) : std::string(other);
+}
+
 void noteStagedWorkFile() {
     stagedWorkFile = stateOf(claimedWorkFile.descriptor());
+    if (stagedWorkFile.kind == FileKind::NONE) {
+        const int error = errno;
+        fail({}, {}, {MESSAGE_CANNOT_READ, {temp_input_ldif_filename, systemReason(error)}});
+    }
     isStaged = true;
 }
 
@@ -91,19 +131,22 @@ off_t workFileSize() {
 }
 
 void requireInputInPlace() {
-    // One that could be opened for staging alone is not locked.
-    if (inputAtStart.kind != FileKind::OTHER &&
-        !isSameFile(inputAtStart, stateOf(input_ldif_filename))) {
-        failChangedInput();
+    const FileState state = stateOf(input_ldif_filename);
+    if (!isSameFile(inputAtStart, state)) {
+        failChangedInput(state);
     }
 }
 
 void requireUnchangedInput() {
+    if (inputAtStart.kind != FileKind::REGULAR) {
+        return;  // a pipe has not been read, and what could not be opened was not claimed
+    }
     const FileState state = stateOf(claimedInput.descriptor());
     const bool isUnchanged = state.kind == inputAtStart.kind && state.size == inputAtStart.size &&
-                             state.modifiedTime == inputAtStart.modifiedTime;
-    if (inputAtStart.kind == FileKind::REGULAR && !isUnchanged) {
-        failChangedInput();
+                             state.modifiedTime == inputAtStart.modifiedTime &&
+                             state.changedTime == inputAtStart.changedTime;
+    if (!isUnchanged) {
+        failChangedInput(state);
     }
 }
 
@@ -117,7 +160,8 @@ void requireIntactWorkFile() {
     if (!hasSize || !isSameFile(state, stagedWorkFile)) {
         fail({}, {},
              {MESSAGE_CANNOT_READ,
-              {temp_input_ldif_filename, "another program has changed its size or replaced it"}});
+              {temp_input_ldif_filename,
+               reasonOfChange(state, "another program has changed its size or replaced it")}});
     }
     if (checkWrittenBack(claimedWorkFile) != 0) {
         const int error = errno;
@@ -132,4 +176,5 @@ void releaseClaims() {
     stagedWorkFile = {};
     isStaged = false;
     wasLeftBehind = false;
+    suspectWorkFile(false);
 }

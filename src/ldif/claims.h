@@ -8,17 +8,25 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "driver/diagnostics/messages.h"
+#include "driver/platform/file.h"
 
-// Takes the lock of the export and notes its state. Returns 0, or -1 with the reason in errno. An
-// export that cannot be opened is left to staging, which tells so in its own way.
-int claimInput();
+// Takes the lock of the export and notes its state. Returns the message to fail with when it cannot
+// be had. An export that cannot be opened is left to staging, which reports it in its own way, and
+// so is a pipe, which has no positions.
+std::optional<Message> claimInput();
 
-// Creates the work file unless it is there, and takes its lock. Returns 0, or -1 with the reason in
-// errno: ELOOP for a symbolic link, ENODEV for what is no regular file.
-int claimWorkFile();
+// Why a file that exists cannot be the work file, as a clause; empty when it can. Whoever may write
+// to it, or has another name for it, decides what a run migrates.
+std::string_view workFileProblem(const FileState& state);
+
+// Creates the work file unless it is there, and takes its lock. Returns the message to fail with
+// when it cannot be had.
+std::optional<Message> claimWorkFile();
 
 // How long the export was when its lock was taken.
 off_t inputSize();
@@ -26,10 +34,15 @@ off_t inputSize();
 // Whether the work file held something when its lock was taken: another run has left it behind.
 bool holdsLeftOvers();
 
-// What is said when `name` cannot be had for this run alone; errno gives the reason.
+// The message when `name` cannot be had for this run alone; errno gives the reason.
 Message claimMessage(const std::string& name);
 
-// Notes the size of the work file, which does not change from here on.
+// The reason why a file is not the one that it was: `other` is what another program has done to it,
+// unless `state`, from a look that has just failed, shows that the system did not let it be seen.
+std::string reasonOfChange(const FileState& state, std::string_view other);
+
+// Notes the size of the work file, which does not change from here on. Ends the process when it
+// cannot be seen.
 void noteStagedWorkFile();
 
 // The size noted.

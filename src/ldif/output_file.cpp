@@ -21,15 +21,19 @@ int OutputFile::open(const std::string& name, int flags) {
     return begin();
 }
 
-int OutputFile::openEmpty(const std::string& name) {
+int OutputFile::openLocked(const std::string& name) {
     close();
-    file_ = openEmptyFile(name);
-    if (file_.isOpen() && stateOf(file_.descriptor()).kind == FileKind::PIPE) {
+    file_ = openLockedFile(name);
+    if (file_.isOpen() && state().kind == FileKind::PIPE) {
         file_.close();
         errno = ESPIPE;
         return -1;
     }
     return begin();
+}
+
+int OutputFile::empty() {
+    return emptyFile(file_);
 }
 
 int OutputFile::begin() {
@@ -69,24 +73,25 @@ int OutputFile::flush() {
     return used_ == 0 ? 0 : -1;
 }
 
-int OutputFile::sync() {
+int OutputFile::sync(const std::string& name) {
     if (flush() != 0) {
         return -1;
     }
-    const int synced = syncFile(file_);
-    if (synced != 0) {
+    const FileKind kind = state().kind;
+    const bool isSynced = kind != FileKind::NONE && syncFile(file_) == 0 &&
+                          (kind != FileKind::REGULAR || syncFolderOf(file_, name) == 0);
+    if (!isSynced) {
         error_ = errno;
     }
-    return synced;
+    return isSynced ? 0 : -1;
 }
 
 bool OutputFile::isTerminal() const {
     return ::isTerminal(file_.descriptor());
 }
 
-bool OutputFile::isInPlace(const std::string& name) const {
-    const FileState state = stateOf(file_.descriptor());
-    return state.kind == FileKind::OTHER || isSameFile(state, stateOf(name));
+FileState OutputFile::state() const {
+    return stateOf(file_.descriptor());
 }
 
 int OutputFile::close() {

@@ -21,10 +21,12 @@ public:
     // Opens `name` with the additional open(2) flags. Returns 0, or -1 with the reason in errno.
     int open(const std::string& name, int flags);
 
-    // Opens `name` as an empty file that no other run writes to, as openEmptyFile does. Returns 0,
-    // or -1 with the reason in errno: ESPIPE for a pipe, which would take what nobody may ever
-    // read.
-    int openEmpty(const std::string& name);
+    // Opens `name`, which no other run may write to, as openLockedFile does. Returns 0, or -1 with
+    // the reason in errno: ESPIPE for a pipe, which would take what nobody may ever read.
+    int openLocked(const std::string& name);
+
+    // Removes what the file held when it was opened. Returns 0, or -1 with the reason in errno.
+    int empty();
     bool isOpen() const {
         return file_.isOpen();
     }
@@ -35,13 +37,14 @@ public:
     int flush();
     int close();
 
-    // Flushes, and waits until the system has everything on its disk. Returns as flush().
-    int sync();
+    // Flushes, and waits until the system has everything on its disk, with the folder that `name`
+    // has led to. Returns as flush().
+    int sync(const std::string& name);
 
     bool isTerminal() const;
 
-    // Whether `name` still leads to this file.
-    bool isInPlace(const std::string& name) const;
+    // As stateOf gives it.
+    FileState state() const;
 
     int error() const {
         return error_;

@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/interruption.h"
 #include "driver/diagnostics/progress.h"
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
@@ -35,6 +37,50 @@ OutputFile stagedFile;
 void writeOrFail(OutputFile& file, std::string_view text) {
     if (file.write(text) != 0) {
         failWriting(file);
+    }
+}
+
+// Opened for writing too, although it is only read: an export that cannot be written is refused.
+void openInput() {
+    if (ifp.open(input_ldif_filename) != 0) {
+        const Message message = openMessage(input_ldif_filename);
+        fail(format("copyOriginalInputFileToTempInputFile():  Unable to open original input LDIF "
+                    "file:  %s.  Exiting. \n",
+                    input_ldif_filename),
+             {}, message);
+    }
+}
+
+void openWorkFile() {
+    std::optional<Message> problem = claimWorkFile();
+    if (!problem && stagedFile.open(temp_input_ldif_filename, O_APPEND | O_NOFOLLOW) != 0) {
+        problem = claimMessage(temp_input_ldif_filename);
+    }
+    if (problem) {
+        fail(format("copyOriginalInputFileToTempInputFile():  Unable to open temporary input LDIF "
+                    "file:  %s. \n"
+                    "copyOriginalInputFileToTempInputFile():  Returning \n",
+                    temp_input_ldif_filename),
+             {}, *problem);
+    }
+    if (holdsLeftOvers()) {
+        zr_printf_utf8({MESSAGE_WORK_FILE_LEFT_BEHIND, {temp_input_ldif_filename}});
+    }
+}
+
+// Output and trace lose what they have held once everything is open, and an export that has no
+// positions is known: a run that ends before has destroyed nothing.
+void emptyFiles() {
+    FilePosition start;
+    if (const int returnCode = ifp.getPosition(start); returnCode != 0) {
+        fail({}, {}, positionMessage("fgetpos()", returnCode));
+    }
+    reportInterruptions({MESSAGE_INTERRUPTED, {output_ldif_filename, temp_input_ldif_filename}});
+    if (ofp.empty() != 0) {
+        fail({}, {}, openMessage(output_ldif_filename));
+    }
+    if (emptyTraceFile() != 0) {
+        fail({}, {}, openMessage(debugFileName));
     }
 }
 
@@ -141,25 +187,9 @@ int copyOriginalInputFileToTempInputFile() {
           temp_input_ldif_filename);
     const bool debugAtEntry = std::exchange(debug, false);
 
-    // Opened for writing too, although it is only read: an export that cannot be written is
-    // refused.
-    if (ifp.open(input_ldif_filename) != 0) {
-        const Message message = openMessage(input_ldif_filename);
-        fail(format("copyOriginalInputFileToTempInputFile():  Unable to open original input LDIF "
-                    "file:  %s.  Exiting. \n",
-                    input_ldif_filename),
-             {}, message);
-    }
-    if (claimWorkFile() != 0 ||
-        stagedFile.open(temp_input_ldif_filename, O_APPEND | O_NOFOLLOW) != 0) {
-        const Message message = claimMessage(temp_input_ldif_filename);
-        fail(format("copyOriginalInputFileToTempInputFile():  Unable to open temporary input LDIF "
-                    "file:  %s. \n"
-                    "copyOriginalInputFileToTempInputFile():  Returning \n",
-                    temp_input_ldif_filename),
-             {}, message);
-    }
-
+    openInput();
+    openWorkFile();
+    emptyFiles();
     beginPhase(Phase::STAGING, 0, inputSize());
     int result = 0;
     while (result == 0) {

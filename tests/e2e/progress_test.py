@@ -322,7 +322,9 @@ class ProgressTest(unittest.TestCase):
                     self.read_slowly(reading, terminal)
 
             self.assertEqual(self.wait(run, terminal, interrupt_in_the_first_pass), -number)
-            self.assertTrue(terminal.text.endswith(ERASED), terminal.text)
+            before, _, after = terminal.text.rpartition(ERASED)
+            self.assertIn("Pass 1", before)
+            self.assertRegex(after, r"^380928317 ERROR: interrupted: [^\r\n]+\r\n$")
 
     def test_a_stopped_terminal_does_not_hold_up_the_run(self):
         terminal = self.terminal()

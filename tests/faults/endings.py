@@ -10,15 +10,15 @@ import errno
 import os
 import re
 
-from exports import INPUT, OUTPUT, SNAPSHOT, TRACE, WORK
+from exports import INPUT, OLD, OUTPUT, SNAPSHOT, TRACE, WORK
 
 STARTUP, STAGING, COPYING, PASSES, RESIDUE, CLOSING = (
     "start-up", "staging", "copying the work file", "the passes", "the residue", "the end")
 
 # Endings: status 0 as if nothing had happened; status 255 with a message, if `id` is not 0, about
 # `file`, and the system's reason where it gives one; resource credentials cut off with status 0
-# unless the output cannot be closed.
-IGNORED, CUT_OFF = "undisturbed", "residue cut off"
+# unless the output cannot be closed; status 0 with a warning that the work file is still there.
+IGNORED, CUT_OFF, WARNED = "undisturbed", "residue cut off", "undisturbed but for a warning"
 Fatal = collections.namedtuple("Fatal", "id file has_reason", defaults=(None, True))
 NO_MEMORY, POSITION, PROCESSING, OPEN, READ_INPUT, WRITE, READ_WORK = (
     380928300, 380928301, 380928302, 380928304, 380928305, 380928306, 380928307)
@@ -28,15 +28,15 @@ WITHOUT_MESSAGE = Fatal(0)
 # that fits counts.
 RULES = (
     # Two names that cannot be compared count as different files. A file that cannot be looked at
-    # any more later on is not the one that it was.
+    # any more later on may not be the one that it was.
     ("stat lstat getcwd realpath", None, STARTUP, {IGNORED}),
-    ("stat", INPUT, None, {Fatal(READ_INPUT, INPUT, False)}),
-    ("stat", OUTPUT, None, {Fatal(WRITE, OUTPUT, False)}),
-    ("stat", WORK, None, {Fatal(READ_WORK, WORK, False)}),
+    ("stat", INPUT, None, {Fatal(READ_INPUT, INPUT)}),
+    ("stat", OUTPUT, None, {Fatal(WRITE, OUTPUT)}),
+    ("stat", WORK, None, {Fatal(READ_WORK, WORK)}),
     ("fstat", INPUT, STARTUP, {Fatal(OPEN, INPUT)}),
-    ("fstat", INPUT, None, {Fatal(READ_INPUT, INPUT, False)}),
-    ("fstat", WORK, None, {Fatal(OPEN, WORK), Fatal(READ_WORK, WORK, False)}),
-    ("fstat", OUTPUT, CLOSING, {Fatal(WRITE, OUTPUT, False)}),
+    ("fstat", INPUT, None, {Fatal(READ_INPUT, INPUT)}),
+    ("fstat", WORK, None, {Fatal(OPEN, WORK), Fatal(READ_WORK, WORK)}),
+    ("fstat", OUTPUT, CLOSING, {Fatal(WRITE, OUTPUT)}),
     ("fstat", OUTPUT, None, {Fatal(OPEN, OUTPUT), IGNORED}),  # the second time to find pipes
     ("fstat", TRACE, None, {Fatal(OPEN, TRACE)}),
     ("fstat", None, STARTUP, {IGNORED}),  # standard output and standard error
@@ -60,7 +60,10 @@ RULES = (
     ("close", INPUT, None, {IGNORED}),
 
     ("open flock ftruncate", OUTPUT, None, {Fatal(OPEN, OUTPUT)}),
-    ("fsync", OUTPUT, None, {Fatal(WRITE, OUTPUT)}),
+    # The output and its folder. A folder that may not be read is synced with its file system.
+    ("fsync", None, CLOSING, {Fatal(WRITE, OUTPUT)}),
+    ("open", ".", CLOSING, {Fatal(WRITE, OUTPUT), IGNORED}),
+    ("lstat", OUTPUT, CLOSING, {IGNORED}),
     ("write", OUTPUT, PASSES, {Fatal(PROCESSING, OUTPUT)}),
     ("write", OUTPUT, RESIDUE, {CUT_OFF, WITHOUT_MESSAGE}),
     ("write close", OUTPUT, None, {Fatal(WRITE, OUTPUT)}),
@@ -77,7 +80,8 @@ RULES = (
     ("close", WORK, STAGING, {Fatal(WRITE, WORK)}),
     ("close", WORK, PASSES, {Fatal(WRITE, WORK)}),
     ("close", WORK, None, {IGNORED}),  # nobody reads it any more
-    ("unlink", WORK, None, {IGNORED}),
+    ("unlink", WORK, None, {WARNED}),
+    ("close", None, CLOSING, {IGNORED}),  # the folder
 )
 
 # What was asked of the interposer: the kind of call, an error number or "short", and whether all
@@ -166,6 +170,9 @@ def ending_of(run):
     if run.status == 0 and not run.stderr:
         return IGNORED
     lines = run.stderr.decode(errors="backslashreplace").splitlines()
+    if run.status == 0 and len(lines) == 1 and (
+            lines[0].startswith(f'380928318 WARNING: cannot remove the work file "{WORK}": ')):
+        return WARNED
     if run.status == 255 and not lines:
         return WITHOUT_MESSAGE
     match = re.match(r"(\d+) ERROR: ", lines[0]) if lines else None
@@ -176,12 +183,13 @@ def ending_of(run):
 
 def complaints_about_end(disturbance, run, allowed):
     ending = ending_of(run)
+    shown = {CUT_OFF: IGNORED}
     fitting = [end for end in allowed if ending == (
-        Fatal(end.id) if isinstance(end, Fatal) else IGNORED)]
+        Fatal(end.id) if isinstance(end, Fatal) else shown.get(end, end))]
     if not fitting:
         yield f"ended with {ending} instead of {allowed}"
     for end in fitting:
-        if end in (IGNORED, CUT_OFF, WITHOUT_MESSAGE, Fatal(NO_MEMORY)):
+        if end in (IGNORED, CUT_OFF, WARNED, WITHOUT_MESSAGE, Fatal(NO_MEMORY)):
             continue
         reason = os.strerror(disturbance.error)
         if end.has_reason and reason not in run.stderr.decode():
@@ -237,6 +245,8 @@ def output_due(run, undisturbed, disturbance, faults):
 
 def complaints_about_loss(run, undisturbed, disturbance, faults):
     output = run.files.output or b""
+    if output == OLD:
+        output = b""  # not touched yet; whether that may be is asked elsewhere
     due = output_due(run, undisturbed, disturbance, faults)
     if not undisturbed.run.files.output.startswith(output):
         yield "the output holds what an undisturbed run does not write"
@@ -244,8 +254,17 @@ def complaints_about_loss(run, undisturbed, disturbance, faults):
         yield f"the output has lost some of the first {due} bytes, {len(output)} are left"
 
 
-def complaints_after_failure(run, undisturbed):
+def cannot_be_opened(run, faults):
+    """Whether the run has ended because a file could not be opened, before it emptied any."""
+    return ending_of(run) == Fatal(OPEN) and all(
+        fault.phase in (STARTUP, STAGING) and fault.kind != "ftruncate" for fault in faults)
+
+
+def complaints_after_failure(run, undisturbed, faults):
     work = run.files.work
+    if undisturbed.is_over and cannot_be_opened(run, faults) and (
+            (run.files.output, run.files.trace) != (OLD, OLD)):
+        yield "an output or a trace of an earlier run has not been left alone"
     if b"380928310 " in run.stdout:
         if work is None or not is_blanked(undisturbed.staged, work):
             yield "the work file is not the staged one with lines blanked"
@@ -300,5 +319,5 @@ def complaints(disturbance, faults, run, undisturbed):
             yield "a notice is missing"
         yield from complaints_after_success(run, undisturbed, faults, CUT_OFF in allowed)
     else:
-        yield from complaints_after_failure(run, undisturbed)
+        yield from complaints_after_failure(run, undisturbed, faults)
     yield from complaints_about_trace(run, undisturbed, disturbance, faults)

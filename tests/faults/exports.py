@@ -1,12 +1,13 @@
 """The exports of the fault tests, and what a run that nobody disturbs makes of each.
 
-An export is a text with the arguments to migrate it; `NAMES` are those of the three:
+An export is a text with the arguments to migrate it; `NAMES` are those of the four:
 
     example   examples/export.ldif in one pass
     passes    a generated export in four passes; its entries are long enough that every phase of the
               run, the copying of resource credentials included, fills the buffers of the output and
               of the work file, and that entries are read again to be blanked or stepped over
     traced    examples/export.ldif with one slot each, in two passes, traced
+    over      the same, over an output and a trace of an earlier run
 
 What an undisturbed run makes is only taken as a measure once it has been compared with
 examples/migrated.ldif, or with what tests/large/check_migration.py derives from the export.
@@ -34,15 +35,20 @@ TIME_LIMIT_SECONDS = 120
 PADDING = {"objectclass: inetOrgPerson": 3, "objectclass: secUser": 8,
            "objectclass: secResCreds": 50}
 
-Export = collections.namedtuple("Export", "text slots traced gathering_passes")
+Export = collections.namedtuple("Export", "text slots traced gathering_passes is_over",
+                                defaults=(False,))
+
+# What an output and a trace of an earlier run hold.
+OLD = b"of an earlier run\n" * 100
 
 # What a run leaves; files that are not there are None.
 Files = collections.namedtuple("Files", "input output work trace snapshot")
 Run = collections.namedtuple("Run", "status stdout stderr files")
 
-# An undisturbed run, the work file as staging leaves it, and how much of the output there is
-# after staging and after each pass.
-Undisturbed = collections.namedtuple("Undisturbed", "run staged passed_through flushed")
+# An undisturbed run, the work file as staging leaves it, how much of the output there is after
+# staging and after each pass, and whether files of an earlier run were in its way.
+Undisturbed = collections.namedtuple("Undisturbed", "run staged passed_through flushed is_over",
+                                     defaults=(False,))
 
 
 def example_text():
@@ -64,7 +70,7 @@ def generated_text(program, users, groups, padding):
     return "".join(entries).encode()
 
 
-NAMES = ("example", "passes", "traced")
+NAMES = ("example", "passes", "traced", "over")
 EXAMPLE = Export(example_text(), ("10", "10"), False, 1)
 
 
@@ -73,8 +79,8 @@ def export_named(name, program):
     """The export of that name; one that has to be generated comes from the program's build."""
     if name == "passes":
         return Export(generated_text(program, 48, 8, PADDING), ("12", "2"), False, 4)
-    if name == "traced":
-        return Export(EXAMPLE.text, ("1", "1"), True, 2)
+    if name in ("traced", "over"):
+        return Export(EXAMPLE.text, ("1", "1"), True, 2, name == "over")
     return EXAMPLE
 
 
@@ -103,6 +109,9 @@ def files_of(folder):
 def run_in(folder, program, export, traced=None, **options):
     """Migrates the export in `folder`; the options are those of subprocess.run."""
     (folder / INPUT).write_bytes(export.text)
+    if export.is_over:
+        (folder / OUTPUT).write_bytes(OLD)
+        (folder / TRACE).write_bytes(OLD)
     traced = export.traced if traced is None else traced
     settings = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "env": environment(),
                 **options}
@@ -155,7 +164,7 @@ def fits_export(files):
 def is_migrated(name, files):
     if name == "passes":
         return fits_export(files)
-    if name == "traced":  # in two passes, the same records come in another order
+    if name in ("traced", "over"):  # in two passes, the same records come in another order
         return sorted(files.output.split(b"\n\n")) == sorted(migrated_example().split(b"\n\n"))
     return files.output == migrated_example()
 
@@ -171,4 +180,4 @@ def undisturbed(program, name):
     passed_through, flushed = lengths(run.files.output)
     if len(flushed) != export.gathering_passes:
         sys.exit(f"the export {name} takes {len(flushed)} passes")
-    return Undisturbed(run, staged, passed_through, flushed)
+    return Undisturbed(run, staged, passed_through, flushed, export.is_over)

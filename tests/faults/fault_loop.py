@@ -107,8 +107,6 @@ def loop(place, kind, error, every):
                 break
             endings_seen[ending] += 1
             call += every
-    if not endings_seen:
-        found.append(f"{place.name}: no call of the kind {kind} has been seen")
     return endings_seen, found
 
 
@@ -120,11 +118,11 @@ def run_loops(arguments, name):
     program = os.path.abspath(arguments.program)
     place = Place(program, os.path.abspath(arguments.interposer), name,
                   exports.undisturbed(program, name))
-    tried, all_found = 0, []
+    tried, all_found = collections.Counter(), []
     for kind in arguments.kind:
         for error in ERRORS[kind]:
             seen, found = loop(place, kind, error, arguments.every)
-            tried += seen.total()
+            tried[kind] += seen.total()
             all_found += found
             ended = ", ".join(f"{count} {ending}" for ending, count in sorted(seen.items()))
             print(f"{name:8} {kind:10} {error_name(error):7} {seen.total():6}  {ended}", flush=True)
@@ -150,12 +148,14 @@ def main():
     arguments = parse_arguments()
     begin = time.monotonic()
     print(f"{'export':8} {'kind':10} {'error':7} {'faults':>6}  how the runs ended")
-    tried, found = 0, []
+    tried, found = collections.Counter(), []
     for name in arguments.export:
         more_tried, more_found = run_loops(arguments, name)
         tried += more_tried
         found += more_found
-    print(f"{tried} faults tried in {time.monotonic() - begin:.0f} s, {len(found)} complaints")
+    found += [f"no call of the kind {kind} has been seen" for kind in arguments.kind
+              if not tried[kind]]
+    print(f"{tried.total()} faults tried in {time.monotonic() - begin:.0f} s, {len(found)} complaints")
     for text in found[:MOST_COMPLAINTS]:
         print(f"FAULT: {text}")
     return 1 if found else 0

@@ -5,10 +5,14 @@
 
 A generated export is migrated in four passes and interrupted N times by each of KILL, TERM and INT,
 at moments spread over the time that an undisturbed run takes. After each, the program must have
-ended by that signal within seconds, the export must not have changed, and what is in the output
-must be the beginning of what an undisturbed run writes. Once the work file that is left has been
+ended by that signal within seconds, and must have reported it if it could; the export must not have
+changed, and what is in the output must be the beginning of what an undisturbed run writes.
+
+The run is then repeated with the work file that is left: it must announce one that is not empty, so
+that none that ends with status 0 gives another output without a warning. Once the work file has been
 removed, a new run must give the undisturbed output. The table at the end counts the moments; those
-at which the run had already come to its end must have given the undisturbed output, too.
+at which the run had already come to its end must have given the undisturbed output, too. It also
+counts the repeated runs that have ended with 0, and those of them with another output.
 """
 
 import argparse
@@ -27,6 +31,9 @@ import exports
 
 SIGNALS = (signal.SIGKILL, signal.SIGTERM, signal.SIGINT)
 PROMPT_SECONDS = 10
+REPORT = (f'380928317 ERROR: interrupted: the output "{exports.OUTPUT}" is incomplete. Remove the '
+          f'work file "{exports.WORK}" before the next run\n').encode()
+LEFT_BEHIND = f'380928316 WARNING: the work file "{exports.WORK}" was left behind'.encode()
 PASSES = 4
 
 Place = collections.namedtuple("Place", "folder program export output")
@@ -80,20 +87,40 @@ def faults_of_interrupted(place, number, run):
     if run.status == 0:
         yield from faults_of_undisturbed(place, run)
         return
-    if run.status != -number or run.stderr:
+    reports = {b""} if number == signal.SIGKILL else {REPORT}
+    if not (run.files.output or run.files.work):
+        reports.add(b"")  # there may have been nothing to report yet
+    if run.status != -number or run.stderr not in reports:
         yield f"ended with {run.status}, {run.stderr}"
     if not place.output.startswith(run.files.output or b""):
         yield "the output holds what an undisturbed run does not write"
 
 
+def faults_of_repeated(place, left, run):
+    """What must not be of a run that finds the work file `left`."""
+    if run.files.input != place.export.text:
+        yield "the export has changed in the repeated run"
+    if run.stderr.startswith(LEFT_BEHIND) != bool(left):
+        yield f"a work file of {len(left or b'')} bytes was left, and the repeated run said {run.stderr}"
+    if run.status == 0 and run.files.output != place.output and not left:
+        yield "the repeated run gave another output"
+    if run.status not in (0, 255):
+        yield f"the repeated run ended with {run.status}, {run.stderr}"
+
+
 def try_moments(place, number, moments):
     """Interrupts once at each moment. Returns the row of the table, and the faults found."""
-    interrupted, slowest, found = 0, 0, []
+    interrupted, slowest, ended_with_0, doubled, found = 0, 0, 0, 0, []
     for moment in moments:
         run, seconds = interrupt(place, number, moment)
         faults = list(faults_of_interrupted(place, number, run))
         interrupted += run.status == -number
         slowest = max(slowest, seconds)
+        if run.files.work is not None:
+            _, repeated = run_to_the_end(place)
+            faults += faults_of_repeated(place, run.files.work, repeated)
+            ended_with_0 += repeated.status == 0
+            doubled += repeated.status == 0 and repeated.files.output != place.output
         (place.folder / exports.WORK).unlink(missing_ok=True)
         _, again = run_to_the_end(place)
         faults += [f"afterwards: {fault}" for fault in faults_of_undisturbed(place, again)]
@@ -101,7 +128,7 @@ def try_moments(place, number, moments):
     if not interrupted:
         found.append(f"{number.name} has interrupted no run")
     return (f"{number.name:8} {len(moments):7} {interrupted:11} {len(moments) - interrupted:13} "
-            f"{slowest * 1000:10.0f} ms"), found
+            f"{slowest * 1000:10.0f} ms {ended_with_0:15} {doubled:14}"), found
 
 
 def spread(rng, count, seconds):
@@ -122,7 +149,7 @@ def test(arguments, folder):
     seconds = statistics.median(seconds for seconds, _ in runs)
     print(f"export of {len(text) / 1e6:.1f} MB, an undisturbed run takes {seconds:.2f} s, "
           f"seed {arguments.seed}")
-    print("signal   moments interrupted already ended slowest to end")
+    print("signal   moments interrupted already ended slowest to end repeated with 0 other output")
     rng = random.Random(arguments.seed)
     for number in SIGNALS:
         row, more = try_moments(place, number, spread(rng, arguments.moments, seconds))

@@ -136,6 +136,8 @@ def migrate(export, max_users, max_groups, *, work_file=b"", traced=False,
             b"main():  max_number_of_secuser_slots   = %d \n" % max_users,
             b"main():  max_number_of_secgroup_slots  = %d \n" % max_groups)
         run.message(380928308, 380928309)
+        if work_file:
+            run.message(380928316)
         staging.stage(run, export)
         run.message(380928310, 380928311)
         if traced:

@@ -13,8 +13,8 @@ from unittest import mock
 
 import model
 from model_samples import (CONTAINER_RECORD, CREDENTIALS, END, FAILED, GROUP, GROUP_MAP,
-                           GROUP_RECORD, PASS, POLICY, POLICY_DATA, POLICY_RECORD, STAGING,
-                           STAGING_FAILED, USER, USER_MAP, USER_RECORD, echo_of, migrate, of)
+                           GROUP_RECORD, LEFT_BEHIND, PASS, POLICY, POLICY_DATA, POLICY_RECORD, STAGING,
+                           STAGING_FAILED, STAGING_ON_LEFT_OVERS, USER, USER_MAP, USER_RECORD, echo_of, migrate, of)
 
 
 class Oversized(unittest.TestCase):
@@ -64,6 +64,8 @@ class Staging(unittest.TestCase):
         result = migrate(USER_MAP, work_file=USER, traced=True)
         self.assertEqual(result.snapshot, USER + USER_MAP)
         self.assertEqual(result.output, USER_RECORD)
+        self.assertEqual(result.messages.count(LEFT_BEHIND), 1)
+        self.assertNotIn(LEFT_BEHIND, migrate(USER + USER_MAP).messages)
 
     def test_an_entry_must_not_begin_with_a_continuation(self):
         result = migrate(b" cn=x\n\n")
@@ -218,7 +220,7 @@ class Passes(unittest.TestCase):
 
     def test_foreign_entries_in_the_work_file_are_fatal(self):
         result = migrate(b"", work_file=b"dn: x\n")
-        self.assertEqual(result.messages, STAGING + [380928312, FAILED])
+        self.assertEqual(result.messages, STAGING_ON_LEFT_OVERS + [380928312, FAILED])
         self.assertEqual(echo_of(result), [
             b"main():  ERROR:  The object class of this object was unrecognizable.  EXITING. \n"])
         self.assertEqual(result.work, b"dn: x\n")
@@ -264,7 +266,7 @@ class CommandLine(unittest.TestCase):
             model.write_bytes(export + ".tmp", USER)
             model.write_bytes(export, USER_MAP)
             self.assertEqual(self.run_in(folder, "in", "out", "1", "1"),
-                             (0, STAGING + PASS + END))
+                             (0, STAGING_ON_LEFT_OVERS + PASS + END))
             self.assertEqual(model.read_bytes(output), USER_RECORD)
             self.assertEqual(sorted(os.listdir(folder)), ["in", "out"])
 

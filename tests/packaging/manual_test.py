@@ -27,7 +27,7 @@ PARTS = {
     "ENVIRONMENT": ("When `DEBUG_ERROR` is set", "\n\n**Progress.**"),
     "EXIT STATUS": ("0 when the run came to its end", "\n\n**Files.**"),
     "FILES": ("Besides the output the program", "\n## Check before"),
-    "DIAGNOSTICS": ("Errors go to standard error", "\n## What is dropped"),
+    "DIAGNOSTICS": ("Errors and warnings go to", "\n## What is dropped"),
     "What is dropped, on purpose": ("- Comments, and the folding", "\n## Limits"),
     "Limits": ("- Object classes are recognised", "\n## Map of the code"),
 }

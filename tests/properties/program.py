@@ -19,7 +19,7 @@ TRACE, SNAPSHOT = "trace.txt", "TEMPORARY_INPUT_LDIF_FILE"
 TIME_LIMIT_SECONDS = 60
 ENDLESS = "that of a run that was stopped after a minute"
 PASSES_BEGIN = b"BEGIN MAIN PROCESSING LOOP."
-MESSAGE = re.compile(rb"(\d{9}) (NOTICE|ERROR): [^\n]*\n")
+MESSAGE = re.compile(rb"(\d{9}) (NOTICE|WARNING|ERROR): [^\n]*\n")
 SMALLEST_PIPE = 4096
 
 # What a run left behind: None for a file that is not there. `export` holds the input afterwards,

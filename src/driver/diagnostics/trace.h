@@ -21,11 +21,16 @@ extern bool debugError;
 // The trace file; open from start-up to the end of the run when the trace is wanted.
 extern File tfp;
 
-// Opens `name` as the trace file, emptied, and switches the trace on. Returns 0, or -1 with the
-// reason in errno and the trace off.
+// Opens `name` as the trace file and switches the trace on. Returns 0, or -1 with the reason in
+// errno and the trace off. A file that holds something keeps it, and what is traced stays in
+// memory, until emptyTraceFile: a run that cannot open its other files must not change it.
 int openTraceFile(const std::string& name);
 
-// Writes `text` to the trace file as it stands, whether or not the trace is on.
+// Replaces what the trace file has held by what has been traced. Returns 0, or -1 with the reason
+// in errno.
+int emptyTraceFile();
+
+// Writes `text` to the trace file unchanged, whether or not the trace is on.
 void writeTrace(std::string_view text);
 
 // Writes a trace line when the trace is on; costs one test when it is off.

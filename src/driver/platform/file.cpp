@@ -22,21 +22,38 @@ FileKind kindOf(mode_t mode) {
     return S_ISFIFO(mode) || S_ISSOCK(mode) ? FileKind::PIPE : FileKind::OTHER;
 }
 
-FileState stateFrom(const struct stat& status) {
+std::int64_t nanosecondsOf(const struct timespec& time) {
     constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
-    return {kindOf(status.st_mode), status.st_dev, status.st_ino, status.st_size,
-            status.st_mtim.tv_sec * nanosecondsPerSecond + status.st_mtim.tv_nsec};
+    return time.tv_sec * nanosecondsPerSecond + time.tv_nsec;
 }
 
-// The path that opening `name` for creation would lead to, symbolic links followed.
-std::filesystem::path creationPath(const std::string& name) {
+FileState stateFrom(const struct stat& status) {
+    return {kindOf(status.st_mode),
+            status.st_dev,
+            status.st_ino,
+            status.st_size,
+            nanosecondsOf(status.st_mtim),
+            nanosecondsOf(status.st_ctim),
+            status.st_nlink,
+            status.st_uid == ::geteuid(),
+            (status.st_mode & (S_IWGRP | S_IWOTH)) != 0};
+}
+
+// The name that opening `name` leads to in the end, whether or not there is such a file.
+std::filesystem::path followLinks(const std::string& name) {
     constexpr int mostLinks = 40;  // as many as Linux itself follows, path_resolution(7)
     std::filesystem::path path = name;
     std::error_code error;
     for (int links = 0; links < mostLinks && std::filesystem::is_symlink(path, error); ++links) {
         path = path.parent_path() / std::filesystem::read_symlink(path, error);
     }
-    path = std::filesystem::absolute(path, error);
+    return path;
+}
+
+// The path that opening `name` for creation would lead to, symbolic links followed.
+std::filesystem::path creationPath(const std::string& name) {
+    std::error_code error;
+    const std::filesystem::path path = std::filesystem::absolute(followLinks(name), error);
     const std::filesystem::path canonical = std::filesystem::weakly_canonical(path, error);
     return error ? path : canonical;  // such as a name that is too long
 }
@@ -98,28 +115,21 @@ bool isSameFile(const FileState& first, const FileState& second) {
            first.inode == second.inode;
 }
 
-namespace {
-
-// Makes a file that has just been opened ready for a writer. Returns 0 or -1.
-int emptyFile(const File& file) {
-    const FileKind kind = stateOf(file.descriptor()).kind;
-    if (kind != FileKind::REGULAR) {
-        return kind == FileKind::NONE ? -1 : 0;
-    }
-    // Emptied only once the lock is held: until then it may be what another run is writing.
-    return lockFile(file) == 0 ? ::ftruncate(file.descriptor(), 0) : -1;
-}
-
-}  // namespace
-
-File openEmptyFile(const std::string& name) {
+File openLockedFile(const std::string& name) {
     File file = openFile(name, O_CREAT);
-    if (file.isOpen() && emptyFile(file) != 0) {
+    const FileKind kind = file.isOpen() ? stateOf(file.descriptor()).kind : FileKind::NONE;
+    const bool isHad = kind == FileKind::REGULAR ? lockFile(file) == 0 : kind != FileKind::NONE;
+    if (file.isOpen() && !isHad) {
         const int error = errno;
         file.close();
         errno = error;
     }
     return file;
+}
+
+int emptyFile(const File& file) {
+    const int result = ::ftruncate(file.descriptor(), 0);
+    return result == 0 || errno == EINVAL ? 0 : -1;  // EINVAL: it is not a regular file
 }
 
 int lockFile(const File& file) {
@@ -133,6 +143,16 @@ int lockFile(const File& file) {
 int syncFile(const File& file) {
     const int result = ::fsync(file.descriptor());
     return result == 0 || errno == EINVAL ? 0 : -1;  // EINVAL: a device, or a pipe
+}
+
+int syncFolderOf(const File& file, const std::string& name) {
+    const std::string path = followLinks(name).parent_path().string();
+    const File folder = openWith(path.empty() ? "." : path, O_RDONLY | O_DIRECTORY);
+    if (folder.isOpen()) {
+        return syncFile(folder);
+    }
+    // Nobody can wait for a folder without reading it, but anybody for its whole file system.
+    return errno == EACCES ? ::syncfs(file.descriptor()) : -1;
 }
 
 int checkWrittenBack(const File& file) {

@@ -54,19 +54,27 @@ struct FileState {
     ino_t inode = 0;
     off_t size = 0;                 // in bytes
     std::int64_t modifiedTime = 0;  // in nanoseconds since 1970
+    std::int64_t changedTime = 0;   // likewise; no program can set it back, unlike modifiedTime
+    nlink_t names = 0;              // hard links to it
+    bool isOwn = false;             // whether it belongs to the user who runs the program
+    bool isOpenToOthers = false;    // whether anybody but its owner may write to it
 };
 
-// Looks at an open file, or at the one that `name` leads to. The kind is NONE on failure.
+// Looks at an open file, or at the one that `name` leads to. The kind is NONE on failure, and errno
+// gives the reason.
 FileState stateOf(int descriptor);
 FileState stateOf(const std::string& name);
 
 // Whether both are one file. Devices never are: what one writes there does not harm the other.
 bool isSameFile(const FileState& first, const FileState& second);
 
-// Opens `name` for reading and writing as an empty file, creating it if need be, and takes its lock
-// where it is a regular file. The result is not open when that fails; a file whose lock somebody
-// else holds (EWOULDBLOCK) keeps its contents.
-File openEmptyFile(const std::string& name);
+// Opens `name` for reading and writing, creating it if need be, and takes its lock where it is a
+// regular file. Its contents stay. The result is not open when that fails; errno is EWOULDBLOCK
+// when somebody else holds the lock.
+File openLockedFile(const std::string& name);
+
+// Removes the contents of a regular file; no other kind of file has any. Returns 0 or -1.
+int emptyFile(const File& file);
 
 // Takes the advisory lock of an open file, as flock(2): for as long as it is open, nobody else who
 // asks gets it. Returns 0, or -1; EWOULDBLOCK when somebody else has it.
@@ -75,6 +83,10 @@ int lockFile(const File& file);
 // Waits until all that was written to the file is on its disk, as fsync(2). Returns 0, also for
 // what has no disk, or -1.
 int syncFile(const File& file);
+
+// Waits until the folder of `file`, which `name` leads to, is on its disk: a loss of power before
+// that takes away a new file whose contents are safe. Returns 0 or -1.
+int syncFolderOf(const File& file, const std::string& name);
 
 // Whether what was written to the file since it was opened has reached its disk as far as the
 // system has tried. Returns 0, or -1: some of it is lost, although no write has failed.

@@ -15,11 +15,36 @@ namespace {
 
 using Trace = TraceFixture;
 
-TEST_F(Trace, OpeningSwitchesTheTraceOnAndEmptiesTheFile) {
-    const std::string path = writeFile(folder.path("trace"), "from an earlier run");
-    EXPECT_EQ(openTraceFile(path), 0);
+TEST_F(Trace, OpeningSwitchesTheTraceOn) {
+    EXPECT_EQ(openTraceFile(folder.path("trace")), 0);
     EXPECT_TRUE(debug);
-    EXPECT_EQ(readFile(path), "");
+}
+
+TEST_F(Trace, FileKeepsWhatItHoldsUntilItIsEmptied) {
+    const std::string path = writeFile(folder.path("trace"), "from an earlier run");
+    ASSERT_EQ(openTraceFile(path), 0);
+    trace("first\n");
+    EXPECT_EQ(readFile(path), "from an earlier run");
+    EXPECT_EQ(emptyTraceFile(), 0);
+    trace("second\n");
+    EXPECT_EQ(readFile(path), "first\nsecond\n");
+}
+
+TEST_F(Trace, NewFileIsWrittenAtOnceAndNotEmptied) {
+    startTrace();
+    trace("first\n");
+    EXPECT_EQ(traced(), "first\n");
+    EXPECT_EQ(emptyTraceFile(), 0);
+    EXPECT_EQ(traced(), "first\n");
+}
+
+TEST_F(Trace, FileThatIsOpenedAnewForgetsWhatWasHeldBack) {
+    const std::string path = writeFile(folder.path("old"), "from an earlier run");
+    ASSERT_EQ(openTraceFile(path), 0);
+    trace("never written\n");
+    startTrace();
+    EXPECT_EQ(emptyTraceFile(), 0);
+    EXPECT_EQ(traced(), "");
 }
 
 TEST_F(Trace, FileIsCreatedForItsOwnerAlone) {

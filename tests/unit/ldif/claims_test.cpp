@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
+#include <optional>
 
 #include "driver/platform/file.h"
 #include "support/ldif_fixture.h"
@@ -15,13 +16,19 @@
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
 
 class Claims : public LdifFixture {
 protected:
     void stage(std::string_view content) {
         writeFile(temp_input_ldif_filename, content);
-        ASSERT_EQ(claimWorkFile(), 0);
+        ASSERT_FALSE(claimWorkFile());
         noteStagedWorkFile();
+    }
+    static std::string reasonOf(const std::optional<Message>& problem) {
+        EXPECT_TRUE(problem && problem->id == 380928304);
+        return problem ? problem->arguments.at(1) : "";
     }
     static void append(const std::string& name, std::string_view text) {
         writeFile(name, readFile(name) + std::string(text));
@@ -30,8 +37,8 @@ protected:
 
 TEST_F(Claims, BothFilesAreLockedUntilTheyAreReleased) {
     writeInput("dn: cn=a\n");
-    ASSERT_EQ(claimInput(), 0);
-    ASSERT_EQ(claimWorkFile(), 0);
+    ASSERT_FALSE(claimInput());
+    ASSERT_FALSE(claimWorkFile());
     const File input = openFile(input_ldif_filename, 0);
     const File work = openFile(temp_input_ldif_filename, 0);
     EXPECT_EQ(lockFile(input), -1);
@@ -43,7 +50,7 @@ TEST_F(Claims, BothFilesAreLockedUntilTheyAreReleased) {
 
 TEST_F(Claims, SizesAreThoseOfTheClaimAndOfTheEndOfStaging) {
     writeInput("dn: cn=a\n");
-    ASSERT_EQ(claimInput(), 0);
+    ASSERT_FALSE(claimInput());
     stage("dn: cn=b\n\n");
     append(input_ldif_filename, "more");
     append(temp_input_ldif_filename, "more");
@@ -54,16 +61,14 @@ TEST_F(Claims, SizesAreThoseOfTheClaimAndOfTheEndOfStaging) {
 TEST_F(Claims, FilesOfAnotherRunAreNotHad) {
     writeInput("dn: cn=a\n");
     const File input = openFile(input_ldif_filename, 0);
-    const File work = openEmptyFile(temp_input_ldif_filename);
+    const File work = openLockedFile(temp_input_ldif_filename);
     ASSERT_EQ(lockFile(input), 0);
-    EXPECT_EQ(claimInput(), -1);
-    EXPECT_EQ(errno, EWOULDBLOCK);
-    EXPECT_EQ(claimWorkFile(), -1);
-    EXPECT_EQ(errno, EWOULDBLOCK);
+    EXPECT_THAT(reasonOf(claimInput()), StartsWith("another migration is using it"));
+    EXPECT_THAT(reasonOf(claimWorkFile()), StartsWith("another migration is using it"));
 }
 
 TEST_F(Claims, MissingExportIsLeftToStaging) {
-    EXPECT_EQ(claimInput(), 0);
+    EXPECT_FALSE(claimInput());
     EXPECT_EQ(endingOf(requireUnchangedInput).status, 0);
 
     writeInput("dn: cn=a\n");
@@ -71,11 +76,11 @@ TEST_F(Claims, MissingExportIsLeftToStaging) {
 }
 
 TEST_F(Claims, WorkFileIsCreatedForItsOwnerAloneAndKeepsWhatIsThere) {
-    ASSERT_EQ(claimWorkFile(), 0);
+    ASSERT_FALSE(claimWorkFile());
     EXPECT_EQ(fileMode(temp_input_ldif_filename), 0600);
     EXPECT_FALSE(holdsLeftOvers());
     writeFile(temp_input_ldif_filename, "left behind");
-    ASSERT_EQ(claimWorkFile(), 0);
+    ASSERT_FALSE(claimWorkFile());
     EXPECT_EQ(workFile(), "left behind");
     EXPECT_TRUE(holdsLeftOvers());
     releaseClaims();
@@ -85,19 +90,62 @@ TEST_F(Claims, WorkFileIsCreatedForItsOwnerAloneAndKeepsWhatIsThere) {
 TEST_F(Claims, WorkFileMustBeARegularFile) {
     for (const char* device : {"/dev/null", "/dev/zero", "/dev/full"}) {
         temp_input_ldif_filename = device;
-        EXPECT_EQ(claimWorkFile(), -1) << device;
-        EXPECT_EQ(errno, ENODEV) << device;
+        EXPECT_EQ(reasonOf(claimWorkFile()), "it is not a regular file") << device;
     }
     temp_input_ldif_filename = folder.path("pipe");
     ASSERT_EQ(::mkfifo(temp_input_ldif_filename.c_str(), 0600), 0);
-    EXPECT_EQ(claimWorkFile(), -1);
-    EXPECT_EQ(errno, ENODEV);
+    EXPECT_EQ(reasonOf(claimWorkFile()), "it is not a regular file");
 
     temp_input_ldif_filename = folder.path("link");
     std::filesystem::create_symlink(writeFile(folder.path("elsewhere"), ""),
                                     temp_input_ldif_filename);
-    EXPECT_EQ(claimWorkFile(), -1);
-    EXPECT_EQ(errno, ELOOP);
+    EXPECT_EQ(reasonOf(claimWorkFile()), systemReason(ELOOP));
+    std::filesystem::remove(folder.path("elsewhere"));
+    EXPECT_EQ(reasonOf(claimWorkFile()), systemReason(ELOOP));
+    EXPECT_FALSE(std::filesystem::exists(folder.path("elsewhere")));
+}
+
+TEST_F(Claims, WorkFileMustBelongToItsUserAlone) {
+    const FileState own = {
+        .kind = FileKind::REGULAR, .names = 1, .isOwn = true, .isOpenToOthers = false};
+    EXPECT_EQ(workFileProblem(own), "");
+
+    FileState state = own;
+    state.isOwn = false;
+    EXPECT_EQ(workFileProblem(state), "it belongs to another user. Remove it");
+    state = own;
+    state.isOpenToOthers = true;
+    EXPECT_EQ(workFileProblem(state), "others than its owner may write to it. Remove it");
+    state = own;
+    state.names = 2;
+    EXPECT_EQ(workFileProblem(state), "it has another name, a hard link. Remove it");
+    state = own;
+    state.kind = FileKind::PIPE;
+    EXPECT_EQ(workFileProblem(state), "it is not a regular file");
+}
+
+TEST_F(Claims, WorkFileThatOthersShareIsRefusedAndLeftAlone) {
+    const std::string& name = temp_input_ldif_filename;
+    writeFile(name, "left behind");
+    std::filesystem::permissions(name, std::filesystem::perms(0666));
+    EXPECT_EQ(reasonOf(claimWorkFile()), "others than its owner may write to it. Remove it");
+    std::filesystem::permissions(name, std::filesystem::perms(0600));
+    std::filesystem::create_hard_link(name, folder.path("hard"));
+    EXPECT_EQ(reasonOf(claimWorkFile()), "it has another name, a hard link. Remove it");
+    EXPECT_EQ(readFile(name), "left behind");
+}
+
+TEST_F(Claims, MessagesSuspectAWorkFileThatWasLeftBehind) {
+    const std::string suspicion = "The work file \"" + temp_input_ldif_filename + "\", which an";
+    ASSERT_FALSE(claimWorkFile());
+    EXPECT_THAT(migrationFailed("why").arguments.at(2), Not(HasSubstr(suspicion)));
+    releaseClaims();
+    writeFile(temp_input_ldif_filename, "left behind");
+    ASSERT_FALSE(claimWorkFile());
+    EXPECT_THAT(migrationFailed("why").arguments.at(2), StartsWith(suspicion));
+    EXPECT_THAT(slotOccupied("one", "other").arguments.at(3), StartsWith(suspicion));
+    releaseClaims();
+    EXPECT_THAT(migrationFailed("why").arguments.at(2), Not(HasSubstr(suspicion)));
 }
 
 TEST_F(Claims, EveryReasonHasItsWords) {
@@ -118,7 +166,7 @@ TEST_F(Claims, EveryReasonHasItsWords) {
 
 TEST_F(Claims, ExportMustNotChange) {
     writeInput("dn: cn=a\n");
-    ASSERT_EQ(claimInput(), 0);
+    ASSERT_FALSE(claimInput());
     EXPECT_EQ(endingOf(requireUnchangedInput).status, 0);
 
     append(input_ldif_filename, "cn: a\n");
@@ -130,23 +178,53 @@ TEST_F(Claims, ExportMustNotChange) {
 
 TEST_F(Claims, ExportMustStayWhereItIsUntilItIsStaged) {
     writeInput("dn: cn=a\n");
-    ASSERT_EQ(claimInput(), 0);
+    ASSERT_FALSE(claimInput());
     EXPECT_EQ(endingOf(requireInputInPlace).status, 0);
     std::filesystem::rename(writeFile(folder.path("new"), "dn: cn=b\n"), input_ldif_filename);
     EXPECT_THAT(endingOf(requireInputInPlace), FailsWith(380928305));
 }
 
-TEST_F(Claims, DeviceAsExportIsNeitherLockedNorWatched) {
-    input_ldif_filename = "/dev/null";
-    ASSERT_EQ(claimInput(), 0);
-    EXPECT_EQ(lockFile(openFile("/dev/null", 0)), 0);
-    EXPECT_EQ(endingOf(requireInputInPlace).status, 0);
-    EXPECT_EQ(endingOf(requireUnchangedInput).status, 0);
+TEST_F(Claims, DeviceIsNoExport) {
+    for (const char* device : {"/dev/null", "/dev/zero"}) {
+        input_ldif_filename = device;
+        EXPECT_EQ(reasonOf(claimInput()), "it is not a regular file") << device;
+    }
+}
+
+TEST_F(Claims, ExportThatIsAPipeIsLeftToStaging) {
+    input_ldif_filename = folder.path("pipe");
+    ASSERT_EQ(::mkfifo(input_ldif_filename.c_str(), 0600), 0);
+    EXPECT_FALSE(claimInput());
+}
+
+TEST_F(Claims, ChangeOfAnExportIsNoticedAlthoughItsTimeIsSetBack) {
+    writeInput("dn: cn=a\n");
+    const auto time = std::filesystem::last_write_time(input_ldif_filename);
+    ASSERT_FALSE(claimInput());
+    const std::int64_t before = stateOf(input_ldif_filename).changedTime;
+    do {
+        writeInput("dn: cn=b\n");
+        std::filesystem::last_write_time(input_ldif_filename, time);
+    } while (stateOf(input_ldif_filename).changedTime == before);  // the clock may be coarse
+    EXPECT_THAT(endingOf(requireUnchangedInput), FailsWith(380928305));
+}
+
+TEST_F(Claims, FileThatCannotBeSeenIsNotBlamedOnAnotherProgram) {
+    errno = EACCES;
+    EXPECT_EQ(reasonOfChange({}, "another program has replaced it"), "Permission denied");
+    for (const int gone : {ENOENT, ENOTDIR}) {
+        errno = gone;
+        EXPECT_EQ(reasonOfChange({}, "another program has replaced it"),
+                  "another program has replaced it");
+    }
+    errno = EACCES;  // of an earlier call
+    EXPECT_EQ(reasonOfChange({.kind = FileKind::REGULAR}, "another program has replaced it"),
+              "another program has replaced it");
 }
 
 TEST_F(Claims, ExportMustNotBeWrittenInPlace) {
     writeInput("dn: cn=a\n");
-    ASSERT_EQ(claimInput(), 0);
+    ASSERT_FALSE(claimInput());
     const auto later = std::filesystem::file_time_type::clock::now() + std::chrono::hours(1);
     std::filesystem::last_write_time(input_ldif_filename, later);
     EXPECT_THAT(endingOf(requireUnchangedInput), FailsWith(380928305));

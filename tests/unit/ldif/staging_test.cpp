@@ -262,7 +262,40 @@ TEST_F(StagingFailure, WorkFileThatIsFull) {
         const Ending result = ending();
         EXPECT_THAT(result, FailsWith(380928306));
         EXPECT_THAT(result.errors, HasSubstr('"' + temp_input_ldif_filename + '"'));
+        std::filesystem::remove(temp_input_ldif_filename);
     }
+}
+
+TEST_F(StagingFailure, LeavesAnOutputThatExistsAloneUntilEverythingIsOpen) {
+    writeFile(output_ldif_filename, "of an earlier run");
+    ASSERT_EQ(ofp.openLocked(output_ldif_filename), 0);
+    EXPECT_THAT(ending(), FailsWith(380928304));  // there is no export
+    EXPECT_EQ(readFile(output_ldif_filename), "of an earlier run");
+
+    std::filesystem::create_directory(temp_input_ldif_filename);
+    writeInput("dn: cn=a\n");
+    EXPECT_THAT(ending(), FailsWith(380928304));
+    EXPECT_EQ(readFile(output_ldif_filename), "of an earlier run");
+
+    std::filesystem::remove(temp_input_ldif_filename);
+    EXPECT_EQ(endingOf(copyOriginalInputFileToTempInputFile).status, 0);
+    EXPECT_EQ(readFile(output_ldif_filename), "dn: cn=a\n\n");
+}
+
+TEST_F(Staging, AnnouncesAWorkFileThatWasLeftBehindUnlessItIsEmpty) {
+    writeInput("dn: cn=a\n");
+    openOutput();
+    EXPECT_EQ(endingOf(copyOriginalInputFileToTempInputFile).errors, "");
+    EXPECT_EQ(readFile(temp_input_ldif_filename), "");
+    EXPECT_EQ(endingOf(copyOriginalInputFileToTempInputFile).errors, "");
+
+    writeFile(temp_input_ldif_filename, "\n");
+    const Ending ending = endingOf(copyOriginalInputFileToTempInputFile);
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(ending.errors,
+              "380928316 WARNING: the work file \"" + temp_input_ldif_filename +
+                  "\" was left behind by an earlier run. What it holds is migrated too. If you do "
+                  "not want that, end this run, remove the work file and start again\n");
 }
 
 TEST_F(StagingFailure, WorkFileThatHasBecomeALink) {

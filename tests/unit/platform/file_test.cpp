@@ -321,30 +321,80 @@ TEST_F(FileFixture, LockSurvivesAnotherOpeningAndClosing) {
     EXPECT_EQ(lockFile(openFile(name, 0)), -1);
 }
 
-TEST_F(FileFixture, EmptyFileIsNewOrEmptied) {
-    EXPECT_TRUE(openEmptyFile(folder.path("new")).isOpen());
+TEST_F(FileFixture, LockedFileIsNewOrKeepsItsContents) {
+    EXPECT_TRUE(openLockedFile(folder.path("new")).isOpen());
     EXPECT_EQ(fileMode(folder.path("new")), 0600);
 
     const std::string old = writeFile(folder.path("old"), "text");
-    EXPECT_TRUE(openEmptyFile(old).isOpen());
-    EXPECT_EQ(readFile(old), "");
+    EXPECT_TRUE(openLockedFile(old).isOpen());
+    EXPECT_EQ(readFile(old), "text");
 }
 
-TEST_F(FileFixture, FileOfAnotherWriterIsNotEmptied) {
+TEST_F(FileFixture, EmptiedFileHoldsNothing) {
     const std::string name = writeFile(folder.path("file"), "text");
-    const File writer = openEmptyFile(name);
-    EXPECT_EQ(writeText(writer.descriptor(), "written"), 7U);
+    EXPECT_EQ(emptyFile(openLockedFile(name)), 0);
+    EXPECT_EQ(readFile(name), "");
+}
+
+TEST_F(FileFixture, FileThatIsNotOpenCannotBeEmptied) {
+    EXPECT_EQ(emptyFile(File()), -1);
+    EXPECT_EQ(errno, EBADF);
+}
+
+TEST_F(FileFixture, FileOfAnotherWriterIsNotHad) {
+    const std::string name = writeFile(folder.path("file"), "text");
+    const File writer = openLockedFile(name);
     errno = 0;
-    EXPECT_FALSE(openEmptyFile(name).isOpen());
+    EXPECT_FALSE(openLockedFile(name).isOpen());
     EXPECT_EQ(errno, EWOULDBLOCK);
-    EXPECT_EQ(readFile(name), "written");
 }
 
 TEST_F(FileFixture, DevicesAreNeitherEmptiedNorLocked) {
-    const File first = openEmptyFile("/dev/null");
-    const File second = openEmptyFile("/dev/null");
+    const File first = openLockedFile("/dev/null");
+    const File second = openLockedFile("/dev/null");
     EXPECT_TRUE(first.isOpen());
     EXPECT_TRUE(second.isOpen());
+    EXPECT_EQ(emptyFile(second), 0);
+}
+
+TEST_F(FileFixture, FolderOfAFileIsSyncedWhereverItsNameLeads) {
+    std::filesystem::create_directory(folder.path("real"));
+    const std::string name = writeFile(folder.path("real/file"), "text");
+    std::filesystem::create_symlink("real/file", folder.path("link"));
+    const File file = openFile(name, 0);
+    EXPECT_EQ(syncFolderOf(file, name), 0);
+    EXPECT_EQ(syncFolderOf(file, folder.path("link")), 0);
+    EXPECT_EQ(syncFolderOf(file, "no folder in it"), 0);
+
+    std::filesystem::remove_all(folder.path("real"));
+    EXPECT_EQ(syncFolderOf(file, folder.path("link")), -1);
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(FileFixture, StateTellsWhoMayWriteAndHowManyNamesThereAre) {
+    const std::string name = writeFile(folder.path("file"), "text");
+    std::filesystem::permissions(name, std::filesystem::perms(0644));
+    EXPECT_TRUE(stateOf(name).isOwn);
+    EXPECT_FALSE(stateOf(name).isOpenToOthers);
+    EXPECT_EQ(stateOf(name).names, 1U);
+
+    std::filesystem::create_hard_link(name, folder.path("hard"));
+    EXPECT_EQ(stateOf(name).names, 2U);
+    for (const int mode : {0620, 0602}) {
+        std::filesystem::permissions(name, std::filesystem::perms(mode));
+        EXPECT_TRUE(stateOf(name).isOpenToOthers) << mode;
+    }
+}
+
+TEST_F(FileFixture, ChangeIsSeenAlthoughTheTimeOfModificationIsSetBack) {
+    const std::string name = writeFile(folder.path("file"), "text");
+    const FileState before = stateOf(name);
+    const auto time = std::filesystem::last_write_time(name);
+    do {
+        writeFile(name, "TEXT");
+        std::filesystem::last_write_time(name, time);
+    } while (stateOf(name).changedTime == before.changedTime);  // the clock may be coarse
+    EXPECT_EQ(stateOf(name).modifiedTime, before.modifiedTime);
 }
 
 TEST_F(FileFixture, ExistingFilesAreTheSameByDeviceAndInode) {

@@ -18,7 +18,7 @@ namespace {
 
 TEST(Terminal, IsNeitherAFileNorADeviceNorNothing) {
     const TemporaryFolder folder;
-    const File file = openEmptyFile(folder.path("file"));
+    const File file = openLockedFile(folder.path("file"));
     const File device = openFile("/dev/null", 0);
     for (const int descriptor : {file.descriptor(), device.descriptor(), -1}) {
         EXPECT_FALSE(isTerminal(descriptor));

@@ -69,6 +69,7 @@ inline std::set<std::string> lastTracesWithoutMemory(const std::function<void()>
     for (std::size_t allocations = 0;; ++allocations) {
         const Ending ending = endingOf([&] {
             openTraceFile(name);
+            emptyTraceFile();
             endProcessWithoutMemory();
             const AllocationLimit limit(allocations);
             procedure();

@@ -20,6 +20,7 @@ protected:
     // Switches the trace on, with an empty trace file.
     void startTrace() {
         ASSERT_EQ(openTraceFile(folder.path("trace")), 0);
+        ASSERT_EQ(emptyTraceFile(), 0);
     }
 
     // What the trace file holds.
