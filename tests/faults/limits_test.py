@@ -240,6 +240,25 @@ class PermissionsTest(Limits):
         self.assertLeaves("open/export", "open/export.tmp", "open/output", "open/trace")
         self.assertEqual((self.folder / "open/output").read_bytes(), exports.migrated_example())
 
+    def test_folder_of_the_output_without_read_permission(self):
+        self.put("open/export", 0o600)
+        (self.folder / "open").chmod(0o333)
+        run = self.run_as_nobody("open/export", "open/output", "10", "10")
+        (self.folder / "open").chmod(0o777)
+        self.assertEqual((run.status, run.stderr), (0, b""))
+        self.assertEqual((self.folder / "open/output").read_bytes(), exports.migrated_example())
+
+    def test_work_file_that_cannot_be_removed(self):
+        for name in ("locked/export", "locked/export.tmp"):
+            self.put(name, 0o600)
+        (self.folder / "locked/export.tmp").write_bytes(b"")
+        run = self.run_as_nobody("locked/export", "open/output", "10", "10")
+        self.assertEqual(run.status, 0)
+        self.assertEqual(run.stderr.decode(),
+                         '380928318 WARNING: cannot remove the work file "locked/export.tmp": '
+                         f"{DENIED}. Remove it before the next run\n")
+        self.assertEqual((self.folder / "open/output").read_bytes(), exports.migrated_example())
+
     def test_input_without_write_or_read_permission(self):
         for mode in (0o400, 0o200, 0):
             with self.subTest(mode=oct(mode)):
