@@ -61,7 +61,7 @@ RULES = (
 
     ("open flock ftruncate", OUTPUT, None, {Fatal(OPEN, OUTPUT)}),
     # The output and its folder. A folder that may not be read is synced with its file system.
-    ("fsync", None, CLOSING, {Fatal(WRITE, OUTPUT)}),
+    ("fsync syncfs", None, CLOSING, {Fatal(WRITE, OUTPUT)}),
     ("open", ".", CLOSING, {Fatal(WRITE, OUTPUT), IGNORED}),
     ("lstat", OUTPUT, CLOSING, {IGNORED}),
     ("write", OUTPUT, PASSES, {Fatal(PROCESSING, OUTPUT)}),

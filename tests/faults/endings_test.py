@@ -88,8 +88,22 @@ class EndingsTest(unittest.TestCase):
         self.assertEqual(complaints(BLANKING, failed(at_end_of_pass)), [])
         staging = failed(READING_FAILS, notices=2, output=b"", work=b"user")
         self.assertEqual(complaints(READING, staging), [])
-        self.assertEqual(complaints([fault("unlink", WORK, endings.CLOSING)],
-                                    succeeded(work=BLANKED)), [])
+        warned = succeeded(work=BLANKED)._replace(
+            stderr=f'380928318 WARNING: cannot remove the work file "{WORK}": reason\n'.encode())
+        self.assertEqual(complaints([fault("unlink", WORK, endings.CLOSING)], warned), [])
+
+    def test_work_file_that_stays_without_a_warning(self):
+        self.assertComplaint("instead of", complaints([fault("unlink", WORK, endings.CLOSING)],
+                                                      succeeded(work=BLANKED)))
+
+    def test_output_of_an_earlier_run_that_is_not_left_alone(self):
+        opening = [fault("open", INPUT, endings.STAGING)]
+        message = f'380928304 ERROR: cannot open "{INPUT}": Input/output error\n'.encode()
+        over = undisturbed()._replace(is_over=True)
+        left_alone = failed(message, notices=2, output=exports.OLD, trace=exports.OLD, work=None)
+        self.assertEqual(complaints(opening, left_alone, over), [])
+        emptied = failed(message, notices=2, output=b"", trace=exports.OLD, work=None)
+        self.assertComplaint("left alone", complaints(opening, emptied, over))
 
     def test_wrong_message(self):
         other = BLANKING_FAILS.replace(b"302", b"307")

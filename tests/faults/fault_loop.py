@@ -34,6 +34,7 @@ ERRORS = {
     "write": (errno.ENOSPC, errno.EIO, errno.EINTR, "short"),
     "pwrite": (errno.ENOSPC, errno.EIO, errno.EINTR, "short"),
     "fsync": (errno.ENOSPC, errno.EIO),
+    "syncfs": (errno.EIO,),
     "sync_file_range": (errno.ENOSPC, errno.EIO),
     "lseek": (errno.ESPIPE,),
     "ftruncate": (errno.EIO,),

@@ -88,9 +88,13 @@ private:
     char name_[PATH_MAX];
 };
 
+bool isAskedFor(const char* kind) {
+    return faultKind != nullptr && std::strcmp(kind, faultKind) == 0;
+}
+
 // Counts the call if it is of the kind asked for. Returns whether it is one to fail.
 bool isDue(const char* kind) {
-    if (faultKind == nullptr || std::strcmp(kind, faultKind) != 0) {
+    if (!isAskedFor(kind)) {
         return false;
     }
     ++callsMade;
@@ -159,6 +163,11 @@ int open(const char* name, int flags, ...) {
     if (fails("open", name)) {
         return -1;
     }
+    // A file system is only synced where a folder must not be read.
+    if (isAskedFor("syncfs") && (flags & O_DIRECTORY) != 0) {
+        errno = EACCES;
+        return -1;
+    }
     CALL_NEXT(open, name, flags, mode);
 }
 
@@ -207,6 +216,13 @@ int fsync(int descriptor) {
         return -1;
     }
     CALL_NEXT(fsync, descriptor);
+}
+
+int syncfs(int descriptor) noexcept {
+    if (fails("syncfs", descriptor)) {
+        return -1;
+    }
+    CALL_NEXT(syncfs, descriptor);
 }
 
 int sync_file_range(int descriptor, off_t offset, off_t size, unsigned flags) {

@@ -78,7 +78,7 @@ class FullDiskTest(Limits):
         refusal = endings.Disturbance("write", 1, errno.ENOSPC, True)
         refused = [endings.Fault("write", 0, 0, OUTPUT, endings.PASSES)]
         found = [*endings.complaints_about_loss(run, self.measure, refusal, refused),
-                 *endings.complaints_after_failure(run, self.measure)]
+                 *endings.complaints_after_failure(run, self.measure, refused)]
         self.assertEqual(found, [])
 
     def assertUndisturbed(self, run):
