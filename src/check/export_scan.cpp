@@ -49,7 +49,9 @@ void tellVersion() {
         object, [](std::string_view head) { return head.ends_with("version:"); },
         [](int line, std::string_view head, std::string_view tail) {
             if (tail.starts_with(' ')) {
-                tellVersionAt(line, head, withoutLineEnd(withoutLeadingBlanks(tail)));
+                const std::string_view value = withoutLeadingBlanks(tail);
+                // A carriage return within the line is written over as any character is.
+                tellVersionAt(line, head, value.substr(0, value.find_last_not_of("\r\n") + 1));
             }
             return tail.starts_with(' ');
         });

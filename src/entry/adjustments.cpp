@@ -54,10 +54,10 @@ void convertVersion() {
     const std::string_view rest = object.line(place->line).substr(place->offset + name.size());
     const std::string_view value = withoutLeadingBlanks(rest);
     const std::size_t offset = place->offset + name.size() + (rest.size() - value.size());
-    if (withoutLineEnd(value).size() < newVersion.size()) {
+    if (value.size() < newVersion.size()) {
         object.replaceTail(place->line, offset, newVersion);
     } else {
-        // Three characters, whatever the length of the value: versions are written n.m.
+        // Three characters, whatever they are: versions are written n.m.
         object.overwrite(place->line, offset, newVersion);
     }
     trace("tweekObjectInObjectArray():    The converted version attribute is:  %s \n",
