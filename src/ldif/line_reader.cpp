@@ -31,7 +31,7 @@ int LineReader::open(File file) {
         return -1;
     }
     buffer_.resize(bufferSize);
-    hasPositions_ = ::lseek(file_.descriptor(), 0, SEEK_CUR) == 0;
+    positionError_ = ::lseek(file_.descriptor(), 0, SEEK_CUR) < 0 ? errno : 0;
     return 0;
 }
 
@@ -40,7 +40,7 @@ void LineReader::openText(std::string_view text) {
     buffer_.assign(text.begin(), text.end());
     end_ = buffer_.size();
     holdsNul_ = text.find('\0') != std::string_view::npos;
-    hasPositions_ = true;
+    positionError_ = 0;
 }
 
 int LineReader::close() {
@@ -161,8 +161,8 @@ int LineReader::fill() {
 }
 
 int LineReader::getPosition(FilePosition& position) {
-    if (!hasPositions_) {
-        errno = ESPIPE;
+    if (positionError_ != 0) {
+        errno = positionError_;
         return -1;
     }
     position.offset = tell();
@@ -172,9 +172,10 @@ int LineReader::getPosition(FilePosition& position) {
 
 int LineReader::setPosition(const FilePosition& position) {
     const auto overwrittenEnd = overwrittenOffset_ + static_cast<off_t>(overwritten_.size());
-    const bool isOverwritten = !overwritten_.empty() && position.offset < overwrittenEnd;
+    const bool isOverwritten = position.offset < overwrittenEnd;  // the buffer holds the old bytes
     const off_t inBuffer = position.offset - bufferOffset_;
-    if (hasPositions_ && !isOverwritten && inBuffer >= 0 && inBuffer <= static_cast<off_t>(end_)) {
+    if (positionError_ == 0 && !isOverwritten && inBuffer >= 0 &&
+        inBuffer <= static_cast<off_t>(end_)) {
         next_ = static_cast<std::size_t>(inBuffer);
         return 0;
     }
@@ -183,6 +184,7 @@ int LineReader::setPosition(const FilePosition& position) {
     }
     bufferOffset_ = position.offset;
     next_ = end_ = mark_ = 0;
+    overwrittenOffset_ = 0;
     return 0;
 }
 
@@ -215,6 +217,7 @@ int LineReader::flush() {
         error_ = errno;
         return -1;
     }
+    overwrittenOffset_ += static_cast<off_t>(overwritten_.size());
     overwritten_.clear();
     return 0;
 }

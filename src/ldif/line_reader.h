@@ -15,6 +15,7 @@
 
 #include <sys/types.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -88,7 +89,7 @@ public:
 
     // The current offset as ftell(3) gives it: -1 when the file has no positions.
     long tell() const {
-        return hasPositions_ ? bufferOffset_ + static_cast<off_t>(next_) : -1;
+        return positionError_ == 0 ? bufferOffset_ + static_cast<off_t>(next_) : -1;
     }
 
     // As fgetpos(3) and fsetpos(3): return 0, or -1 with the reason in errno.
@@ -125,11 +126,11 @@ private:
 
     File file_;
     std::vector<char> buffer_;
-    std::size_t next_ = 0;    // index in the buffer of the next byte to hand out
-    std::size_t end_ = 0;     // end of the bytes in the buffer
-    std::size_t mark_ = 0;    // index of the last position asked for
-    off_t bufferOffset_ = 0;  // where in the file the buffer begins
-    bool hasPositions_ = false;
+    std::size_t next_ = 0;                // index in the buffer of the next byte to hand out
+    std::size_t end_ = 0;                 // end of the bytes in the buffer
+    std::size_t mark_ = 0;                // index of the last position asked for
+    off_t bufferOffset_ = 0;              // where in the file the buffer begins
+    int positionError_ = ESPIPE;          // why the file has no positions, or 0
     bool holdsNul_ = false;               // whether there is a NUL byte in the buffer
     std::vector<std::uint32_t> runEnds_;  // those of the run read last
     int error_ = 0;

@@ -36,7 +36,7 @@ ERRORS = {
     "fsync": (errno.ENOSPC, errno.EIO),
     "syncfs": (errno.EIO,),
     "sync_file_range": (errno.ENOSPC, errno.EIO),
-    "lseek": (errno.ESPIPE,),
+    "lseek": (errno.ESPIPE, errno.EIO),
     "ftruncate": (errno.EIO,),
     "flock": (errno.ENOLCK, errno.EINTR),
     "fstat": (errno.EIO,),

@@ -177,6 +177,14 @@ TEST_F(Lines, PipeHasNoPositions) {
     EXPECT_EQ(errno, ESPIPE);
 }
 
+TEST_F(Lines, FileWhosePositionCannotBeHadKeepsTheSystemsReason) {
+    constexpr int nobodysDescriptor = 9999;
+    ASSERT_EQ(stream.open(File(nobodysDescriptor)), 0);
+    FilePosition position;
+    EXPECT_EQ(stream.getPosition(position), -1);
+    EXPECT_EQ(errno, EBADF);
+}
+
 TEST_F(Lines, OverwrittenBytesAreInTheFileOnceFlushed) {
     openFile("first\nsecond\nthird\n");
     next();
@@ -225,6 +233,15 @@ TEST_F(Lines, OverwrittenBytesAreReadAgain) {
     EXPECT_EQ(stream.overwrite({6}, "S"), 0);
     EXPECT_EQ(stream.setPosition({0}), 0);
     EXPECT_THAT(rest(), ElementsAre("first\n", "Second\n", "third\n"));
+}
+
+TEST_F(Lines, OverwrittenBytesAreReadAgainOnceFlushed) {
+    openFile("first\nsecond\nthird\n");
+    next();
+    EXPECT_EQ(stream.overwrite({0}, "F"), 0);
+    EXPECT_EQ(stream.flush(), 0);
+    EXPECT_EQ(stream.setPosition({0}), 0);
+    EXPECT_THAT(rest(), ElementsAre("First\n", "second\n", "third\n"));
 }
 
 TEST_F(Lines, OneByteBeyondTheEndMayBeOverwritten) {
