@@ -4,6 +4,7 @@
 #include "driver/diagnostics/trace.h"
 #include "entry/entry.h"
 #include "entry/text.h"
+#include "ldif/claims.h"
 #include "ldif/pass_through.h"
 #include "ldif/run_files.h"
 
@@ -30,10 +31,12 @@ FilePosition positionBeforeObject(std::string_view function, LineReader& stream)
     return position;
 }
 
-// Looks at the lines just read.
+// Looks at the lines just read. What somebody else has left in the work file may read otherwise
+// once lines in front of it are blank: it is searched each time.
 void lookForChangetype(std::string_view lines, const LineReader& stream) {
     const long end = stream.tell();
-    if (changetypeSeen || end <= filePositionOfChangetypeSearch.offset) {
+    const bool isSearched = end <= filePositionOfChangetypeSearch.offset && !holdsLeftOvers();
+    if (changetypeSeen || isSearched) {
         return;
     }
     filePositionOfChangetypeSearch.offset = end;

@@ -18,7 +18,8 @@ constexpr int MOST_LINES_OF_AN_OBJECT = 249'999;
 // Set once a line of the work file holds "changetype:", a comment included; never cleared.
 extern bool changetypeSeen;
 
-// How far the work file has been searched for it. Later passes see the same lines, or blank ones.
+// How far the work file has been searched for it. Later passes see the same lines, or blank ones,
+// but of what an earlier run has left behind.
 extern FilePosition filePositionOfChangetypeSearch;
 
 // Where the entry last read from the work file begins, and where the position stood after it had

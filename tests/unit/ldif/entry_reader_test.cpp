@@ -6,6 +6,8 @@
 #include <string>
 
 #include "driver/diagnostics/failure.h"
+#include "ldif/claims.h"
+#include "ldif/work_file.h"
 #include "support/allocations.h"
 #include "support/ldif_fixture.h"
 #include "support/odd_files.h"
@@ -196,6 +198,24 @@ TEST_F(EntryReader, ChangetypeIsLookedForOnceInEachPlace) {
     changetypeSeen = false;
     readWorkFile(tifp);
     EXPECT_FALSE(changetypeSeen);
+}
+
+// The line arrives in pieces that end 4,095 bytes behind its start, and behind that one 4,095 bytes
+// farther, which divides "changetype:". Once the text in front of the zero byte is blank, the
+// pieces begin three bytes later.
+TEST_F(EntryReader, ChangetypeIsLookedForAgainInWhatAnEarlierRunHasLeft) {
+    const std::string line =
+        "abc" + std::string(1, '\0') + std::string(8178, 'z') + "changetype: x\n";
+    ASSERT_EQ(line.find("changetype:"), 8182U);
+    openWorkFile(line + "\n");
+    ASSERT_EQ(claimWorkFile(), 0);
+    readWorkFile(tifp);
+    EXPECT_FALSE(changetypeSeen);
+    EXPECT_EQ(deleteNextObjectFromTemporaryInputLDIFFile(tifp), 0);
+    EXPECT_FALSE(changetypeSeen);
+    readWorkFile(tifp);
+    EXPECT_TRUE(changetypeSeen);
+    releaseClaims();
 }
 
 TEST_F(EntryReader, ChangetypeInOtherCasesOrInTheExportIsNotSeen) {
