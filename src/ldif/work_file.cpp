@@ -120,7 +120,11 @@ int blankObject(LineReader& stream) {
 
 int deleteNextObjectFromTemporaryInputLDIFFile(LineReader& stream) {
     trace("deleteNextObjectFromTemporaryInputLDIFFile():  FUNCTION ENTRY  \n");
-    const int result = blankObject(stream);
+    int result = blankObject(stream);
+    // A trace that tells of a deletion must not be ahead of the file.
+    if (result == 0 && debug) {
+        result = stream.flush();
+    }
     if (result == 0) {
         trace("deleteNextObjectFromTemporaryInputLDIFFile():  FUNCTION EXIT  \n");
     } else {

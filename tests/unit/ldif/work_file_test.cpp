@@ -278,6 +278,24 @@ TEST_F(WorkFile, DeletionTracesItsEntryAndExitAlone) {
     EXPECT_TRUE(debug);
 }
 
+TEST_F(WorkFile, TracedDeletionIsInTheFileAtOnce) {
+    openWorkFile("cn=a\n\ncn=b\n\n");
+    startTrace();
+    EXPECT_EQ(deleteEntry(tifp), 0);
+    EXPECT_EQ(readFile(temp_input_ldif_filename), "   \r\n\ncn=b\n\n");
+}
+
+TEST_F(WorkFile, TracedDeletionThatTheSystemRefusesFails) {
+    const int descriptor = nextDescriptor();
+    openWorkFile("cn=a\n\ncn=b\n\n");
+    readWorkFile(tifp);
+    replaceByReadOnlyFile(descriptor, temp_input_ldif_filename);
+    startTrace();
+    EXPECT_EQ(deleteEntry(tifp), -1);
+    EXPECT_EQ(tifp.error(), EBADF);
+    EXPECT_THAT(traced(), testing::EndsWith("FUNCTION EXIT ERROR  \n"));
+}
+
 // What step-over traces for one line read, before it says what the line means.
 std::string readLine(std::string_view line, bool isBlank) {
     const std::string function = "stepOverNextObjectFromTemporaryInputLDIFFile() - ";
