@@ -20,6 +20,7 @@
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
+#include "driver/diagnostics/printable.h"
 #include "driver/platform/file.h"
 
 namespace {
@@ -122,7 +123,7 @@ Options readArguments(int argc, char** argv) {
 
 void requireReading(const std::string& name, const std::string& problem) {
     if (!problem.empty()) {
-        failWith(format("cannot check \"%s\": %s", name, problem));
+        failWith(format("cannot check \"%s\": %s", printable(name), problem));
     }
 }
 

@@ -13,6 +13,7 @@
 #include "check/owners.h"
 #include "check/proof.h"
 #include "driver/diagnostics/format.h"
+#include "driver/diagnostics/printable.h"
 #include "driver/platform/file.h"
 #include "entry/object_class.h"
 
@@ -147,9 +148,10 @@ std::string findingText(const Finding& finding) {
         text += format("%s%s", text.empty() ? "    " : ": ", finding.dn);
     }
     text += text.empty() ? "" : "\n";
+    const std::string effect = printable(finding.effect);
     return text + (finding.message != 0
-                       ? format("        would end with %ld: %s\n", finding.message, finding.effect)
-                       : format("        %s\n", finding.effect));
+                       ? format("        would end with %ld: %s\n", finding.message, effect)
+                       : format("        %s\n", effect));
 }
 
 std::string kindText(const KindText& kind) {
@@ -314,7 +316,7 @@ std::string countedFindings() {
 }
 
 std::string textBefore(const Request& request, const DiskNeed& need) {
-    std::string text = format("%s: before the migration\n\n", request.exportName) +
+    std::string text = format("%s: before the migration\n\n", printable(request.exportName)) +
                        inventoryText() + plansText(request) + diskText(need);
     text += severityText(Severity::ENDS, "WOULD END THE MIGRATION WITH AN ERROR");
     text += severityText(Severity::CHANGES, "WOULD BE CHANGED OR LOST WITHOUT A WORD");
@@ -322,7 +324,7 @@ std::string textBefore(const Request& request, const DiskNeed& need) {
     if (totalOfAllKinds() == 0) {
         text += format("\nNothing found. Migrate with\n\n"
                        "    ldif-migrate %s OUTPUT %ld %ld\n",
-                       request.exportName, run.users, run.groups);
+                       printable(request.exportName), run.users, run.groups);
     } else {
         text += format("\n%s. Repair the export, and check it again.\n", countedFindings());
     }
@@ -330,9 +332,9 @@ std::string textBefore(const Request& request, const DiskNeed& need) {
 }
 
 std::string textAfter(const Request& request) {
-    std::string text =
-        format("%s: after the migration of %s\n", request.outputName, request.exportName) +
-        proofText();
+    std::string text = format("%s: after the migration of %s\n", printable(request.outputName),
+                              printable(request.exportName)) +
+                       proofText();
     text += severityText(Severity::DIFFERS, "THE OUTPUT IS NOT WHAT THE EXPORT DEMANDS");
     return text + (totalOfAllKinds() == 0
                        ? std::string(

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "driver/diagnostics/format.h"
+#include "driver/diagnostics/printable.h"
 #include "driver/diagnostics/progress.h"
 
 namespace {
@@ -79,7 +80,11 @@ const CatalogueEntry* findInCatalogue(MessageId id) {
 }
 
 std::string textOf(const CatalogueEntry& entry, const Message& message) {
-    const std::vector<FormatArgument> arguments(message.arguments.begin(), message.arguments.end());
+    std::vector<std::string> shown;
+    for (const std::string& argument : message.arguments) {
+        shown.push_back(printable(argument));
+    }
+    const std::vector<FormatArgument> arguments(shown.begin(), shown.end());
     return formatText(entry.text, arguments);
 }
 

@@ -33,7 +33,7 @@ enum MessageId : int {
     MESSAGE_WORK_FILE_STAYS = 380928318,        // work file, reason
 };
 
-// A message and the values for its text's placeholders, in order.
+// A message and the values for its text's placeholders, in order, as printable() shows them.
 struct Message {
     MessageId id = NO_MESSAGE;
     std::vector<std::string> arguments;

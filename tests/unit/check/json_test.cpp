@@ -49,16 +49,18 @@ TEST(JsonTextTest, NamesAreEscapedAsValuesAre) {
     EXPECT_EQ(json.text(), R"({"a\"b":1})");
 }
 
-TEST(JsonTextTest, QuotesBackslashesAndControlCharactersAreEscaped) {
+TEST(JsonTextTest, QuotesBackslashesAndWhatIsNotPrintableAreEscaped) {
     EXPECT_EQ(asJson("a\"b\\c/d"), R"("a\"b\\c/d")");
     EXPECT_EQ(asJson(std::string("\0\x01\t\n\r\x1f \x7f", 8)),
-              "\"\\u0000\\u0001\\u0009\\u000a\\u000d\\u001f \x7f\"");
+              "\"\\u0000\\u0001\\u0009\\u000a\\u000d\\u001f \\u007f\"");
+    EXPECT_EQ(asJson("\xc2\x85|\xd8\x9c|\xe2\x80\xae|\xe2\x80\xa8"),
+              R"("\u0085|\u061c|\u202e|\u2028")");
 }
 
 // RFC 3629, section 4: the sequences that are UTF-8, at the ends of each range.
 TEST(JsonTextTest, Utf8IsTakenAsItIs) {
     for (const std::string_view text :
-         {"\x7f", "\xc2\x80", "\xdf\xbf", "\xe0\xa0\x80", "\xe0\xbf\xbf", "\xe1\x80\x80",
+         {"\x7e", "\xc2\xa0", "\xdf\xbf", "\xe0\xa0\x80", "\xe0\xbf\xbf", "\xe1\x80\x80",
           "\xec\xbf\xbf", "\xed\x80\x80", "\xed\x9f\xbf", "\xee\x80\x80", "\xef\xbf\xbf",
           "\xf0\x90\x80\x80", "\xf0\xbf\xbf\xbf", "\xf1\x80\x80\x80", "\xf3\xbf\xbf\xbf",
           "\xf4\x80\x80\x80", "\xf4\x8f\xbf\xbf"}) {
@@ -82,7 +84,7 @@ TEST(JsonTextTest, EachByteThatIsNotUtf8IsReplaced) {
     expectReplaced("\xc0\xaf", two);  // a slash in two bytes
     expectReplaced("\xc1\xbf", two);
     expectReplaced("\xc2", one);
-    expectReplaced("\xc2\x7f", one + "\x7f");
+    expectReplaced("\xc2\x7f", one + "\\u007f");
     expectReplaced("\xc2\xc3\xa4", one + "\xc3\xa4");
     expectReplaced("\xe0\x9f\xbf", three);
     expectReplaced("\xe1\x80", two);

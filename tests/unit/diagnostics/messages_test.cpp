@@ -100,6 +100,11 @@ TEST(Messages, PercentSignsOfAnArgumentAreText) {
               "380928304 ERROR: cannot open \"100%s.ldif\": %d\n");
 }
 
+TEST(Messages, ArgumentsHoldNothingThatATerminalObeys) {
+    EXPECT_EQ(printed({MESSAGE_CANNOT_OPEN, {"a\x1b[2J\n\xe2\x80\xae\xff.ldif", "reason"}}),
+              "380928304 ERROR: cannot open \"a?[2J???.ldif\": reason\n");
+}
+
 TEST(Messages, NoMessagePrintsNothing) {
     EXPECT_EQ(printed({NO_MESSAGE, {}}), "");
 }
