@@ -72,7 +72,7 @@ void moveObject(const Move& move, int index) {
         const std::string error = format("%s():  Destination slot is already occupied.  EXITING.%s",
                                          move.function, move.occupiedEnding);
         fail(error, error + format("%s = %s\n", move.matrix.name, row.line(0)),
-             slotOccupied(quoted(object.line(0)), quoted(row.line(0))));
+             slotOccupied(entryName(object), entryName(row)));
     }
     move.matrix.fill(index, object);
     freeObject();
@@ -86,9 +86,9 @@ void moveObject(const Move& move, int index) {
     trace("%s():  FUNCTION EXIT \n", move.function);
 }
 
-// When an error echoes the owner's DN after its own line. The handlers differ in that, and an
-// owner that was not found is echoed as empty.
-enum OwnerEcho { NEVER, OWNER_FOUND, ALWAYS };
+// When an error echoes the owner's DN after its own line. The handlers differ in that: where the
+// owner was not found, some echo nothing, some an empty DN, and one that of the slot just opened.
+enum OwnerEcho { NEVER, OWNER_FOUND, OWNER_OR_EMPTY, OWNER_OF_SLOT };
 
 // The wording in which only the mapping handler tells its decisions.
 struct Narrative {
@@ -118,15 +118,15 @@ constexpr Handler secUserHandler = {
     "secUser",
     "processSecUserObjectFromTempInputLDIFFile():  ERROR:  malloc() failure.  EXITING. \n",
     userEcho,
-    ALWAYS,
-    ALWAYS};
+    OWNER_OR_EMPTY,
+    OWNER_OR_EMPTY};
 constexpr Handler secPolicyDataHandler = {
     "processSecPolicyDataObjectFromTempInputLDIFFile",
     "secPolicyData",
     "processSecPolicyDataObjectFromTempInputLDIFFile():  ERROR:  malloc() failure.  EXITING. \n",
     userEcho,
-    ALWAYS,
-    ALWAYS};
+    OWNER_OR_EMPTY,
+    OWNER_OR_EMPTY};
 constexpr Handler secPolicyHandler = {
     "processSecPolicyObjectFromTempInputLDIFFile",
     "secPolicy",
@@ -141,7 +141,7 @@ constexpr Handler secGroupHandler = {
     "processSecGroupObjectFromTempInputLDIFFile():  ERROR:  malloc() failure.  EXITING. \n",
     groupEcho,
     NEVER,
-    OWNER_FOUND};
+    OWNER_OF_SLOT};
 
 constexpr Narrative userNarrative = {
     "moveSecMapForSecUserObjectFromObjectArrayToSecMapForSecUserMatrix", " \n",
@@ -258,7 +258,8 @@ void stepOver(const Handler& handler, const OwnerKind& kind) {
     }
 }
 
-// Blanks the entry that has just been moved. `index` is -1 where its owner was new.
+// Blanks the entry that has just been moved into the row of `slot`. `index` is -1 where its owner
+// was new.
 void deleteObject(const Handler& handler, const OwnerKind& kind, int index, int slot) {
     narrateDeletion(handler, index < 0);
     if (deleteNextObjectFromTemporaryInputLDIFFile(tifp) != 0) {
@@ -266,9 +267,9 @@ void deleteObject(const Handler& handler, const OwnerKind& kind, int index, int 
             "%s():  ERROR: deleteNextObjectFromTemporaryInputLDIFFile() failed deleting a %s "
             "object.  EXITING. \n",
             handler.function, handler.failedKind);
-        fail(error, error + ownerEcho(handler, kind, handler.ownerEchoOnDeletion, index),
-             workFileMessage(
-                 format("an entry of %s could not be blanked", quoted(kind.owners.dn(slot)))));
+        const OwnerEcho when = handler.ownerEchoOnDeletion;
+        fail(error, error + ownerEcho(handler, kind, when, when == OWNER_OF_SLOT ? slot : index),
+             blankingFailedMessage());
     }
 }
 

@@ -82,7 +82,8 @@ const Dispatch& dispatchOfObject() {
     fail(error, error,
          migrationFailed(aboutObject(
              "is in the work file although it needs no regrouping (was a work file left behind, "
-             "or is a line of the export longer than 4,094 bytes?)")));
+             "or is a line of the export, or a folded attribute once its lines are joined, longer "
+             "than 4,094 bytes?)")));
 }
 
 bool hasLeftAnObject = false;  // whether the current pass leaves the next one something to gather

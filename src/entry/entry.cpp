@@ -5,10 +5,26 @@
 #include <limits>
 
 #include "driver/diagnostics/failure.h"
+#include "driver/diagnostics/printable.h"
 #include "driver/diagnostics/trace.h"
 #include "entry/text.h"
 
 Entry object;
+
+namespace {
+
+// The attribute name that a line begins with; empty when what stands there cannot be one.
+std::string_view attributeName(std::string_view line) {
+    constexpr std::string_view characters =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-;.";
+    constexpr std::size_t most = 64;  // more than any name has
+    line = line.substr(0, most);
+    const std::size_t end = line.find_first_not_of(characters);
+    const bool isName = end != std::string_view::npos && line[end] == ':';
+    return isName ? line.substr(0, end) : std::string_view();
+}
+
+}  // namespace
 
 void Entry::appendText(std::string_view text) {
     if (text.size() > std::numeric_limits<std::uint32_t>::max() - text_.size()) {
@@ -103,18 +119,27 @@ std::string_view firstLineOr(EntryView entry, std::string_view otherwise) {
     return entry.empty() ? otherwise : entry.line(0);
 }
 
+bool isDnLine(std::string_view line) {
+    constexpr std::string_view name = "dn:";
+    return equalIgnoringCase(line.substr(0, name.size()), name);
+}
+
 std::string quoted(std::string_view line) {
     constexpr std::size_t most = 256;
-    const std::string_view whole = withoutLineEnd(line);
-    std::string shown(whole.substr(0, most));
-    std::replace_if(
-        shown.begin(), shown.end(),
-        [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, '?');
-    return '"' + shown + (whole.size() > most ? "...\"" : "\"");
+    return '"' + printable(withoutLineEnd(line), most) + '"';
+}
+
+std::string entryName(EntryView entry) {
+    if (entry.empty() || isDnLine(entry.line(0))) {
+        return quoted(firstLineOr(entry, "(empty)"));
+    }
+    constexpr std::string_view hint = "(no DN line; ldif-migrate-check reports its line number)";
+    const std::string_view name = attributeName(entry.line(0));
+    return name.empty() ? std::string(hint) : format("\"%s: ...\" %s", name, hint);
 }
 
 std::string aboutObject(std::string_view problem) {
-    return format("the entry %s %s", quoted(firstLineOr(object, "(empty)")), problem);
+    return format("the entry %s %s", entryName(object), problem);
 }
 
 void traceObject() {

@@ -181,9 +181,16 @@ void freeObject();
 // The first line of `entry`, or `otherwise` when it has none.
 std::string_view firstLineOr(EntryView entry, std::string_view otherwise);
 
-// A line as it can stand in a message: between quotes, without its line end, cut after 256 bytes,
-// and with a question mark for every ASCII control character, which a terminal might obey.
+// Whether a line is the DN line of an entry, as far as its first bytes tell: "dn:" in any case.
+bool isDnLine(std::string_view line);
+
+// A DN or the name of an attribute as messages show it: between quotes, without its line end, as
+// printable() shows it, and cut after 256 bytes.
 std::string quoted(std::string_view line);
+
+// What messages call an entry: its first line, quoted, when that is its DN line. Any other line may
+// hold a secret: its attribute name alone is shown, if it has one.
+std::string entryName(EntryView entry);
 
 // What a message says of the current entry: `the entry "<DN line>" <problem>`.
 std::string aboutObject(std::string_view problem);

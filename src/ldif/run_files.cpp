@@ -13,8 +13,7 @@ Message positionMessage(const char* call, int returnCode) {
 }
 
 Message setPositionMessage(const LineReader& stream, int returnCode) {
-    return stream.error() == 0 ? positionMessage("fsetpos()", returnCode)
-                               : workFileMessage("entries gathered could not be blanked");
+    return stream.error() == 0 ? positionMessage("fsetpos()", returnCode) : blankingFailedMessage();
 }
 
 Message openMessage(const std::string& name) {
@@ -29,4 +28,8 @@ Message workFileMessage(const std::string& problem) {
     // Without an error number, the position call that failed has had its own message.
     const std::string reason = tifp.error() != 0 ? ": " + systemReason(tifp.error()) : "";
     return migrationFailed(problem + " in the work file" + reason);
+}
+
+Message blankingFailedMessage() {
+    return workFileMessage("entries gathered could not be blanked");
 }

@@ -24,6 +24,9 @@ Message openMessage(const std::string& name);
 // What is said when writing `name` has failed.
 Message writeMessage(const std::string& name, const OutputFile& file);
 
-// What is said when an entry of the work file could not be blanked or stepped over; `problem`
-// tells which of the two.
+// What is said when an entry of the work file could not be treated as `problem` says.
 Message workFileMessage(const std::string& problem);
+
+// What is said when entries could not be blanked. It names none: blank lines are written many
+// entries at a time, and those of an earlier one may have been refused.
+Message blankingFailedMessage();

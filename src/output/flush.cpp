@@ -22,13 +22,34 @@ namespace {
 // Why the flush has failed. Written by take(); valid once a flush has returned -1.
 std::string failure;
 
+// What a message calls the owner in slot `index`. Its DN may have been taken from the first line of
+// one of its entries, whatever that is.
+std::string ownerName(const OwnerTable& owners, int index) {
+    static const std::array<const Matrix*, 3> ofUsers = {&secUser_matrix, &secPolicyData_matrix,
+                                                         &secPolicy_matrix};
+    static const std::array<const Matrix*, 1> ofGroups = {&secGroup_matrix};
+    const bool isUser = &owners == &secUser_dn;
+    for (const Matrix* matrix : isUser ? std::span<const Matrix* const>(ofUsers) : ofGroups) {
+        const EntryView entry = matrix->row(index);
+        if (!entry.empty() && !isDnLine(entry.line(0))) {
+            return format("the owner of %s", entryName(entry));
+        }
+    }
+    return quoted(owners.dn(index));
+}
+
 std::string reasonOfFailure(const OwnerTable& owners, int index) {
     if (ofp.error() != 0) {
         return format("cannot write \"%s\": %s", output_ldif_filename, systemReason(ofp.error()));
     }
     // Without a write error it was a name that could not be found.
     const bool isUser = &owners == &secUser_dn;
-    return format("other entries belong to %s, but it has no %s", quoted(owners.dn(index)),
+    const EntryView entry = (isUser ? secUser_matrix : secGroup_matrix).row(index);
+    const std::string problem = isUser ? nameProblemOfUser(entry) : nameProblemOfGroup(entry);
+    if (!problem.empty()) {
+        return format("the entry %s %s", entryName(entry), problem);
+    }
+    return format("other entries belong to %s, but it has no %s", ownerName(owners, index),
                   isUser ? "secUser entry with a principalName" : "secGroup entry with a cn");
 }
 

@@ -56,14 +56,28 @@ void requireLines(EntryView inputObject1, EntryView inputObject2) {
     }
 }
 
-[[noreturn]] void failWithoutColon(std::string_view line, std::string_view dnLine,
-                                   std::string_view echoLabel) {
+// What is wrong with line `index`, which has no colon. Of its text nothing is shown: it may be a
+// part of a value that is a secret.
+std::string problemWithoutColon(EntryView entry, int index) {
+    int place = 1;
+    for (int i = 0; i < index; ++i) {
+        place += entry.line(i).ends_with('\n') ? 1 : 0;
+    }
+    const bool isPiece = index > 0 && !entry.line(index - 1).ends_with('\n');
+    return format(
+        "the entry %s has %s: its line %d, counted from its DN line without comments and "
+        "continuation lines",
+        entryName(entry),
+        isPiece ? "an attribute that is longer than 4,094 bytes" : "a line without a colon", place);
+}
+
+[[noreturn]] void failWithoutColon(EntryView entry, std::size_t index, std::string_view echoLabel) {
+    const int line = static_cast<int>(index);
     const std::string error =
         "mergeObjects():  Colon missing from attribute definition. EXITING. \n";
     fail(error + "                 The input file could be corrupt.                  \n",
-         error + format("%s%s\n", echoLabel, line),
-         migrationFailed(
-             format("the entry %s has a line without a colon: %s", quoted(dnLine), quoted(line))));
+         error + format("%s%s\n", echoLabel, entry.line(line)),
+         migrationFailed(problemWithoutColon(entry, line)));
 }
 
 // Hands the line on to the result.
@@ -131,8 +145,8 @@ bool namesDomain(LineHeads heads) {
     });
 }
 
-void mergeFirst(Lines& first, const Heads& firstHeads, Lines& second, const Heads& secondHeads) {
-    const std::string_view dnLine = first.front();
+void mergeFirst(EntryView entry, Lines& first, const Heads& firstHeads, Lines& second,
+                const Heads& secondHeads) {
     std::size_t nextHead = 0;
     for (std::size_t i = 0; i < first.size(); ++i) {
         std::string_view& line = first[i];
@@ -144,7 +158,7 @@ void mergeFirst(Lines& first, const Heads& firstHeads, Lines& second, const Head
             continue;
         }
         if (heads.empty()) {
-            failWithoutColon(line, dnLine, "mergeObjects():  attributeClone = ");
+            failWithoutColon(entry, i, "mergeObjects():  attributeClone = ");
         }
         const std::string_view name = heads.front().text;
         if (isDnName(name)) {
@@ -169,7 +183,7 @@ void mergeFirst(Lines& first, const Heads& firstHeads, Lines& second, const Head
     }
 }
 
-void mergeSecond(Lines& second, const Heads& secondHeads, std::string_view dnLine) {
+void mergeSecond(EntryView entry, Lines& second, const Heads& secondHeads) {
     std::size_t nextHead = 0;
     for (std::size_t i = 0; i < second.size(); ++i) {
         std::string_view& line = second[i];
@@ -178,7 +192,7 @@ void mergeSecond(Lines& second, const Heads& secondHeads, std::string_view dnLin
             continue;
         }
         if (heads.empty()) {
-            failWithoutColon(line, dnLine, "attributeClone =  ");
+            failWithoutColon(entry, i, "attributeClone =  ");
         }
         const std::string_view name = heads.front().text;
         if (!isDnName(name) && !isOnDropList(name)) {
@@ -241,8 +255,8 @@ void mergeObjects(EntryView inputObject1, EntryView inputObject2) {
           first.size(), second.size());
     // The lines are listed twice because whoever reads traces expects both lists.
     traceInputs("CLONES OF THE ABOVE OBJECTS ARE: \n", "", "Clone", first, second);
-    mergeFirst(first, firstHeads, second, secondHeads);
-    mergeSecond(second, secondHeads, inputObject2.line(0));
+    mergeFirst(inputObject1, first, firstHeads, second, secondHeads);
+    mergeSecond(inputObject2, second, secondHeads);
     traceUnmerged("inputObject1Clone", ".", first);
     traceUnmerged("inputObject2Clone", ":", second);
     traceMerged();

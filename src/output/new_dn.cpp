@@ -24,21 +24,29 @@ struct NamingAttribute {
 
 // The domain of users and groups is the first component of the owner DN, all of it when it has
 // only one.
-std::string_view firstComponent(std::string_view ownerDn) {
+std::string_view firstComponent(int, std::string_view ownerDn) {
     return ownerDn.substr(0, ownerDn.find(','));
 }
 
+// What a message calls the policy in slot `index`. Its DN was taken from the first line of its
+// entry, whatever that is.
+std::string policyName(int index, std::string_view policyDn) {
+    const EntryView policy = secPolicy_matrix.row(index);
+    return policy.empty() || isDnLine(policy.line(0)) ? quoted(policyDn) : entryName(policy);
+}
+
 // The domain of a policy stands anywhere in its DN.
-std::string_view secAuthorityComponent(std::string_view policyDn) {
+std::string_view secAuthorityComponent(int index, std::string_view policyDn) {
     if (dostristr(policyDn, "secauthority") == nullptr) {
         fail({}, format("createNewSecPolicyDN(): Missing secAuthority in dn: %s\n", policyDn),
-             migrationFailed("the policy " + quoted(policyDn) + " has no secAuthority in its DN"));
+             migrationFailed(format("the policy %s has no secAuthority in its DN",
+                                    policyName(index, policyDn))));
     }
     const std::string_view domain = domainOfPolicy(policyDn);
     if (domain.data() == nullptr) {
         fail({}, {},
-             migrationFailed("the policy " + quoted(policyDn) +
-                             " has nothing behind its secAuthority"));
+             migrationFailed(format("the policy %s has nothing behind its secAuthority",
+                                    policyName(index, policyDn))));
     }
     return domain;
 }
@@ -118,6 +126,22 @@ std::string_view firstNamingValue(EntryView entry, const NamingAttribute& attrib
     return {};
 }
 
+std::string nameProblem(EntryView entry, const NamingAttribute& attribute) {
+    if (firstNamingValue(entry, attribute).data() != nullptr) {
+        return format("has no name behind the first \"%s\" or \"%s\" in it", attribute.first,
+                      attribute.second);
+    }
+    const auto withoutColon = [](std::string_view name) { return name.substr(0, name.size() - 1); };
+    for (int i = 0; i < entry.lineCount(); ++i) {
+        const std::string_view name = entry.line(i).substr(0, attribute.first.size());
+        if (equalIgnoringCase(name, attribute.first)) {
+            return format("has its %s spelled \"%s\"; write \"%s\"", withoutColon(attribute.first),
+                          withoutColon(name), withoutColon(attribute.first));
+        }
+    }
+    return {};
+}
+
 // The first naming value in row `index`, its line end included; null when there is none.
 std::string_view findNamingValue(const Finder& finder, int index) {
     const EntryView row = finder.matrix.row(index);
@@ -160,7 +184,7 @@ struct Builder {
     const Finder& finder;
     std::string_view head;  // what stands before the name in the new DN line
     std::string_view tail;  // and behind it, up to the domain
-    std::string_view (*domainComponent)(std::string_view oldDn);
+    std::string_view (*domainComponent)(int index, std::string_view oldDn);
 };
 
 const Builder userBuilder = {"createNewSecUserDN", principalNameFinder,
@@ -192,7 +216,7 @@ std::string newDnLine(const Builder& builder, int index, std::string_view oldDn)
         return {};
     }
     const std::string_view domain =
-        isInDefaultDomain(oldDn) ? std::string_view() : builder.domainComponent(oldDn);
+        isInDefaultDomain(oldDn) ? std::string_view() : builder.domainComponent(index, oldDn);
     std::string tempDN = dnLine(builder, builder.finder.value, domain);
     trace("%s():  The output DN is:  %s \n", builder.function, tempDN);
     return tempDN;
@@ -224,6 +248,14 @@ std::string_view principalNameOf(EntryView user) {
 
 std::string_view cnOf(EntryView group) {
     return firstNamingValue(group, cnFinder.attribute);
+}
+
+std::string nameProblemOfUser(EntryView user) {
+    return nameProblem(user, principalNameFinder.attribute);
+}
+
+std::string nameProblemOfGroup(EntryView group) {
+    return nameProblem(group, cnFinder.attribute);
 }
 
 std::string_view domainOfPolicy(std::string_view policyDn) {

@@ -23,6 +23,12 @@ extern std::string cnFromSecGroupObject;
 std::string_view principalNameOf(EntryView user);
 std::string_view cnOf(EntryView group);
 
+// Why such an entry has no naming value, as a message says it of the entry: the attribute's name is
+// in a spelling that is not looked for, or nothing is behind it. Empty when it has no such
+// attribute.
+std::string nameProblemOfUser(EntryView user);
+std::string nameProblemOfGroup(EntryView group);
+
 // Whether the owner, or policy, of this old DN is in the default domain.
 bool isInDefaultDomain(std::string_view dn);
 

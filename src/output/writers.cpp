@@ -108,8 +108,8 @@ void mergeWithMapping(const Writer& writer, const Matrix& entries, const Matrix&
         }
         const std::string problem =
             mapping.empty() ? format("the entry %s has no secMap entry whose secDN names it",
-                                     quoted(firstLineOr(entry, newDnLine)))
-                            : format("the secMap entry %s has no owner", quoted(mapping.line(0)));
+                                     entry.empty() ? quoted(newDnLine) : entryName(entry))
+                            : format("the secMap entry %s has no owner", entryName(mapping));
         fail(error, error + rows, migrationFailed(problem));
     }
     trace("%s():  Calling mergeObjects() to merge %s \n", writer.function, writer.merged);

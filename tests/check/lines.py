@@ -18,11 +18,25 @@ def folded(attribute):
 
 
 def without_colon(dn, line):
-    return f'the entry "dn: {dn}" has a line without a colon: "{line}'
+    return (f'the entry "dn: {dn}" has a line without a colon: its line {line}, counted from its DN '
+            'line without comments and continuation lines')
+
+
+def too_long(dn, line):
+    return (f'the entry "dn: {dn}" has an attribute that is longer than 4,094 bytes: its line '
+            f'{line}, counted')
+
+
+def no_dn_line(name, problem):
+    return (f'the entry {name}(no DN line; ldif-migrate-check reports its line number) {problem}')
 
 
 def in_work_file(line):
-    return f'the entry "{line}" is in the work file although it needs no regrouping'
+    return f'the entry "{line}" {IN_WORK_FILE}'
+
+
+IN_WORK_FILE = "is in the work file although it needs no regrouping"
+CONTINUATION = "has a continuation line where an attribute should begin"
 
 
 ANNS_MAPPING = "secUUID=7a10,cn=Users,secAuthority=Default"
@@ -43,72 +57,69 @@ CASES = [
     ends("long-attribute, of a user",
          ("loginAllowed: TRUE\n", "loginAllowed: TRUE\n" + LONG),
          found=[("long-attribute", 47, f"dn: {ANN}")],
-         text=without_colon(ANN, 'x"')),
+         text=too_long(ANN, 7)),
     ends("long-attribute, of a user entry below cn=Users",
          ("secDomainId: Default%ann\n", "secDomainId: Default%ann\n" + LONG),
          found=[("long-attribute", 22, f"dn: {ANNS_USERS_ENTRY}")],
-         text=without_colon(ANNS_USERS_ENTRY, 'x"')),
+         text=too_long(ANNS_USERS_ENTRY, 7)),
     ends("long-attribute, of a user's mapping entry",
          ("secUUID: 7a10\n", "secUUID: 7a10\n" + LONG),
          found=[("long-attribute", 14, f"dn: {ANNS_MAPPING}")],
-         text=without_colon(ANNS_MAPPING, 'x"')),
+         text=too_long(ANNS_MAPPING, 4)),
     ends("long-attribute, of a group",
          ("secuuid: 7b01\n", LONG + "secuuid: 7b01\n"),
          found=[("long-attribute", 65, f"dn: {EDITORS}")],
-         text=without_colon(EDITORS, 'x"')),
+         text=too_long(EDITORS, 5)),
     ends("long-attribute, of a group's mapping entry",
          ("secUUID: 7b01\n", "secUUID: 7b01\n" + LONG),
          found=[("long-attribute", 26, f"dn: {EDITORS_MAPPING}")],
-         text=without_colon(EDITORS_MAPPING, 'x"')),
+         text=too_long(EDITORS_MAPPING, 4)),
     # The first 4,095 bytes become a line of their own, which no line end fits behind any more.
     ends("long-attribute, in one line",
          ("loginAllowed: TRUE\n", description(5000) + "\nloginAllowed: TRUE\n"),
          found=[("long-attribute", 46, f"dn: {ANN}")],
-         text='the entry "' + "x" * 256 + '..." is in the work file although it needs no '
-              'regrouping'),
+         text=no_dn_line('', IN_WORK_FILE)),
     # An attribute of 4,095 bytes fills a line of the work file, and its line end reads as a blank
     # line.
     ends("long-attribute, of 4,095 bytes in a user",
          ("ann\nsecuuid: 7a10\n", "ann\n" + folded(description(4095)) + "\nsecuuid: 7a10\n"),
          found=[("long-attribute", 45, f"dn: {ANN}")],
-         text=in_work_file("secUUID: 7a10")),
+         text=no_dn_line('"secUUID: ..." ', IN_WORK_FILE)),
     ends("long-attribute, of 4,095 bytes at the end of a user in the export alone",
          ("loginAllowed: TRUE\n", "loginAllowed: TRUE\n" + folded(description(4095)) + "\n"),
          found=[("long-attribute", 47, f"dn: {ANN}")],
-         text=in_work_file("secDomainId: Default%ann")),
+         text=no_dn_line('"secDomainId: ..." ', IN_WORK_FILE)),
     ends("long-attribute, of 4,095 bytes in a policy",
          ("maxFailedLogins: 3\n", folded(description(4095)) + "\nmaxFailedLogins: 3\n"),
          found=[("long-attribute", 51, f"dn: cn=Policy,{ANN}")],
-         text=in_work_file("maxFailedLogins: 3")),
+         text=no_dn_line('"maxFailedLogins: ..." ', IN_WORK_FILE)),
     ends("long-attribute, in one line in a policy",
          ("maxFailedLogins: 3\n", description(5000) + "\nmaxFailedLogins: 3\n"),
          found=[("long-attribute", 51, f"dn: cn=Policy,{ANN}")],
-         text='the entry "' + "x" * 256 + '..." is in the work file although it needs no '
-              'regrouping'),
+         text=no_dn_line('', IN_WORK_FILE)),
     ends("long-attribute, of 4,095 bytes in a credential",
          ("resourceName: printer\n", folded(description(4095)) + "\nresourceName: printer\n"),
          found=[("long-attribute", 34, "dn: resourceName=printer,")],
-         text=in_work_file("resourceName: printer")),
+         text=no_dn_line('"resourceName: ..." ', IN_WORK_FILE)),
     ends("starts-with-continuation, the export",
          ("dn: secAuthority=Default\nobjectClass: secAuthorityInfo",
           " dn: secAuthority=Default\nobjectClass: secAuthorityInfo"),
          found=[("starts-with-continuation", 1, None)],
-         text='the entry " dn: secAuthority=Default" has a continuation line where an attribute '
-              'should begin'),
+         text=no_dn_line('', CONTINUATION)),
     ends("starts-with-continuation, behind a blank line within a value",
          ("description: Keeps the registry", "description: Keeps\n\n  the registry"),
          found=[("starts-with-continuation", 41, None)],
-         text='the entry "  the registry" has a continuation line where an attribute should begin',
+         text=no_dn_line('', CONTINUATION),
          repair=[("Keeps\n\n  the", "Keeps\n  the")]),
     ends("starts-with-continuation, behind a line of blanks within a value",
          ("description: Keeps the registry", "description: Keeps\n  \n  the registry"),
          found=[("starts-with-continuation", 41, None)],
-         text='the entry "  the registry" has a continuation line where an attribute should begin',
+         text=no_dn_line('', CONTINUATION),
          repair=[("Keeps\n  \n  the", "Keeps\n  the")]),
     ends("starts-with-continuation, of a comment",
          (PERSON, "# The person\n  herself\n" + PERSON),
          found=[("starts-with-continuation", 37, None)],
-         text='the entry "  herself" has a continuation line where an attribute should begin',
+         text=no_dn_line('', CONTINUATION),
          repair=[("# The person\n  herself", "# The person\n# herself")]),
     ends("header-glued, to a user",
          (USER, "version: 1\n" + USER),
@@ -119,7 +130,7 @@ CASES = [
     ends("header-glued, to a user entry below cn=Users",
          (USERS_ENTRY, "version: 1\n" + USERS_ENTRY),
          found=[("header-glued", 16, None)],
-         text='the entry "version: 1" has no secMap entry whose secDN names it',
+         text=no_dn_line('"version: ..." ', "has no secMap entry whose secDN names it"),
          repair=[("version: 1\n", "version: 1\n\n")],
          output=[(PERSON, "version: 1\n\n" + PERSON)]),
     ends("header-glued, to a user's mapping entry",
@@ -131,13 +142,15 @@ CASES = [
     ends("header-glued, to a policy",
          (POLICY, "version: 1\n" + POLICY),
          found=[("header-glued", 48, None)],
-         text='the entry "version: 1" has a DN without a comma, so that it belongs to nobody',
+         text=no_dn_line('"version: ..." ', "has a DN without a comma, so that it belongs to "
+                                           "nobody"),
          repair=[("version: 1\n", "version: 1\n\n")],
          output=[(TEAM, "version: 1\n\n" + TEAM)]),
     ends("header-glued, to policy data",
          (POLICY_DATA, "version: 1\n" + POLICY_DATA),
          found=[("header-glued", 53, None)],
-         text='the entry "version: 1" has a DN without a comma, so that it belongs to nobody',
+         text=no_dn_line('"version: ..." ', "has a DN without a comma, so that it belongs to "
+                                           "nobody"),
          repair=[("version: 1\n", "version: 1\n\n")],
          output=[(TEAM, "version: 1\n\n" + TEAM)]),
     ends("header-glued, to a group",
@@ -148,57 +161,57 @@ CASES = [
     ends("tab-continuation, of a user",
          ("loginAllowed: TRUE", "loginAllowed: TRUE\n\tas of now"),
          found=[("tab-continuation", 47, f"dn: {ANN}")],
-         text=without_colon(ANN, '?as of now"'),
+         text=without_colon(ANN, 7),
          repair=[("\n\tas", "\n  as")],
          output=[("loginAllowed: TRUE", "loginAllowed: TRUE as of now")]),
     ends("tab-continuation, of a user entry below cn=Users",
          ("secDomainId: Default%ann", "secDomainId: Default%\n\tann"),
          found=[("tab-continuation", 22, f"dn: {ANNS_USERS_ENTRY}")],
-         text=without_colon(ANNS_USERS_ENTRY, '?ann"'),
+         text=without_colon(ANNS_USERS_ENTRY, 7),
          repair=[("%\n\tann", "%\n ann")]),
     ends("tab-continuation, of a user's mapping entry",
          ("secUUID: 7a10\n", "secUUID: \n\t7a10\n"),
          found=[("tab-continuation", 14, f"dn: {ANNS_MAPPING}")],
-         text=without_colon(ANNS_MAPPING, '?7a10"'),
+         text=without_colon(ANNS_MAPPING, 4),
          repair=[("\n\t7a10", "\n 7a10")]),
     ends("tab-continuation, of a group",
          ("secuuid: 7b01\n", "secuuid: \n\t7b01\n"),
          found=[("tab-continuation", 66, f"dn: {EDITORS}")],
-         text=without_colon(EDITORS, '?7b01"'),
+         text=without_colon(EDITORS, 6),
          repair=[("\n\t7b01", "\n 7b01")]),
     ends("tab-continuation, of a group's mapping entry",
          ("secUUID: 7b01\n", "secUUID: \n\t7b01\n"),
          found=[("tab-continuation", 26, f"dn: {EDITORS_MAPPING}")],
-         text=without_colon(EDITORS_MAPPING, '?7b01"'),
+         text=without_colon(EDITORS_MAPPING, 4),
          repair=[("\n\t7b01", "\n 7b01")]),
     ends("line-without-colon, in a user",
          ("loginAllowed: TRUE", "loginAllowed TRUE"),
          found=[("line-without-colon", 46, f"dn: {ANN}")],
-         text=without_colon(ANN, 'loginAllowed TRUE"')),
+         text=without_colon(ANN, 6)),
     ends("line-without-colon, the DN of a user",
          (f"dn: {ANN}\n", f"dn {ANN}\n"),
          found=[("line-without-colon", 41, None), ("entry-without-dn", 41, None)],
-         text=f'the entry "dn {ANN}" has a line without a colon: "dn {ANN}"'),
+         text=no_dn_line('', 'has a line without a colon: its line 1, counted')),
     ends("line-without-colon, in a user entry below cn=Users",
          ("secDomainId: Default%ann", "secDomainId: Default%ann\nann"),
          found=[("line-without-colon", 22, f"dn: {ANNS_USERS_ENTRY}")],
-         text=without_colon(ANNS_USERS_ENTRY, 'ann"')),
+         text=without_colon(ANNS_USERS_ENTRY, 7)),
     ends("line-without-colon, in a user's mapping entry",
          ("secUUID: 7a10\n", "secUUID 7a10\n"),
          found=[("line-without-colon", 13, f"dn: {ANNS_MAPPING}")],
-         text=without_colon(ANNS_MAPPING, 'secUUID 7a10"')),
+         text=without_colon(ANNS_MAPPING, 3)),
     ends("line-without-colon, in a group",
          ("secuuid: 7b01\n", "secuuid 7b01\n"),
          found=[("line-without-colon", 65, f"dn: {EDITORS}")],
-         text=without_colon(EDITORS, 'secuuid 7b01"')),
+         text=without_colon(EDITORS, 5)),
     ends("line-without-colon, in a group's mapping entry",
          ("secUUID: 7b01\n", "secUUID 7b01\n"),
          found=[("line-without-colon", 25, f"dn: {EDITORS_MAPPING}")],
-         text=without_colon(EDITORS_MAPPING, 'secUUID 7b01"')),
+         text=without_colon(EDITORS_MAPPING, 3)),
     ends("stray-lines, behind a carriage return at the start of a line",
          ("loginAllowed: TRUE\n", "\rnote: 1\nloginAllowed: TRUE\n"),
          found=[("stray-lines", 46, f"dn: {ANN}"), ("cut-text", 46, f"dn: {ANN}")],
-         text=in_work_file("loginAllowed: TRUE"),
+         text=no_dn_line('"loginAllowed: ..." ', IN_WORK_FILE),
          repair=[("\rnote: 1\n", "")]),
     # The class is seen in the export, but what stands behind the carriage return is not written to
     # the work file.

@@ -100,7 +100,7 @@ const Kind secGroup = {"secGroup",
                        "moveSecGroupObjectFromObjectArrayToSecGroupMatrix",
                        " \n",
                        "",
-                       "",
+                       "secGroup_dn is : %s\n",
                        "secGroup_dn is : %s\n"};
 const Kind userMapping = {"secMapOfUser",
                           "dn: secUUID=1,CN=USERS,secAuthority=Default\n"
@@ -383,7 +383,7 @@ TEST_P(EveryKind, AFailedStepOverEndsTheProcess) {
 TEST_P(EveryKind, AFailedDeletionOfANewOwnersEntryEndsTheProcess) {
     readAndLoseTheWorkFile();
     expectFailure("deleteNextObjectFromTemporaryInputLDIFFile() failed deleting a ",
-                  kind.newOwnerDeletionEcho);
+                  withOwner(kind.newOwnerDeletionEcho));
 }
 
 TEST_P(EveryKind, AFailedDeletionOfAKnownOwnersEntryEndsTheProcess) {

@@ -210,12 +210,34 @@ TEST_F(CurrentEntry, MessagesQuoteTheDnLineWithoutItsLineEnd) {
     EXPECT_EQ(aboutObject("has no owner"), "the entry \"(empty)\" has no owner");
 }
 
+TEST_F(CurrentEntry, DnLinesBeginWithDnInAnyCase) {
+    EXPECT_TRUE(isDnLine("dn: cn=a\n"));
+    EXPECT_TRUE(isDnLine("Dn:: Y249YQ==\n"));
+    EXPECT_FALSE(isDnLine("dn\n"));
+    EXPECT_FALSE(isDnLine("secDN: cn=a\n"));
+    EXPECT_FALSE(isDnLine(" dn: cn=a\n"));
+    EXPECT_FALSE(isDnLine(""));
+}
+
+TEST_F(CurrentEntry, MessagesShowNothingOfAFirstLineThatIsNoDnLineButItsAttributeName) {
+    const std::string hint = "(no DN line; ldif-migrate-check reports its line number)";
+    EXPECT_EQ(entryName(entryOf({"DN:: Y249YQ==\n", "cn: a\n"})), "\"DN:: Y249YQ==\"");
+    EXPECT_EQ(entryName(entryOf({"userPassword: secret\n"})), "\"userPassword: ...\" " + hint);
+    EXPECT_EQ(entryName(entryOf({"2.5.4.3;lang-de:secret\n"})), "\"2.5.4.3;lang-de: ...\" " + hint);
+    for (const char* line :
+         {"secret\n", " secret: x\n", "a secret: x\n", "s\xc3\xa9: x\n", ": x\n"}) {
+        EXPECT_EQ(entryName(entryOf({line})), hint) << line;
+    }
+}
+
 TEST_F(CurrentEntry, QuotedLinesAreCutAndHoldNoControlCharacters) {
-    EXPECT_EQ(quoted("cn=\x1b[1m\ta\x7f\xC4 \n"), "\"cn=?[1m?a?\xC4 \"");
+    EXPECT_EQ(quoted("cn=\x1b[1m\ta\x7f\xC4 \n"), "\"cn=?[1m?a?? \"");
     const std::string longLine(257, 'x');
     const std::string_view fitting = std::string_view(longLine).substr(1);
     EXPECT_EQ(quoted(fitting), '"' + std::string(fitting) + '"');
     EXPECT_EQ(quoted(std::string_view(longLine)), '"' + std::string(fitting) + "...\"");
+    const std::string atTheEnd = std::string(fitting.substr(1)) + "\xc3\xa4";
+    EXPECT_EQ(quoted(std::string_view(atTheEnd)), '"' + std::string(fitting.substr(1)) + "...\"");
 }
 
 TEST_F(CurrentEntry, WholeEntryIsTracedLineByLineThenAnEmptyLine) {

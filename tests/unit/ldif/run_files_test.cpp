@@ -63,6 +63,18 @@ TEST_F(RunFiles, FailureOfTheWorkFileNamesTheProblem) {
                             HasSubstr(temp_input_ldif_filename)));
 }
 
+TEST_F(RunFiles, EntriesThatCouldNotBeBlankedAreNotNamed) {
+    ASSERT_EQ(tifp.open(fullFile), 0);
+    ASSERT_EQ(tifp.overwrite({0}, "blank"), 0);
+    EXPECT_EQ(tifp.flush(), -1);
+    setObject({"dn: cn=innocent\n"});
+    EXPECT_THAT(blankingFailedMessage().arguments,
+                ElementsAre(input_ldif_filename,
+                            "entries gathered could not be blanked in the work file: "
+                            "No space left on device",
+                            temp_input_ldif_filename));
+}
+
 TEST_F(RunFiles, FailureOfTheWorkFileNamesTheReasonIfThereIsOne) {
     ASSERT_EQ(tifp.open(unreadableFile), 0);
     getNextLine(nextLine, tifp);

@@ -242,6 +242,27 @@ TEST_F(FlushTest, AMissingNameIsTheReasonInTheMessage) {
                          "secUser entry with a principalName"));
 }
 
+TEST_F(FlushTest, ANameInAnotherSpellingIsTheReasonInTheMessage) {
+    secUser_dn.open("secAuthority=Default,cn=a\n");
+    fillRow(secUser_matrix, 0, {"dn: secAuthority=Default,cn=a\n", "PRINCIPALNAME: a\n"});
+    EXPECT_EQ(copyAllAccumulatedDataToOutputFile(), -1);
+    EXPECT_THAT(
+        flushFailedMessage().arguments,
+        Contains("the entry \"dn: secAuthority=Default,cn=a\" has its principalName spelled "
+                 "\"PRINCIPALNAME\"; write \"principalName\""));
+}
+
+// Whose first line is no DN line lends its owner a value in place of a DN.
+TEST_F(FlushTest, AnOwnerNamedByAValueIsNotShown) {
+    secUser_dn.open("secret\n");
+    fillRow(secPolicyData_matrix, 0, {"description: a,secret\n"});
+    EXPECT_EQ(copyAllAccumulatedDataToOutputFile(), -1);
+    EXPECT_THAT(flushFailedMessage().arguments,
+                Contains("other entries belong to the owner of \"description: ...\" (no DN line; "
+                         "ldif-migrate-check reports its line number), but it has no secUser entry "
+                         "with a principalName"));
+}
+
 // ---- Traces
 
 TEST_F(FlushTest, AFlushIsTraced) {

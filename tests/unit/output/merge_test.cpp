@@ -10,6 +10,7 @@
 namespace {
 
 using testing::EndsWith;
+using testing::HasSubstr;
 
 class MergeTest : public EntryFixture {
 protected:
@@ -216,6 +217,35 @@ TEST_F(MergeTest, ALineWithoutAColonEndsTheProcess) {
     EXPECT_THAT(
         traced(),
         EndsWith(error + "                 The input file could be corrupt.                  \n"));
+}
+
+// The message of a merge that fails.
+std::string messageOfMerge(std::initializer_list<std::string_view> first,
+                           std::initializer_list<std::string_view> second) {
+    return endingOf([&] { mergeObjects(entryOf(first), entryOf(second)); }).errors;
+}
+
+TEST_F(MergeTest, ALineWithoutAColonIsShownByItsPlaceAlone) {
+    const std::string place =
+        ", counted from its DN line without comments and continuation lines. ";
+    EXPECT_THAT(messageOfMerge({"dn: a\n", "cn: a\n", "secret\n", "sn: a\n"}, {"dn: b\n"}),
+                HasSubstr("the entry \"dn: a\" has a line without a colon: its line 3" + place));
+    EXPECT_THAT(messageOfMerge({"dn: a\n"}, {"dn: b\n", "secret\n"}),
+                HasSubstr("the entry \"dn: b\" has a line without a colon: its line 2" + place));
+    EXPECT_THAT(
+        messageOfMerge({"secret\n"}, {"dn: b\n"}),
+        HasSubstr("the entry (no DN line; ldif-migrate-check reports its line number) has a "
+                  "line without a colon: its line 1" +
+                  place));
+}
+
+// The text behind the first 4,095 bytes of a line is a line without a colon to the merge.
+TEST_F(MergeTest, APieceOfALongAttributeIsShownAsItsAttribute) {
+    const std::string longLine = "cn: " + std::string(4091, 'x');
+    EXPECT_THAT(
+        messageOfMerge({"dn: a\n", longLine, "secret\n", "sn: a\n"}, {"dn: b\n"}),
+        HasSubstr("the entry \"dn: a\" has an attribute that is longer than 4,094 bytes: its "
+                  "line 2, counted"));
 }
 
 TEST_F(MergeTest, WithoutMemoryTheProcessEnds) {

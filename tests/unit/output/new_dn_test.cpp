@@ -80,6 +80,26 @@ TEST_F(NewDnTest, WithoutAPrincipalNameTheFinderFails) {
     EXPECT_EQ(findPrincipalName({}), Found(-1, ""));
 }
 
+TEST_F(NewDnTest, AnotherSpellingIsTheProblemOfAName) {
+    EXPECT_EQ(nameProblemOfUser(entryOf({"dn: cn=x\n", "PRINCIPALNAME: jdoe\n"})),
+              "has its principalName spelled \"PRINCIPALNAME\"; write \"principalName\"");
+    EXPECT_EQ(nameProblemOfGroup(entryOf({"dn: o=x\n", "Cn: staff\n"})),
+              "has its cn spelled \"Cn\"; write \"cn\"");
+}
+
+TEST_F(NewDnTest, AnEmptyAttributeIsTheProblemOfAName) {
+    EXPECT_EQ(nameProblemOfUser(entryOf({"dn: cn=x\n", "PRINCIPALNAME: a\n", "principalname: \n"})),
+              "has no name behind the first \"principalName:\" or \"principalname:\" in it");
+    EXPECT_EQ(nameProblemOfGroup(entryOf({"dn: o=x\n", "CN:\r\n", "cn: a\n"})),
+              "has no name behind the first \"cn:\" or \"CN:\" in it");
+}
+
+TEST_F(NewDnTest, AMissingAttributeHasNoFurtherProblem) {
+    EXPECT_EQ(nameProblemOfUser(entryOf({"dn: cn=x\n", "oldPRINCIPALNAME: a\n"})), "");
+    EXPECT_EQ(nameProblemOfGroup(entryOf({"dn: o=x\n", "sn: Cn: a\n"})), "");
+    EXPECT_EQ(nameProblemOfUser({}), "");
+}
+
 TEST_F(NewDnTest, ACommonNameLosesLeadingBlanksAndItsLineEndAlone) {
     EXPECT_EQ(findCn({"dn: o=x\n", "cn:  staff \r\n"}), Found(0, "staff "));
     EXPECT_EQ(findCn({"cn:\tstaff"}), Found(0, "\tstaff"));
@@ -279,6 +299,15 @@ TEST_F(NewDnTest, AMissingDomainOfAPolicyIsNotTraced) {
 TEST_F(NewDnTest, NothingBehindTheDomainOfAPolicyIsMalformed) {
     setPolicy("cn=Policy,secAuthority=sales\n");
     EXPECT_EQ(failureOf([] { createNewSecPolicyDN(0); }), (Failure{{380928302}, ""}));
+}
+
+TEST_F(NewDnTest, APolicyWithoutADnLineIsNotShown) {
+    setPolicy("ssword: secret,cn=jdoe\n");
+    fillRow(secPolicy_matrix, 0, {"password: secret,cn=jdoe\n"});
+    EXPECT_THAT(
+        endingOf([] { createNewSecPolicyDN(0); }).errors,
+        testing::HasSubstr("the policy \"password: ...\" (no DN line; ldif-migrate-check reports "
+                           "its line number) has no secAuthority in its DN. "));
 }
 
 TEST_F(NewDnTest, WithoutMemoryTheProcessEnds) {
