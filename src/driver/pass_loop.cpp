@@ -81,9 +81,8 @@ const Dispatch& dispatchOfObject() {
         "main():  ERROR:  The object class of this object was unrecognizable.  EXITING. \n";
     fail(error, error,
          migrationFailed(aboutObject(
-             "is in the work file although it needs no regrouping (was a work file left behind, "
-             "or is a line of the export, or a folded attribute once its lines are joined, longer "
-             "than 4,094 bytes?)")));
+             "is in the work file although it needs no regrouping (is a line of the export, or a "
+             "folded attribute once its lines are joined, longer than 4,094 bytes?)")));
 }
 
 bool hasLeftAnObject = false;  // whether the current pass leaves the next one something to gather
