@@ -7,6 +7,7 @@
 
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
+#include "driver/platform/random.h"
 #include "driver/settings.h"
 #include "entry/text.h"
 
@@ -64,7 +65,8 @@ std::string_view OwnerTable::dn(int slot) const {
     return slot < slotCount() ? dns_[static_cast<std::size_t>(slot)] : std::string_view();
 }
 
-void OwnerTable::prepare(int mostSlots) {
+void OwnerTable::prepare(int mostSlots, const HashKey& key) {
+    key_ = key;
     constexpr int few = 1000;
     makePlaces(std::bit_ceil(2 * static_cast<std::size_t>(std::min(mostSlots, few))));
 }
@@ -74,7 +76,7 @@ void OwnerTable::open(std::string_view dn) {
     if (places_.size() < 2 * dns_.size()) {
         makePlaces(std::bit_ceil(2 * dns_.size()));
     }
-    const std::uint32_t hash = hashIgnoringCase(dn);
+    const std::uint32_t hash = hashOf(dn);
     Place& place = placeOf(dn, hash);
     if (place.slot < 0) {  // else the lower slot stays, where the DN is known already
         place = {hash, slotCount() - 1};
@@ -83,7 +85,11 @@ void OwnerTable::open(std::string_view dn) {
 }
 
 int OwnerTable::find(std::string_view dn) {
-    return places_.empty() ? -1 : placeOf(dn, hashIgnoringCase(dn)).slot;
+    return places_.empty() ? -1 : placeOf(dn, hashOf(dn)).slot;
+}
+
+std::uint32_t OwnerTable::hashOf(std::string_view dn) const {
+    return static_cast<std::uint32_t>(hashIgnoringCase(dn, key_));
 }
 
 OwnerTable::Place& OwnerTable::placeOf(std::string_view dn, std::uint32_t hash) {
@@ -185,8 +191,9 @@ void allocateObjectCache() {
     const OutOfMemoryLine line("allocateObjectCache():  malloc() failure.  EXITING. \n");
     trace("allocateObjectCache():  FUNCTION ENTRY  \n");
     traceSlotCounts("allocateObjectCache");
-    secUser_dn.prepare(max_number_of_secuser_slots);
-    secGroup_dn.prepare(max_number_of_secgroup_slots);
+    const HashKey key = randomBits();
+    secUser_dn.prepare(max_number_of_secuser_slots, key);
+    secGroup_dn.prepare(max_number_of_secgroup_slots, key);
     trace("allocateObjectCache():  FUNCTION EXIT  \n");
 }
 

@@ -7,7 +7,8 @@
 // the size of the registry cost nothing.
 //
 // An owner table answers in constant time which slot a DN has. It names the lowest slot whose DN
-// is equal without regard to case, as a scan from slot 0 would.
+// is equal without regard to case, as a scan from slot 0 would. Its hashes are keyed anew in every
+// run, so that no choice of names can slow it down; what it finds does not depend on the key.
 #pragma once
 
 #include <cstdint>
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include "entry/entry.h"
+#include "entry/hash.h"
 
 class OwnerTable {
 public:
@@ -37,8 +39,9 @@ public:
     // The DN of a slot; empty when the slot holds none.
     std::string_view dn(int slot) const;
 
-    // Makes room for a first few slots, at most `mostSlots`.
-    void prepare(int mostSlots);
+    // Makes room for a first few slots, at most `mostSlots`, and sets the key of the hashes, which
+    // is zero before. The table must be empty.
+    void prepare(int mostSlots, const HashKey& key);
 
     // Opens the next slot for `dn`. Counts it at once; nothing looks at the counts before the entry
     // that opens it is in its row.
@@ -72,7 +75,11 @@ private:
     Place& placeOf(std::string_view dn, std::uint32_t hash);
     void makePlaces(std::size_t number);
 
+    // The lower half of a DN's hash; 32 bits are enough for the places of a billion owners.
+    std::uint32_t hashOf(std::string_view dn) const;
+
     std::string_view name_;
+    HashKey key_ = {};
     std::deque<std::string> dns_;
     std::vector<Place> places_;  // a power of two of them, half of them free
 };

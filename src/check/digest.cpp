@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "entry/text.h"
+
 namespace {
 
 constexpr std::uint64_t firstFactor = 0x9fb21c651e98df25U;
@@ -14,16 +16,6 @@ std::uint64_t scattered(std::uint64_t value) {
     value = (value ^ value >> 32U) * firstFactor;
     value = (value ^ value >> 29U) * secondFactor;
     return value ^ value >> 32U;
-}
-
-// Eight letters in lower case at once.
-std::uint64_t withoutCase(std::uint64_t bytes) {
-    constexpr std::uint64_t every = 0x0101010101010101U;
-    const std::uint64_t sevenBits = bytes & every * 0x7fU;
-    const std::uint64_t atLeastA = sevenBits + every * (0x80U - 'A');
-    const std::uint64_t aboveZ = sevenBits + every * (0x7fU - 'Z');
-    const std::uint64_t capitals = atLeastA & ~aboveZ & ~bytes & every * 0x80U;
-    return bytes | capitals >> 2U;
 }
 
 template <class Fold>
@@ -48,7 +40,7 @@ std::uint64_t digestOf(std::string_view text) {
 }
 
 std::uint64_t digestIgnoringCase(std::string_view text) {
-    return digest(text, withoutCase);
+    return digest(text, lowerCaseOf);
 }
 
 void LineDigest::add(std::string_view block) {

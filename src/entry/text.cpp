@@ -1,8 +1,6 @@
 #include "entry/text.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <cstring>
 
 namespace {
 
@@ -54,22 +52,6 @@ const char* dostristr(std::string_view haystack, std::string_view needle) {
 
 bool equalIgnoringCase(std::string_view first, std::string_view second) {
     return std::equal(first.begin(), first.end(), second.begin(), second.end(), equalFolded);
-}
-
-std::uint32_t hashIgnoringCase(std::string_view text) {
-    // FNV-1a, 64 bits (http://www.isthe.com/chongo/tech/comp/fnv/), but eight bytes at a time and
-    // without the bit that tells the case of a letter: some other bytes then count as equal, too.
-    constexpr std::uint64_t prime = 1099511628211U;
-    constexpr std::uint64_t withoutCase = ~(0x0101010101010101U * ('a' - 'A'));
-    std::uint64_t hash = 14695981039346656037U;
-    while (!text.empty()) {
-        std::uint64_t bytes = 0;
-        std::memcpy(&bytes, text.data(), std::min(text.size(), sizeof bytes));
-        hash = (hash ^ (bytes & withoutCase)) * prime;
-        hash ^= hash >> 32U;
-        text.remove_prefix(std::min(text.size(), sizeof bytes));
-    }
-    return static_cast<std::uint32_t>(hash);
 }
 
 bool hasBlankBesideComma(std::string_view text) {

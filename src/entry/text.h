@@ -19,6 +19,17 @@ constexpr char toUpper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
+// Lower case of the ASCII letters among eight bytes.
+constexpr std::uint64_t lowerCaseOf(std::uint64_t bytes) {
+    // Seven bits of each byte, so that no sum carries into the next byte.
+    constexpr std::uint64_t each = 0x0101010101010101U;
+    const std::uint64_t low = bytes & each * 0x7fU;
+    const std::uint64_t fromA = low + each * (0x80U - 'A');
+    const std::uint64_t aboveZ = low + each * (0x7fU - 'Z');
+    const std::uint64_t capitals = fromA & ~aboveZ & ~bytes & each * 0x80U;
+    return bytes | capitals >> 2U;
+}
+
 // Removes white space (space, tab, LF, VT, FF, CR) from the end; leading white space stays.
 std::string& trim(std::string& str);
 
@@ -74,9 +85,6 @@ inline bool endsIgnoringCase(std::string_view text, std::string_view end) {
 
 // Whether two texts are equal without regard to case.
 bool equalIgnoringCase(std::string_view first, std::string_view second);
-
-// A hash that is equal for texts which are equal without regard to case.
-std::uint32_t hashIgnoringCase(std::string_view text);
 
 // Whether a space stands directly before or after a comma.
 bool hasBlankBesideComma(std::string_view text);

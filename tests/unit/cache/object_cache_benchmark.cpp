@@ -8,14 +8,16 @@
 
 namespace {
 
+using DnOf = std::string (*)(int);
+
 // Looks random numbers from `first` on up among `state.range(0)` owners, those from 0 on.
-void find(benchmark::State& state, int first) {
+void find(benchmark::State& state, DnOf dnOf, int first) {
     const int owners = static_cast<int>(state.range(0));
-    openSlots(secUser_dn, owners, ownerDnOfUser);
+    openSlots(secUser_dn, owners, dnOf);
     std::vector<std::string> dns;
     const std::vector<int> numbers = randomNumbers(owners);
     for (const int number : numbers) {
-        dns.push_back(ownerDnOfUser(first + number) + "\n");
+        dns.push_back(dnOf(first + number) + "\n");
     }
     bool asExpected = true;
     std::size_t next = 0;
@@ -28,13 +30,23 @@ void find(benchmark::State& state, int first) {
     state.SetItemsProcessed(state.iterations());
 }
 
-void findOwner(benchmark::State& state) {
-    find(state, 0);
+void findOwner(benchmark::State& state, DnOf dnOf) {
+    find(state, dnOf, 0);
 }
-BENCHMARK(findOwner)->Name("ObjectCache/FindsOwner")->Arg(1'000)->Arg(100'000);
+BENCHMARK_CAPTURE(findOwner, plain, ownerDnOfUser)
+    ->Name("ObjectCache/FindsOwner")
+    ->Arg(1'000)
+    ->Arg(32'000)
+    ->Arg(100'000);
+BENCHMARK_CAPTURE(findOwner, numbered, numberedOwnerDn)
+    ->Name("ObjectCache/FindsNumberedOwner")
+    ->Arg(100'000);
+BENCHMARK_CAPTURE(findOwner, bracketed, bracketedOwnerDn)
+    ->Name("ObjectCache/FindsBracketedOwner")
+    ->Arg(32'000);
 
 void missOwner(benchmark::State& state) {
-    find(state, static_cast<int>(state.range(0)));
+    find(state, ownerDnOfUser, static_cast<int>(state.range(0)));
 }
 BENCHMARK(missOwner)->Name("ObjectCache/MissesOwner")->Arg(1'000)->Arg(100'000);
 

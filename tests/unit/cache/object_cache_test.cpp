@@ -290,7 +290,7 @@ TEST_F(ObjectCacheTest, AReplacedDnIsNotFoundAnyMore) {
 
 TEST_F(ObjectCacheTest, OwnersAreFoundHoweverManyThereAre) {
     constexpr int many = 20000;
-    secUser_dn.prepare(3);
+    secUser_dn.prepare(3, {});
     for (int i = 0; i < many; ++i) {
         secUser_dn.open("cn=" + std::to_string(i) + "\n");
     }
@@ -359,6 +359,7 @@ TEST_F(ObjectCacheTest, ALookupAnswersAsAScanWould) {
     };
     for (int round = 0; round < 100; ++round) {
         initializeAllArrays();
+        secUser_dn.prepare(1, {dice.upTo(1000), dice.upTo(1000)});
         std::vector<std::string> dns;
         for (std::size_t slots = dice.upTo(60); slots > 0; --slots) {
             dns.push_back(randomDn());

@@ -217,6 +217,27 @@ TEST_F(PassLoopTest, SlotCountsOfTwoBillionTakeEverythingInOnePass) {
     EXPECT_EQ(output(), records);
 }
 
+TEST_F(PassLoopTest, TheKeyOfTheHashesChangesNothing) {
+    max_number_of_secuser_slots = 40;
+    std::string users;
+    std::string mappings;
+    std::string records;
+    for (int i = 0; i < 100; ++i) {
+        const std::string name = (i % 2 != 0 ? "[" : "{") + std::to_string(i);
+        users += user(name);
+        mappings.insert(0, userMapping(name));
+        records += userRecord(name);
+    }
+    for (std::uint64_t key = 0; key < 10; ++key) {
+        openOutput();
+        setWorkFile(users + mappings);
+        hasTheStepOverFilePositionBeenInitialized = false;
+        secUser_dn.prepare(max_number_of_secuser_slots, {key, ~key});
+        messagesOfPasses();
+        ASSERT_EQ(output(), records) << key;
+    }
+}
+
 TEST_F(PassLoopTest, ALastEntryWithoutABlankLineIsDispatched) {
     const std::string entries = bothOf("a");
     setWorkFile(entries.substr(0, entries.size() - 1));

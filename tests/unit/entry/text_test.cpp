@@ -156,12 +156,6 @@ TEST(EqualIgnoringCase, ComparesWholeTexts) {
     EXPECT_FALSE(equalIgnoringCase("[", "{"));
 }
 
-TEST(HashIgnoringCase, IsEqualForTextsThatAreEqualWithoutRegardToCase) {
-    EXPECT_EQ(hashIgnoringCase("cn=A,o=b"), hashIgnoringCase("CN=a,O=B"));
-    EXPECT_NE(hashIgnoringCase("cn=a"), hashIgnoringCase("cn=b"));
-    EXPECT_NE(hashIgnoringCase("ab"), hashIgnoringCase("ba"));
-}
-
 TEST(CommaSpaceEater, RemovesSpacesAroundCommas) {
     const Rewriting cases[] = {
         {"cn=a , o=b ,  c=d", "cn=a,o=b,c=d"},

@@ -35,6 +35,19 @@ inline std::string ownerDnOfGroup(int number) {
     return "secAuthority=Default," + directoryDnOfGroup(number);
 }
 
+// Names that are easily hashed to the same places: those that differ in a few digits in the middle,
+// and those that differ in the bit alone that tells the case of letters.
+inline std::string numberedOwnerDn(int number) {
+    return "secAuthority=Default,cn=xx" + std::to_string(10'000'000 + number).substr(1) + ",o=a";
+}
+inline std::string bracketedOwnerDn(int number) {
+    std::string brackets;
+    for (unsigned bit = 0; bit < 16; ++bit) {
+        brackets += (static_cast<unsigned>(number) >> bit & 1U) != 0 ? '{' : '[';
+    }
+    return "secAuthority=Default,cn=" + brackets + ",o=a";
+}
+
 inline Entry directoryEntry(int number) {
     const std::string digits = sixDigits(number);
     return entryOf({
