@@ -5,7 +5,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
@@ -13,6 +12,7 @@
 #include "entry/entry.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
+#include "output/name_search.h"
 
 namespace {
 
@@ -20,9 +20,6 @@ constexpr std::array<std::string_view, 14> dropList = {
     "objectclass:",  "objectClass:",  "KVO-ENTRYUUID:", "kvo-entryuuid:", "control:", "Control:",
     "aclpropagate:", "aclPropagate:", "aclentry:",      "aclEntry:",      "acl:",     "ACL:",
     "aci:",          "ACI:"};
-
-// The lines of an input; a null line has been handed on to the result or dropped.
-using Lines = std::vector<std::string_view>;
 
 void findLines(EntryView entry, Lines& lines) {
     lines.clear();
@@ -86,30 +83,6 @@ void append(std::string_view& line) {
     line = {};
 }
 
-// A line up to one of its colons, that colon included. The first one is its attribute name.
-struct Head {
-    std::size_t line;
-    std::string_view text;
-};
-using Heads = std::vector<Head>;
-
-// Every head of every line. An attribute name is searched in all lines for each line of the other
-// entry, and it can only end at a colon: finding the colons once makes the merge five times
-// faster, and entries of a thousand lines bearable.
-void findHeads(EntryView entry, const Lines& lines, Heads& heads) {
-    heads.clear();
-    std::size_t line = 0;
-    someHead(entry.text(), [&](std::string_view head) {
-        const char* end = head.data() + head.size();
-        while (end > lines[line].data() + lines[line].size()) {
-            ++line;
-        }
-        const char* start = lines[line].data();
-        heads.push_back({line, {start, static_cast<std::size_t>(end - start)}});
-        return false;
-    });
-}
-
 // The heads of one line.
 using LineHeads = std::span<const Head>;
 
@@ -120,18 +93,6 @@ LineHeads headsOfLine(const Heads& heads, std::size_t line, std::size_t& next) {
         ++next;
     }
     return LineHeads(heads).subspan(first, next - first);
-}
-
-// The first line not yet handed on that holds `name` anywhere, without regard to case; the number
-// of lines when there is none. Loose on purpose: the name may match inside a longer name or in a
-// value.
-std::size_t findName(const Lines& lines, const Heads& heads, std::string_view name) {
-    for (const Head& head : heads) {
-        if (endsIgnoringCase(head.text, name) && lines[head.line].data() != nullptr) {
-            return head.line;
-        }
-    }
-    return lines.size();
 }
 
 bool holdsObjectClassName(LineHeads heads) {
@@ -147,6 +108,8 @@ bool namesDomain(LineHeads heads) {
 
 void mergeFirst(EntryView entry, Lines& first, const Heads& firstHeads, Lines& second,
                 const Heads& secondHeads) {
+    static NameSearch search;  // kept from merge to merge
+    search.prepare(secondHeads, first.size());
     std::size_t nextHead = 0;
     for (std::size_t i = 0; i < first.size(); ++i) {
         std::string_view& line = first[i];
@@ -168,7 +131,7 @@ void mergeFirst(EntryView entry, Lines& first, const Heads& firstHeads, Lines& s
         if (isOnDropList(name)) {
             continue;
         }
-        const std::size_t match = findName(second, secondHeads, name);
+        const std::size_t match = search.find(second, secondHeads, name);
         const bool found = match != second.size();
         // The entry's own domain counts, not that of its mapping entry.
         if (!found || namesDomain(heads)) {

@@ -1,5 +1,8 @@
 #include "output/merge.h"
 
+#include <string>
+#include <vector>
+
 #include "entry/entry.h"
 #include "support/benchmark_checks.h"
 #include "support/naive_merge.h"
@@ -7,24 +10,28 @@
 
 namespace {
 
-void merge(benchmark::State& state, const Entry& first, const Entry& second) {
+using Lines = std::vector<std::string>;
+
+void merge(benchmark::State& state, const Entry& first, const Entry& second,
+           const Lines& expected) {
     for (auto _ : state) {
         mergeObjects(first, second);
     }
-    require(state, linesOf(object) == naiveMerge(linesOf(first), linesOf(second)),
-            "the entries are merged");
+    require(state, linesOf(object) == expected, "the entries are merged");
     state.SetItemsProcessed(state.iterations() * (first.lineCount() + second.lineCount()));
 }
 
 void mergeUserAndMapping(benchmark::State& state) {
-    merge(state, ordinaryUser(1), mappingOfUser(1));
+    const Entry user = ordinaryUser(1);
+    const Entry mapping = mappingOfUser(1);
+    merge(state, user, mapping, naiveMerge(linesOf(user), linesOf(mapping)));
 }
 BENCHMARK(mergeUserAndMapping)->Name("Merge/MergesUserAndMapping");
 
 void mergeLines(benchmark::State& state) {
-    const int lines = static_cast<int>(state.range(0));
-    merge(state, entryOfLength(lines), entryOfLength(lines));
+    const Entry entry = entryOfLength(static_cast<int>(state.range(0)));
+    merge(state, entry, entry, linesOf(entry));
 }
-BENCHMARK(mergeLines)->Name("Merge/MergesLines")->Arg(100)->Arg(1'000);
+BENCHMARK(mergeLines)->Name("Merge/MergesLines")->Arg(100)->Arg(1'000)->Arg(32'000);
 
 }  // namespace

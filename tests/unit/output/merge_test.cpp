@@ -168,16 +168,17 @@ TEST_F(MergeTest, RandomEntriesAreMergedAsSpelledOut) {
         "ObjectClass:", "l:",   ":",    "X:",   "Control:", "secauthority:"};
     const std::vector<std::string> values = {
         " 1\n", " cn: 2\n", "\n", " objectClass: y\n", " secAuthority: 3\n", " X:\r\n"};
-    const auto randomEntry = [&] {
+    const auto randomEntry = [&](std::size_t most) {
         Row lines = {"dn: start\n"};
-        for (std::size_t count = dice.upTo(7); count > 0; --count) {
+        for (std::size_t count = dice.upTo(most); count > 0; --count) {
             lines.push_back(dice.oneOf(names) + dice.oneOf(values));
         }
         return lines;
     };
     for (int round = 0; round < 5000; ++round) {
-        const Row first = randomEntry();
-        const Row second = randomEntry();
+        const std::size_t most = round % 20 == 0 ? 200 : 7;
+        const Row first = randomEntry(most);
+        const Row second = randomEntry(most);
         Entry inputs[2];
         for (const std::string& line : first) {
             inputs[0].append(line);
