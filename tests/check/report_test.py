@@ -233,6 +233,12 @@ class FindingsTest(ReportTest):
         self.assertEqual(shown, 'cn=??[2J??"\\,o=acme')
         self.assertEqual([byte for byte in text if byte < 32 and byte != 10 or byte == 127], [])
 
+    def test_characters_that_a_terminal_obeys(self):
+        hostile = "\u0085\u009b\u061c\u200e\u200f\u2028\u2029\u202a\u202e\u2066\u2069"
+        shown, text = self.dn_shown(f"cn=a{hostile}b,o=acme".encode())
+        self.assertEqual(shown, "cn=a???????????b,o=acme")
+        self.assertIn(b"cn=a???????????b,o=acme\n", text)
+
     def test_bytes_that_are_utf_8(self):
         dn = "cn=Bölte 田中,o=acme"
         self.assertEqual(self.dn_shown(dn.encode())[0], dn)
@@ -251,12 +257,21 @@ class FindingsTest(ReportTest):
         self.assertLess(len(shown), 300)
 
     def test_export_with_an_odd_name(self):
-        name = 'a "b"\\\n\x1b\xff.ldif'.encode("latin-1")
+        name = b'a "b"\\\n\x1b\xff\xe2\x80\xae.ldif'
+        shown = 'a "b"\\????.ldif'
         path = os.fsencode(self.folder) + b"/" + name
         pathlib.Path(os.fsdecode(path)).write_text(base.EXPORT)
         for options in ((), ("--json",)):
             run = check(CHECK, path, None, options)
             self.assertEqual((run.status, run.stderr), (CLEAN, b""))
+            if options:
+                self.assertTrue(run.document["export"].endswith('a "b"\\\n\x1b\ufffd\u202e.ldif'))
+                self.assertNotIn("\u202e".encode(), run.stdout)
+            else:
+                self.assertEqual(run.stdout.decode().count(shown), 2)
+                self.assertNotRegex(run.stdout.decode(), "[\x1b\u202e]")
+        missing = check(CHECK, path + b"2", None, ())
+        self.assertIn(f'{shown}2": No such file or directory\n', missing.stderr.decode())
 
     def test_folded_dn(self):
         [found] = self.report_of(

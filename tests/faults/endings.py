@@ -176,6 +176,9 @@ def ending_of(run):
     if run.status == 255 and not lines:
         return WITHOUT_MESSAGE
     match = re.match(r"(\d+) ERROR: ", lines[0]) if lines else None
+    # Blanking and stepping over report a position that cannot be set, and their callers the entry.
+    if len(lines) == 2 and match and int(match[1]) == POSITION:
+        lines = lines[:1] if lines[1].startswith(f"{PROCESSING} ERROR: ") else lines
     if run.status == 255 and len(lines) == 1 and match:
         return Fatal(int(match[1]))
     return f"status {run.status} and on standard error: {lines[:20]}"
