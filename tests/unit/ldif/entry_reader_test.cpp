@@ -208,7 +208,7 @@ TEST_F(EntryReader, ChangetypeIsLookedForAgainInWhatAnEarlierRunHasLeft) {
         "abc" + std::string(1, '\0') + std::string(8178, 'z') + "changetype: x\n";
     ASSERT_EQ(line.find("changetype:"), 8182U);
     openWorkFile(line + "\n");
-    ASSERT_EQ(claimWorkFile(), 0);
+    ASSERT_FALSE(claimWorkFile());
     readWorkFile(tifp);
     EXPECT_FALSE(changetypeSeen);
     EXPECT_EQ(deleteNextObjectFromTemporaryInputLDIFFile(tifp), 0);
