@@ -12,6 +12,7 @@
 #include "check/json.h"
 #include "check/owners.h"
 #include "check/proof.h"
+#include "check/shell_word.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/printable.h"
 #include "driver/platform/file.h"
@@ -324,7 +325,7 @@ std::string textBefore(const Request& request, const DiskNeed& need) {
     if (totalOfAllKinds() == 0) {
         text += format("\nNothing found. Migrate with\n\n"
                        "    ldif-migrate %s OUTPUT %ld %ld\n",
-                       printable(request.exportName), run.users, run.groups);
+                       shellWord(request.exportName), run.users, run.groups);
     } else {
         text += format("\n%s. Repair the export, and check it again.\n", countedFindings());
     }
