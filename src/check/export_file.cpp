@@ -5,10 +5,11 @@
 #include <optional>
 #include <utility>
 
+#include "check/checked_file.h"
 #include "check/digest.h"
+#include "check/failing.h"
 #include "check/places.h"
-#include "driver/diagnostics/messages.h"
-#include "driver/platform/file.h"
+#include "driver/settings.h"
 #include "entry/entry.h"
 #include "ldif/entry_reader.h"
 #include "ldif/run_files.h"
@@ -17,15 +18,21 @@ CurrentEntry current;
 
 namespace {
 
-File exportFile;  // beside the reader's, for places that are looked at again
-FileState stateAtStart;
+CheckedFile exportFile;  // beside the reader's, for places that are looked at again
 LinePlaces linePlaces;
 std::int64_t nextLineNumber = 1;  // of the line that is read next
 int lastResult = 0;               // of the reader
-std::string exportName;
 
 bool isTextOfEntry(std::string_view line) {
     return !isBlankLine(line) && !isCommentLine(line);
+}
+
+// Has `reader` read the export from its beginning.
+void openReader(LineReader& reader) {
+    reader.open(exportFile.openAgain());
+    if (reader.tell() < 0) {
+        exportFile.fail(errno);
+    }
 }
 
 // A reader of the export from `start` to `end`, and the place where its own positions begin. A few
@@ -40,17 +47,19 @@ PartReader openPart(off_t start, off_t end) {
     PartReader part;
     if (end - start <= mostInMemory) {
         part.base = start;
-        part.reader.openText(
-            textAt(exportFile.descriptor(), start, static_cast<std::size_t>(end - start)));
-    } else if (part.reader.open(openFileForReading(exportName)) == 0) {
-        part.reader.setPosition({start});
+        part.reader.openText(exportFile.textAt(start, static_cast<std::size_t>(end - start)));
+        return part;
+    }
+    openReader(part.reader);
+    if (part.reader.setPosition({start}) != 0) {
+        exportFile.fail(errno);
     }
     return part;
 }
 
 // Whether the byte in front of `place` is a line feed.
 bool isBehindLineFeed(off_t place) {
-    return textAt(exportFile.descriptor(), place - 1, 1) == "\n";
+    return exportFile.textAt(place - 1, 1) == "\n";
 }
 
 // Calls `visit` with each line of the export from `start` to `end`, the first being line `line`, as
@@ -70,6 +79,9 @@ void visitPieces(off_t start, off_t end, std::int64_t line, Visit visit) {
         piece.beginsLine = piece.isCut ? isBehindLineFeed(next) : text.ends_with('\n');
         piece.line += piece.beginsLine ? 1 : 0;
         piece.place = next;
+    }
+    if (part.reader.error() != 0) {
+        exportFile.fail(part.reader.error());
     }
     nextLineNumber = piece.line;
 }
@@ -119,7 +131,7 @@ void locate(off_t start, std::uint32_t linesBefore) {
 // Learns where an oversized entry stands.
 void locateOversized(off_t start) {
     current.isOversized = true;
-    current.isLast = stateAtStart.size == current.end;
+    current.isLast = exportFile.size() == current.end;
     visitPieces(start, current.end, nextLineNumber, [](const Piece& piece) {
         if (current.line == 0 && isTextOfEntry(piece.text)) {
             current.place = piece.place;
@@ -139,24 +151,19 @@ int attributeOfLine(int line) {
 
 }  // namespace
 
-std::string openExport(const std::string& name) {
-    exportName = name;
+void openExport(const std::string& name) {
+    input_ldif_filename = name;  // the name that the reader's own failures show
     current = CurrentEntry();
     linePlaces = LinePlaces();
     nextLineNumber = 1;
     lastResult = 0;
-    if (isOtherThanRegular(name)) {
-        return "it is no regular file";
-    }
-    exportFile = openFileForReading(name);
-    // The reader itself passes on what is too large.
-    if (!exportFile.isOpen() || ifp.open(openFileForReading(name)) != 0 ||
-        ofp.openLocked("/dev/null") != 0) {
-        return systemReason(errno);
-    }
-    stateAtStart = stateOf(exportFile.descriptor());
+    exportFile.open(name);
     // Places in it are kept in five bytes.
-    return stateAtStart.size < static_cast<off_t>(Packed40::most) ? "" : "it is too large";
+    if (exportFile.size() >= static_cast<off_t>(Packed40::most)) {
+        failReading(name, "it is too large");
+    }
+    openReader(ifp);
+    ofp.discard();  // the reader itself passes on what is too large
 }
 
 bool readNextEntry() {
@@ -167,11 +174,14 @@ bool readNextEntry() {
     const off_t start = ifp.tell();
     const std::uint32_t linesBefore = lineNum;
     lastResult = getNextObject(ifp);
+    if (ifp.error() != 0) {
+        exportFile.fail(ifp.error());
+    }
     current.end = ifp.tell();
     current.isLast = lastResult == END_OF_FILE;
     if (lastResult == PASSED_THROUGH) {
         locateOversized(start);
-    } else if (lastResult == READ_ERROR || object.empty()) {
+    } else if (object.empty()) {
         return false;
     } else {
         locate(start, linesBefore);
@@ -181,11 +191,8 @@ bool readNextEntry() {
     return true;
 }
 
-std::string problemOfExport() {
-    if (lastResult == READ_ERROR) {
-        return systemReason(ifp.error());
-    }
-    return hasChanged(exportFile, stateAtStart) ? std::string(changedMeanwhile) : std::string();
+void requireUnchangedExport() {
+    exportFile.requireUnchanged();
 }
 
 void leaveOutLines(int count, int attributes) {
@@ -208,7 +215,7 @@ void visitOversizedEntry(void (*visit)(std::string_view line)) {
 bool readEntryAt(off_t place) {
     constexpr std::size_t firstBlock = 4096;
     for (std::size_t size = firstBlock;; size *= 2) {
-        const std::string block = textAt(exportFile.descriptor(), place, size);
+        const std::string block = exportFile.textAt(place, size);
         LineReader reader;
         reader.openText(block);
         const int result = getNextObject(reader);
@@ -224,7 +231,7 @@ bool readEntryAt(off_t place) {
 }
 
 std::int64_t lineAt(off_t place) {
-    return linePlaces.lineAt(exportFile.descriptor(), place);
+    return linePlaces.lineAt(exportFile, place);
 }
 
 std::int64_t lineOfAttribute(off_t place, int index) {
@@ -233,8 +240,8 @@ std::int64_t lineOfAttribute(off_t place, int index) {
     int attribute = -1;
     bool beginsLine = true;
     off_t at = place;
-    for (std::string block = textAt(exportFile.descriptor(), at, blockSize); !block.empty();
-         block = textAt(exportFile.descriptor(), at, blockSize)) {
+    for (std::string block = exportFile.textAt(at, blockSize); !block.empty();
+         block = exportFile.textAt(at, blockSize)) {
         // Every line of a block but its last is whole.
         std::string_view rest = block;
         while (!rest.empty()) {
@@ -262,7 +269,7 @@ std::string dnAt(off_t place) {
 
 std::string dnLineAt(off_t place) {
     constexpr std::size_t most = 8192;
-    const std::string text = textAt(exportFile.descriptor(), place, most);
+    const std::string text = exportFile.textAt(place, most);
     if (!equalIgnoringCase(std::string_view(text).substr(0, 3), "dn:")) {
         return {};  // a value, which may be a secret
     }

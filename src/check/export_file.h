@@ -46,16 +46,15 @@ struct CurrentEntry {
 };
 extern CurrentEntry current;
 
-// Opens the export, which must be a regular file. Returns an empty text, or why it cannot be read.
-std::string openExport(const std::string& name);
+// Opens the export. Here as below, what cannot be read ends the check.
+void openExport(const std::string& name);
 
 // Reads the next entry into `object`; one that is oversized stays unread there. Returns false at
-// the end of the export, and when it cannot be read.
+// the end of the export.
 bool readNextEntry();
 
-// Why the export could not be read to its end; empty when it could. It must not have changed since
-// it was opened.
-std::string problemOfExport();
+// Ends the check when the export has changed since it was opened.
+void requireUnchangedExport();
 
 // Goes on with what stands behind the first `count` lines of `object`, which hold `attributes`
 // attributes.
@@ -65,12 +64,12 @@ void leaveOutLines(int count, int attributes);
 // reader divides it.
 void visitOversizedEntry(void (*visit)(std::string_view line));
 
-// After the last entry: reads the entry at `place` once more, into `object`. Returns false when it
-// is not there any more or too large.
+// After the last entry: reads the entry at `place` once more, into `object`. Returns false when
+// there is none or it is too large.
 bool readEntryAt(off_t place);
 
 // The line number of a place, and of attribute `index` of the entry there, in which folded lines
-// count once; 0 when the export cannot be read any more.
+// count once; 0 when the export is shorter.
 std::int64_t lineAt(off_t place);
 std::int64_t lineOfAttribute(off_t place, int index);
 

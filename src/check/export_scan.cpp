@@ -9,6 +9,7 @@
 
 #include "cache/owner.h"
 #include "check/export_file.h"
+#include "check/failing.h"
 #include "check/inventory.h"
 #include "check/line_findings.h"
 #include "check/owner_entries.h"
@@ -235,23 +236,18 @@ void scanOversizedEntry() {
 
 }  // namespace
 
-std::string scanExport(const std::string& name, const DemandTakers& takers) {
+void scanExport(const std::string& name, const DemandTakers& takers) {
     forgetInventory();
     forgetOwnerEntries();
     forgetPassedEntries();
     forgetRegroupedEntries();
     demandTakers = takers;
-    std::string problem = openExport(name);
-    if (!problem.empty()) {
-        return problem;
-    }
+    openExport(name);
     while (readNextEntry()) {
         current.isOversized ? scanOversizedEntry() : scanEntry();
     }
-    problem = problemOfExport();
-    if (problem.empty() && hasTooManyDomains()) {
-        problem = "it has more than 65,534 domains";
+    if (hasTooManyDomains()) {
+        failReading(name, "it has more than 65,534 domains");
     }
     countExport(static_cast<std::uint64_t>(current.end));
-    return problem;
 }

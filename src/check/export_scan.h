@@ -10,6 +10,6 @@
 
 #include "check/demands.h"
 
-// Reads the whole export. Returns an empty text, or why it could not be checked. Owners and the
-// inventory are forgotten first, findings added to those there are.
-std::string scanExport(const std::string& name, const DemandTakers& takers);
+// Reads the whole export. Owners and the inventory are forgotten first, findings added to those
+// there are.
+void scanExport(const std::string& name, const DemandTakers& takers);

@@ -190,6 +190,7 @@ struct Found {
 
 std::array<Found, texts.size()> found;
 std::size_t mostShown = 0;
+std::vector<std::string> notKnown;
 
 Found& foundOf(Kind kind) {
     return found[static_cast<std::size_t>(kind)];
@@ -200,6 +201,7 @@ Found& foundOf(Kind kind) {
 void beginFindings(std::size_t limit) {
     found = {};
     mostShown = limit;
+    notKnown.clear();
 }
 
 void keepDifferencesAlone() {
@@ -224,6 +226,14 @@ void addFinding(Kind kind, Finding finding) {
     if (isKept) {
         foundOf(kind).shown.push_back(std::move(finding));
     }
+}
+
+void addUnknown(std::string what) {
+    notKnown.push_back(std::move(what));
+}
+
+const std::vector<std::string>& unknown() {
+    return notKnown;
 }
 
 std::uint64_t total(Kind kind) {

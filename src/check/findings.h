@@ -110,6 +110,10 @@ void countFinding(Kind kind);
 // Counts a finding, and keeps it while there is room.
 void addFinding(Kind kind, Finding finding);
 
+// Notes what could not be found out and is no reason to end the check, with the reason.
+void addUnknown(std::string what);
+const std::vector<std::string>& unknown();
+
 std::uint64_t total(Kind kind);
 const std::vector<Finding>& shown(Kind kind);
 std::uint64_t totalOfAllKinds();

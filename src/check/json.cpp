@@ -68,7 +68,7 @@ void JsonText::addText(std::string_view name, std::string_view text) {
     appendQuoted(text_, text);
 }
 
-void JsonText::addNumber(std::string_view name, std::uint64_t number) {
+void JsonText::addNumber(std::string_view name, std::optional<std::uint64_t> number) {
     begin(name);
-    text_ += std::to_string(number);
+    text_ += number ? std::to_string(*number) : "null";
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -13,7 +14,7 @@ public:
     void beginArray(std::string_view name = {});
     void endArray();
     void addText(std::string_view name, std::string_view text);
-    void addNumber(std::string_view name, std::uint64_t number);
+    void addNumber(std::string_view name, std::optional<std::uint64_t> number);  // or null
 
     const std::string& text() const {
         return text_;

@@ -11,23 +11,22 @@
 #include <string>
 #include <string_view>
 
+#include "check/export_file.h"
 #include "check/export_scan.h"
+#include "check/failing.h"
 #include "check/findings.h"
 #include "check/owner_findings.h"
 #include "check/plan.h"
 #include "check/proof.h"
 #include "check/report.h"
-#include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
-#include "driver/diagnostics/printable.h"
 #include "driver/platform/file.h"
 
 namespace {
 
 constexpr int nothingFound = 0;
 constexpr int somethingFound = 1;
-constexpr int cannotCheck = 2;
 
 constexpr std::string_view usage = "usage: ldif-migrate-check [OPTION]... EXPORT [OUTPUT]\n";
 
@@ -49,17 +48,41 @@ struct Options {
     std::uint64_t limit = 20;
 };
 
-[[noreturn]] void failWith(const std::string& problem) {
-    writeText(STDERR_FILENO, format("ldif-migrate-check: %s\n", problem));
-    std::exit(cannotCheck);
+// Memory may be wanted before main begins.
+[[gnu::constructor(101)]] void prepareForLittleMemory() {
+    failAsCheck();
 }
 
 [[noreturn]] void refuseArguments(const std::string& problem) {
-    failWith(format("%s\n%s", problem, usage));
+    failCheck(format("%s\n%s", problem, usage));
+}
+
+void requireReport(bool isWritten) {
+    if (!isWritten) {
+        failCheck(format("cannot write the report: %s", systemReason(errno)));
+    }
+}
+
+// One that is closed would be replaced by /dev/null, which takes everything.
+void requireStandardOutput() {
+    requireReport(stateOf(STDOUT_FILENO).kind != FileKind::NONE);
+}
+
+// Some file systems report only now that they cannot keep what was written.
+void closeStandardOutput() {
+    requireReport(File(STDOUT_FILENO).close() == 0);
+}
+
+// A full quota or a reader that has gone away is then a failed write like any other.
+void turnWriteSignalsIntoErrors() {
+    std::signal(SIGXFSZ, SIG_IGN);
+    std::signal(SIGPIPE, SIG_IGN);
 }
 
 [[noreturn]] void show(std::string_view text) {
-    std::exit(writeText(STDOUT_FILENO, text) == text.size() ? nothingFound : cannotCheck);
+    requireReport(writeText(STDOUT_FILENO, text) == text.size());
+    closeStandardOutput();
+    std::exit(nothingFound);
 }
 
 std::uint64_t numberOf(std::string_view option, std::string_view text, std::uint64_t least) {
@@ -121,47 +144,32 @@ Options readArguments(int argc, char** argv) {
     return options;
 }
 
-void requireReading(const std::string& name, const std::string& problem) {
-    if (!problem.empty()) {
-        failWith(format("cannot check \"%s\": %s", printable(name), problem));
-    }
-}
-
-void requireReport(int result) {
-    if (result != 0) {
-        failWith(format("cannot write the report: %s", systemReason(errno)));
-    }
-}
-
 void checkBefore(const Options& options) {
     const Request& request = options.request;
     beginFindings(options.limit);
-    requireReading(request.exportName, scanExport(request.exportName, {}));
+    scanExport(request.exportName, {});
     findTroubleOfOwners();
     const DiskNeed need = diskNeed(request.exportName);
     findTroubleAround(request.exportName, need);
-    requireReport(reportBefore(request, need));
+    requireUnchangedExport();
+    requireReport(reportBefore(request, need) == 0);
 }
 
 void checkAfter(const Options& options) {
     const Request& request = options.request;
     beginFindings(options.limit);
-    const ProofProblem problem = prove(request.exportName, request.outputName);
-    requireReading(request.exportName, problem.ofExport);
-    requireReading(request.outputName, problem.ofOutput);
-    requireReport(reportAfter(request));
+    prove(request.exportName, request.outputName);
+    requireReport(reportAfter(request) == 0);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    requireStandardOutput();
     occupyStandardDescriptors();
-    std::signal(SIGPIPE, SIG_IGN);
-    failureStatus = cannotCheck;
-    int status = 0;  // never looked at: the route is part of the program
-    zr_svc_routing("ERROR:STDERR", status);
-    endProcessWithoutMemory();
+    turnWriteSignalsIntoErrors();
     const Options options = readArguments(argc, argv);
     options.request.outputName.empty() ? checkBefore(options) : checkAfter(options);
+    closeStandardOutput();
     return totalOfAllKinds() == 0 ? nothingFound : somethingFound;
 }

@@ -1,12 +1,8 @@
 #include "check/output_reader.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <string_view>
-
-#include "check/places.h"
-#include "driver/diagnostics/messages.h"
 
 namespace {
 
@@ -23,24 +19,9 @@ bool isInstallDate(std::string_view line) {
 
 }  // namespace
 
-std::string OutputReader::open(const std::string& name) {
-    if (isOtherThanRegular(name)) {
-        return "it is no regular file";
-    }
-    file_ = openFileForReading(name);
-    if (!file_.isOpen()) {
-        return systemReason(errno);
-    }
-    stateAtStart_ = stateOf(file_.descriptor());
+void OutputReader::open(const std::string& name) {
+    file_.open(name);
     buffer_.resize(bufferSize);
-    return {};
-}
-
-std::string OutputReader::problem() const {
-    if (error_ != 0) {
-        return systemReason(error_);
-    }
-    return hasChanged(file_, stateAtStart_) ? std::string(changedMeanwhile) : std::string();
 }
 
 // Reads more behind the bytes at hand. Returns whether there are more.
@@ -49,12 +30,8 @@ bool OutputReader::fill() {
               buffer_.begin() + static_cast<std::ptrdiff_t>(end_), buffer_.begin());
     end_ -= next_;
     next_ = 0;
-    const ssize_t count =
-        readBytes(file_.descriptor(), buffer_.data() + end_, buffer_.size() - end_);
-    if (count < 0) {
-        error_ = errno;
-    }
-    end_ += count > 0 ? static_cast<std::size_t>(count) : 0;
+    const std::size_t count = file_.read(buffer_.data() + end_, buffer_.size() - end_);
+    end_ += count;
     return count > 0;
 }
 
@@ -125,5 +102,5 @@ bool OutputReader::read(OutputEntry& entry) {
         entry.lines.add(digest_.value());
         entry.endsInInstallDate = isInstallDate(head_);
     }
-    return error_ == 0 && entry.lines.count > 0;
+    return entry.lines.count > 0;
 }

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "check/checked_file.h"
 #include "check/digest.h"
-#include "driver/platform/file.h"
 
 struct OutputEntry {
     off_t place = 0;        // of its first line
@@ -24,10 +24,10 @@ struct OutputEntry {
 
 class OutputReader {
 public:
-    // Returns an empty text, or why it cannot be read.
-    std::string open(const std::string& name);
+    // Opens the output. Here as below, what cannot be read ends the check.
+    void open(const std::string& name);
 
-    // Reads the next entry. Returns false at the end of the file, and when it cannot be read.
+    // Reads the next entry. Returns false at the end of the file.
     bool read(OutputEntry& entry);
 
     // The first line of the entry read last, up to its line end; cut after 64 KiB.
@@ -35,26 +35,21 @@ public:
         return firstLine_;
     }
 
-    int descriptor() const {
-        return file_.descriptor();
+    // The file itself, for places that are looked at again.
+    const CheckedFile& file() const {
+        return file_;
     }
-
-    // Why the output could not be read to its end; empty when it could. It must not have changed
-    // since it was opened.
-    std::string problem() const;
 
 private:
     int readLine();
     bool fill();
 
-    File file_;
-    FileState stateAtStart_;
+    CheckedFile file_;
     std::vector<char> buffer_;
     std::size_t next_ = 0;
     std::size_t end_ = 0;
     off_t offset_ = 0;       // of the next line
     std::int64_t line_ = 1;  // its number
-    int error_ = 0;
     std::string firstLine_;
 
     // The line read last.

@@ -14,5 +14,5 @@
 void findTroubleOfOwners();
 
 // The lines that the output must hold of an owner, its new DN line first; nothing when its entries
-// cannot be read or merged.
+// cannot be merged.
 std::optional<std::vector<std::string>> demandedRecord(const Owner& owner);

@@ -7,20 +7,17 @@
 #include <sys/types.h>
 
 #include <cstdint>
-#include <string>
-#include <string_view>
 #include <vector>
 
-#include "driver/platform/file.h"
+#include "check/checked_file.h"
 
 class LinePlaces {
 public:
     // Notes that the line `line`, from 1 on, begins at `offset`. Offsets must rise.
     void note(off_t offset, std::int64_t line);
 
-    // The number of the line that begins at `offset`, which lies in the file open as `descriptor`.
-    // 0 when the file cannot be read.
-    std::int64_t lineAt(int descriptor, off_t offset) const;
+    // The number of the line that begins at `offset` of the file; 0 when the file is shorter.
+    std::int64_t lineAt(const CheckedFile& file, off_t offset) const;
 
 private:
     struct Place {
@@ -29,15 +26,3 @@ private:
     };
     std::vector<Place> places_;  // one for each MiB
 };
-
-// Whether `name` is there, but no regular file: to open it might never end.
-bool isOtherThanRegular(const std::string& name);
-
-// Whether the file has another size or was written to since it looked like `before`.
-bool hasChanged(const File& file, const FileState& before);
-inline constexpr std::string_view changedMeanwhile =
-    "it has changed while it was read. Check it again when it is complete";
-
-// The bytes of the file from `offset` on, at most `size`; fewer at its end or when it cannot be
-// read.
-std::string textAt(int descriptor, off_t offset, std::size_t size);

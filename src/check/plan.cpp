@@ -4,15 +4,18 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <filesystem>
+#include <system_error>
 
+#include "check/failing.h"
 #include "check/findings.h"
 #include "check/inventory.h"
-#include "check/places.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
 #include "driver/platform/file.h"
+#include "driver/platform/locks.h"
 
 namespace {
 
@@ -31,23 +34,83 @@ std::string folderOf(const std::string& name) {
     return folder.empty() ? "." : folder;
 }
 
-// Whether the system lets the work file be opened or made; errno tells why not.
-bool isAccessible(const std::string& workFile) {
-    if (::access(workFile.c_str(), F_OK) == 0) {
-        return ::access(workFile.c_str(), R_OK | W_OK) == 0;
+// Why the system refuses `name` to a migration as well. Any other error, such as one of the disk,
+// leaves open what a migration would meet, and ends the check.
+std::string refusal(const std::string& name, int error) {
+    constexpr std::array<int, 7> refusals = {EACCES, EPERM,   EROFS,  ENAMETOOLONG,
+                                             ELOOP,  ENOTDIR, ETXTBSY};
+    if (std::find(refusals.begin(), refusals.end(), error) == refusals.end()) {
+        failReading(name, systemReason(error));
     }
-    return errno == ENOENT && ::access(folderOf(workFile).c_str(), W_OK) == 0;
+    return systemReason(error);
+}
+
+// The same for what is not accessible in this way; empty when it is.
+std::string refusalOfAccess(const std::string& name, int mode) {
+    return ::access(name.c_str(), mode) == 0 ? "" : refusal(name, errno);
 }
 
 // Why the work file could not be had; empty when it could.
 std::string refusalOf(const std::string& workFile) {
-    if (isSymbolicLink(workFile)) {
-        return "it is a symbolic link";
+    std::error_code error;
+    switch (std::filesystem::symlink_status(workFile, error).type()) {
+        case std::filesystem::file_type::none:
+            return refusal(workFile, error.value());
+        case std::filesystem::file_type::not_found:
+            return refusalOfAccess(folderOf(workFile), W_OK);
+        case std::filesystem::file_type::symlink:
+            return "it is a symbolic link";
+        case std::filesystem::file_type::regular:
+            return refusalOfAccess(workFile, R_OK | W_OK);
+        default:
+            return "it is no regular file";
     }
-    if (isOtherThanRegular(workFile)) {
-        return "it is no regular file";
+}
+
+bool isLeftOver(const std::string& workFile) {
+    const FileState state = stateOf(workFile);
+    if (state.kind == FileKind::NONE && errno != ENOENT) {
+        failReading(workFile, systemReason(errno));
     }
-    return isAccessible(workFile) ? "" : systemReason(errno);
+    return state.size > 0;
+}
+
+void findTroubleOfLock(const File& exportFile, const std::string& exportName) {
+    const FileState state = stateOf(exportFile.descriptor());
+    if (state.kind == FileKind::NONE) {
+        failReading(exportName, systemReason(errno));
+    }
+    switch (lockStateOf(state)) {
+        case LockState::HELD:
+            addFinding(Kind::EXPORT_NOT_WRITABLE,
+                       {0,
+                        0,
+                        {},
+                        "another migration or another program has locked the export",
+                        MESSAGE_CANNOT_OPEN});
+            break;
+        case LockState::UNKNOWN:
+            addUnknown(format("whether another program has locked the export: \"%s\": %s", lockList,
+                              systemReason(errno)));
+            break;
+        case LockState::FREE:
+            break;
+    }
+}
+
+void findTroubleOfExport(const std::string& exportName) {
+    const File writable = openFile(exportName, 0);
+    if (writable.isOpen()) {
+        findTroubleOfLock(writable, exportName);
+        return;
+    }
+    const std::string reason = refusal(exportName, errno);
+    addFinding(Kind::EXPORT_NOT_WRITABLE,
+               {0,
+                0,
+                {},
+                format("the export cannot be opened for reading and writing: %s", reason),
+                MESSAGE_CANNOT_OPEN});
 }
 
 void findTroubleOfWorkFile(const std::string& workFile) {
@@ -55,7 +118,7 @@ void findTroubleOfWorkFile(const std::string& workFile) {
     if (!refusal.empty()) {
         addFinding(Kind::WORK_FILE_REFUSED,
                    {0, 0, {}, format("\"%s\": %s", workFile, refusal), MESSAGE_CANNOT_OPEN});
-    } else if (stateOf(workFile).size > 0) {
+    } else if (isLeftOver(workFile)) {
         addFinding(Kind::LEFT_OVER_WORK_FILE,
                    {0,
                     0,
@@ -106,37 +169,22 @@ DiskNeed diskNeed(const std::string& exportName) {
     struct statvfs state = {};
     if (::statvfs(folderOf(exportName).c_str(), &state) == 0) {
         need.free = std::uint64_t{state.f_bavail} * state.f_frsize;
+    } else {
+        addUnknown(format("how much is free on the disk of the export: %s", systemReason(errno)));
     }
     return need;
 }
 
 void findTroubleAround(const std::string& exportName, const DiskNeed& need) {
-    const File writable = openFile(exportName, 0);
-    if (writable.isOpen() && lockFile(writable) != 0) {
-        addFinding(Kind::EXPORT_NOT_WRITABLE,
-                   {0,
-                    0,
-                    {},
-                    "another migration or another program has locked the export",
-                    MESSAGE_CANNOT_OPEN});
-    }
-    if (!writable.isOpen()) {
-        addFinding(
-            Kind::EXPORT_NOT_WRITABLE,
-            {0,
-             0,
-             {},
-             format("the export cannot be opened for reading and writing: %s", systemReason(errno)),
-             MESSAGE_CANNOT_OPEN});
-    }
+    findTroubleOfExport(exportName);
     findTroubleOfWorkFile(exportName + ".tmp");
-    if (need.free != 0 && need.workFile + need.output > need.free) {
+    if (need.free && need.workFile + need.output > *need.free) {
         addFinding(Kind::DISK_TOO_SMALL,
                    {0,
                     0,
                     {},
                     format("work file and output need %ld bytes, and %ld are free",
-                           need.workFile + need.output, need.free),
+                           need.workFile + need.output, *need.free),
                     MESSAGE_CANNOT_WRITE});
     }
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,11 +23,14 @@ std::vector<Plan> plans();
 struct DiskNeed {
     std::uint64_t workFile = 0;  // bytes of the work file, beside the export
     std::uint64_t output = 0;    // bytes of the output, at most
-    std::uint64_t free = 0;      // bytes left to the user on the disk of the export; 0: not known
+    std::optional<std::uint64_t>
+        free;  // bytes left to the user on the disk of the export, if known
 };
 
+// Notes that the free space is not known where the system does not report it.
 DiskNeed diskNeed(const std::string& exportName);
 
-// Tells what around the export would keep a migration from its end: the permissions, a work file
-// of an earlier run, the disk.
+// Tells what around the export would keep a migration from its end: the permissions, a lock, a work
+// file of an earlier run, the disk. What the system does not report for other reasons than it would
+// report to the migration ends the check.
 void findTroubleAround(const std::string& exportName, const DiskNeed& need);

@@ -18,7 +18,6 @@
 #include "check/output_reader.h"
 #include "check/owner_findings.h"
 #include "check/owners.h"
-#include "check/places.h"
 #include "check/regrouped_entries.h"
 #include "driver/diagnostics/format.h"
 #include "entry/entry.h"
@@ -68,7 +67,7 @@ Balance& balanceOf(Content content) {
 
 std::string outputDnAt(off_t place) {
     constexpr std::size_t most = 4096;
-    const std::string text = textAt(output.descriptor(), place, most);
+    const std::string text = output.file().textAt(place, most);
     return std::string(std::string_view(text).substr(0, text.find('\n')));
 }
 
@@ -207,7 +206,7 @@ std::string namesOnlyIn(std::vector<std::string> lines, std::vector<std::string>
 
 std::vector<std::string> linesAt(const OutputEntry& entry) {
     constexpr std::size_t most = 1024 * 1024;
-    const std::string text = textAt(output.descriptor(), entry.place, most);
+    const std::string text = output.file().textAt(entry.place, most);
     std::vector<std::string> lines;
     std::string_view rest = text;
     while (!rest.empty() && lines.size() < entry.lines.count) {
@@ -242,7 +241,7 @@ std::string lastUserDn;
 
 constexpr std::string_view dnName = "dn: ";
 
-// The new DN of a user as the export demands it; empty when its entry cannot be read any more.
+// The new DN of a user as the export demands it; empty when its entry breaks apart.
 std::string demandedDn(const Owner& owner) {
     if (&owner == lastUser) {
         return lastUserDn;
@@ -535,24 +534,16 @@ void forgetProof() {
 
 }  // namespace
 
-ProofProblem prove(const std::string& exportName, const std::string& outputName) {
+void prove(const std::string& exportName, const std::string& outputName) {
     forgetProof();
-    ProofProblem problem;
-    problem.ofOutput = output.open(outputName);
-    if (!problem.ofOutput.empty()) {
-        return problem;
-    }
-    problem.ofExport = scanExport(exportName, {comparePassed, noteCredential});
-    if (!problem.ofExport.empty()) {
-        return problem;
-    }
+    output.open(outputName);
+    scanExport(exportName, {comparePassed, noteCredential});
     findTroubleOfOwners();
     keepDifferencesAlone();
     countDemands();
     explainWhatIsLeft();
     tellMissingRecords();
     tellUnmet();
-    problem.ofExport = problemOfExport();
-    problem.ofOutput = output.problem();
-    return problem;
+    requireUnchangedExport();
+    output.file().requireUnchanged();
 }

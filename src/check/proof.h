@@ -18,11 +18,5 @@ struct Balance {
 };
 extern std::array<Balance, static_cast<std::size_t>(Content::END)> balances;
 
-// Why one of the files could not be read; empty texts when both could.
-struct ProofProblem {
-    std::string ofExport;
-    std::string ofOutput;
-};
-
 // Reads both files and adds what differs to the findings.
-ProofProblem prove(const std::string& exportName, const std::string& outputName);
+void prove(const std::string& exportName, const std::string& outputName);

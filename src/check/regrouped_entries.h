@@ -16,7 +16,7 @@ void regroup(std::string_view attributes);
 bool isChangetypeDemanded();
 
 // The entry at `place` of the export as the work file would give it back; nothing when it breaks
-// apart there, or the export cannot be read any more. Changes `object`.
+// apart there. Changes `object`.
 std::optional<Entry> stagedEntryAt(off_t place);
 
 // Begins anew.

@@ -134,7 +134,15 @@ std::string diskText(const DiskNeed& need) {
     return format("\nRoom on the disk:\n\n%s  for the work file, removed at the end\n"
                   "%s  for the output, at most\n%s  free on the disk of the export\n",
                   aligned(mebibytes(need.workFile), 16), aligned(mebibytes(need.output), 16),
-                  aligned(mebibytes(need.free), 16));
+                  aligned(need.free ? mebibytes(*need.free) : "not known", 16));
+}
+
+std::string unknownText() {
+    std::string text;
+    for (const std::string& one : unknown()) {
+        text += format("    %s\n", one);
+    }
+    return text.empty() ? text : format("\nNot known:\n\n%s", text);
 }
 
 std::string findingText(const Finding& finding) {
@@ -284,6 +292,11 @@ std::string jsonBefore(const Request& request, const DiskNeed& need) {
     json.addNumber("output", need.output);
     json.addNumber("free", need.free);
     json.endObject();
+    json.beginArray("unknown");
+    for (const std::string& one : unknown()) {
+        json.addText({}, one);
+    }
+    json.endArray();
     addFindings(json);
     json.endObject();
     return json.text() + '\n';
@@ -318,7 +331,7 @@ std::string countedFindings() {
 
 std::string textBefore(const Request& request, const DiskNeed& need) {
     std::string text = format("%s: before the migration\n\n", printable(request.exportName)) +
-                       inventoryText() + plansText(request) + diskText(need);
+                       inventoryText() + plansText(request) + diskText(need) + unknownText();
     text += severityText(Severity::ENDS, "WOULD END THE MIGRATION WITH AN ERROR");
     text += severityText(Severity::CHANGES, "WOULD BE CHANGED OR LOST WITHOUT A WORD");
     const Plan run = planFor(request.users, request.groups);

@@ -43,10 +43,19 @@ int OutputFile::begin() {
     buffer_.resize(bufferSize);
     used_ = 0;
     error_ = 0;
+    isDiscarding_ = false;
     return 0;
 }
 
+void OutputFile::discard() {
+    close();
+    isDiscarding_ = true;
+}
+
 int OutputFile::write(std::string_view text) {
+    if (isDiscarding_) {
+        return 0;
+    }
     if (text.size() > buffer_.size() - used_ && flush() != 0) {
         return -1;
     }

@@ -27,6 +27,10 @@ public:
 
     // Removes what the file held when it was opened. Returns 0, or -1 with the reason in errno.
     int empty();
+
+    // From here on, what is written goes nowhere, until another file is opened.
+    void discard();
+
     bool isOpen() const {
         return file_.isOpen();
     }
@@ -57,4 +61,5 @@ private:
     std::vector<char> buffer_;
     std::size_t used_ = 0;
     int error_ = 0;
+    bool isDiscarding_ = false;
 };

@@ -7,7 +7,7 @@
 #include "driver/diagnostics/progress.h"
 #include "driver/diagnostics/trace.h"
 
-int failureStatus = -1;
+constinit FailureForm failureForm = {zr_printf_utf8, -1};
 
 namespace {
 
@@ -25,9 +25,9 @@ void report(std::string_view traceText, std::string_view echoText) {
 
 void fail(std::string_view traceText, std::string_view echoText, const Message& message) {
     report(traceText, echoText);
-    zr_printf_utf8(message);
+    failureForm.print(message);
     endProgress();
-    std::exit(failureStatus);
+    std::exit(failureForm.status);
 }
 
 void failWithoutMemory() {

@@ -9,15 +9,21 @@
 // when errors are echoed. Each may hold several lines, or none.
 void report(std::string_view traceText, std::string_view echoText);
 
-// The exit status of a failure: 255 unless the program says otherwise when it begins.
-extern int failureStatus;
+// What prints the message of a failure, and its exit status: zr_printf_utf8 and 255 unless the
+// program says otherwise when it begins.
+struct FailureForm {
+    void (*print)(const Message& message);
+    int status;
+};
+extern FailureForm failureForm;
 
-// Reports as above, prints the message and ends the process with failureStatus. Buffered
+// Reports as above, prints the message and ends the process as failureForm says. Buffered
 // output reaches its files on the way out; nothing else is cleaned up.
 [[noreturn]] void fail(std::string_view traceText, std::string_view echoText,
                        const Message& message);
 
-// From here on, memory that cannot be had ends the process with MESSAGE_NO_MEMORY.
+// From here on, memory that cannot be had ends the process with MESSAGE_NO_MEMORY. May be called
+// before main begins, as failureForm may be written.
 void endProcessWithoutMemory();
 
 // While it lives, `traceLine` is what the trace says when memory cannot be had. The innermost

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/process.h"
 #include "support/scan_fixture.h"
 
 namespace {
@@ -33,7 +34,10 @@ TEST_F(ExportScanTest, EntriesAreCountedByClass) {
 }
 
 TEST_F(ExportScanTest, AFileThatIsNotThereCannotBeChecked) {
-    EXPECT_EQ(scanExport(input_ldif_filename + "-gone", {}), "No such file or directory");
+    const Ending ending = endingOf([] { scanExport(input_ldif_filename + "-gone", {}); });
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_EQ(ending.errors, "ldif-migrate-check: cannot check \"" + input_ldif_filename +
+                                 "-gone\": No such file or directory\n");
 }
 
 TEST_F(ExportScanTest, AnotherScanBeginsAnew) {

@@ -20,6 +20,16 @@ protected:
     }
 };
 
+TEST_F(FindingsTest, WhatIsNotKnownIsNoFinding) {
+    beginFindings(1);
+    addUnknown("one");
+    addUnknown("two");
+    EXPECT_EQ(unknown(), (std::vector<std::string>{"one", "two"}));
+    EXPECT_EQ(totalOfAllKinds(), 0U);
+    beginFindings(1);
+    EXPECT_TRUE(unknown().empty());
+}
+
 TEST(Kinds, EveryKindIsListedOnceInTheOrderOfTheEnumeration) {
     ASSERT_EQ(kinds().size(), static_cast<std::size_t>(Kind::END));
     for (std::size_t i = 0; i < kinds().size(); ++i) {

@@ -35,6 +35,12 @@ TEST(JsonTextTest, CommasStandBetweenValuesAlone) {
                            R"("last":0})");
 }
 
+TEST(JsonTextTest, ANumberThatIsNotKnownIsNull) {
+    JsonText json;
+    json.addNumber({}, std::nullopt);
+    EXPECT_EQ(json.text(), "null");
+}
+
 TEST(JsonTextTest, NumbersAreWrittenInFull) {
     JsonText json;
     json.addNumber({}, std::numeric_limits<std::uint64_t>::max());

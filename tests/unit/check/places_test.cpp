@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "driver/platform/file.h"
+#include "check/checked_file.h"
 #include "support/dice.h"
 #include "support/temporary_folder.h"
 
@@ -14,16 +14,13 @@ namespace {
 class PlacesTest : public testing::Test {
 protected:
     void write(const std::string& content) {
-        file_ = openFileForReading(writeFile(folder_.path("file"), content));
-        ASSERT_TRUE(file_.isOpen());
+        file_.open(writeFile(folder_.path("file"), content));
     }
-    int descriptor() const {
-        return file_.descriptor();
-    }
+
+    CheckedFile file_;
 
 private:
     TemporaryFolder folder_;
-    File file_;
 };
 
 TEST_F(PlacesTest, LinesAreCountedFromTheNearestPlaceNotedBefore) {
@@ -42,8 +39,8 @@ TEST_F(PlacesTest, LinesAreCountedFromTheNearestPlaceNotedBefore) {
     }
     for (std::size_t i = 0; i < starts.size(); i += 1 + dice.upTo(2000)) {
         const auto line = static_cast<std::int64_t>(i) + 1;
-        ASSERT_EQ(counted.lineAt(descriptor(), starts[i]), line);
-        ASSERT_EQ(noted.lineAt(descriptor(), starts[i]), line);
+        ASSERT_EQ(counted.lineAt(file_, starts[i]), line);
+        ASSERT_EQ(noted.lineAt(file_, starts[i]), line);
     }
 }
 
@@ -51,33 +48,14 @@ TEST_F(PlacesTest, APlaceNotedIsNotReadAgain) {
     LinePlaces places;
     constexpr off_t far = off_t{1} << 39U;
     places.note(far, 5'000'000'000);
-    EXPECT_EQ(places.lineAt(-1, far), 5'000'000'000);
+    EXPECT_EQ(places.lineAt(file_, far), 5'000'000'000);
 }
 
-TEST_F(PlacesTest, ThereIsNoLineInWhatCannotBeRead) {
+TEST_F(PlacesTest, ThereIsNoLineBehindTheEndOfTheFile) {
     write("dn: a\n");
     const LinePlaces places;
-    EXPECT_EQ(places.lineAt(descriptor(), 6), 2);
-    EXPECT_EQ(places.lineAt(descriptor(), 7), 0);
-    EXPECT_EQ(places.lineAt(-1, 6), 0);
-    EXPECT_EQ(places.lineAt(-1, 0), 1);
-}
-
-TEST_F(PlacesTest, AFileThatIsNotThereIsNotOtherThanRegular) {
-    const TemporaryFolder folder;
-    EXPECT_FALSE(isOtherThanRegular(folder.path("missing")));
-    EXPECT_FALSE(isOtherThanRegular(writeFile(folder.path("file"), "")));
-    EXPECT_TRUE(isOtherThanRegular(folder.path("")));
-    EXPECT_TRUE(isOtherThanRegular(makePipe(folder.path("pipe"))));
-}
-
-TEST_F(PlacesTest, TextEndsWithTheFile) {
-    write(std::string("ab\0cd", 5));
-    EXPECT_EQ(textAt(descriptor(), 0, 2), "ab");
-    EXPECT_EQ(textAt(descriptor(), 1, 9), std::string("b\0cd", 4));
-    EXPECT_EQ(textAt(descriptor(), 5, 1), "");
-    EXPECT_EQ(textAt(descriptor(), 9, 1), "");
-    EXPECT_EQ(textAt(-1, 0, 1), "");
+    EXPECT_EQ(places.lineAt(file_, 6), 2);
+    EXPECT_EQ(places.lineAt(file_, 7), 0);
 }
 
 }  // namespace

@@ -8,7 +8,9 @@
 #include "check/findings.h"
 #include "check/inventory.h"
 #include "driver/diagnostics/messages.h"
+#include "driver/platform/file.h"
 #include "support/dice.h"
+#include "support/process.h"
 #include "support/temporary_folder.h"
 
 namespace {
@@ -116,9 +118,9 @@ TEST_F(PlanTest, WorkFileAndOutputNeedWhatWasCounted) {
     const DiskNeed need = diskNeed(folder.path("export"));
     EXPECT_EQ(need.workFile, 30U);
     EXPECT_EQ(need.output, 507U);
-    EXPECT_GT(need.free, 0U);
-    EXPECT_GT(diskNeed("export").free, 0U);
-    EXPECT_EQ(diskNeed(folder.path("missing/export")).free, 0U);
+    EXPECT_GT(need.free.value_or(0), 0U);
+    EXPECT_GT(diskNeed("export").free.value_or(0), 0U);
+    EXPECT_TRUE(unknown().empty());
 }
 
 TEST_F(PlanTest, NothingIsWrongAroundAnExportWithRoom) {
@@ -137,10 +139,34 @@ TEST_F(PlanTest, OneByteTooLittleIsTooLittle) {
     EXPECT_EQ(shown(Kind::DISK_TOO_SMALL).front().message, MESSAGE_CANNOT_WRITE);
 }
 
-TEST_F(PlanTest, ADiskOfUnknownRoomIsNotTooSmall) {
+TEST_F(PlanTest, AFullDiskIsTooSmall) {
     const TemporaryFolder folder;
     findTroubleAround(writeFile(folder.path("export"), ""), {3, 4, 0});
+    EXPECT_EQ(total(Kind::DISK_TOO_SMALL), 1U);
+}
+
+TEST_F(PlanTest, FreeSpaceThatIsNotKnownIsNoFindingButReported) {
+    const TemporaryFolder folder;
+    const std::string name = writeFile(folder.path("export"), "");
+    const DiskNeed need = diskNeed(folder.path("missing/export"));
+    EXPECT_FALSE(need.free);
+    findTroubleAround(name, {3, 4, {}});
     EXPECT_EQ(totalOfAllKinds(), 0U);
+    EXPECT_EQ(unknown(), (std::vector<std::string>{"how much is free on the disk of the export: "
+                                                   "No such file or directory"}));
+}
+
+TEST_F(PlanTest, AnExportThatAnotherProgramHasLockedIsFound) {
+    const TemporaryFolder folder;
+    const std::string name = writeFile(folder.path("export"), "");
+    const File other = openFile(name, 0);
+    ASSERT_EQ(lockFile(other), 0);
+    findTroubleAround(name, {});
+    if (!unknown().empty()) {
+        GTEST_SKIP() << unknown().front();
+    }
+    EXPECT_EQ(total(Kind::EXPORT_NOT_WRITABLE), 1U);
+    EXPECT_EQ(totalOfAllKinds(), 1U);
 }
 
 TEST_F(PlanTest, AWorkFileThatIsNotEmptyIsLeftOver) {
@@ -152,11 +178,19 @@ TEST_F(PlanTest, AWorkFileThatIsNotEmptyIsLeftOver) {
     EXPECT_EQ(totalOfAllKinds(), 1U);
 }
 
-TEST_F(PlanTest, AnExportThatCannotBeOpenedIsTold) {
-    const TemporaryFolder folder;
-    findTroubleAround(folder.path("missing"), {});
+TEST_F(PlanTest, AnExportThatMayNotBeWrittenIsFound) {
+    const std::string name = "/proc/self/exe";  // not even root may
+    findTroubleAround(name, {});
     ASSERT_EQ(total(Kind::EXPORT_NOT_WRITABLE), 1U);
     EXPECT_EQ(shown(Kind::EXPORT_NOT_WRITABLE).front().message, MESSAGE_CANNOT_OPEN);
+}
+
+TEST_F(PlanTest, AnExportThatIsGoneIsNotJudged) {
+    const TemporaryFolder folder;
+    const Ending ending = endingOf([&] { findTroubleAround(folder.path("missing"), {}); });
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_EQ(ending.errors, "ldif-migrate-check: cannot check \"" + folder.path("missing") +
+                                 "\": No such file or directory\n");
 }
 
 }  // namespace

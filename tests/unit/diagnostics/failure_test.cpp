@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <memory>
 #include <new>
 #include <string>
@@ -69,6 +70,16 @@ TEST_F(Failure, WithoutMessageOnlyTheStatusRemains) {
     const Ending ending = endingOf([] { fail("traced\n", "echoed\n", {NO_MESSAGE, {}}); });
     EXPECT_EQ(ending.status, 255);
     EXPECT_EQ(ending.output + ending.errors, "");
+}
+
+TEST_F(Failure, AnotherProgramSaysHowItFails) {
+    const Ending ending = endingOf([] {
+        failureForm = {
+            [](const Message& message) { std::fputs(message.id == 7 ? "7\n" : "", stderr); }, 3};
+        fail({}, {}, {MessageId{7}, {}});
+    });
+    EXPECT_EQ(ending.status, 3);
+    EXPECT_EQ(ending.errors, "7\n");
 }
 
 // Asks for memory when there is none.

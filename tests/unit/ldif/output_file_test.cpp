@@ -36,6 +36,19 @@ TEST_F(Output, FileIsCreatedForItsOwnerAlone) {
     EXPECT_EQ(fileMode(path()), 0600);
 }
 
+TEST_F(Output, WhatIsDiscardedGoesNowhereUntilAnotherFileIsOpened) {
+    open();
+    file.discard();
+    EXPECT_EQ(file.write("nowhere"), 0);
+    EXPECT_EQ(file.write(longText), 0);
+    EXPECT_EQ(file.close(), 0);
+    EXPECT_EQ(readFile(path()), "");
+    open();
+    EXPECT_EQ(file.write("somewhere"), 0);
+    EXPECT_EQ(file.close(), 0);
+    EXPECT_EQ(readFile(path()), "somewhere");
+}
+
 TEST_F(Output, FlagsDecideWhetherContentIsKept) {
     writeFile(path(), "old ");
     open(O_CREAT | O_APPEND);

@@ -1,0 +1,75 @@
+#include "check/checked_file.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "check/failing.h"
+#include "driver/diagnostics/messages.h"
+
+void CheckedFile::open(const std::string& name) {
+    name_ = name;
+    state_ = stateOf(name);
+    if (state_.kind == FileKind::NONE) {
+        fail(errno);
+    }
+    if (state_.kind != FileKind::REGULAR) {  // opening it might never end
+        failReading(name_, "it is no regular file");
+    }
+    file_ = openAgain();
+}
+
+File CheckedFile::openAgain() const {
+    File file = openFileForReading(name_);
+    if (!file.isOpen()) {
+        fail(errno);
+    }
+    requireState(stateOf(file.descriptor()));
+    return file;
+}
+
+std::size_t CheckedFile::read(char* buffer, std::size_t size) const {
+    const ssize_t count = readBytes(file_.descriptor(), buffer, size);
+    if (count < 0) {
+        fail(errno);
+    }
+    return static_cast<std::size_t>(count);
+}
+
+std::string CheckedFile::textAt(off_t offset, std::size_t size) const {
+    std::string text(size, '\0');
+    std::size_t read = 0;
+    while (read < size) {
+        const ssize_t count = ::pread(file_.descriptor(), text.data() + read, size - read,
+                                      offset + static_cast<off_t>(read));
+        if (count == 0) {
+            break;
+        }
+        if (count < 0 && errno != EINTR) {
+            fail(errno);
+        }
+        read += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+    text.resize(read);
+    return text;
+}
+
+void CheckedFile::requireUnchanged() const {
+    requireState(stateOf(file_.descriptor()));
+}
+
+void CheckedFile::requireState(const FileState& now) const {
+    if (now.kind == FileKind::NONE) {
+        fail(errno);
+    }
+    const bool isUnchanged = isSameFile(now, state_) && now.size == state_.size &&
+                             now.modifiedTime == state_.modifiedTime &&
+                             now.changedTime == state_.changedTime;
+    if (!isUnchanged) {
+        failReading(name_, changedMeanwhile);
+    }
+}
+
+void CheckedFile::fail(int error) const {
+    failReading(name_, systemReason(error));
+}

@@ -1,0 +1,46 @@
+#include "driver/platform/locks.h"
+
+#include <sys/sysmacros.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace {
+
+// Reads a whole file. Returns 0, or -1 with the reason in errno.
+int readWhole(const char* name, std::string& text) {
+    const File file = openFileForReading(name);
+    std::array<char, 4096> block;
+    ssize_t count = file.isOpen() ? 1 : -1;
+    while (count > 0) {
+        count = readBytes(file.descriptor(), block.data(), block.size());
+        text.append(block.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    }
+    return count == 0 ? 0 : -1;
+}
+
+}  // namespace
+
+LockState lockStateOf(const FileState& file) {
+    std::string list;
+    if (readWhole(lockList, list) != 0) {
+        return LockState::UNKNOWN;
+    }
+    // As in "1: FLOCK  ADVISORY  WRITE 4711 fe:00:10952769 0 EOF".
+    std::array<char, 64> place;
+    std::snprintf(place.data(), place.size(), " %02x:%02x:%lu ", major(file.device),
+                  minor(file.device), static_cast<unsigned long>(file.inode));
+    std::string_view rest = list;
+    while (!rest.empty()) {
+        const std::string_view line = rest.substr(0, rest.find('\n'));
+        if (line.find(" FLOCK ") != std::string_view::npos &&
+            line.find(place.data()) != std::string_view::npos) {
+            return LockState::HELD;
+        }
+        rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    }
+    return LockState::FREE;
+}

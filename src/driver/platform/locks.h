@@ -1,0 +1,16 @@
+// Advisory locks of flock(2), as the system lists them.
+//
+// Looking into the list disturbs nobody. Trying to take a lock, even a shared one for a moment,
+// would refuse it to a program that tries at that moment as well. The list names the device of the
+// file system, which is not that of the file on a few (btrfs): a lock there is not seen.
+#pragma once
+
+#include "driver/platform/file.h"
+
+inline constexpr const char* lockList = "/proc/locks";
+
+enum class LockState { FREE, HELD, UNKNOWN };
+
+// Whether another process holds a lock on the file, or waits for one; UNKNOWN, with the reason in
+// errno, when the list cannot be read.
+LockState lockStateOf(const FileState& file);
