@@ -3,12 +3,16 @@
 
     surroundings_test.py PROGRAM [TEST...]
 
-The check stands beside PROGRAM, which migrates.
+The check stands beside PROGRAM, which migrates. What this user may not set up (mounting, another
+root) is named on standard output and left out.
 """
 
+import fcntl
 import json
 import os
 import pathlib
+import re
+import resource
 import shutil
 import subprocess
 import sys
@@ -32,6 +36,10 @@ ON_SMALL_FILE_SYSTEM = """
 """
 
 
+def left_out(what, why):
+    print(f"left out: {what}: {why}", flush=True)
+
+
 class SurroundingsTest(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -49,9 +57,9 @@ class SurroundingsTest(unittest.TestCase):
             path.chmod(0o755)
 
     def run_program(self, name, *arguments, **options):
+        settings = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
         return subprocess.run([self.programs / name, *arguments], cwd=self.files, check=False,
-                              stdin=subprocess.DEVNULL, capture_output=True,
-                              timeout=TIME_LIMIT_SECONDS, **options)
+                              stdin=subprocess.DEVNULL, timeout=TIME_LIMIT_SECONDS, **settings)
 
     def check(self, *arguments, **options):
         before = self.state()
@@ -138,6 +146,61 @@ class ArgumentsTest(SurroundingsTest):
         self.assertEqual(self.check("--", "--json").returncode, CLEAN)
 
 
+class ReportTest(SurroundingsTest):
+    """A report that cannot be written does not pass for one of a sound migration."""
+
+    def assertNotWritten(self, reason, **options):
+        (self.files / OUTPUT).write_text(base.OUTPUT)
+        for arguments in ((EXPORT,), ("--json", EXPORT), (EXPORT, OUTPUT),
+                          ("--json", EXPORT, OUTPUT), ("--help",), ("--version",)):
+            with self.subTest(arguments=arguments):
+                run = self.run_program("ldif-migrate-check", *arguments, **options)
+                self.assertEqual((run.returncode, run.stderr), (NOT_CHECKED, (
+                    f"ldif-migrate-check: cannot write the report: {reason}\n".encode())))
+
+    def test_report_on_a_full_device(self):
+        with open("/dev/full", "wb") as full:
+            self.assertNotWritten("No space left on device", stdout=full)
+
+    def test_report_beyond_the_limit_of_file_sizes(self):
+        with tempfile.TemporaryFile() as report:
+            self.assertNotWritten("File too large", stdout=report, preexec_fn=lambda: (
+                resource.setrlimit(resource.RLIMIT_FSIZE, (9, 9))))
+
+    def test_report_into_a_pipe_that_nobody_reads(self):
+        reading, writing = os.pipe()
+        os.close(reading)
+        self.assertNotWritten("Broken pipe", stdout=writing)
+        os.close(writing)
+
+    def test_report_on_a_closed_stream(self):
+        self.assertNotWritten("Bad file descriptor", preexec_fn=lambda: os.close(1))
+
+    def command(self, name):
+        """The command that the check of the export with this name suggests."""
+        self.export = self.export.rename(self.files / os.fsdecode(name))
+        run = self.check("--", name)
+        self.assertEqual((run.returncode, run.stderr), (CLEAN, b""))
+        return re.search(rb"\n    (ldif-migrate .*)\n\Z", run.stdout, re.DOTALL)[1]
+
+    def test_the_command_suggested_names_the_export_in_a_shell(self):
+        for name in (b"my export.ldif", b"Ann's", b'"x"', b"\\", b"$(touch x)`touch x`$HOME", b"~",
+                     b"a\nb", b"\n", b"\x1b[2J\t\x7f", b"\xff\xe4", "ä\u202e田1".encode(), b"*",
+                     b"[a-z]", b"{a,b}", b"!!", b"#", b"x;y&z|(<>)", b"-x", b"--json", b"-\n'",
+                     b"a=b", b"export.ldif"):
+            with self.subTest(name=name):
+                command = self.command(name)
+                self.assertEqual([byte for byte in command if not 32 <= byte < 127], [])
+                read = subprocess.run(
+                    ["bash", "-c", b"ldif-migrate() { printf '%s\\0' \"$@\"; }\n" + command],
+                    cwd=self.files, check=True, capture_output=True).stdout.split(b"\0")
+                expected = b"./" + name if name.startswith(b"-") else name
+                self.assertEqual(read, [expected, b"OUTPUT", b"1", b"1", b""])
+
+    def test_a_plain_name_is_suggested_as_it_is(self):
+        self.assertEqual(self.command(b"export_2.ldif"), b"ldif-migrate export_2.ldif OUTPUT 1 1")
+
+
 class FilesTest(SurroundingsTest):
     def test_export_that_is_not_there(self):
         self.export.unlink()
@@ -214,6 +277,47 @@ class FilesTest(SurroundingsTest):
         self.assertEqual(self.only_finding(**self.as_nobody()),
                          ("export-not-writable", "ends", 380928304))
         self.assertMigrationEnds(380928304, f'"{EXPORT}": Permission denied', **self.as_nobody())
+
+    def test_export_that_another_program_has_locked(self):
+        for kind in (fcntl.LOCK_EX, fcntl.LOCK_SH):
+            with self.export.open("rb") as other:
+                fcntl.flock(other, kind)
+                self.assertEqual(self.only_finding(), ("export-not-writable", "ends", 380928304))
+                self.assertMigrationEnds(380928304, "another migration is using it")
+        self.remove_all_but_export()
+        self.assertClean()
+        self.assertMigrates()
+
+    def test_a_root_without_devices_stays_without(self):
+        """Nothing is made where /dev/null is missing; what is not known without /proc is said."""
+        root = self.folder / "root"
+        listed = subprocess.run(["ldd", PROGRAM], check=True, capture_output=True, text=True).stdout
+        for library in re.findall(r"/\S+", listed):
+            (root / library[1:]).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(library, root / library[1:])
+        (root / "dev").mkdir()
+        shutil.copy(self.programs / "ldif-migrate-check", root)
+        shutil.copy(self.export, root)
+        before = sorted(root.rglob("*"))
+
+        def enter():
+            os.chroot(root)
+            os.chdir("/")
+
+        try:
+            run = subprocess.run(["/ldif-migrate-check", EXPORT], check=False, preexec_fn=enter,
+                                 stdin=subprocess.DEVNULL, capture_output=True,
+                                 timeout=TIME_LIMIT_SECONDS)
+        except subprocess.SubprocessError as error:
+            left_out("a root without devices", error)
+            return
+        self.assertEqual(sorted(root.rglob("*")), before)
+        if b"Sanitizer" in run.stderr:
+            left_out("a root without /proc", "the sanitizer needs it")
+            return
+        self.assertEqual((run.returncode, run.stderr), (CLEAN, b""))
+        self.assertIn(b'\nNot known:\n\n    whether another program has locked the export: '
+                      b'"/proc/locks": No such file or directory\n', run.stdout)
 
     def test_folder_that_takes_no_work_file(self):
         self.give(self.export, 0o600)
@@ -330,6 +434,9 @@ class FilesTest(SurroundingsTest):
         for room, fits in ((size * 2 + 65536, True), (size * 3 // 2, False)):
             with self.subTest(room=room):
                 migrated = self.run_on_small_file_system(room, *migrate)
+                if migrated.returncode not in (0, ENDED):
+                    left_out("a small file system", migrated.stderr.decode().strip())
+                    return
                 checked = self.run_on_small_file_system(room, *check)
                 kinds = [found["kind"] for found in json.loads(checked.stdout)["findings"]]
                 if fits:
