@@ -132,7 +132,7 @@ def read_report(text, export):
             kind, _, offset, size, path = rest.split(" ", 4)
             faults.append(Fault(kind, int(offset), int(size), os.path.basename(path),
                                 phase.name()))
-        else:
+        elif event in ("open", "close"):
             phase.note(event, os.path.basename(rest))
     return faults
 

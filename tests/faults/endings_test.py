@@ -5,16 +5,20 @@
 """
 
 import errno
+import os
+import pathlib
 import subprocess
 import sys
 import unittest
 
+import check_loop
 import endings
 import exports
 import fault_loop
 from endings import INPUT, OUTPUT, SNAPSHOT, TRACE, WORK
 
 PROGRAM = sys.argv[1]
+CHECK = pathlib.Path(PROGRAM).with_name("ldif-migrate-check")
 
 # Calls that open, read, change or move files. Each that the program makes needs a kind of its own.
 CALLS_ON_FILES = {
@@ -28,6 +32,7 @@ CALLS_ON_FILES = {
     "symlink", "symlinkat", "readlink", "readlinkat", "rename", "renameat", "renameat2", "unlink",
     "unlinkat", "remove", "mkdir", "mkdirat", "rmdir", "chmod", "fchmod", "fchmodat", "chown",
     "fchown", "lchown", "umask", "utimensat", "futimens", "getcwd", "chdir", "fchdir", "realpath",
+    "statvfs", "statvfs64", "statfs", "statfs64", "fstatvfs", "fstatvfs64", "fstatfs", "fstatfs64",
     "fopen", "fopen64", "freopen", "freopen64", "fdopen", "fclose", "tmpfile", "mkstemp",
     "mkdtemp", "opendir", "readdir", "system", "popen", "posix_spawn", "fork", "execve"}
 
@@ -266,14 +271,93 @@ class ReportTest(unittest.TestCase):
                          [endings.Fault("write", 4096, 262144, OUTPUT, endings.STARTUP)])
 
 
+class CheckTest(unittest.TestCase):
+    """The same for the check: what its loop would notice."""
+
+    REPORT = b"inventory\n  free on\n\nNothing found.\n"
+    UNDISTURBED = check_loop.Run(0, REPORT, "", len(REPORT))
+    READING = ("read", check_loop.EXPORT)
+    REASON = os.strerror(errno.EIO)
+
+    def fits(self, call, run, error=errno.EIO, goes_on=False):
+        """Whether a run in which this kind of call on this file has failed may end like this."""
+        faults = [fault(*call, None)] if call else []
+        disturbance = endings.Disturbance(call[0] if call else "read", 1, error, goes_on)
+        return any(check_loop.fits(ending, run, self.UNDISTURBED, disturbance)
+                   for ending in check_loop.allowed_endings(disturbance, faults))
+
+    def failed(self, problem, report=b""):
+        return check_loop.Run(2, report, f"ldif-migrate-check: {problem}\n", len(report))
+
+    def unread(self, file, reason=REASON, report=b""):
+        return self.failed(f'cannot check "{file}": {reason}', report)
+
+    def reports(self, report, status=0):
+        return check_loop.Run(status, report, "", len(report))
+
+    def test_undisturbed_runs_pass_where_nothing_has_failed(self):
+        self.assertTrue(self.fits(None, self.UNDISTURBED))
+        self.assertTrue(self.fits(self.READING, self.UNDISTURBED, errno.EINTR))
+        self.assertTrue(self.fits(("open", "null"), self.UNDISTURBED))
+        self.assertFalse(self.fits(None, self.unread(check_loop.EXPORT)))
+        self.assertFalse(self.fits(self.READING, self.UNDISTURBED))
+        self.assertFalse(self.fits(None, self.UNDISTURBED._replace(stderr="runtime error")))
+        self.assertFalse(self.fits(None, self.UNDISTURBED._replace(status=1)))
+
+    def test_file_and_reason_are_named_and_nothing_is_judged(self):
+        self.assertTrue(self.fits(self.READING, self.unread(check_loop.EXPORT)))
+        for run in (self.unread(check_loop.OUTPUT), self.unread(check_loop.EXPORT, "no reason"),
+                    self.unread(check_loop.EXPORT, report=self.REPORT),
+                    self.unread(check_loop.EXPORT)._replace(status=1),
+                    self.unread(check_loop.EXPORT)._replace(stderr="")):
+            self.assertFalse(self.fits(self.READING, run), run)
+
+    def test_report_that_cannot_be_written(self):
+        writing = ("write", check_loop.REPORT)
+        problem = f"cannot write the report: {self.REASON}"
+        self.assertTrue(self.fits(writing, self.failed(problem, self.REPORT[:9])))
+        self.assertFalse(self.fits(writing, self.failed(problem, b"else")))
+        self.assertFalse(self.fits(writing, self.UNDISTURBED))
+        silent = self.failed(problem)._replace(stderr="")
+        self.assertTrue(self.fits(writing, silent, goes_on=True))
+        self.assertFalse(self.fits(writing, silent))
+
+    def test_missing_memory(self):
+        self.assertTrue(self.fits(("memory", ""), self.failed("not enough memory"), errno.ENOMEM))
+        self.assertFalse(self.fits(("memory", ""), self.failed("not enough memory", b"x")))
+
+    def test_what_is_not_known_is_reported_beside_everything_else(self):
+        unknown = (b"inventory\n       not known  free on\n\nNot known:\n\n    how much: "
+                   + self.REASON.encode() + b"\n\nNothing found.\n")
+        self.assertTrue(self.fits(("statvfs", "x"), self.reports(unknown)))
+        for report in (self.REPORT, unknown.replace(b"inventory\n", b""),
+                       unknown.replace(self.REASON.encode(), b"?")):
+            self.assertFalse(self.fits(("statvfs", "x"), self.reports(report)), report)
+
+    def test_refusals_that_a_migration_would_meet_are_findings(self):
+        opening, reason = ("open", check_loop.EXPORT), os.strerror(errno.EACCES).encode()
+        found = self.reports(b"[export-not-writable] " + reason, 1)
+        self.assertTrue(self.fits(opening, found, errno.EACCES))
+        self.assertFalse(self.fits(opening, found, errno.EIO))
+        self.assertFalse(self.fits(opening, self.reports(reason, 1), errno.EACCES))
+
+    def test_call_that_no_rule_knows(self):
+        with self.assertRaises(LookupError):
+            self.fits(("rename", check_loop.EXPORT), self.UNDISTURBED)
+
+
 class KindsTest(unittest.TestCase):
-    def test_every_call_on_files_that_the_program_makes_has_a_kind(self):
-        listed = subprocess.run(["nm", "--dynamic", "--undefined-only", PROGRAM], text=True,
+    def without_kind(self, program, kinds):
+        listed = subprocess.run(["nm", "--dynamic", "--undefined-only", program], text=True,
                                 capture_output=True, check=True).stdout.split()
         imported = {name.split("@")[0] for name in listed}
         self.assertIn("open", imported)
-        without_kind = (imported & CALLS_ON_FILES) - fault_loop.ERRORS.keys()
-        self.assertEqual(without_kind - CALLS_ON_TERMINALS, set())
+        return (imported & CALLS_ON_FILES) - set(kinds) - CALLS_ON_TERMINALS
+
+    def test_every_call_on_files_that_the_program_makes_has_a_kind(self):
+        self.assertEqual(self.without_kind(PROGRAM, fault_loop.ERRORS), set())
+        self.assertEqual(self.without_kind(
+            CHECK, [*check_loop.ERRORS, *check_loop.FORBIDDEN, "realpath", "getcwd"]), set())
 
 
 if __name__ == "__main__":

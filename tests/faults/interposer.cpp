@@ -6,6 +6,8 @@
 //   FAULT_MODE    "once", or "on" for that call and all after it
 //   FAULT_REPORT  a file to which is added what happened, one line for each:
 //                     open NAME, close NAME            every opening tried, every closing
+//                     create NAME                      an opening that may create the file, before
+//                                                      its line as an opening
 //                     fault KIND CALL OFFSET SIZE NAME a call that failed: the position of its
 //                                                      descriptor and the bytes asked for, or 0
 //
@@ -16,6 +18,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -158,6 +161,7 @@ int open(const char* name, int flags, ...) {
         va_start(arguments, flags);
         mode = va_arg(arguments, mode_t);
         va_end(arguments);
+        reportEvent("create", name);
     }
     reportEvent("open", name);
     if (fails("open", name)) {
@@ -188,6 +192,13 @@ ssize_t read(int descriptor, void* buffer, std::size_t size) {
         return -1;
     }
     CALL_NEXT(read, descriptor, buffer, size);
+}
+
+ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) {
+    if (failsTransfer("pread", descriptor, size)) {
+        return -1;
+    }
+    CALL_NEXT(pread, descriptor, buffer, size, offset);
 }
 
 ssize_t write(int descriptor, const void* buffer, std::size_t size) {
@@ -265,6 +276,20 @@ int lstat(const char* name, struct stat* status) noexcept {
         return -1;
     }
     CALL_NEXT(lstat, name, status);
+}
+
+int access(const char* name, int mode) noexcept {
+    if (fails("access", name)) {
+        return -1;
+    }
+    CALL_NEXT(access, name, mode);
+}
+
+int statvfs(const char* name, struct statvfs* status) noexcept {
+    if (fails("statvfs", name)) {
+        return -1;
+    }
+    CALL_NEXT(statvfs, name, status);
 }
 
 int unlink(const char* name) noexcept {
