@@ -1,24 +1,32 @@
-"""Exports of a few users with very long entries, for the benchmarks.
+"""Exports of a few users with very long entries, and of many users whose names are much alike, for
+the benchmarks.
 
 An export has no more than what the migration needs: for each user a secUser, a secMap, and a policy
 if it is the long entry.
 """
 
 
+# The DN of a user by its number; bracketed ones differ only in the bit that distinguishes capital
+# and small letters.
+DNS = {
+    "plain": "cn=user{},o=example".format,
+    "numbered": "cn=xx{:07},o=a".format,
+    "bracketed": lambda number: f"cn={number:016b},o=a".replace("0", "[").replace("1", "{"),
+}
 OWN_LINES = {"user": 5, "mapping": 3, "policy": 3}  # without the additional ones
 
 
-def write_export(path, users, *, user_lines=(), mapping_lines=(), policy_lines=()):
+def write_export(path, users, *, names="plain", user_lines=(), mapping_lines=(),
+                 policy_lines=()):
     """Users whose entries have additional lines; the lines are texts without their line feeds."""
     additional = {name: "".join(line + "\n" for line in lines) for name, lines in (
         ("user", user_lines), ("mapping", mapping_lines), ("policy", policy_lines))}
     with open(path, "w", encoding="utf-8", newline="\n") as stream:
         for number in range(users):
-            write_user(stream, number, additional)
+            write_user(stream, number, DNS[names](number), additional)
 
 
-def write_user(stream, number, additional):
-    owner = f"cn=user{number},o=example"
+def write_user(stream, number, owner, additional):
     own = f"secAuthority=Default,{owner}"
     stream.write(f"dn: {own}\nobjectclass: secUser\nsecAuthority: Default\n"
                  f"principalName: user{number}\nsecDomainId: Default%user{number}\n"
@@ -50,6 +58,11 @@ def write_merge(path, lines):
                  mapping_lines=numbered("secMapped{:04d}: added",
                                         lines - lines // 2 - OWN_LINES["mapping"])
                  + numbered("secShared{:04d}: new", lines // 2))
+
+
+def write_names(path, names, users):
+    """Users with names of one kind."""
+    write_export(path, users, names=names)
 
 
 def numbered(form, count):

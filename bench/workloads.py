@@ -19,7 +19,9 @@ from generator import make_export  # noqa: E402  (its folder must be known first
 EXAMPLE = REPOSITORY / "examples" / "export.ldif"
 USERS, MOST_GROUPS, USERS_PER_GROUP = 100000, 10000, 50
 POLICY_LINES = (25000, 50000, 100000)
+LONG_MERGE_LINES = 32000
 ENTRY_LINES = (62500, 125000, 249999)
+NUMBERED_NAMES, BRACKETED_NAMES = 1000000, 32000
 MIB = 2**20
 
 # `write` is called with the program and the path.
@@ -94,6 +96,19 @@ def long_workloads(name, writer, lengths, total_lines, scale):
     return listed
 
 
+def name_workloads(kind, total, scale):
+    """Users whose names are much alike, and as many with plain names."""
+    users = total // scale
+
+    def named(kind):
+        export = long_export("names", long_entries.write_names, kind, users)
+        return Workload(f"{kind}-names-{total}", export, (users, 10), [])
+
+    plain, alike = named("plain"), named(kind)
+    return [plain, alike._replace(needs=[plain.name], targets=[
+        at_most(1.3, f"x {plain.name}", times(alike.name, plain.name))])]
+
+
 def check_workloads(name, what, export, users):
     """The check of the export and of the example, which tells what it takes whatever the size."""
     trivial = f"{name}-example"
@@ -138,6 +153,11 @@ def workloads(scale):
         *long_workloads("long-entry", long_entries.write_long_users, ENTRY_LINES, 1000000, scale),
         Workload("merge", long_export("merge", long_entries.write_merge, 1000), (10, 10), [
             at_most(0.05, "s", of("merge", "wall"))]),
+        Workload("long-merge",
+                 long_export("merge", long_entries.write_merge, LONG_MERGE_LINES // scale),
+                 (10, 10), [at_most(0.5, "s", of("long-merge", "wall"))]),
+        *name_workloads("numbered", NUMBERED_NAMES, scale),
+        *name_workloads("bracketed", BRACKETED_NAMES, scale),
         Workload("example", EXAMPLE_EXPORT, (10, 10), [
             at_most(0.01, "s", of("example", "wall")),
             at_most(8, "MiB", peak("example"))]),
