@@ -140,7 +140,7 @@ std::string diskText(const DiskNeed& need) {
 std::string unknownText() {
     std::string text;
     for (const std::string& one : unknown()) {
-        text += format("    %s\n", one);
+        text += format("    %s\n", printable(one));
     }
     return text.empty() ? text : format("\nNot known:\n\n%s", text);
 }
