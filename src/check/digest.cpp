@@ -1,8 +1,10 @@
 #include "check/digest.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
+#include "driver/platform/random.h"
 #include "entry/text.h"
 
 namespace {
@@ -18,19 +20,58 @@ std::uint64_t scattered(std::uint64_t value) {
     return value ^ value >> 32U;
 }
 
+// Set when the program starts.
+struct Keys {
+    std::array<std::uint64_t, 16> words;  // for the words of a text, again and again
+    std::uint64_t start;
+    std::uint64_t factor;
+};
+
+Keys keysOfRun() {
+    const std::array<std::uint64_t, 2> bits = randomBits();
+    std::uint64_t count = 0;
+    const auto next = [&] { return scattered(scattered(bits[0] + count++) + bits[1]); };
+    Keys keys = {{}, next(), next() | 1U};
+    std::generate(keys.words.begin(), keys.words.end(), next);
+    return keys;
+}
+
+const Keys keys = keysOfRun();
+
+constexpr std::size_t wordSize = sizeof(std::uint64_t);
+__extension__ using Product = unsigned __int128;
+
+std::uint64_t wordAt(const char* at) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, at, wordSize);
+    return word;
+}
+
 template <class Fold>
 std::uint64_t digest(std::string_view text, Fold fold) {
-    std::uint64_t value = text.size() * secondFactor;
-    while (text.size() >= sizeof(std::uint64_t)) {
-        std::uint64_t bytes = 0;
-        std::memcpy(&bytes, text.data(), sizeof bytes);
-        value = (value ^ fold(bytes)) * firstFactor;
-        value ^= value >> 32U;
-        text.remove_prefix(sizeof bytes);
+    const std::size_t size = text.size();
+    std::array<char, 2 * wordSize> padded = {};
+    if (size < padded.size()) {
+        text.copy(padded.data(), size);
+        text = {padded.data(), padded.size()};
     }
-    std::uint64_t rest = 0;
-    std::memcpy(&rest, text.data(), text.size());
-    return scattered(value ^ fold(rest));
+    std::uint64_t value = keys.start ^ size;
+    Product sum = 0;
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    for (std::size_t i = 0; at != end;) {
+        at = std::min(at, end - 2 * wordSize);  // the last words may overlap those before
+        sum += Product{fold(wordAt(at)) + keys.words[i]} *
+               (fold(wordAt(at + wordSize)) + keys.words[i + 1]);
+        at += 2 * wordSize;
+        i += 2;
+        if (at == end || i == keys.words.size()) {
+            value = scattered((value ^ static_cast<std::uint64_t>(sum)) +
+                              static_cast<std::uint64_t>(sum >> 64U) * keys.factor);
+            i = 0;
+        }
+    }
+    return value;
 }
 
 }  // namespace
@@ -61,7 +102,7 @@ std::uint64_t digestOfLine(std::string_view line) {
 }
 
 void LinesDigest::add(std::uint64_t line) {
-    sum += line;
+    sum += LineSum(line);
     chain = scattered(chain + firstFactor) ^ line;
     ++count;
 }

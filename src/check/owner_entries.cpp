@@ -144,7 +144,7 @@ void nameOwner(Owner& owner) {
     const std::string dnLine = isGroup ? newGroupDnLine(name, domain) : newUserDnLine(name, domain);
     owner.newDn = Packed64(digestIgnoringCase(withoutLineEnd(dnLine)));
     owner.set(NAMED);
-    owner.addToRecord(digestOfLine(withoutLineEnd(dnLine)));
+    owner.addToRecord(LineSum(digestOfLine(withoutLineEnd(dnLine))));
     countOutput(dnLine.size() + 1);
 }
 
@@ -176,7 +176,7 @@ void addClassLine(Sketch& sketch, std::string_view line, int index) {
         dropLine(line, index, droppedNames);
         return;
     }
-    sketch.classLines += digestOfLine(line);
+    sketch.classLines += LineSum(digestOfLine(line));
     ++sketch.classLineCount;
 }
 
@@ -217,7 +217,7 @@ Sketch sketchOfObject(bool isBroken) {
 }
 
 // The sum of the lines of a policy but for its first.
-std::uint64_t policyLines() {
+LineSum policyLines() {
     LinesDigest digest;
     visitLines(object.text(), [&](std::string_view line, int index) {
         if (index == 0) {
@@ -234,9 +234,9 @@ std::uint64_t policyLines() {
 }
 
 // A policy spells its domain in its own way, which its new DN keeps.
-std::uint64_t policyDomainDigest() {
+LineSum policyDomain() {
     const std::string_view dn = object.line(0);
-    return isInDefaultDomain(dn) ? 0 : digestOfLine(domainOfPolicy(dn));
+    return isInDefaultDomain(dn) ? LineSum() : LineSum(digestOfLine(domainOfPolicy(dn)));
 }
 
 bool hasBase64Dn() {
@@ -360,7 +360,7 @@ void addLines(Owner& owner, Part part, bool isBroken) {
     if (part == Part::POLICY) {
         tellPolicyDomain(owner);
         tellPolicyName();
-        owner.policy = Packed40(policyLines() + policyDomainDigest());
+        owner.policy = Packed40((policyLines() += policyDomain()).value());
         countRule(Rule::CONTAINERS_ADDED);
         constexpr std::uint64_t container = 200;
         countOutput(container);

@@ -236,13 +236,13 @@ void resolveMerge(Owner& owner) {
     }
     merge(entries);
     const std::vector<std::string> record = linesOfRecord(owner, entries[0].entry);
-    std::uint64_t sum = 0;
+    LineSum sum;
     Counts left;
     for (const std::string& line : record) {
-        sum += digestOfLine(line);
+        sum += LineSum(digestOfLine(line));
         ++left[line];
     }
-    owner.record = Packed40(sum);
+    owner.record = Packed40(sum.value());
     discountRule(Rule::EQUAL_LINES, equalLinesCounted(owner, entries));
     for (const MergedEntry& one : entries) {
         tellLostLines(owner, one, record, left);

@@ -175,7 +175,7 @@ bool endsInLetter(std::string_view head) {
 
 // The class lines of users' own entries, which differ little from one user to the next.
 struct ClassLines {
-    std::uint64_t sum;
+    LineSum sum;
     std::uint32_t count;
 };
 std::vector<ClassLines> classLines;
@@ -210,7 +210,7 @@ std::uint32_t addClassLines(Owner& owner, Part part, const Sketch& sketch) {
         return 0;
     }
     const ClassLines& own = classLines[owner.classLines];
-    owner.addToRecord(std::uint64_t{0} - own.sum);
+    owner.addToRecord(LineSum() -= own.sum);
     return own.count;
 }
 
@@ -325,7 +325,9 @@ void sketchLine(Sketch& sketch, std::string_view line, bool isKept) {
         sketch.names |= bitOf(name);
         sketch.holdsCommonName = sketch.holdsCommonName || isMistakable(name, true);
         sketch.isIrregular = sketch.isIrregular || !endsInLetter(name);
-        sketch.lines += isKept ? digestOfLine(line) : 0;
+        if (isKept) {
+            sketch.lines += LineSum(digestOfLine(line));
+        }
         return;
     }
     std::uint64_t& place = sketch.common[static_cast<std::size_t>(common - commonNames.begin())];
@@ -357,7 +359,7 @@ MergedLines takeIn(Owner& owner, Part part, const Sketch& sketch) {
         }
         if (owner.common[i] == 0) {
             owner.common[i] = packedLine(line);
-            owner.addToRecord(line);
+            owner.addToRecord(LineSum(line));
         } else if (owner.common[i] == packedLine(line)) {
             ++merged.equal;
         } else {

@@ -90,8 +90,8 @@ struct Owner {
         flags = static_cast<std::uint16_t>(flags |
                                            1U << (firstExplained + static_cast<unsigned>(part)));
     }
-    void addToRecord(std::uint64_t lines) {
-        record = Packed40(record.value() + lines);
+    void addToRecord(LineSum lines) {
+        record = Packed40((lines += LineSum(record.value())).value());
     }
 };
 
@@ -133,8 +133,8 @@ std::uint64_t domainCount();
 struct Sketch {
     std::uint64_t names = 0;
     std::array<std::uint64_t, commonNames.size()> common = {};
-    std::uint64_t lines = 0;       // the sum of the lines that are neither common nor class lines
-    std::uint64_t classLines = 0;  // the sum of the object class lines
+    LineSum lines;       // those that are neither common nor class lines
+    LineSum classLines;  // the object class lines
     std::uint32_t classLineCount = 0;
     bool holdsCommonName = false;
     bool isIrregular = false;  // merging it follows rules of its own

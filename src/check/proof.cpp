@@ -265,22 +265,29 @@ UserDn dividedUserDn(std::string_view dn) {
     return {dn.substr(0, end), dn.substr(end)};
 }
 
-// The digest of the domain in a policy's new DN, as it was demanded; 0 for the default domain.
-std::uint64_t writtenDomainDigest(std::string_view userDn) {
+// What the domain in a policy's new DN adds to the lines demanded; nothing for the default domain.
+LineSum writtenDomain(std::string_view userDn) {
     constexpr std::string_view before = ",cn=Users,";
     constexpr std::string_view behind = ",cn=Subdomains,secAuthority=default";
     const std::string_view domain = dividedUserDn(userDn).domain;
     if (!domain.ends_with(behind)) {
-        return domain == ",cn=Users,secAuthority=default" ? 0 : 1;
+        return LineSum(domain == ",cn=Users,secAuthority=default" ? 0 : 1);
     }
-    return digestOfLine(
-        domain.substr(before.size(), domain.size() - before.size() - behind.size()));
+    return LineSum(
+        digestOfLine(domain.substr(before.size(), domain.size() - before.size() - behind.size())));
 }
 
-std::uint64_t containerLines(std::string_view dnLine) {
-    std::uint64_t sum = digestOfLine(dnLine) + digestOfLine("objectclass: container") +
-                        digestOfLine("objectclass: top") + digestOfLine("cn: Policies");
-    return isChangetypeDemanded() ? sum + digestOfLine("changetype: add") : sum;
+LineSum containerLines(std::string_view dnLine) {
+    LineSum sum;
+    for (const std::string_view line :
+         {dnLine, std::string_view("objectclass: container"), std::string_view("objectclass: top"),
+          std::string_view("cn: Policies")}) {
+        sum += LineSum(digestOfLine(line));
+    }
+    if (isChangetypeDemanded()) {
+        sum += LineSum(digestOfLine("changetype: add"));
+    }
+    return sum;
 }
 
 constexpr std::string_view containerPrefix = "dn: cn=Policies,";
@@ -297,11 +304,12 @@ struct Rebuilt {
 
 bool isDemandedPolicy(const Owner& owner, const OutputEntry& entry, std::string_view dnLine) {
     const std::string_view userDn = dnLine.substr(policyPrefix.size());
-    const std::uint64_t demanded =
-        owner.policy.value() - writtenDomainDigest(userDn) + digestOfLine(dnLine);
+    LineSum demanded(owner.policy.value());
+    demanded -= writtenDomain(userDn);
+    demanded += LineSum(digestOfLine(dnLine));
     const std::string userDemanded = demandedDn(owner);
     return dividedUserDn(userDn).name == dividedUserDn(userDemanded).name &&
-           Packed40(demanded).value() == Packed40(entry.lines.sum).value();
+           demanded == entry.lines.sum;
 }
 
 bool isDemandedContainer(const Owner& owner, const OutputEntry& entry, std::string_view dnLine) {
@@ -310,7 +318,7 @@ bool isDemandedContainer(const Owner& owner, const OutputEntry& entry, std::stri
 }
 
 bool isDemandedRecord(const Owner& owner, const OutputEntry& entry, std::string_view /*dnLine*/) {
-    return owner.record.value() == Packed40(entry.lines.sum).value();
+    return owner.record.value() == entry.lines.sum.value();
 }
 
 // Something that is rebuilt for an owner.

@@ -19,6 +19,7 @@ sys.dont_write_bytecode = True
 FOLDER = pathlib.Path(__file__).resolve().parent
 sys.path += [str(FOLDER.parent / name) for name in ("large", "properties")]
 from check_migration import KINDS, strip_around_commas  # noqa: E402
+import base  # noqa: E402
 from checker import CLEAN, FOUND, check, kinds, shown  # noqa: E402
 from expectation import records_of, text_of  # noqa: E402
 from generator import make_export  # noqa: E402
@@ -387,6 +388,31 @@ class WrongBytes(ProofTest):
 
     def test_HoleAtTheEnd(self):
         self.assertWrong(self.right + b"\0" * 4096, None)
+
+
+class ForgedOutputs(ProofTest):
+    """Changes that keep digests which anybody could compute: two lines of one digest, and two pairs
+    of lines whose digests have the same sum."""
+
+    def assertForgeryFound(self, export, right, forged, record_name):
+        self.prepare(export)
+        [record] = [record for record in self.records if record.lines[0] == record_name]
+        content = self.output.read_bytes()
+        self.assertEqual(content.count(right), 1)
+        run = self.prove(content.replace(right, forged))
+        self.assertFound(run, {"changed-entry": [(line_of(record), record.line)]})
+
+    def test_ALineForAnother(self):
+        self.assertForgeryFound(base.EXPORT.encode(), b"description: Keeps the registry\n",
+                                b"description: fddp`__hv_Yegistry\n", b"dn: cn=Ann Lee,o=acme")
+
+    def test_TwoLinesForTwoOthers(self):
+        right = b"loginAllowed: FALSE\nmaxFailedLogins: 3\n"
+        policy = base.POLICY.encode()
+        self.assertForgeryFound(
+            base.EXPORT.encode().replace(policy, policy.replace(b"maxFailedLogins: 3\n", right)),
+            right, b"loginAllowed: TRUE\nnote: 7l796k3k91NhkIYw~;\n",
+            b"dn: cn=Policy,cn=Policies,principalName=ann,cn=Users,secAuthority=default")
 
 
 class OtherExports(ProofTest):

@@ -54,10 +54,28 @@ TEST(DigestOf, ManyNamesHaveAsManyDigests) {
     std::vector<std::uint64_t> digests;
     for (std::size_t i = 0; i < names; ++i) {
         const std::string dn = "secAuthority=Default,cn=user" + std::to_string(i) + ",o=acme";
-        digests.push_back(Packed40(digestIgnoringCase(dn)).value());
+        digests.push_back(digestIgnoringCase(dn));
     }
     std::sort(digests.begin(), digests.end());
     EXPECT_EQ(std::adjacent_find(digests.begin(), digests.end()), digests.end());
+}
+
+TEST(DigestOf, EveryByteOfALongTextCountsInItsPlace) {
+    for (const std::size_t size : {31U, 127U, 128U, 129U, 255U, 300U}) {
+        const std::string text(size, 'x');
+        std::set<std::uint64_t> digests = {digestOf(text), digestOf(text + 'x')};
+        for (std::size_t i = 0; i < size; ++i) {
+            std::string changed = text;
+            changed[i] = 'y';
+            digests.insert(digestOf(changed));
+        }
+        EXPECT_EQ(digests.size(), size + 2);
+    }
+}
+
+TEST(DigestOf, ATextCraftedForDigestsWithoutAKeyHasAnother) {
+    EXPECT_NE(digestOf("description: Keeps the registry"),
+              digestOf("description: fddp`__hv_Yegistry"));
 }
 
 TEST(LineDigest, ALineIsTheSameInOneAndInItsBlocks) {
@@ -101,8 +119,33 @@ TEST(LinesDigest, ALineTwiceIsNotALineOnceNorNone) {
     const LinesDigest none = digestOfLines({"dn: a"});
     const LinesDigest once = digestOfLines({"dn: a", "x: 1"});
     const LinesDigest twice = digestOfLines({"dn: a", "x: 1", "x: 1"});
-    EXPECT_EQ((std::set{none.sum, once.sum, twice.sum}).size(), 3U);
+    EXPECT_EQ((std::set{none.sum.value(), once.sum.value(), twice.sum.value()}).size(), 3U);
     EXPECT_EQ((std::set{none.chain, once.chain, twice.chain}).size(), 3U);
+}
+
+TEST(LinesDigest, FourLinesCraftedForDigestsWithoutAKeyDoNotCancelEachOther) {
+    EXPECT_NE(digestOfLines({"loginAllowed: FALSE", "maxFailedLogins: 3"}).sum,
+              digestOfLines({"loginAllowed: TRUE", "note: 7l796k3k91NhkIYw~;"}).sum);
+}
+
+TEST(LineSum, NoNumberOfCopiesAddsNothing) {
+    LineSum sum(digestOfLine("x: 1"));
+    for (int i = 0; i < 64; ++i) {
+        sum += sum;
+        ASSERT_NE(sum.value(), 0U) << i;
+    }
+}
+
+TEST(LineSum, FitsIntoFortyBitsAndGivesBackWhatWasAdded) {
+    const LineSum largest(Packed40::most - 87);  // the prime is one more
+    LineSum sum = largest;
+    sum += largest;
+    EXPECT_LT(sum.value(), Packed40::most);
+    sum -= largest;
+    EXPECT_EQ(sum, largest);
+    sum -= largest;
+    EXPECT_EQ(sum, LineSum());
+    EXPECT_EQ((sum -= largest).value(), 1U);
 }
 
 TEST(Packed40, KeepsFortyBitsInFiveBytes) {

@@ -152,12 +152,12 @@ private:
         }
         const std::string dn =
             isGroup ? newGroupDnLine(cnOf(own), {}) : newUserDnLine(principalNameOf(own), {});
-        std::uint64_t sum = digestOfLine(withoutLineEnd(dn));
+        LineSum sum(digestOfLine(withoutLineEnd(dn)));
         for (int i = 1; i < object.lineCount(); ++i) {
             const std::string_view line = withoutLineEnd(object.line(i));
-            sum += mergedFilter.matchesSome(line) ? 0 : digestOfLine(line);
+            sum += mergedFilter.matchesSome(line) ? LineSum() : LineSum(digestOfLine(line));
         }
-        return Packed40(sum).value();
+        return sum.value();
     }
 };
 

@@ -113,11 +113,11 @@ std::string randomLines(Dice& dice) {
 }
 
 std::uint64_t sumOf(const Lines& lines) {
-    std::uint64_t sum = 0;
+    LineSum sum;
     for (const std::string& line : lines) {
-        sum += digestOfLine(line);
+        sum += LineSum(digestOfLine(line));
     }
-    return Packed40(sum).value();
+    return sum.value();
 }
 
 TEST_F(OwnerFindingsTest, TheRecordOfEveryOwnerIsThatOfItsMerge) {
