@@ -4,18 +4,11 @@
 #include <cstring>
 #include <string_view>
 
+#include "entry/adjustments.h"
+
 namespace {
 
 constexpr std::size_t bufferSize = 4 * LineDigest::blockSize;
-
-// As an installation date is written: # stands for a digit.
-bool isInstallDate(std::string_view line) {
-    constexpr std::string_view pattern = "installDate: ##############.0Z";
-    return line.size() == pattern.size() &&
-           std::equal(line.begin(), line.end(), pattern.begin(), [](char c, char wanted) {
-               return wanted == '#' ? c >= '0' && c <= '9' : c == wanted;
-           });
-}
 
 }  // namespace
 
@@ -100,7 +93,7 @@ bool OutputReader::read(OutputEntry& entry) {
         }
         entry.linesButLast = entry.lines;
         entry.lines.add(digest_.value());
-        entry.endsInInstallDate = isInstallDate(head_);
+        entry.endsInInstallDate = isInstallDateLine(head_);
     }
     return entry.lines.count > 0;
 }

@@ -104,6 +104,10 @@ void addDomainIdentifier() {
           object.line(object.lineCount() - 1));
 }
 
+// The hour is that of the 12-hour clock although the value is marked as UTC: readers of the newer
+// layout know installation dates in this form.
+constexpr const char* installDateForm = "installDate: %Y%m%d%I%M%S.0Z";
+
 constexpr std::string_view oldUuidName = "secuuid:";
 
 void respellUuid() {
@@ -134,12 +138,25 @@ int lineOfOldUuidName() {
 }
 
 std::string installDateLine(const std::tm& local) {
-    // The hour is that of the 12-hour clock although the value is marked as UTC: readers of the
-    // newer layout know installation dates in this form.
     std::array<char, 60> line;
-    const std::size_t length =
-        std::strftime(line.data(), line.size(), "installDate: %Y%m%d%I%M%S.0Z", &local);
+    const std::size_t length = std::strftime(line.data(), line.size(), installDateForm, &local);
     return {line.data(), length};
+}
+
+bool isInstallDateLine(const std::string& line) {
+    std::tm moment = {};
+    if (!line.starts_with("installDate: ") ||
+        strptime(line.c_str(), installDateForm, &moment) == nullptr) {
+        return false;
+    }
+    std::tm day = {};
+    day.tm_year = moment.tm_year;
+    day.tm_mon = moment.tm_mon;
+    day.tm_mday = moment.tm_mday;
+    timegm(&day);                   // the 30th of February becomes a day of March
+    constexpr int leapSecond = 60;  // strptime(3) takes 61 as well
+    return day.tm_mday == moment.tm_mday && moment.tm_sec <= leapSecond &&
+           installDateLine(moment) == line;
 }
 
 int tweekObjectInObjectArray() {

@@ -23,3 +23,6 @@ int lineOfOldUuidName();
 
 // The installation-date line for the moment `local`.
 std::string installDateLine(const std::tm& local);
+
+// Whether a line, without its line end, is the installation-date line for some moment.
+bool isInstallDateLine(const std::string& line);

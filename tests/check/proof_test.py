@@ -251,7 +251,9 @@ class WrongRecords(ProofTest):
                             if DATELESS.startswith(b"\n" + lines[0] + b"\n")]
         for date, is_right in ((b"20030302030405.0Z", True), (b"20030302030405.1Z", False),
                                (b"2003030203040.0Z", False), (b"200303020304050.0Z", False),
-                               (b"20030302030405.0z", False), (b"2003030203040x.0Z", False)):
+                               (b"20030302030405.0z", False), (b"2003030203040x.0Z", False),
+                               (b"20240229120000.0Z", True), (b"20230229120000.0Z", False),
+                               (b"20030302130405.0Z", False), (b"99999999999999.0Z", False)):
             other = lines[:-1] + [b"installDate: " + date]
             if is_right:
                 self.assertClean(self.prove(self.with_record(place, other)), date)

@@ -96,6 +96,45 @@ TEST_F(Adjustments, InstallDateHasTheHourOfTheTwelveHourClock) {
     EXPECT_EQ(installDateLine(moment(2026, 1, 1, 23, 59, 60)), "installDate: 20260101115960.0Z");
 }
 
+TEST_F(Adjustments, AnInstallDateIsADateAndATimeOfTheTwelveHourClock) {
+    for (const std::string_view right :
+         {"20030302030405.0Z", "20031231120000.0Z", "19990101115959.0Z", "20260101115960.0Z",
+          "20240229010000.0Z", "20000229010000.0Z", "20260430125900.0Z"}) {
+        EXPECT_TRUE(isInstallDateLine("installDate: " + std::string(right))) << right;
+    }
+    for (const std::string_view wrong : {"20030002030405.0Z",
+                                         "20031302030405.0Z",
+                                         "20030300030405.0Z",
+                                         "20030332030405.0Z",
+                                         "20030431030405.0Z",
+                                         "20030229030405.0Z",
+                                         "21000229030405.0Z",
+                                         "20030302000405.0Z",
+                                         "20030302130405.0Z",
+                                         "20030302036005.0Z",
+                                         "20030302030461.0Z",
+                                         "20030302030499.0Z",
+                                         "00000302030405.0Z",
+                                         "99999999999999.0Z",
+                                         "2003030203040.0Z",
+                                         "200303020304050.0Z",
+                                         "20030302030405.1Z",
+                                         "20030302030405.0z",
+                                         "20030302030405.0Z ",
+                                         "20030302030405.0Z\r",
+                                         "2003 302030405.0Z",
+                                         " 20030302030405.0Z",
+                                         "2003030203040x.0Z",
+                                         "+2003030203040.0Z",
+                                         ""}) {
+        EXPECT_FALSE(isInstallDateLine("installDate: " + std::string(wrong))) << wrong;
+    }
+    EXPECT_FALSE(isInstallDateLine("installdate: 20030302030405.0Z"));
+    EXPECT_FALSE(isInstallDateLine("installDate:20030302030405.0Z"));
+    EXPECT_FALSE(isInstallDateLine("xinstallDate: 20030302030405.0Z"));
+    EXPECT_FALSE(isInstallDateLine(std::string("installDate: 20030302030405.0Z\0", 31)));
+}
+
 std::string installDateNow() {
     const std::time_t now = std::time(nullptr);
     std::tm local = {};
