@@ -9,6 +9,7 @@
 #include "check/digest.h"
 #include "check/failing.h"
 #include "check/places.h"
+#include "check/shown.h"
 #include "driver/settings.h"
 #include "entry/entry.h"
 #include "ldif/entry_reader.h"
@@ -108,6 +109,7 @@ void divideCurrent(off_t start) {
         Piece& kept = current.pieces.back();
         kept.isTorn = hasBegun && !piece.beginsLine && !(isInComment && isCommentLine(piece.text));
         current.hasLongLine = current.hasLongLine || kept.isTorn;
+        current.isInPieces = current.isInPieces || kept.isTorn || kept.isCut;
         current.endsInBlanks = !current.isLast && piece.beginsLine && isBlankLine(piece.text) &&
                                piece.text.starts_with(' ');
     });
@@ -138,6 +140,18 @@ void locateOversized(off_t start) {
             current.line = piece.line;
         }
     });
+}
+
+// Whether a folded line of `object` has no colon, so that its name is taken from the value's rest.
+bool hasFoldedName() {
+    for (int i = 1; i < object.lineCount(); ++i) {
+        const std::string_view line = object.line(i - 1);
+        if (object.line(i).starts_with(' ') && !line.starts_with(' ') &&
+            withoutLineEnd(line).find(':') == std::string_view::npos) {
+            return true;
+        }
+    }
+    return false;
 }
 
 // The index of the attribute that line `line` of `object` belongs to.
@@ -185,6 +199,7 @@ bool readNextEntry() {
         return false;
     } else {
         locate(start, linesBefore);
+        current.isInPieces = current.isInPieces || hasFoldedName();
     }
     linePlaces.note(current.place, current.line);
     current.isTornOff = before.endsInBlanks && current.place == before.end;
@@ -222,6 +237,7 @@ bool readEntryAt(off_t place) {
         // At the end of the block a line may be cut off, and look blank.
         const bool isWhole = result == 0 && reader.tell() < static_cast<long>(size);
         if (isWhole || block.size() < size) {
+            current.isInPieces = hasFoldedName();
             return (result == 0 || result == END_OF_FILE) && !object.empty();
         }
         if (result == PASSED_THROUGH) {
@@ -264,34 +280,35 @@ std::int64_t lineOfAttribute(off_t place, int index) {
 }
 
 std::string dnAt(off_t place) {
-    return shownText(dnLineAt(place));
+    return shownDn(dnLineAt(place));
 }
 
 std::string dnLineAt(off_t place) {
     constexpr std::size_t most = 8192;
     const std::string text = exportFile.textAt(place, most);
-    if (!equalIgnoringCase(std::string_view(text).substr(0, 3), "dn:")) {
-        return {};  // a value, which may be a secret
+    if (shownDn(text).empty() || (place > 0 && !isBehindLineFeed(place))) {
+        return {};
     }
+    const auto firstLineOf = [](std::string_view lines) {
+        return lines.substr(0, lines.find_first_of(std::string_view("\r\n\0", 3)));
+    };
     std::string_view rest = text;
-    std::string dn(withoutLineEnd(rest));
+    std::string dn(firstLineOf(rest));
     while (rest.find('\n') != std::string_view::npos) {
         rest.remove_prefix(rest.find('\n') + 1);
-        if (!rest.starts_with(' ')) {
+        if (!rest.starts_with(' ') || isBlankLine(firstLineOf(rest))) {
             break;
         }
-        dn += withoutLineEnd(rest.substr(1));
+        dn += firstLineOf(rest.substr(1));
     }
     return dn;
 }
 
-std::string shownText(std::string_view text) {
-    const std::string whole = quoted(text);
-    return whole.substr(1, whole.size() - 2);
-}
-
-std::string nameOf(std::string_view line) {
-    return shownText(line.substr(0, line.find(':')));
+std::string nameOf(std::string_view line, int index) {
+    std::string name = shownName(line);
+    const bool isRest =
+        index == 0 && !equalIgnoringCase(name, "dn") && !equalIgnoringCase(name, "version");
+    return current.isInPieces || isRest ? std::string(unnamed) : name;
 }
 
 void find(Kind kind, std::int64_t line, const std::string& effect, int message) {

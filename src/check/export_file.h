@@ -27,7 +27,7 @@ struct Piece {
     bool isCut = false;      // by a zero byte
 };
 
-// Where the entry just read stands. Written by readNextEntry and leaveOutLines.
+// Where the entry just read stands. Written by readNextEntry, leaveOutLines and readEntryAt.
 struct CurrentEntry {
     off_t place = 0;            // of its first line
     std::int64_t line = 0;      // the number of that line
@@ -43,6 +43,7 @@ struct CurrentEntry {
     // above it in which zero bytes begin. Empty for any other, and for one that is too large.
     std::vector<Piece> pieces;
     bool hasLongLine = false;  // a piece is torn
+    bool isInPieces = false;   // what looks like a name in it may be a part of a value
 };
 extern CurrentEntry current;
 
@@ -77,15 +78,13 @@ std::int64_t lineOfAttribute(off_t place, int index);
 std::int64_t lineOfCurrentAttribute(int index);
 
 // The DN line of the entry at `place`, on one line and without its line end; as it can be shown, or
-// as it stands. Empty where no DN line stands.
+// as it stands. Empty where no DN line begins.
 std::string dnAt(off_t place);
 std::string dnLineAt(off_t place);
 
-// A text as quoted() shows it, without the quotes.
-std::string shownText(std::string_view text);
-
-// The name of the attribute that `line` holds, as it can be shown.
-std::string nameOf(std::string_view line);
+// The name of the attribute that `line`, line `index` of the current entry, holds, as it can be
+// shown. A first line that is neither a DN nor a header may be the rest of a value.
+std::string nameOf(std::string_view line, int index);
 
 // Tell what is wrong with the current entry: at line `line` of the export, at attribute `index`, at
 // line `line` of `object`, or with the whole entry. `message` is the number of the message that a

@@ -34,8 +34,9 @@ namespace {
 void tellVersionAt(int line, std::string_view head, std::string_view value) {
     countRule(Rule::VERSIONS);
     if (head != "version:" || line == 0) {
-        findAtLine(Kind::VERSION_ELSEWHERE, line,
-                   format("would set the version in the attribute %s", nameOf(object.line(line))));
+        findAtLine(
+            Kind::VERSION_ELSEWHERE, line,
+            format("would set the version in the attribute %s", nameOf(object.line(line), line)));
     } else if (value.size() < 3) {
         findAtLine(Kind::VERSION_LENGTH, line,
                    "would put 6.0 in the place of a version of another length");
@@ -81,7 +82,7 @@ void tellMistakenClass() {
                     [&value](std::string_view one) { return equalIgnoringCase(trim(value), one); });
     if (!isExact) {
         findAtLine(Kind::CLASS_MISTAKEN, index,
-                   format("would tell the entry's class by the attribute %s", nameOf(line)));
+                   format("would tell the entry's class by the attribute %s", nameOf(line, index)));
     }
 }
 
@@ -141,9 +142,9 @@ void tellRespelled() {
     }
     countRule(Rule::RESPELLED);
     if (!object.line(line).starts_with("secuuid:")) {
-        findAtLine(
-            Kind::RESPELLED_ELSEWHERE, line,
-            format("would respell secuuid within the attribute %s", nameOf(object.line(line))));
+        findAtLine(Kind::RESPELLED_ELSEWHERE, line,
+                   format("would respell secuuid within the attribute %s",
+                          nameOf(object.line(line), line)));
     }
 }
 

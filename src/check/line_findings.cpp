@@ -131,5 +131,5 @@ void dropLine(std::string_view line, int index, std::span<const std::string_view
     countRule(Rule::FILTERED_WORDS);
     findAt(Kind::FILTERED_WORD, index,
            format("would drop the attribute %s, because it holds a name that is filtered",
-                  nameOf(line)));
+                  nameOf(line, index)));
 }

@@ -12,6 +12,7 @@
 #include "check/export_file.h"
 #include "check/inventory.h"
 #include "check/line_findings.h"
+#include "check/shown.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
 #include "entry/adjustments.h"
@@ -57,6 +58,13 @@ Owner* ownerOf(bool isGroup, bool& isNew) {
     return &owner;
 }
 
+// The first component of the current entry's DN, when it has one.
+std::string shownDomain(const std::string& domain) {
+    constexpr std::string_view dnName = "dn:";
+    const bool hasDn = !current.isInPieces && !shownDn(object.line(0)).empty();
+    return hasDn ? shownDn(std::string(dnName) + domain).substr(dnName.size()) : "its own";
+}
+
 void tellDomain(const Owner& owner) {
     const std::string_view ownerDn = owner.has(IS_GROUP) ? saved_secGroup_dn : saved_secUser_dn;
     std::string domain(withoutLineEnd(ownerDn.substr(0, ownerDn.find(','))));
@@ -70,7 +78,7 @@ void tellDomain(const Owner& owner) {
         findEntry(Kind::WRONG_DOMAIN,
                   owner.domain == 0
                       ? format("would put the entry into the default domain instead of %s",
-                               shownText(domain))
+                               shownDomain(domain))
                       : "would put the entry into a subdomain instead of the default domain");
     }
 }
@@ -118,7 +126,7 @@ void tellName(const NameSource& source, std::string_view name) {
         line.starts_with(source.spellings[0]) || line.starts_with(source.spellings[1]);
     if (!isOwn) {
         findAt(Kind::NAME_FROM_ELSEWHERE, index,
-               format("would take its %s from the attribute %s", source.kind, nameOf(line)));
+               format("would take its %s from the attribute %s", source.kind, nameOf(line, index)));
     } else if (name.starts_with(':')) {
         findAt(Kind::BASE64_NAME, index,
                format("would take the %s undecoded into the new DN", source.kind));

@@ -12,6 +12,7 @@
 #include "check/inventory.h"
 #include "check/passed_entries.h"
 #include "check/regrouped_entries.h"
+#include "check/shown.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
 #include "entry/entry.h"
@@ -78,6 +79,7 @@ void tellWithoutMapping(const Owner& owner) {
 struct MergedEntry {
     Part part;
     Entry entry;
+    bool isInPieces;  // what looks like a name in it may be a part of a value
 };
 
 std::vector<MergedEntry> entriesOf(const Owner& owner) {
@@ -88,7 +90,7 @@ std::vector<MergedEntry> entriesOf(const Owner& owner) {
             if (!entry) {
                 return {};
             }
-            entries.push_back({part, *std::move(entry)});
+            entries.push_back({part, *std::move(entry), current.isInPieces});
         }
     }
     return entries;
@@ -112,6 +114,10 @@ std::string newDnLine(const Owner& owner, const Entry& own) {
     const std::string_view domain = domainName(owner.domain);
     return owner.has(IS_GROUP) ? newGroupDnLine(cnOf(own), domain)
                                : newUserDnLine(principalNameOf(own), domain);
+}
+
+std::string nameIn(const MergedEntry& merged, std::string_view line) {
+    return merged.isInPieces ? std::string(unnamed) : shownName(line);
 }
 
 std::vector<std::string> linesOfRecord(const Owner& owner, const Entry& own) {
@@ -186,7 +192,7 @@ void tellLostLines(const Owner& owner, const MergedEntry& merged,
                        {lineOfAttribute(place, i), 0, dnAt(place),
                         format("would drop %s: another entry of the same owner holds the name, and "
                                "its line takes the place",
-                               nameOf(line)),
+                               nameIn(merged, line)),
                         0});
         }
     }
@@ -281,7 +287,7 @@ void findTroubleOfOwners() {
     tellTakenNames();
 }
 
-std::optional<std::vector<std::string>> demandedRecord(const Owner& owner) {
+std::optional<DemandedRecord> demandedRecord(const Owner& owner) {
     if (!canBeMerged(owner)) {
         return std::nullopt;
     }
@@ -290,5 +296,11 @@ std::optional<std::vector<std::string>> demandedRecord(const Owner& owner) {
         return std::nullopt;
     }
     merge(entries);
-    return linesOfRecord(owner, entries[0].entry);
+    DemandedRecord record = {linesOfRecord(owner, entries[0].entry), {"dn"}};
+    for (const MergedEntry& merged : entries) {
+        for (int i = 1; i < merged.entry.lineCount(); ++i) {
+            record.names.insert(nameIn(merged, merged.entry.line(i)));
+        }
+    }
+    return record;
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,11 @@
 // digests could not decide.
 void findTroubleOfOwners();
 
-// The lines that the output must hold of an owner, its new DN line first; nothing when its entries
-// cannot be merged.
-std::optional<std::vector<std::string>> demandedRecord(const Owner& owner);
+// What the output must hold of an owner.
+struct DemandedRecord {
+    std::vector<std::string> lines;  // the new DN line first
+    std::set<std::string> names;     // those of attributes that may be shown
+};
+
+// Nothing when the owner's entries cannot be merged.
+std::optional<DemandedRecord> demandedRecord(const Owner& owner);

@@ -5,6 +5,7 @@
 #include <deque>
 #include <iterator>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -19,6 +20,7 @@
 #include "check/owner_findings.h"
 #include "check/owners.h"
 #include "check/regrouped_entries.h"
+#include "check/shown.h"
 #include "driver/diagnostics/format.h"
 #include "entry/entry.h"
 #include "entry/text.h"
@@ -79,8 +81,8 @@ void tell(Kind kind, off_t exportPlace, const OutputEntry* entry, const std::str
     Finding finding;
     finding.line = exportPlace >= 0 ? lineAt(exportPlace) : 0;
     finding.outputLine = entry != nullptr ? entry->line : 0;
-    finding.dn = entry != nullptr ? shownText(outputDnAt(entry->place)) : dnAt(exportPlace);
-    finding.effect = effect;
+    finding.dn = entry != nullptr ? shownDn(outputDnAt(entry->place)) : dnAt(exportPlace);
+    finding.effect = finding.dn.empty() ? "the entry begins without a DN line: " + effect : effect;
     addFinding(kind, std::move(finding));
 }
 
@@ -185,23 +187,26 @@ void noteCredential(const Demand& demand) {
 
 // ---- Entries that are rebuilt.
 
-// The attribute names in which two lists of lines differ, those that `lines` has more often.
-std::string namesOnlyIn(std::vector<std::string> lines, std::vector<std::string> others) {
+// The attribute names in which two lists of lines differ, those that `lines` has more often. Shows
+// `names` alone: any other may be the rest of a value that was broken apart.
+std::string namesOnlyIn(std::vector<std::string> lines, std::vector<std::string> others,
+                        const std::set<std::string>& names) {
     std::sort(lines.begin(), lines.end());
     std::sort(others.begin(), others.end());
     std::vector<std::string> left;
     std::set_difference(lines.begin(), lines.end(), others.begin(), others.end(),
                         std::back_inserter(left));
-    std::string names;
+    std::string list;
     std::string last;
     for (const std::string& line : left) {
-        const std::string name = shownText(line.substr(0, line.find(':')));
+        const std::string found = shownName(line);
+        const std::string name = names.contains(found) ? found : std::string(unnamed);
         if (name != last) {
-            names += format("%s%s", names.empty() ? "" : ", ", name);
+            list += format("%s%s", list.empty() ? "" : ", ", name);
         }
         last = name;
     }
-    return names;
+    return list;
 }
 
 std::vector<std::string> linesAt(const OutputEntry& entry) {
@@ -219,13 +224,13 @@ std::vector<std::string> linesAt(const OutputEntry& entry) {
 
 // Names attributes, never values: these may be secrets.
 std::string difference(const Owner& owner, const OutputEntry& entry) {
-    const std::optional<std::vector<std::string>> demanded = demandedRecord(owner);
+    const std::optional<DemandedRecord> demanded = demandedRecord(owner);
     if (!demanded) {
         return "its lines are not those that the export demands";
     }
     const std::vector<std::string> present = linesAt(entry);
-    const std::string lacks = namesOnlyIn(*demanded, present);
-    const std::string besides = namesOnlyIn(present, *demanded);
+    const std::string lacks = namesOnlyIn(demanded->lines, present, demanded->names);
+    const std::string besides = namesOnlyIn(present, demanded->lines, demanded->names);
     if (lacks.empty()) {
         return format("it has lines that the export does not demand: %s", besides);
     }

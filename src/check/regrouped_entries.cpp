@@ -128,13 +128,14 @@ void tellNormalized(std::string_view line, int index) {
     countRule(Rule::NORMALIZED);
     constexpr std::string_view name = "secdn:";
     if (!line.starts_with(name)) {
-        findAt(Kind::NORMALIZED_VALUE, index,
-               format("would drop the blanks beside commas in the attribute %s", nameOf(line)));
+        findAt(
+            Kind::NORMALIZED_VALUE, index,
+            format("would drop the blanks beside commas in the attribute %s", nameOf(line, index)));
     } else if (losesEscapedBlank(line)) {
         findAt(
             Kind::ESCAPED_COMMA, index,
             format("would drop a blank beside a comma that belongs to a value in the attribute %s",
-                   nameOf(line)));
+                   nameOf(line, index)));
     }
 }
 
@@ -205,6 +206,7 @@ bool isWrittenWhole(std::string_view attributes) {
 // Has the reader of the work file divide the attributes, and takes in what it makes of them.
 void regroupPieces(const std::string& attributes) {
     const Break found = findBreak(attributes);
+    current.isInPieces = true;
     LineReader reader;
     reader.openText(attributes + '\n');
     bool ends = false;

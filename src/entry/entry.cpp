@@ -11,21 +11,6 @@
 
 Entry object;
 
-namespace {
-
-// The attribute name that a line begins with; empty when what stands there cannot be one.
-std::string_view attributeName(std::string_view line) {
-    constexpr std::string_view characters =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-;.";
-    constexpr std::size_t most = 64;  // more than any name has
-    line = line.substr(0, most);
-    const std::size_t end = line.find_first_not_of(characters);
-    const bool isName = end != std::string_view::npos && line[end] == ':';
-    return isName ? line.substr(0, end) : std::string_view();
-}
-
-}  // namespace
-
 void Entry::appendText(std::string_view text) {
     if (text.size() > std::numeric_limits<std::uint32_t>::max() - text_.size()) {
         failWithoutMemory();
@@ -122,6 +107,16 @@ std::string_view firstLineOr(EntryView entry, std::string_view otherwise) {
 bool isDnLine(std::string_view line) {
     constexpr std::string_view name = "dn:";
     return equalIgnoringCase(line.substr(0, name.size()), name);
+}
+
+std::string_view attributeName(std::string_view line) {
+    constexpr std::string_view characters =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-;.";
+    constexpr std::size_t most = 64;  // more than any name has
+    line = line.substr(0, most);
+    const std::size_t end = line.find_first_not_of(characters);
+    const bool isName = end != std::string_view::npos && line[end] == ':';
+    return isName ? line.substr(0, end) : std::string_view();
 }
 
 std::string quoted(std::string_view line) {

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "check/checked_file.h"
+#include "check/places.h"
+#include "check/shown.h"
 #include "support/dice.h"
 #include "support/ldif_fixture.h"
 #include "support/process.h"
@@ -347,11 +349,32 @@ TEST_F(ExportFileTest, ALongDnIsCut) {
     EXPECT_LT(dnAt(0).size(), 300U);
 }
 
-TEST_F(ExportFileTest, TheNameOfAnAttributeIsWhatStandsBeforeItsFirstColon) {
-    EXPECT_EQ(nameOf("mail;x: a:b"), "mail;x");
-    EXPECT_EQ(nameOf("photo:: YQ=="), "photo");
-    EXPECT_EQ(nameOf("ma\til: a"), "ma?il");
-    EXPECT_EQ(nameOf("none"), "none");
+TEST_F(ExportFileTest, WhatDoesNotBelongToTheDnIsNotShownWithIt) {
+    read(std::string_view("dn: cn=a\0secret\nx: 1\n\ndn: b\n \n secret\n", 39));
+    EXPECT_EQ(dnAt(0), "dn: cn=a");
+    EXPECT_EQ(dnAt(22), "dn: b");
+}
+
+TEST_F(ExportFileTest, ADnBeginsALine) {
+    const std::string comment(longestLine, '#');
+    read(comment + "dn: secret\nx: 1\n");
+    EXPECT_EQ(dnAt(static_cast<off_t>(longestLine)), "");
+}
+
+TEST_F(ExportFileTest, AFirstLineIsNamedWhenItIsADnOrAHeader) {
+    read("dn: a\n");
+    EXPECT_EQ(nameOf("DN: a", 0), "DN");
+    EXPECT_EQ(nameOf("version: 1", 0), "version");
+    EXPECT_EQ(nameOf("secret: 1", 0), unnamed);
+    EXPECT_EQ(nameOf("mail: 1", 1), "mail");
+}
+
+TEST_F(ExportFileTest, NothingIsNamedInAnEntryThatIsInPieces) {
+    for (const std::string& line :
+         {"x: " + std::string(longestLine, 'y'), std::string("x: a\0b", 6)}) {
+        read("dn: a\n" + line + "\nmail: 1\n");
+        EXPECT_EQ(nameOf("mail: 1", 2), unnamed);
+    }
 }
 
 // ---- Findings

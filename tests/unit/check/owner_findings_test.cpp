@@ -82,17 +82,26 @@ TEST_F(OwnerFindingsTest, OfTwoOwnersOfOneNameTheSecondIsTold) {
 
 TEST_F(OwnerFindingsTest, OfAnOwnerThatLacksAnEntryNothingIsDemanded) {
     scan(userEntry("ann"));
-    EXPECT_EQ(demandedRecord(ownerAt(0)), std::nullopt);
+    EXPECT_FALSE(demandedRecord(ownerAt(0)));
 }
 
 TEST_F(OwnerFindingsTest, TheDemandedRecordIsTheMergedEntry) {
     scan(userEntry("ann", "secuuid: 1\nmotto: a\n  folded\naclEntry: x\n") +
          mappingEntry("ann", "secUUID: 2\n") + usersEntry("ann", "lastLogin: 3\n"));
     findTroubleOfOwners();
-    EXPECT_EQ(demandedRecord(ownerAt(0)),
+    EXPECT_EQ(demandedRecord(ownerAt(0))->lines,
               (Lines{"dn: principalName=ann,cn=Users,secAuthority=default", "objectClass: secUser",
                      "secAuthority: Default", "principalName: ann", "secDN: cn=ann,o=acme",
                      "lastLogin: 3", "secDomainId: Default%ann", "secUUID: 2", "motto: a folded"}));
+}
+
+TEST_F(OwnerFindingsTest, TheNamesShownAreThoseOfLinesThatAreWhole) {
+    scan(userEntry("ann", "motto: a\n folded\n") +
+         mappingEntry("ann", "secUUID: 2\n\rx\n secret: c\n"));
+    const std::optional<DemandedRecord> record = demandedRecord(ownerAt(0));
+    ASSERT_TRUE(record);
+    EXPECT_TRUE(record->names.contains("motto"));
+    EXPECT_FALSE(record->names.contains("secret"));
 }
 
 // ---- The records of a whole export
@@ -142,10 +151,11 @@ TEST_F(OwnerFindingsTest, TheRecordOfEveryOwnerIsThatOfItsMerge) {
     for (const bool isResolved : {false, true}) {
         for (OwnerNumber i = 0; i < ownerCount(); ++i) {
             const Owner owner = ownerAt(i);
-            const std::optional<Lines> record = demandedRecord(owner);
+            const std::optional<DemandedRecord> record = demandedRecord(owner);
             if (record && (isResolved || !owner.has(MAY_LOSE_VALUES))) {
                 ++(isResolved ? merged : decided);
-                ASSERT_EQ(owner.record.value(), sumOf(*record)) << testing::PrintToString(*record);
+                ASSERT_EQ(owner.record.value(), sumOf(record->lines))
+                    << testing::PrintToString(record->lines);
             }
         }
         findTroubleOfOwners();
