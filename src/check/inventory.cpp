@@ -1,5 +1,7 @@
 #include "check/inventory.h"
 
+#include <algorithm>
+
 Inventory inventory;
 std::array<std::uint64_t, static_cast<std::size_t>(Rule::END)> ruleLines = {};
 
@@ -34,6 +36,10 @@ void countWorkFile(std::uint64_t bytes) {
 
 void countOutput(std::uint64_t bytes) {
     inventory.outputBytes += bytes;
+}
+
+void discountOutput(std::uint64_t bytes) {
+    inventory.outputBytes -= std::min(bytes, inventory.outputBytes);
 }
 
 void forgetInventory() {

@@ -16,7 +16,7 @@ struct Inventory {
     std::uint64_t users = 0;                     // owners of user entries, there or missing
     std::uint64_t groups = 0;
     std::uint64_t workFileBytes = 0;
-    std::uint64_t outputBytes = 0;  // at most
+    std::uint64_t outputBytes = 0;  // at most, once owners have been looked at
     std::uint64_t userMemory = 0;   // what a migration holds of all users and their entries
     std::uint64_t groupMemory = 0;
 };
@@ -52,7 +52,11 @@ void countEntry(ObjectClass kind);
 void countOwner(bool isGroup);
 void countMemory(bool isGroup, std::uint64_t bytes);
 void countWorkFile(std::uint64_t bytes);
+
+// The output is counted from above: an entry that is regrouped first with everything that the work
+// file holds of it, less what is then known to be left out.
 void countOutput(std::uint64_t bytes);
+void discountOutput(std::uint64_t bytes);
 
 // Begins to count anew.
 void forgetInventory();

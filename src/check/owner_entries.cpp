@@ -153,7 +153,21 @@ void nameOwner(Owner& owner) {
     owner.newDn = Packed64(digestIgnoringCase(withoutLineEnd(dnLine)));
     owner.set(NAMED);
     owner.addToRecord(LineSum(digestOfLine(withoutLineEnd(dnLine))));
-    countOutput(dnLine.size() + 1);
+    owner.name = nameDigest(name);
+    owner.nameSize = static_cast<std::uint16_t>(name.size());
+    countOutput(dnLine.size());
+}
+
+// Counts what is written for a policy beside its lines, but for the name of the user, which occurs
+// twice: the new DN, and the container.
+void countPolicy(const Owner& owner) {
+    constexpr std::string_view containerPrefix = "cn=Policies,";
+    constexpr std::string_view container =
+        "objectclass: container\nobjectclass: top\ncn: Policies\n\n";
+    const std::string_view dn = object.line(0);
+    const std::string_view domain = isInDefaultDomain(dn) ? std::string_view() : domainOfPolicy(dn);
+    countOutput(newPolicyDnLine({}, domain).size() + containerPrefix.size() +
+                newUserDnLine({}, domainName(owner.domain)).size() + container.size());
 }
 
 // What a merge does with a line.
@@ -181,11 +195,13 @@ void addClassLine(Sketch& sketch, std::string_view line, int index) {
     sketchValue(sketch, line);
     if (mergedFilter.matchesSome(line)) {
         sketch.isIrregular = true;
+        sketch.leftOut += line.size() + 1;
         dropLine(line, index, droppedNames);
         return;
     }
     sketch.classLines += LineSum(digestOfLine(line));
     ++sketch.classLineCount;
+    sketch.classBytes += line.size() + 1;
 }
 
 // The sketch of the current entry, which is going to be merged.
@@ -200,22 +216,24 @@ Sketch sketchOfObject(bool isBroken) {
         }
         if (index == 0) {
             sketch.isIrregular = !isDnName(name);
+            sketch.leftOut += line.size() + 1;
             sketchValue(sketch, line);
             return;
         }
         if (line.starts_with('\t')) {
             findAt(Kind::TAB_LINE, index, "would take the line for an attribute of its own");
         }
-        countOutput(line.size() + 1);
         if (isClassName(name)) {
             addClassLine(sketch, line, index);
         } else if (isOnDropList(name)) {
             sketchValue(sketch, line);
+            sketch.leftOut += line.size() + 1;
             dropLine(line, index, droppedNames);
         } else {
             sketch.isIrregular = sketch.isIrregular || isDnName(name);
             const bool isDropped = mergedFilter.matchesSome(line);
             if (isDropped) {
+                sketch.leftOut += line.size() + 1;
                 dropLine(line, index, droppedNames);
             }
             sketchLine(sketch, line, !isDropped);
@@ -225,18 +243,16 @@ Sketch sketchOfObject(bool isBroken) {
 }
 
 // The sum of the lines of a policy but for its first.
-LineSum policyLines() {
+LineSum policyLines(bool isBroken) {
     LinesDigest digest;
     visitLines(object.text(), [&](std::string_view line, int index) {
-        if (index == 0) {
-            return;
-        }
-        if (unmergedFilter.matchesSome(line)) {
+        const bool isDropped = index > 0 && unmergedFilter.matchesSome(line);
+        if (isDropped) {
             dropLine(line, index, filteredNames);
-        } else {
+        } else if (index > 0) {
             digest.add(digestOfLine(line));
-            countOutput(line.size() + 1);
         }
+        discountOutput((index == 0 || isDropped) && !isBroken ? line.size() + 1 : 0);
     });
     return digest.sum;
 }
@@ -346,11 +362,25 @@ void markBlanks(Owner& owner, Part part, std::string_view dnLine) {
     }
 }
 
+// Counts what is written for it beside its lines where the two are gathered in different passes;
+// either of them may be the one that a policy belongs to.
+void countSecond(const Owner& owner, Part part) {
+    if (part == Part::POLICY) {
+        countPolicy(owner);
+    } else if (part == Part::OWN) {
+        const std::string_view domain = domainName(owner.domain);
+        const std::string_view name = principalNameOf(object);
+        countOutput(owner.has(IS_GROUP) ? newGroupDnLine(cnOf(object), domain).size()
+                                        : newUserDnLine(name, domain).size() + 2 * name.size());
+    }
+}
+
 // Tells of a second entry of one kind for one owner, with the line of the first.
 void tellSecond(Owner& owner, Part part) {
     if (part != Part::POLICY && part != Part::POLICY_DATA) {
         owner.set(BROKEN);
     }
+    countSecond(owner, part);
     if (!isShown(Kind::TWO_OF_ONE_KIND)) {
         countFinding(Kind::TWO_OF_ONE_KIND);
         return;
@@ -368,14 +398,14 @@ void addLines(Owner& owner, Part part, bool isBroken) {
     if (part == Part::POLICY) {
         tellPolicyDomain(owner);
         tellPolicyName();
-        owner.policy = Packed40((policyLines() += policyDomain()).value());
+        owner.policy = Packed40((policyLines(isBroken) += policyDomain()).value());
         countRule(Rule::CONTAINERS_ADDED);
-        constexpr std::uint64_t container = 200;
-        countOutput(container);
+        countPolicy(owner);
         return;
     }
     if (part == Part::POLICY_DATA) {
         countRule(Rule::POLICY_DATA, static_cast<std::uint64_t>(object.lineCount()));
+        discountOutput(isBroken ? 0 : object.text().size() + 1);
         return;
     }
     if (part == Part::OWN) {
@@ -386,7 +416,10 @@ void addLines(Owner& owner, Part part, bool isBroken) {
     } else {
         countRule(Rule::OLD_NAMES);
     }
-    const MergedLines merged = takeIn(owner, part, sketchOfObject(isBroken));
+    const Sketch sketch = sketchOfObject(isBroken);
+    const MergedLines merged = takeIn(owner, part, sketch);
+    const std::uint64_t blankLine = part == Part::OWN ? 0 : 1;  // the record has one
+    owner.leaveOut(sketch.leftOut + merged.bytes + blankLine);
     countRule(Rule::EQUAL_LINES, merged.equal);
     countRule(Rule::OLD_CLASSES, merged.classes);
 }

@@ -233,6 +233,23 @@ std::uint64_t equalLinesCounted(const Owner& owner, std::vector<MergedEntry> ent
     return counted;
 }
 
+// What the entries take of the work file.
+std::uint64_t bytesOf(const std::vector<MergedEntry>& entries) {
+    std::uint64_t bytes = 0;
+    for (const MergedEntry& one : entries) {
+        bytes += one.entry.text().size() + 1;
+    }
+    return bytes;
+}
+
+// What the record takes of the output beside its DN line.
+std::uint64_t bytesOf(const std::vector<std::string>& record) {
+    std::uint64_t bytes = 1;
+    std::for_each(record.begin() + 1, record.end(),
+                  [&bytes](const std::string& line) { bytes += line.size() + 1; });
+    return bytes;
+}
+
 // Merges what digests could not decide, and sets the record right.
 void resolveMerge(Owner& owner) {
     const std::vector<MergedEntry> entries = entriesOf(owner);
@@ -249,6 +266,7 @@ void resolveMerge(Owner& owner) {
         ++left[line];
     }
     owner.record = Packed40(sum.value());
+    discountOutput(bytesOf(entries) - bytesOf(record));
     discountRule(Rule::EQUAL_LINES, equalLinesCounted(owner, entries));
     for (const MergedEntry& one : entries) {
         tellLostLines(owner, one, record, left);
@@ -262,8 +280,12 @@ void findTroubleOf(Owner& owner) {
         isGroup ? tellWithoutOwn(owner, needGroup) : tellWithoutOwn(owner, needUser);
     } else if (!owner.has(Part::MAPPING)) {
         tellWithoutMapping(owner);
-    } else if (owner.has(MAY_LOSE_VALUES) && canBeMerged(owner)) {
-        resolveMerge(owner);
+    } else if (canBeMerged(owner)) {
+        owner.has(MAY_LOSE_VALUES) ? resolveMerge(owner) : discountOutput(owner.leftOut);
+    }
+    if (owner.has(Part::POLICY)) {
+        constexpr std::uint64_t occurrences = 2;  // in the policy's new DN and in the container's
+        countOutput(occurrences * owner.nameSize);
     }
 }
 
@@ -282,6 +304,10 @@ void tellSameName(Owner& first, Owner& second) {
 void findTroubleOfOwners() {
     for (OwnerNumber i = 0; i < ownerCount(); ++i) {
         findTroubleOf(ownerAt(i));
+    }
+    if (isChangetypeDemanded()) {
+        constexpr std::string_view line = "changetype: add\n";  // in each policy container
+        countOutput(line.size() * inventory.byClass[SECPOLICY_OBJECTCLASS]);
     }
     indexNewDns(tellSameName);
     tellTakenNames();

@@ -177,6 +177,7 @@ bool endsInLetter(std::string_view head) {
 struct ClassLines {
     LineSum sum;
     std::uint32_t count;
+    std::uint64_t bytes;
 };
 std::vector<ClassLines> classLines;
 constexpr std::uint8_t unknownClassLines = 255;
@@ -187,14 +188,14 @@ std::uint8_t numberOfClassLines(const Sketch& sketch) {
                      [&sketch](const ClassLines& lines) { return lines.sum == sketch.classLines; });
     const auto number = static_cast<std::uint8_t>(found - classLines.begin());
     if (found == classLines.end() && number != unknownClassLines) {
-        classLines.push_back({sketch.classLines, sketch.classLineCount});
+        classLines.push_back({sketch.classLines, sketch.classLineCount, sketch.classBytes});
     }
     return number;
 }
 
 // The class lines of the entry that leads count alone: those of the owner's own, unless there is
-// one below cn=Users. Returns how many are left out.
-std::uint32_t addClassLines(Owner& owner, Part part, const Sketch& sketch) {
+// one below cn=Users. Returns what is left out.
+MergedLines addClassLines(Owner& owner, Part part, const Sketch& sketch) {
     if (part == Part::OWN) {
         owner.classLines = numberOfClassLines(sketch);
         if (owner.classLines == unknownClassLines) {
@@ -203,15 +204,15 @@ std::uint32_t addClassLines(Owner& owner, Part part, const Sketch& sketch) {
     }
     const bool isLed = part == Part::MAPPING || (part == Part::OWN && owner.has(Part::USERS_ENTRY));
     if (isLed) {
-        return sketch.classLineCount;
+        return {0, sketch.classLineCount, sketch.classBytes};
     }
     owner.addToRecord(sketch.classLines);
     if (part == Part::OWN || !owner.has(Part::OWN) || owner.classLines == unknownClassLines) {
-        return 0;
+        return {};
     }
     const ClassLines& own = classLines[owner.classLines];
     owner.addToRecord(LineSum() -= own.sum);
-    return own.count;
+    return {0, own.count, own.bytes};
 }
 
 std::uint32_t packedLine(std::uint64_t line) {
@@ -244,6 +245,10 @@ Owner& addOwner(std::uint64_t dn) {
         ownersByDn.add(number);
     }
     return owner;
+}
+
+std::uint32_t nameDigest(std::string_view name) {
+    return static_cast<std::uint32_t>(digestOfLine(name) >> 32U);
 }
 
 void indexNewDns(void (*sameName)(Owner& first, Owner& second)) {
@@ -333,11 +338,11 @@ void sketchLine(Sketch& sketch, std::string_view line, bool isKept) {
     std::uint64_t& place = sketch.common[static_cast<std::size_t>(common - commonNames.begin())];
     sketch.isIrregular = sketch.isIrregular || place != 0 || !isKept;
     place = digestOfLine(line);
+    sketch.commonSizes[static_cast<std::size_t>(&place - sketch.common.data())] = line.size() + 1;
 }
 
 MergedLines takeIn(Owner& owner, Part part, const Sketch& sketch) {
-    MergedLines merged;
-    merged.classes = addClassLines(owner, part, sketch);
+    MergedLines merged = addClassLines(owner, part, sketch);
     const bool mistakable =
         (owner.has(HOLDS_COMMON_NAME) || sketch.holdsCommonName) &&
         (owner.has(Part::OWN) || owner.has(Part::MAPPING) || owner.has(Part::USERS_ENTRY));
@@ -362,6 +367,7 @@ MergedLines takeIn(Owner& owner, Part part, const Sketch& sketch) {
             owner.addToRecord(LineSum(line));
         } else if (owner.common[i] == packedLine(line)) {
             ++merged.equal;
+            merged.bytes += sketch.commonSizes[i];
         } else {
             owner.set(MAY_LOSE_VALUES);
         }

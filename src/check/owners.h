@@ -8,8 +8,10 @@
 
 #include <sys/types.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -70,6 +72,9 @@ struct Owner {
     std::uint8_t classLines = 0;             // those of a user's own entry, by number
     std::uint16_t domain = 0;                // see domainName
     std::uint16_t flags = 0;
+    std::uint16_t nameSize = 0;  // of the name in its new DN
+    std::uint16_t leftOut = 0;   // bytes of its entries that its record does not take over
+    std::uint32_t name = 0;      // a digest of the name, in which case counts
 
     bool has(OwnerFlag flag) const {
         return (flags & flag) != 0;
@@ -90,13 +95,18 @@ struct Owner {
         flags = static_cast<std::uint16_t>(flags |
                                            1U << (firstExplained + static_cast<unsigned>(part)));
     }
+    // Counts more than it can hold as less.
+    void leaveOut(std::uint64_t bytes) {
+        constexpr std::uint64_t most = std::numeric_limits<std::uint16_t>::max();
+        leftOut = static_cast<std::uint16_t>(std::min(leftOut + bytes, most));
+    }
     void addToRecord(LineSum lines) {
         record = Packed40((lines += LineSum(record.value())).value());
     }
 };
 
 // Each byte of it counts ten million times.
-static_assert(sizeof(Owner) <= 84);
+static_assert(sizeof(Owner) <= 92);
 
 using OwnerNumber = std::uint32_t;
 
@@ -109,6 +119,9 @@ Owner* findOwner(std::uint64_t dn);
 
 // Adds an owner; another one of the same digest stays the one that is found.
 Owner& addOwner(std::uint64_t dn);
+
+// A digest of the name in a new DN, in which case counts.
+std::uint32_t nameDigest(std::string_view name);
 
 // Lets go of the way from DNs to owners, and finds owners by their new DNs from here on.
 // `sameName` is called for each owner whose new DN is that of an earlier one.
@@ -133,9 +146,12 @@ std::uint64_t domainCount();
 struct Sketch {
     std::uint64_t names = 0;
     std::array<std::uint64_t, commonNames.size()> common = {};
+    std::array<std::uint64_t, commonNames.size()> commonSizes = {};  // with their line feeds
     LineSum lines;       // those that are neither common nor class lines
     LineSum classLines;  // the object class lines
     std::uint32_t classLineCount = 0;
+    std::uint64_t classBytes = 0;
+    std::uint64_t leftOut = 0;  // bytes of lines that are left out whatever the other entries hold
     bool holdsCommonName = false;
     bool isIrregular = false;  // merging it follows rules of its own
     bool isBroken = false;     // it cannot be merged at all
@@ -149,6 +165,7 @@ void sketchLine(Sketch& sketch, std::string_view line, bool isKept);
 struct MergedLines {
     std::uint32_t equal = 0;    // lines that another entry of the owner holds as well
     std::uint32_t classes = 0;  // object classes of an entry that another leads
+    std::uint64_t bytes = 0;    // of both
 };
 
 // Adds a line that no other entry takes over: what its value holds may still be taken for a name.

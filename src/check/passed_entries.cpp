@@ -13,6 +13,7 @@
 #include "check/line_findings.h"
 #include "check/owners.h"
 #include "driver/diagnostics/format.h"
+#include "entry/adjustments.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
 #include "ldif/pass_through.h"
@@ -117,7 +118,7 @@ void passThrough(std::string_view attributes, bool addsInstallDate) {
     });
     tellLongLines();
     noteNewName(attributes);
-    countOutput(bytes);
+    countOutput(addsInstallDate ? bytes + installDateLine({}).size() + 1 : bytes);
     demand(digest, addsInstallDate);
 }
 
@@ -125,6 +126,7 @@ void passThroughOversized() {
     oversizedLines = LinesDigest();
     oversizedLine.clear();
     visitOversizedEntry(takeOversizedLine);
+    countOutput(1);  // the blank line behind it
     findEntry(Kind::TOO_MANY_LINES,
               current.isLast
                   ? "would pass the entry on as it is, without comments and entry identifiers, and "

@@ -27,14 +27,14 @@ namespace {
 
 bool holdsChangetype = false;
 
-void addCredential() {
+void addCredential(bool isBroken) {
     LinesDigest digest;
     visitLines(object.text(), [&](std::string_view line, int index) {
         if (unmergedFilter.matchesSome(line)) {
             dropLine(line, index, filteredNames);
+            discountOutput(isBroken ? 0 : line.size() + 1);
         } else {
             digest.add(digestOfLine(line));
-            countOutput(line.size() + 1);
         }
     });
     if (demandTakers.credential != nullptr) {
@@ -48,7 +48,7 @@ bool takeIn(bool isBroken) {
     switch (objectClass) {
         case RESCREDS_CONTAINER:
         case SECRESCREDS_OBJECTCLASS:
-            addCredential();
+            addCredential(isBroken);
             return true;
         case SECUSER_OBJECTCLASS:
             addToOwner(isUsersEntry(object.line(0)) ? Part::USERS_ENTRY : Part::OWN, false,
@@ -236,6 +236,7 @@ void regroupPieces(const std::string& attributes) {
 void regroup(std::string_view attributes) {
     const std::string_view text = workFileText(attributes, tellNormalized);
     countWorkFile(text.size() + 1);
+    countOutput(text.size() + 1);
     holdsChangetype = holdsChangetype || someHead(text, [](std::string_view head) {
                           return head.ends_with("changetype:");
                       });

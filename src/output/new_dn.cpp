@@ -277,6 +277,10 @@ std::string newGroupDnLine(std::string_view name, std::string_view domain) {
     return dnLine(groupBuilder, name, domain);
 }
 
+std::string newPolicyDnLine(std::string_view name, std::string_view domain) {
+    return dnLine(policyBuilder, name, domain);
+}
+
 int learnPrincipalNameFromSecUserObject(int index) {
     return learnName(principalNameFinder, index);
 }

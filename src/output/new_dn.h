@@ -36,10 +36,11 @@ bool isInDefaultDomain(std::string_view dn);
 // none in front of a comma.
 std::string_view domainOfPolicy(std::string_view policyDn);
 
-// The new DN line of the user or group `name` in domain `domain`, such as "secAuthority=Sales";
-// in the default domain when that is null.
+// The new DN line of the user or group `name`, or of the policy of the user `name`, in domain
+// `domain`, such as "secAuthority=Sales"; in the default domain when that is null.
 std::string newUserDnLine(std::string_view name, std::string_view domain);
 std::string newGroupDnLine(std::string_view name, std::string_view domain);
+std::string newPolicyDnLine(std::string_view name, std::string_view domain);
 
 // Find the naming value in row `index` of secUser_matrix or secGroup_matrix. Return 0, or -1 when
 // it is missing or empty.

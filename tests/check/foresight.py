@@ -24,9 +24,9 @@ DROPPED = (b"dn", b"objectclass", b"kvo-entryuuid", b"aclentry", b"acl", b"aci",
 ALL = ("--json", "--limit", "1000000")
 
 # What came of an export: the check's runs before and after, the migration in between with the
-# counts that the check told, and whether the check left its surroundings as they were. There is
-# no run after when the migration has failed.
-Case = collections.namedtuple("Case", "export before slots migration after untouched")
+# counts that the check told, the bytes of the work file of such a migration, and whether the check
+# left its surroundings as they were. There is no run after when the migration has failed.
+Case = collections.namedtuple("Case", "export before slots migration work_file after untouched")
 
 
 def examine(program, checker, export):
@@ -38,16 +38,18 @@ def examine(program, checker, export):
         before = check(checker, path, options=ALL)
         untouched = state(folder) == surroundings
         if before.document is None:
-            return Case(export, before, None, None, None, untouched)
+            return Case(export, before, None, None, None, None, untouched)
         slots = recommended(before)
         migration = migrate(program, export, slots)
-        after = None
+        after = work_file = None
         if migration.status == 0:
+            # A traced run leaves its work file.
+            work_file = len(migrate(program, export, slots, traced=True).work)
             output.write_bytes(migration.output)
             surroundings = state(folder)
             after = check(checker, path, output, ALL)
             untouched = untouched and state(folder) == surroundings
-        return Case(export, before, slots, migration, after, untouched)
+        return Case(export, before, slots, migration, work_file, after, untouched)
 
 
 def state(folder):
@@ -133,6 +135,17 @@ def losses_are_foreseen(case):
                 yield f"lost of lines {entry.first} to {entry.last}: {lost}"
 
 
+def disk_space_suffices(case):
+    """Work file and output of a migration that ends with 0 take at most the disk space that the
+    check predicts, and the work file all of it."""
+    if case.migration and case.migration.status == 0:
+        disk = case.before.document["disk"]
+        if len(case.migration.output) > disk["output"]:
+            yield f"an output of {len(case.migration.output)} bytes, not {disk['output']}"
+        if case.work_file != disk["workFile"]:
+            yield f"a work file of {case.work_file} bytes, not {disk['workFile']}"
+
+
 def values(entry):
     """The names and values of the entry that must not be lost."""
     return {(one.name, comparable(one)) for one in entry.attributes if one.name not in DROPPED}
@@ -149,4 +162,4 @@ def comparable(attribute):
 
 PROPERTIES = (ends_as_it_must, nothing_found_means_a_good_migration, failures_are_foreseen,
               foreseen_failures_come, differences_are_foreseen, passes_are_as_foretold,
-              losses_are_foreseen)
+              losses_are_foreseen, disk_space_suffices)

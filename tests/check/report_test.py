@@ -162,7 +162,7 @@ class PlanTest(ReportTest):
 
 class DiskTest(ReportTest):
     def test_room_for_work_file_and_output(self):
-        for options in ((), ("--scattered",)):
+        for options in ((), ("--scattered",), ("--changetype",)):
             with self.subTest(options=options):
                 make_export(PROGRAM, self.export, "--users", 200, *options)
                 disk = self.report_of_generated()["disk"]
@@ -170,7 +170,35 @@ class DiskTest(ReportTest):
                 run = migrate(PROGRAM, self.export.read_bytes(), (200, 200), traced=True)
                 self.assertEqual(disk["workFile"], len(run.work))
                 self.assertGreaterEqual(disk["output"], len(run.output))
-                self.assertLessEqual(disk["output"], len(run.output) * 1.3)
+                self.assertLessEqual(disk["output"], len(run.output) * 1.01)
+
+    def assertOutputFits(self, export, surplus):
+        """The output takes at most what is predicted, which is at most `surplus` times as much."""
+        predicted = self.report_of(export)["disk"]["output"]
+        run = migrate(PROGRAM, self.export.read_bytes(), (1000, 1000))
+        self.assertEqual((run.status, run.stderr), (0, b""))
+        self.assertGreaterEqual(predicted, len(run.output))
+        self.assertLessEqual(predicted, len(run.output) * surplus)
+
+    def test_disk_space_for_a_known_output(self):
+        self.assertEqual(self.report_of(base.EXPORT)["disk"]["output"], len(base.OUTPUT))
+
+    def test_disk_space_for_policies_in_a_subdomain(self):
+        """The domain and the user's name are in three DNs: the user's, its policy's and that of
+        the policy container."""
+        name, domain = "n" * 200, "s" * 100
+        owner = "".join((base.MAPPING, base.USER, base.POLICY)).replace(
+            "Default", domain).replace("ann", name)
+        self.assertOutputFits(base.DOMAIN + "".join(
+            owner.replace("Ann Lee", f"Ann{n}").replace(name, f"{n}{name}").replace("7a10", f"{n}")
+            for n in range(50)), 1.001)
+
+    def test_disk_space_for_what_is_added(self):
+        """Change types of policy containers, an installation date, blank lines of credentials."""
+        undated = base.DOMAIN.replace("installDate: 20030302090000.0Z\n", "")
+        self.assertOutputFits(undated * 50, 1.001)
+        self.assertOutputFits(base.CREDENTIAL * 50, 1.001)
+        self.assertOutputFits(base.EXPORT.replace("\nobject", "\nchangetype: add\nobject"), 1.001)
 
     def test_what_is_free(self):
         free = self.report_of(base.EXPORT)["disk"]["free"]
