@@ -36,6 +36,12 @@ std::size_t CheckedFile::read(char* buffer, std::size_t size) const {
     return static_cast<std::size_t>(count);
 }
 
+void CheckedFile::seek(off_t offset) const {
+    if (::lseek(file_.descriptor(), offset, SEEK_SET) != offset) {
+        fail(errno);
+    }
+}
+
 std::string CheckedFile::textAt(off_t offset, std::size_t size) const {
     std::string text(size, '\0');
     std::size_t read = 0;

@@ -25,6 +25,9 @@ public:
     // The next bytes, at most `size`. Returns their number, 0 at the end of the file.
     std::size_t read(char* buffer, std::size_t size) const;
 
+    // Has read() go on at `offset`.
+    void seek(off_t offset) const;
+
     // The bytes from `offset` on, at most `size`; fewer at the end of the file.
     std::string textAt(off_t offset, std::size_t size) const;
 

@@ -10,6 +10,7 @@ struct Demand {
     std::uint64_t lines = 0;       // the chain of its lines
     off_t place = 0;               // in the export
     bool addsInstallDate = false;  // behind the lines counted
+    bool isDomain = false;         // which may have a date of its own
 };
 
 // Whoever wants to know of these entries, in the order of the export; may be null. Set when the

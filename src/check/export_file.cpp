@@ -24,10 +24,6 @@ LinePlaces linePlaces;
 std::int64_t nextLineNumber = 1;  // of the line that is read next
 int lastResult = 0;               // of the reader
 
-bool isTextOfEntry(std::string_view line) {
-    return !isBlankLine(line) && !isCommentLine(line);
-}
-
 // Has `reader` read the export from its beginning.
 void openReader(LineReader& reader) {
     reader.open(exportFile.openAgain());
@@ -64,7 +60,7 @@ bool isBehindLineFeed(off_t place) {
 }
 
 // Calls `visit` with each line of the export from `start` to `end`, the first being line `line`, as
-// the reader divides them.
+// the reader divides them, and with its text up to a zero byte.
 template <class Visit>
 void visitPieces(off_t start, off_t end, std::int64_t line, Visit visit) {
     PartReader part = openPart(start, end);
@@ -74,9 +70,11 @@ void visitPieces(off_t start, off_t end, std::int64_t line, Visit visit) {
     std::string_view text;
     while (piece.place < end && part.reader.readLine(text) == 0) {
         const off_t next = part.base + part.reader.tell();
-        piece.text = text;
         piece.isCut = static_cast<off_t>(text.size()) < next - piece.place;
-        visit(piece);
+        piece.isBlank = isBlankLine(text);
+        piece.isComment = isCommentLine(text);
+        piece.isContinuation = text.starts_with(' ');
+        visit(piece, text);
         piece.beginsLine = piece.isCut ? isBehindLineFeed(next) : text.ends_with('\n');
         piece.line += piece.beginsLine ? 1 : 0;
         piece.place = next;
@@ -92,14 +90,14 @@ void divideCurrent(off_t start) {
     bool hasBegun = false;
     bool wasCut = false;
     bool isInComment = false;
-    visitPieces(start, current.end, nextLineNumber, [&](const Piece& piece) {
-        if (!hasBegun && isTextOfEntry(piece.text)) {
+    visitPieces(start, current.end, nextLineNumber, [&](const Piece& piece, std::string_view text) {
+        if (!hasBegun && piece.isText()) {
             hasBegun = true;
             current.place = piece.place;
             current.line = piece.line;
         }
-        isInComment = piece.beginsLine ? isCommentLine(piece.text) : isInComment;
-        const bool isRun = piece.isCut && wasCut && piece.text.empty();
+        isInComment = piece.beginsLine ? piece.isComment : isInComment;
+        const bool isRun = piece.isCut && wasCut && text.empty();
         wasCut = piece.isCut;
         // What stands above the entry may be as long as it likes, and is not kept.
         if (!hasBegun && (!piece.isCut || isRun)) {
@@ -107,11 +105,11 @@ void divideCurrent(off_t start) {
         }
         current.pieces.push_back(piece);
         Piece& kept = current.pieces.back();
-        kept.isTorn = hasBegun && !piece.beginsLine && !(isInComment && isCommentLine(piece.text));
+        kept.isTorn = hasBegun && !piece.beginsLine && !(isInComment && piece.isComment);
         current.hasLongLine = current.hasLongLine || kept.isTorn;
         current.isInPieces = current.isInPieces || kept.isTorn || kept.isCut;
-        current.endsInBlanks = !current.isLast && piece.beginsLine && isBlankLine(piece.text) &&
-                               piece.text.starts_with(' ');
+        current.endsInBlanks =
+            !current.isLast && piece.beginsLine && piece.isBlank && piece.isContinuation;
     });
 }
 
@@ -134,8 +132,8 @@ void locate(off_t start, std::uint32_t linesBefore) {
 void locateOversized(off_t start) {
     current.isOversized = true;
     current.isLast = exportFile.size() == current.end;
-    visitPieces(start, current.end, nextLineNumber, [](const Piece& piece) {
-        if (current.line == 0 && isTextOfEntry(piece.text)) {
+    visitPieces(start, current.end, nextLineNumber, [](const Piece& piece, std::string_view) {
+        if (current.line == 0 && piece.isText()) {
             current.place = piece.place;
             current.line = piece.line;
         }
@@ -154,6 +152,23 @@ bool hasFoldedName() {
     return false;
 }
 
+// How far lineOfAttribute has looked at an entry: findings come in the order of the lines, and an
+// entry may have many.
+struct AttributeSearch {
+    off_t place = -1;        // of the entry
+    off_t next = 0;          // behind the block
+    std::int64_t line = 0;   // the number of the line looked at next
+    int attribute = -1;      // the one that the line before it belongs to
+    bool beginsLine = true;  // rather than a block within a line
+    std::string block = {};
+    std::size_t used = 0;  // of the block
+};
+AttributeSearch attributeSearch;
+
+// The DN that was shown last, which is often shown again.
+off_t shownDnPlace = -1;
+std::string dnShown;
+
 // The index of the attribute that line `line` of `object` belongs to.
 int attributeOfLine(int line) {
     int attribute = -1;
@@ -169,6 +184,8 @@ void openExport(const std::string& name) {
     input_ldif_filename = name;  // the name that the reader's own failures show
     current = CurrentEntry();
     linePlaces = LinePlaces();
+    attributeSearch = AttributeSearch();
+    shownDnPlace = -1;
     nextLineNumber = 1;
     lastResult = 0;
     exportFile.open(name);
@@ -220,16 +237,18 @@ void leaveOutLines(int count, int attributes) {
 }
 
 void visitOversizedEntry(void (*visit)(std::string_view line)) {
-    visitPieces(current.place, current.end, current.line, [visit](const Piece& piece) {
-        if (isTextOfEntry(piece.text)) {
-            visit(piece.text);
-        }
-    });
+    visitPieces(current.place, current.end, current.line,
+                [visit](const Piece& piece, std::string_view text) {
+                    if (piece.isText()) {
+                        visit(text);
+                    }
+                });
 }
 
 bool readEntryAt(off_t place) {
     constexpr std::size_t firstBlock = 4096;
-    for (std::size_t size = firstBlock;; size *= 2) {
+    constexpr std::size_t mostInMemory = 64 * 1024;
+    for (std::size_t size = firstBlock; size <= mostInMemory; size *= 2) {
         const std::string block = exportFile.textAt(place, size);
         LineReader reader;
         reader.openText(block);
@@ -244,6 +263,17 @@ bool readEntryAt(off_t place) {
             return false;
         }
     }
+    LineReader reader;
+    openReader(reader);
+    if (reader.setPosition({place}) != 0) {
+        exportFile.fail(errno);
+    }
+    const int result = getNextObject(reader);
+    if (result == READ_ERROR) {
+        exportFile.fail(reader.error());
+    }
+    current.isInPieces = hasFoldedName();
+    return result != PASSED_THROUGH && !object.empty();
 }
 
 std::int64_t lineAt(off_t place) {
@@ -252,35 +282,39 @@ std::int64_t lineAt(off_t place) {
 
 std::int64_t lineOfAttribute(off_t place, int index) {
     constexpr std::size_t blockSize = 64 * 1024;
-    std::int64_t line = lineAt(place);
-    int attribute = -1;
-    bool beginsLine = true;
-    off_t at = place;
-    for (std::string block = exportFile.textAt(at, blockSize); !block.empty();
-         block = exportFile.textAt(at, blockSize)) {
-        // Every line of a block but its last is whole.
-        std::string_view rest = block;
-        while (!rest.empty()) {
-            const bool begins = !rest.starts_with(' ') && !rest.starts_with('#');
-            attribute += beginsLine && begins ? 1 : 0;
-            if (attribute == index) {
-                return line;
-            }
-            const std::size_t lineFeed = rest.find('\n');
-            if (beginsLine && isBlankLine(rest.substr(0, lineFeed))) {
-                return lineAt(place);  // an attribute that only the migration adds
-            }
-            beginsLine = lineFeed != std::string_view::npos;
-            line += beginsLine ? 1 : 0;
-            rest.remove_prefix(beginsLine ? lineFeed + 1 : rest.size());
-        }
-        at += static_cast<off_t>(block.size());
+    AttributeSearch& search = attributeSearch;
+    if (search.place != place || search.attribute >= index) {
+        search = {place, place, lineAt(place)};
     }
-    return lineAt(place);
+    for (;;) {
+        if (search.used == search.block.size()) {
+            search.block = exportFile.textAt(search.next, blockSize);
+            search.next += static_cast<off_t>(search.block.size());
+            search.used = 0;
+        }
+        // Every line of a block but its last is whole.
+        const std::string_view rest = std::string_view(search.block).substr(search.used);
+        const bool begins = search.beginsLine && !rest.starts_with(' ') && !rest.starts_with('#');
+        if (!rest.empty() && search.attribute + (begins ? 1 : 0) == index) {
+            return search.line;
+        }
+        const std::size_t lineFeed = rest.find('\n');
+        if (rest.empty() || (search.beginsLine && isBlankLine(rest.substr(0, lineFeed)))) {
+            return lineAt(place);  // an attribute that only the migration adds
+        }
+        search.attribute += begins ? 1 : 0;
+        search.beginsLine = lineFeed != std::string_view::npos;
+        search.line += search.beginsLine ? 1 : 0;
+        search.used += search.beginsLine ? lineFeed + 1 : rest.size();
+    }
 }
 
 std::string dnAt(off_t place) {
-    return shownDn(dnLineAt(place));
+    if (shownDnPlace != place) {
+        dnShown = shownDn(dnLineAt(place));
+        shownDnPlace = place;
+    }
+    return dnShown;
 }
 
 std::string dnLineAt(off_t place) {
@@ -320,12 +354,17 @@ void find(Kind kind, std::int64_t line, const std::string& effect, int message) 
 }
 
 std::int64_t lineOfCurrentAttribute(int index) {
-    int attribute = -1;
-    for (const Piece& piece : current.pieces) {
-        attribute += isTextOfEntry(piece.text) && !piece.text.starts_with(' ') ? 1 : 0;
-        if (attribute == index) {
+    if (current.attribute >= index) {
+        current.attribute = -1;
+        current.piece = 0;
+    }
+    for (; current.piece < current.pieces.size(); ++current.piece) {
+        const Piece& piece = current.pieces[current.piece];
+        const int begun = piece.isText() && !piece.isContinuation ? 1 : 0;
+        if (current.attribute + begun == index) {
             return piece.line;
         }
+        current.attribute += begun;
     }
     return lineOfAttribute(current.place, index);
 }

@@ -21,10 +21,15 @@
 struct Piece {
     off_t place = 0;
     std::int64_t line = 0;   // its number in the file
-    std::string text;        // up to a zero byte
     bool beginsLine = true;  // rather than going on with a line that is too long
     bool isTorn = false;     // goes on with one, and is a part of the entry or ends it
     bool isCut = false;      // by a zero byte
+    bool isBlank = false;    // as are these, up to the zero byte
+    bool isComment = false;
+    bool isContinuation = false;  // begins with a space
+    bool isText() const {
+        return !isBlank && !isComment;
+    }
 };
 
 // Where the entry just read stands. Written by readNextEntry, leaveOutLines and readEntryAt.
@@ -44,6 +49,11 @@ struct CurrentEntry {
     std::vector<Piece> pieces;
     bool hasLongLine = false;  // a piece is torn
     bool isInPieces = false;   // what looks like a name in it may be a part of a value
+
+    // How far lineOfCurrentAttribute has looked: at the piece that is next, and at the attribute
+    // that the one before it belongs to.
+    std::size_t piece = 0;
+    int attribute = -1;
 };
 extern CurrentEntry current;
 

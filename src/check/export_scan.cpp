@@ -215,10 +215,12 @@ void scanEntry() {
     }
     const bool passes = belongsInOutput();
     const int lines = object.lineCount();
+    const std::uint64_t read = StoredEntry::sizeOf(object);
     adjust();
     const bool addsInstallDate =
         objectClass == SECAUTHORITYINFO_OBJECTCLASS && object.lineCount() > lines;
     std::string_view text = unfoldedObject();
+    countReading(read, text.data() == object.text().data() ? 0 : text.size());
     if (addsInstallDate) {
         countRule(Rule::DATES_ADDED);
         text = text.substr(0, text.rfind('\n', text.size() - 2) + 1);

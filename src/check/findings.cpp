@@ -216,8 +216,8 @@ bool isShown(Kind kind) {
     return foundOf(kind).shown.size() < mostShown;
 }
 
-void countFinding(Kind kind) {
-    ++foundOf(kind).total;
+void countFinding(Kind kind, std::uint64_t times) {
+    foundOf(kind).total += times;
 }
 
 void addFinding(Kind kind, Finding finding) {

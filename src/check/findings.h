@@ -104,8 +104,8 @@ void keepDifferencesAlone();
 // Whether another finding of the kind would be kept.
 bool isShown(Kind kind);
 
-// Counts a finding that is not to be kept.
-void countFinding(Kind kind);
+// Counts findings that are not to be kept.
+void countFinding(Kind kind, std::uint64_t times = 1);
 
 // Counts a finding, and keeps it while there is room.
 void addFinding(Kind kind, Finding finding);

@@ -1,6 +1,7 @@
 #include "check/inventory.h"
 
 #include <algorithm>
+#include <bit>
 
 Inventory inventory;
 std::array<std::uint64_t, static_cast<std::size_t>(Rule::END)> ruleLines = {};
@@ -26,8 +27,27 @@ void countOwner(bool isGroup) {
     ++(isGroup ? inventory.groups : inventory.users);
 }
 
-void countMemory(bool isGroup, std::uint64_t bytes) {
-    (isGroup ? inventory.groupMemory : inventory.userMemory) += bytes;
+void countSlot(bool isGroup, std::uint64_t bytes) {
+    (isGroup ? inventory.ofGroups : inventory.ofUsers).bytes += bytes;
+}
+
+void countGathered(bool isGroup, EntryView entry) {
+    Gathered& gathered = isGroup ? inventory.ofGroups : inventory.ofUsers;
+    const std::uint64_t bytes = StoredEntry::sizeOf(entry);
+    gathered.bytes += bytes;
+    gathered.largestEntry = std::max(gathered.largestEntry, bytes);
+}
+
+void countMerged(std::uint64_t lines) {
+    inventory.mergedLines = std::max(inventory.mergedLines, lines);
+}
+
+void countReading(std::uint64_t read, std::uint64_t unfolded) {
+    // An entry grows to the next power of two: what it has outgrown is still there while it is
+    // copied, so that as much as it may grow to is in use for a moment.
+    inventory.reading = std::max({inventory.reading, std::bit_ceil(read), read + unfolded});
+    inventory.read = std::max(inventory.read, read);
+    inventory.unfolded = std::max(inventory.unfolded, unfolded);
 }
 
 void countWorkFile(std::uint64_t bytes) {

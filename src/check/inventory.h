@@ -7,7 +7,14 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "entry/entry.h"
 #include "entry/object_class.h"
+
+// What a migration holds in memory of all users or all groups, with their entries.
+struct Gathered {
+    std::uint64_t bytes = 0;
+    std::uint64_t largestEntry = 0;
+};
 
 struct Inventory {
     std::uint64_t bytes = 0;                     // of the export
@@ -17,8 +24,12 @@ struct Inventory {
     std::uint64_t groups = 0;
     std::uint64_t workFileBytes = 0;
     std::uint64_t outputBytes = 0;  // at most, once owners have been looked at
-    std::uint64_t userMemory = 0;   // what a migration holds of all users and their entries
-    std::uint64_t groupMemory = 0;
+    Gathered ofUsers;
+    Gathered ofGroups;
+    std::uint64_t reading = 0;      // the most memory for one entry while it is read and unfolded
+    std::uint64_t read = 0;         // the most that is kept for the entry read, from then on
+    std::uint64_t unfolded = 0;     // the same for the entry unfolded
+    std::uint64_t mergedLines = 0;  // the most lines of an entry that is merged
 };
 extern Inventory inventory;
 
@@ -50,7 +61,17 @@ void discountRule(Rule rule, std::uint64_t lines);
 void countExport(std::uint64_t bytes);
 void countEntry(ObjectClass kind);
 void countOwner(bool isGroup);
-void countMemory(bool isGroup, std::uint64_t bytes);
+
+// Count what is held of an owner beside its entries, and of one of these.
+void countSlot(bool isGroup, std::uint64_t bytes);
+void countGathered(bool isGroup, EntryView entry);
+
+// Counts an entry that is merged.
+void countMerged(std::uint64_t lines);
+
+// Counts what it takes to read an entry, and to unfold it where `unfolded` is not 0.
+void countReading(std::uint64_t read, std::uint64_t unfolded);
+
 void countWorkFile(std::uint64_t bytes);
 
 // The output is counted from above: an entry that is regrouped first with everything that the work

@@ -21,9 +21,9 @@ void tellFoldedComments() {
     const std::vector<Piece>& pieces = current.pieces;
     bool entryHasBegun = false;
     for (std::size_t i = 0; i < pieces.size(); ++i) {
-        const bool isFolded = isCommentLine(pieces[i].text) && pieces[i].beginsLine &&
-                              i + 1 < pieces.size() && pieces[i + 1].text.starts_with(' ') &&
-                              !isBlankLine(pieces[i + 1].text);
+        const bool isFolded = pieces[i].isComment && pieces[i].beginsLine &&
+                              i + 1 < pieces.size() && pieces[i + 1].isContinuation &&
+                              !pieces[i + 1].isBlank;
         if (isFolded && entryHasBegun) {
             find(Kind::FOLDED_COMMENT, pieces[i].line,
                  "would add the second line of the comment to the attribute above it");
@@ -47,13 +47,15 @@ void tellCarriageReturns() {
     if (object.text().find('\r') == std::string_view::npos) {
         return;
     }
+    int attribute = -1;
     for (int i = 0; i < object.lineCount(); ++i) {
         const std::string_view line = object.line(i);
+        attribute += line.starts_with(' ') ? 0 : 1;
         const std::size_t at = line.find('\r');
         if (at != std::string_view::npos &&
             line.find_first_not_of("\r\n", at) != std::string_view::npos) {
-            findAtLine(Kind::CUT_TEXT, i,
-                       "would lose what stands behind the carriage return within the line");
+            findAt(Kind::CUT_TEXT, attribute,
+                   "would lose what stands behind the carriage return within the line");
         }
     }
 }
@@ -82,9 +84,13 @@ void tellMissingDn() {
 }
 
 void tellSecondDns() {
-    for (int i = beginsWithHeader() || beginsWithRest() ? 2 : 1; i < object.lineCount(); ++i) {
-        if (beginsWith("dn:", i)) {
-            findAtLine(Kind::SECOND_DN, i, "would take this entry for a part of the one above it");
+    const int first = beginsWithHeader() || beginsWithRest() ? 2 : 1;
+    int attribute = -1;
+    for (int i = 0; i < object.lineCount(); ++i) {
+        attribute += object.line(i).starts_with(' ') ? 0 : 1;
+        if (i >= first && beginsWith("dn:", i)) {
+            findAt(Kind::SECOND_DN, attribute,
+                   "would take this entry for a part of the one above it");
         }
     }
 }

@@ -8,13 +8,25 @@
 
 namespace {
 
-constexpr std::size_t bufferSize = 4 * LineDigest::blockSize;
+constexpr std::size_t bufferSize = 2 * LineDigest::blockSize;
 
 }  // namespace
 
 void OutputReader::open(const std::string& name) {
     file_.open(name);
     buffer_.resize(bufferSize);
+}
+
+void OutputReader::goTo(const OutputPosition& position) {
+    const off_t ahead = position.offset - offset_;
+    if (ahead >= 0 && ahead <= static_cast<off_t>(end_ - next_)) {
+        next_ += static_cast<std::size_t>(ahead);
+    } else {
+        file_.seek(position.offset);
+        next_ = end_ = 0;
+    }
+    offset_ = position.offset;
+    line_ = position.line;
 }
 
 // Reads more behind the bytes at hand. Returns whether there are more.

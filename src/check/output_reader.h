@@ -22,6 +22,12 @@ struct OutputEntry {
     bool isEnded = false;            // by an empty line
 };
 
+// Where a line begins, and its number.
+struct OutputPosition {
+    off_t offset = 0;
+    std::int64_t line = 1;
+};
+
 class OutputReader {
 public:
     // Opens the output. Here as below, what cannot be read ends the check.
@@ -29,6 +35,14 @@ public:
 
     // Reads the next entry. Returns false at the end of the file.
     bool read(OutputEntry& entry);
+
+    // The position behind the entry read last.
+    OutputPosition position() const {
+        return {offset_, line_};
+    }
+
+    // Goes on at another one.
+    void goTo(const OutputPosition& position);
 
     // The first line of the entry read last, up to its line end; cut after 64 KiB.
     const std::string& firstLine() const {

@@ -28,6 +28,14 @@ namespace {
 
 bool tooManyDomains = false;
 
+// What the heap takes for a text of this size: with its zero byte and eight bytes of its own in
+// units of 16 bytes; nothing for one that a std::string holds itself.
+std::uint64_t heapBlock(std::size_t size) {
+    constexpr std::size_t own = 8;
+    constexpr std::size_t unit = 16;
+    return size < sizeof(std::string) / 2 ? 0 : (size + 1 + own + unit - 1) / unit * unit;
+}
+
 // The owner of the current entry, as the migration would find it or open a slot for it; null when
 // there are too many domains. Sets `isNew` in the second case.
 Owner* ownerOf(bool isGroup, bool& isNew) {
@@ -51,10 +59,11 @@ Owner* ownerOf(bool isGroup, bool& isNew) {
         owner.set(IS_GROUP);
     }
     countOwner(isGroup);
-    // What the migration holds of an owner beside its entries: a slot in a table or two, with the
-    // DN in a block of its own, a place in the index, and its part of each matrix.
-    constexpr std::uint64_t slot = 96;
-    countMemory(isGroup, slot + saved.size());
+    // What the migration holds of an owner beside its entries: its DN, for a user that of the
+    // policy, which may be empty, and a row in each matrix.
+    constexpr std::uint64_t userSlot = 2 * sizeof(std::string) + 5 * sizeof(StoredEntry);
+    constexpr std::uint64_t groupSlot = sizeof(std::string) + 2 * sizeof(StoredEntry);
+    countSlot(isGroup, (isGroup ? groupSlot : userSlot) + heapBlock(saved.size()));
     return &owner;
 }
 
@@ -401,6 +410,7 @@ void addLines(Owner& owner, Part part, bool isBroken) {
         owner.policy = Packed40((policyLines(isBroken) += policyDomain()).value());
         countRule(Rule::CONTAINERS_ADDED);
         countPolicy(owner);
+        countSlot(false, heapBlock(object.line(0).size()));
         return;
     }
     if (part == Part::POLICY_DATA) {
@@ -416,6 +426,7 @@ void addLines(Owner& owner, Part part, bool isBroken) {
     } else {
         countRule(Rule::OLD_NAMES);
     }
+    countMerged(static_cast<std::uint64_t>(object.lineCount()));
     const Sketch sketch = sketchOfObject(isBroken);
     const MergedLines merged = takeIn(owner, part, sketch);
     const std::uint64_t blankLine = part == Part::OWN ? 0 : 1;  // the record has one
@@ -456,9 +467,7 @@ void addToOwner(Part part, bool isGroup, bool isBroken) {
     addLines(*owner, part, isBroken);
     owner->places[static_cast<std::size_t>(part)] =
         Packed40(static_cast<std::uint64_t>(current.place) + 1);
-    countMemory(isGroup,
-                object.text().size() +
-                    sizeof(std::uint32_t) * static_cast<std::uint64_t>(object.lineCount() + 1));
+    countGathered(isGroup, object);
 }
 
 bool hasTooManyDomains() {

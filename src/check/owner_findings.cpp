@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <iterator>
 #include <span>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "check/export_file.h"
 #include "check/findings.h"
@@ -84,6 +86,7 @@ struct MergedEntry {
 
 std::vector<MergedEntry> entriesOf(const Owner& owner) {
     std::vector<MergedEntry> entries;
+    object = Entry();  // a larger one that was read before would go on taking its memory
     for (const Part part : {Part::OWN, Part::MAPPING, Part::USERS_ENTRY}) {
         if (owner.has(part)) {
             std::optional<Entry> entry = stagedEntryAt(owner.place(part));
@@ -96,8 +99,19 @@ std::vector<MergedEntry> entriesOf(const Owner& owner) {
     return entries;
 }
 
+// What the entries take of the work file.
+std::uint64_t bytesOf(const std::vector<MergedEntry>& entries) {
+    std::uint64_t bytes = 0;
+    for (const MergedEntry& one : entries) {
+        bytes += one.entry.text().size() + 1;
+    }
+    return bytes;
+}
+
 // Merges the entries as the migration does, into the current entry.
 void merge(const std::vector<MergedEntry>& entries) {
+    object = Entry();
+    object.reserve(bytesOf(entries));
     mergeObjects(entries[0].entry, entries[1].entry);
     if (entries.size() > 2) {
         const Entry merged = std::exchange(object, Entry());
@@ -120,11 +134,16 @@ std::string nameIn(const MergedEntry& merged, std::string_view line) {
     return merged.isInPieces ? std::string(unnamed) : shownName(line);
 }
 
-std::vector<std::string> linesOfRecord(const Owner& owner, const Entry& own) {
-    std::vector<std::string> lines = {std::string(withoutLineEnd(newDnLine(owner, own)))};
+// The lines of the record: its new DN line, which `dnLine` keeps, and those of the current entry.
+std::vector<std::string_view> linesOfRecord(const Owner& owner, const Entry& own,
+                                            std::string& dnLine) {
+    dnLine = newDnLine(owner, own);
+    std::vector<std::string_view> lines;
+    lines.reserve(static_cast<std::size_t>(object.lineCount()));
+    lines.push_back(withoutLineEnd(dnLine));
     for (int i = 1; i < object.lineCount(); ++i) {
         if (!mergedFilter.matchesSome(object.line(i))) {
-            lines.emplace_back(withoutLineEnd(object.line(i)));
+            lines.push_back(withoutLineEnd(object.line(i)));
         }
     }
     return lines;
@@ -145,20 +164,65 @@ std::string comparableDn(std::string_view dn) {
     return strtolower(comparable);
 }
 
-// Whether another line says the same: the case of its name makes no difference, nor do case and
-// blanks beside commas in an owner's DN and in the name of a domain.
-bool isSaidIn(const std::vector<std::string>& record, std::string_view line) {
-    constexpr std::array<std::string_view, 3> namingOwners = {
-        "secDN:", "secAuthority:", "secDomainId:"};
-    const bool isDn = std::any_of(
-        namingOwners.begin(), namingOwners.end(),
-        [line](std::string_view name) { return equalIgnoringCase(name, nameWithColon(line)); });
-    return std::any_of(record.begin() + 1, record.end(), [&](const std::string& other) {
-        return equalIgnoringCase(nameWithColon(other), nameWithColon(line)) &&
-               (valueOf(other) == valueOf(line) ||
-                (isDn && comparableDn(valueOf(other)) == comparableDn(valueOf(line))));
+bool namesOwner(std::string_view line) {
+    constexpr std::array<std::string_view, 3> names = {"secDN:", "secAuthority:", "secDomainId:"};
+    return std::any_of(names.begin(), names.end(), [line](std::string_view name) {
+        return equalIgnoringCase(name, nameWithColon(line));
     });
 }
+
+// Equal for lines that say the same: the case of the name makes no difference, nor do case and
+// blanks beside commas in an owner's DN and in the name of a domain.
+std::uint64_t digestOfMeaning(std::string_view line) {
+    constexpr std::uint64_t factor = 0x9e3779b97f4a7c15U;
+    const std::uint64_t name = digestIgnoringCase(nameWithColon(line)) * factor;
+    return name + (namesOwner(line) ? digestOfLine(comparableDn(valueOf(line)))
+                                    : digestOfLine(valueOf(line)));
+}
+
+// The lines of a record, to be looked for in it.
+class RecordLines {
+public:
+    explicit RecordLines(const std::vector<std::string_view>& record) : record_(record) {
+        lines_.reserve(record.size());
+        for (const std::string_view line : record) {
+            lines_.push_back(digestOfLine(line));
+        }
+        std::sort(lines_.begin(), lines_.end());
+        isTaken_.resize(lines_.size());
+    }
+
+    // Takes the line out once. Returns whether it was there.
+    bool take(std::string_view line) {
+        const std::uint64_t sought = digestOfLine(line);
+        const auto isBefore = [this, sought](const std::uint64_t& one) {
+            const auto index = static_cast<std::size_t>(&one - lines_.data());
+            return one < sought || (one == sought && isTaken_[index]);
+        };
+        const auto found = std::partition_point(lines_.begin(), lines_.end(), isBefore);
+        if (found == lines_.end() || *found != sought) {
+            return false;
+        }
+        isTaken_[static_cast<std::size_t>(found - lines_.begin())] = true;
+        return true;
+    }
+
+    // Whether a line behind the first one says the same.
+    bool say(std::string_view line) {
+        if (meanings_.empty()) {
+            std::transform(record_.begin() + 1, record_.end(), std::back_inserter(meanings_),
+                           digestOfMeaning);
+            std::sort(meanings_.begin(), meanings_.end());
+        }
+        return std::binary_search(meanings_.begin(), meanings_.end(), digestOfMeaning(line));
+    }
+
+private:
+    const std::vector<std::string_view>& record_;
+    std::vector<std::uint64_t> lines_;     // their digests, sorted
+    std::vector<bool> isTaken_;            // each of them
+    std::vector<std::uint64_t> meanings_;  // sorted; made when they are needed
+};
 
 // Whether a merge, or the filter behind it, drops the line whatever else the owner has.
 bool isDroppedAnyway(std::string_view line) {
@@ -166,20 +230,17 @@ bool isDroppedAnyway(std::string_view line) {
     return name.empty() || isDnName(name) || isOnDropList(name) || mergedFilter.matchesSome(line);
 }
 
-using Counts = std::unordered_map<std::string_view, int>;
-
-// Tells which lines of one entry the record lacks; `left` counts those not accounted for yet.
-void tellLostLines(const Owner& owner, const MergedEntry& merged,
-                   const std::vector<std::string>& record, Counts& left) {
+// Tells which lines of one entry the record lacks; those that it has are taken out of `record`.
+void tellLostLines(const Owner& owner, const MergedEntry& merged, RecordLines& record) {
     for (int i = 1; i < merged.entry.lineCount(); ++i) {
         const std::string_view line = withoutLineEnd(merged.entry.line(i));
         if (isDroppedAnyway(line)) {
             continue;
         }
-        const auto found = left.find(line);
-        if (found != left.end() && found->second > 0) {
-            --found->second;
-        } else if (isSaidIn(record, line)) {
+        if (record.take(line)) {
+            continue;
+        }
+        if (record.say(line)) {
             countRule(Rule::EQUAL_LINES);
         } else {
             countRule(Rule::REPLACED_LINES);
@@ -201,7 +262,7 @@ void tellLostLines(const Owner& owner, const MergedEntry& merged,
 // Tells of an entry whose first line has come to stand in the record, because it is no DN line to
 // the merge.
 void tellTakenInDn(const Owner& owner, const MergedEntry& merged,
-                   const std::vector<std::string>& record) {
+                   const std::vector<std::string_view>& record) {
     const std::string_view first = withoutLineEnd(merged.entry.line(0));
     if (std::find(record.begin() + 1, record.end(), first) != record.end()) {
         findAtPlace(owner.place(merged.part), Kind::DN_SPELLING,
@@ -211,18 +272,21 @@ void tellTakenInDn(const Owner& owner, const MergedEntry& merged,
 
 // How many lines takeIn() has counted as equal: of each common name an entry's last line counts,
 // and is compared with that of the first entry in the export.
-std::uint64_t equalLinesCounted(const Owner& owner, std::vector<MergedEntry> entries) {
-    std::sort(entries.begin(), entries.end(),
-              [&owner](const MergedEntry& first, const MergedEntry& second) {
-                  return owner.place(first.part) < owner.place(second.part);
+std::uint64_t equalLinesCounted(const Owner& owner, const std::vector<MergedEntry>& entries) {
+    std::vector<const MergedEntry*> inOrder;
+    std::transform(entries.begin(), entries.end(), std::back_inserter(inOrder),
+                   [](const MergedEntry& one) { return &one; });
+    std::sort(inOrder.begin(), inOrder.end(),
+              [&owner](const MergedEntry* first, const MergedEntry* second) {
+                  return owner.place(first->part) < owner.place(second->part);
               });
     std::uint64_t counted = 0;
     for (const std::string_view name : commonNames) {
         std::string_view first;
-        for (const MergedEntry& one : entries) {
+        for (const MergedEntry* one : inOrder) {
             std::string_view last;
-            for (int i = 1; i < one.entry.lineCount(); ++i) {
-                const std::string_view line = withoutLineEnd(one.entry.line(i));
+            for (int i = 1; i < one->entry.lineCount(); ++i) {
+                const std::string_view line = withoutLineEnd(one->entry.line(i));
                 last = equalIgnoringCase(nameWithColon(line), name) ? line : last;
             }
             const bool isEqual = !last.empty() && last == first;
@@ -233,20 +297,11 @@ std::uint64_t equalLinesCounted(const Owner& owner, std::vector<MergedEntry> ent
     return counted;
 }
 
-// What the entries take of the work file.
-std::uint64_t bytesOf(const std::vector<MergedEntry>& entries) {
-    std::uint64_t bytes = 0;
-    for (const MergedEntry& one : entries) {
-        bytes += one.entry.text().size() + 1;
-    }
-    return bytes;
-}
-
 // What the record takes of the output beside its DN line.
-std::uint64_t bytesOf(const std::vector<std::string>& record) {
+std::uint64_t bytesOf(const std::vector<std::string_view>& record) {
     std::uint64_t bytes = 1;
     std::for_each(record.begin() + 1, record.end(),
-                  [&bytes](const std::string& line) { bytes += line.size() + 1; });
+                  [&bytes](std::string_view line) { bytes += line.size() + 1; });
     return bytes;
 }
 
@@ -258,18 +313,18 @@ void resolveMerge(Owner& owner) {
         return;
     }
     merge(entries);
-    const std::vector<std::string> record = linesOfRecord(owner, entries[0].entry);
+    std::string dnLine;
+    const std::vector<std::string_view> record = linesOfRecord(owner, entries[0].entry, dnLine);
     LineSum sum;
-    Counts left;
-    for (const std::string& line : record) {
+    for (const std::string_view line : record) {
         sum += LineSum(digestOfLine(line));
-        ++left[line];
     }
     owner.record = Packed40(sum.value());
     discountOutput(bytesOf(entries) - bytesOf(record));
     discountRule(Rule::EQUAL_LINES, equalLinesCounted(owner, entries));
+    RecordLines lines(record);
     for (const MergedEntry& one : entries) {
-        tellLostLines(owner, one, record, left);
+        tellLostLines(owner, one, lines);
         tellTakenInDn(owner, one, record);
     }
 }
@@ -322,7 +377,8 @@ std::optional<DemandedRecord> demandedRecord(const Owner& owner) {
         return std::nullopt;
     }
     merge(entries);
-    DemandedRecord record = {linesOfRecord(owner, entries[0].entry), {"dn"}};
+    static std::string dnLine;
+    DemandedRecord record = {linesOfRecord(owner, entries[0].entry, dnLine), {"dn"}};
     for (const MergedEntry& merged : entries) {
         for (int i = 1; i < merged.entry.lineCount(); ++i) {
             record.names.insert(nameIn(merged, merged.entry.line(i)));

@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "check/owners.h"
@@ -16,9 +17,10 @@ void findTroubleOfOwners();
 
 // What the output must hold of an owner.
 struct DemandedRecord {
-    std::vector<std::string> lines;  // the new DN line first
-    std::set<std::string> names;     // those of attributes that may be shown
+    std::vector<std::string_view> lines;  // the new DN line first
+    std::set<std::string> names;          // those of attributes that may be shown
 };
 
-// Nothing when the owner's entries cannot be merged.
+// Nothing when the owner's entries cannot be merged. Its lines are valid until the current entry
+// changes or this is called again.
 std::optional<DemandedRecord> demandedRecord(const Owner& owner);

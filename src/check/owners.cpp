@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "entry/object_class.h"
 #include "entry/text.h"
@@ -21,21 +23,20 @@ public:
     explicit OwnerIndex(Packed64 Owner::*key) : key_(key) {
     }
 
-    Owner* find(std::uint64_t digest) {
+    // The number of the owner that has the digest; none when there is none.
+    std::optional<OwnerNumber> find(std::uint64_t digest) {
         Shard& shard = shardOf(digest);
         if (shard.slots.empty()) {
-            return nullptr;
+            return std::nullopt;
         }
         for (std::size_t at = firstSlot(shard, digest);; at = (at + 1) % shard.slots.size()) {
             const std::uint64_t slot = shard.slots[at].value();
             if (slot == 0) {
-                return nullptr;
+                return std::nullopt;
             }
-            if (slot >> 32U == tagOf(digest)) {
-                Owner& owner = ownerAt(static_cast<OwnerNumber>(slot) - 1);
-                if ((owner.*key_).value() == digest) {
-                    return &owner;
-                }
+            const OwnerNumber number = static_cast<OwnerNumber>(slot) - 1;
+            if (slot >> 32U == tagOf(digest) && (ownerAt(number).*key_).value() == digest) {
+                return number;
             }
         }
     }
@@ -99,7 +100,7 @@ private:
 
 OwnerIndex ownersByDn(&Owner::dn);
 OwnerIndex ownersByNewDn(&Owner::newDn);
-std::unordered_multimap<std::uint64_t, OwnerNumber> sharingNewDn;  // but for the first of each
+std::vector<OwnerNumber> sharingNewDn;  // by their new DNs, then by their numbers
 
 std::vector<std::string> domains(1);
 std::unordered_map<std::string, int> domainNumbers;
@@ -215,6 +216,24 @@ MergedLines addClassLines(Owner& owner, Part part, const Sketch& sketch) {
     return {0, own.count, own.bytes};
 }
 
+void gatherSharing() {
+    const auto visit = [](auto take) {
+        for (OwnerNumber i = 0; i < owners; ++i) {
+            if (ownerAt(i).has(SHARES_NEW_DN)) {
+                take(i);
+            }
+        }
+    };
+    std::size_t count = 0;
+    visit([&count](OwnerNumber) { ++count; });
+    sharingNewDn.reserve(count);
+    visit([](OwnerNumber number) { sharingNewDn.push_back(number); });
+}
+
+std::uint64_t newDnOf(OwnerNumber number) {
+    return ownerAt(number).newDn.value();
+}
+
 std::uint32_t packedLine(std::uint64_t line) {
     const auto packed = static_cast<std::uint32_t>(line >> 32U);
     return packed == 0 ? 1 : packed;
@@ -231,7 +250,8 @@ Owner& ownerAt(OwnerNumber number) {
 }
 
 Owner* findOwner(std::uint64_t dn) {
-    return ownersByDn.find(dn);
+    const std::optional<OwnerNumber> number = ownersByDn.find(dn);
+    return number ? &ownerAt(*number) : nullptr;
 }
 
 Owner& addOwner(std::uint64_t dn) {
@@ -241,7 +261,7 @@ Owner& addOwner(std::uint64_t dn) {
     const OwnerNumber number = owners++;
     Owner& owner = ownerAt(number);
     owner.dn = Packed64(dn);
-    if (findOwner(dn) == nullptr) {
+    if (!ownersByDn.find(dn)) {
         ownersByDn.add(number);
     }
     return owner;
@@ -258,24 +278,36 @@ void indexNewDns(void (*sameName)(Owner& first, Owner& second)) {
         if (!owner.has(NAMED)) {
             continue;
         }
-        Owner* const first = ownersByNewDn.find(owner.newDn.value());
-        if (first != nullptr) {
-            sharingNewDn.emplace(owner.newDn.value(), i);
-            sameName(*first, owner);
+        if (const std::optional<OwnerNumber> first = ownersByNewDn.find(owner.newDn.value())) {
+            ownerAt(*first).set(SHARES_NEW_DN);
+            owner.set(SHARES_NEW_DN);
+            sameName(ownerAt(*first), owner);
         } else {
             ownersByNewDn.add(i);
         }
     }
+    gatherSharing();
+    std::sort(sharingNewDn.begin(), sharingNewDn.end(), [](OwnerNumber one, OwnerNumber other) {
+        return std::pair(newDnOf(one), one) < std::pair(newDnOf(other), other);
+    });
 }
 
-std::vector<Owner*> ownersOfNewDn(std::uint64_t newDn) {
-    std::vector<Owner*> found;
-    if (Owner* const first = ownersByNewDn.find(newDn)) {
-        found.push_back(first);
+std::span<const OwnerNumber> ownersOfNewDn(std::uint64_t newDn) {
+    const auto from = std::partition_point(sharingNewDn.begin(), sharingNewDn.end(),
+                                           [=](OwnerNumber one) { return newDnOf(one) < newDn; });
+    const auto to = std::partition_point(from, sharingNewDn.end(),
+                                         [=](OwnerNumber one) { return newDnOf(one) == newDn; });
+    if (from != to) {
+        return {from, to};
     }
-    const auto [from, to] = sharingNewDn.equal_range(newDn);
-    std::for_each(from, to, [&found](const auto& one) { found.push_back(&ownerAt(one.second)); });
-    return found;
+    static OwnerNumber only;
+    const std::optional<OwnerNumber> found = ownersByNewDn.find(newDn);
+    only = found.value_or(0);
+    return {&only, found ? 1U : 0U};
+}
+
+std::span<const OwnerNumber> ownersSharingNewDns() {
+    return sharingNewDn;
 }
 
 void clearOwners() {

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,10 +37,12 @@ enum OwnerFlag : std::uint16_t {
     CONTAINER_SEEN = 1U << 7U,
     POLICY_SEEN = 1U << 8U,
     BROKEN = 1U << 9U,  // what the output holds of it cannot be foretold
+    SHARES_NEW_DN = 1U << 15U,
 };
 
 // The bits from this one on stand for the parts whose trouble has been told.
 inline constexpr unsigned firstExplained = 10;
+static_assert(1U << (firstExplained + partCount) <= SHARES_NEW_DN);
 
 // A digest in two words, which needs less alignment than one.
 class Packed64 {
@@ -126,7 +129,12 @@ std::uint32_t nameDigest(std::string_view name);
 // Lets go of the way from DNs to owners, and finds owners by their new DNs from here on.
 // `sameName` is called for each owner whose new DN is that of an earlier one.
 void indexNewDns(void (*sameName)(Owner& first, Owner& second));
-std::vector<Owner*> ownersOfNewDn(std::uint64_t newDn);
+
+// The owners of a new DN, in their order; valid until this is called again.
+std::span<const OwnerNumber> ownersOfNewDn(std::uint64_t newDn);
+
+// All owners whose new DN is that of another one, too, by these DNs.
+std::span<const OwnerNumber> ownersSharingNewDns();
 
 // Forgets all owners.
 void clearOwners();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,7 @@
 #include "entry/adjustments.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
+#include "ldif/entry_reader.h"
 #include "ldif/pass_through.h"
 
 namespace {
@@ -71,7 +73,8 @@ void noteNewName(std::string_view attributes) {
 
 void demand(const LinesDigest& lines, bool addsInstallDate) {
     if (demandTakers.passedThrough != nullptr) {
-        demandTakers.passedThrough({lines.chain, current.place, addsInstallDate});
+        demandTakers.passedThrough({lines.chain, current.place, addsInstallDate,
+                                    objectClass == SECAUTHORITYINFO_OBJECTCLASS});
     }
 }
 
@@ -80,7 +83,13 @@ void demand(const LinesDigest& lines, bool addsInstallDate) {
 LinesDigest oversizedLines;
 std::string oversizedLine;
 
+// The migration reads so much of it before it gives up.
+std::uint64_t oversizedRead = 0;
+int oversizedPieces = 0;
+
 void takeOversizedLine(std::string_view piece) {
+    oversizedRead +=
+        oversizedPieces++ <= MOST_LINES_OF_AN_OBJECT ? piece.size() + sizeof(std::uint32_t) : 0;
     if (holdsEntryIdentifier(piece)) {
         countRule(Rule::ENTRY_IDENTIFIERS);
         return;
@@ -125,7 +134,10 @@ void passThrough(std::string_view attributes, bool addsInstallDate) {
 void passThroughOversized() {
     oversizedLines = LinesDigest();
     oversizedLine.clear();
+    oversizedRead = 0;
+    oversizedPieces = 0;
     visitOversizedEntry(takeOversizedLine);
+    countReading(oversizedRead, 0);
     countOutput(1);  // the blank line behind it
     findEntry(Kind::TOO_MANY_LINES,
               current.isLast
@@ -137,11 +149,14 @@ void passThroughOversized() {
 
 void tellTakenNames() {
     for (const NewName& name : newNames) {
-        for (const Owner* owner : ownersOfNewDn(name.dn)) {
+        const std::span<const OwnerNumber> owners = ownersOfNewDn(name.dn);
+        std::size_t told = 0;
+        for (; told < owners.size() && isShown(Kind::SAME_NEW_NAME); ++told) {
             findAtPlace(name.place, Kind::SAME_NEW_NAME,
                         format("stays as it is, and the entry in line %ld would get the same DN",
-                               lineAt(owner->place(Part::OWN))));
+                               lineAt(ownerAt(owners[told]).place(Part::OWN))));
         }
+        countFinding(Kind::SAME_NEW_NAME, owners.size() - told);
     }
 }
 

@@ -16,6 +16,9 @@ std::int64_t LinePlaces::lineAt(const CheckedFile& file, off_t offset) const {
         std::upper_bound(places_.begin(), places_.end(), offset,
                          [](off_t sought, const Place& place) { return sought < place.offset; });
     Place at = next == places_.begin() ? Place{0, 1} : *(next - 1);
+    if (last_.offset > at.offset && last_.offset <= offset) {
+        at = last_;
+    }
     constexpr off_t blockSize = 64 * 1024;
     while (at.offset < offset) {
         const std::string block = file.textAt(
@@ -26,5 +29,6 @@ std::int64_t LinePlaces::lineAt(const CheckedFile& file, off_t offset) const {
         at.line += std::count(block.begin(), block.end(), '\n');
         at.offset += static_cast<off_t>(block.size());
     }
+    last_ = at;
     return at.line;
 }

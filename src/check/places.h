@@ -24,5 +24,6 @@ private:
         off_t offset;
         std::int64_t line;
     };
-    std::vector<Place> places_;  // one for each MiB
+    std::vector<Place> places_;    // one for each MiB
+    mutable Place last_ = {0, 1};  // where the last search has ended; most go on from there
 };

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
@@ -23,9 +24,31 @@ std::uint64_t passesFor(std::uint64_t owners, std::uint64_t slots) {
     return (owners + slots - 1) / slots;
 }
 
-// The part of `memory`, which `owners` take, that `slots` of them take.
-std::uint64_t memoryOf(std::uint64_t memory, std::uint64_t owners, std::uint64_t slots) {
-    return owners <= slots ? memory : memory / owners * slots;
+// What `slots` of these owners take: the largest entry may be one of theirs, beside it they take
+// their part of the rest.
+std::uint64_t memoryOf(const Gathered& gathered, std::uint64_t owners, std::uint64_t slots) {
+    // An owner is found by its hash, in a table at least half of which is free.
+    constexpr std::uint64_t placeSize = 8;
+    const std::uint64_t held = std::min(owners, slots);
+    const std::uint64_t places = placeSize * std::bit_ceil(2 * held);
+    return places + gathered.largestEntry +
+           (owners <= slots ? gathered.bytes - gathered.largestEntry
+                            : (gathered.bytes - gathered.largestEntry) / owners * slots);
+}
+
+// What several passes take to remember which entries they have stepped over, in the passes before
+// and in this one: pairs of offsets for entries that stand back to back, so that there are at most
+// half as many as entries.
+std::uint64_t memoryForPasses(std::uint64_t passes) {
+    constexpr std::uint64_t stretch = 2 * sizeof(off_t);
+    constexpr std::uint64_t mostStretches = 65536;
+    std::uint64_t entries = 0;
+    for (const ObjectClass kind :
+         {SECUSER_OBJECTCLASS, SECPOLICYDATA_OBJECTCLASS, SECPOLICY_OBJECTCLASS,
+          SECGROUP_OBJECTCLASS, SECMAP_OBJECTCLASS}) {
+        entries += inventory.byClass[kind];
+    }
+    return passes < 2 ? 0 : 2 * stretch * std::min(entries / 2, mostStretches);
 }
 
 // The folder that holds `name`.
@@ -133,8 +156,10 @@ void findTroubleOfWorkFile(const std::string& workFile) {
 }  // namespace
 
 Plan planFor(std::uint64_t users, std::uint64_t groups) {
-    // The program itself, its buffers, and what the chunks of its storage leave unused.
-    constexpr std::uint64_t programMemory = 5 * 1024 * 1024;
+    // A run that gathers nothing: the program, what it uses of shared libraries, and its buffers.
+    constexpr std::uint64_t programMemory = 3'750'000;
+    // To merge an entry, a view of each line and the head that each begins with are listed.
+    constexpr std::uint64_t mergedLine = 16 + 24;
     Plan plan;
     // A slot too many has a second entry of one kind meet the first in any case.
     const std::uint64_t spare = total(Kind::TWO_OF_ONE_KIND) == 0 ? 0 : 1;
@@ -142,10 +167,12 @@ Plan planFor(std::uint64_t users, std::uint64_t groups) {
     plan.groups = std::max<std::uint64_t>(groups != 0 ? groups : inventory.groups + spare, 1);
     plan.passes =
         std::max(passesFor(inventory.users, plan.users), passesFor(inventory.groups, plan.groups));
-    const std::uint64_t gathered = memoryOf(inventory.userMemory, inventory.users, plan.users) +
-                                   memoryOf(inventory.groupMemory, inventory.groups, plan.groups);
-    // What is left over in chunks and tables, and owners that are larger than the others.
-    plan.memory = programMemory + gathered + gathered / 10;
+    const std::uint64_t gathered = memoryOf(inventory.ofUsers, inventory.users, plan.users) +
+                                   memoryOf(inventory.ofGroups, inventory.groups, plan.groups);
+    plan.memory =
+        programMemory + std::max(inventory.reading, inventory.read + inventory.unfolded + gathered +
+                                                        mergedLine * inventory.mergedLines +
+                                                        memoryForPasses(plan.passes));
     return plan;
 }
 

@@ -4,21 +4,27 @@
 #include <cstddef>
 #include <deque>
 #include <iterator>
+#include <numeric>
 #include <optional>
 #include <set>
+#include <span>
 #include <string_view>
-#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
+#include "check/credentials.h"
 #include "check/demands.h"
 #include "check/digest.h"
+#include "check/entry_table.h"
 #include "check/export_file.h"
 #include "check/export_scan.h"
 #include "check/findings.h"
+#include "check/namesakes.h"
 #include "check/output_reader.h"
 #include "check/owner_findings.h"
 #include "check/owners.h"
+#include "check/places.h"
 #include "check/regrouped_entries.h"
 #include "check/shown.h"
 #include "driver/diagnostics/format.h"
@@ -31,36 +37,39 @@ std::array<Balance, static_cast<std::size_t>(Content::END)> balances = {};
 namespace {
 
 OutputReader output;
+LinePlaces outputPlaces;
 
-// An entry of the output that has not found its counterpart yet.
-struct Unexplained {
-    OutputEntry entry;
-    std::uint64_t dn = 0;  // of its first line, without regard to case
+// What one side has and the other has not shown yet. A domain's own entry may get an installation
+// date from the migration: then its lines but the date count.
+struct Unmatched {
+    EntryTable byLines;
+    EntryTable byLinesButDate;
 };
 
-// What one side has and the other has not shown yet, by the chain of its lines. Empty as long as
-// the two files agree.
-std::unordered_multimap<std::uint64_t, Demand> unmetDemands;
-std::unordered_multimap<std::uint64_t, Unexplained> unexplained;
+Unmatched unmetDemands;
 
-// Resource credentials stand at the end of the output, in the order of the export.
-struct Credential {
-    Packed40 lines;
+// Entries of the output that have not found their counterparts, in the order in which they pass
+// through. Those that end in a date are in both tables; the set tells which of them have been taken
+// out of one.
+Unmatched unexplained;
+std::unordered_set<off_t> matchedDated;
+
+// An entry of the output that nothing explains, once all of it has been read.
+struct Extra {
+    Packed64 dn;  // of its first line, without regard to case
     Packed40 place;
+    Packed40 lines;
+    Packed40 linesButDate;  // 0 when it ends in none
 };
-std::deque<Credential> credentials;
-std::size_t nextCredential = 0;
+std::deque<Extra> extras;
 
-// The places of those that the output holds, by their lines; filled when something is too much.
-std::unordered_map<std::uint64_t, off_t> takenCredentials;
-
-// What passed through last, to know a repetition.
+// What passed through last, to know a repetition. Sorted by the lines, in the end.
 constexpr std::size_t remembered = 4096;
 struct Passed {
-    std::uint64_t lines = 0;
-    off_t place = 0;  // in the export
+    Packed40 lines;
+    Packed40 place;  // in the export
 };
-std::array<Passed, remembered> passedLast = {};
+std::vector<Passed> passedLast;
 std::size_t passedCount = 0;
 
 Balance& balanceOf(Content content) {
@@ -73,38 +82,45 @@ std::string outputDnAt(off_t place) {
     return std::string(std::string_view(text).substr(0, text.find('\n')));
 }
 
-void tell(Kind kind, off_t exportPlace, const OutputEntry* entry, const std::string& effect) {
+constexpr off_t nowhere = -1;
+
+void tell(Kind kind, off_t exportPlace, off_t outputPlace, const std::string& effect) {
     if (!isShown(kind)) {
         countFinding(kind);
         return;
     }
     Finding finding;
-    finding.line = exportPlace >= 0 ? lineAt(exportPlace) : 0;
-    finding.outputLine = entry != nullptr ? entry->line : 0;
-    finding.dn = entry != nullptr ? shownDn(outputDnAt(entry->place)) : dnAt(exportPlace);
+    const bool isInOutput = outputPlace != nowhere;
+    finding.line = exportPlace != nowhere ? lineAt(exportPlace) : 0;
+    finding.outputLine = isInOutput ? outputPlaces.lineAt(output.file(), outputPlace) : 0;
+    finding.dn = isInOutput ? shownDn(outputDnAt(outputPlace)) : dnAt(exportPlace);
     finding.effect = finding.dn.empty() ? "the entry begins without a DN line: " + effect : effect;
     addFinding(kind, std::move(finding));
 }
 
 // ---- Entries that pass through.
 
-void remember(const Demand& demand) {
-    passedLast[passedCount++ % remembered] = {demand.lines, demand.place};
+void remember(std::uint64_t lines, off_t place) {
+    const Passed passed = {Packed40(lines), Packed40(static_cast<std::uint64_t>(place))};
+    if (passedLast.size() < remembered) {
+        passedLast.push_back(passed);
+    } else {
+        passedLast[passedCount % remembered] = passed;
+    }
+    ++passedCount;
     ++balanceOf(Content::PASSED).found;
 }
 
-// The place in the export of an entry that the output holds already and that has these lines; -1
-// when none is known.
-off_t placeOfRepeated(std::uint64_t chain) {
-    const auto end =
-        passedLast.begin() + static_cast<std::ptrdiff_t>(std::min(passedCount, remembered));
-    const auto passed = std::find_if(passedLast.begin(), end,
-                                     [chain](const Passed& one) { return one.lines == chain; });
-    if (passed != end) {
-        return passed->place;
-    }
-    const auto credential = takenCredentials.find(Packed40(chain).value());
-    return credential == takenCredentials.end() ? -1 : credential->second;
+// The place in the export of an entry that the output holds already and that has these lines;
+// nowhere when none is known.
+off_t placeOfRepeated(std::uint64_t lines) {
+    const std::uint64_t sought = Packed40(lines).value();
+    const auto passed =
+        std::partition_point(passedLast.begin(), passedLast.end(),
+                             [=](const Passed& one) { return one.lines.value() < sought; });
+    return passed != passedLast.end() && passed->lines.value() == sought
+               ? static_cast<off_t>(passed->place.value())
+               : placeOfTakenCredential(lines);
 }
 
 bool isMetBy(const Demand& demand, const OutputEntry& entry) {
@@ -115,49 +131,51 @@ bool isMetBy(const Demand& demand, const OutputEntry& entry) {
 
 // Takes an entry of the output back that the demand asks for.
 bool takeUnexplained(const Demand& demand) {
-    if (unexplained.empty()) {
-        return false;
-    }
-    auto found = unexplained.find(demand.lines);
-    if (demand.addsInstallDate) {
-        found = std::find_if(unexplained.begin(), unexplained.end(), [&demand](const auto& one) {
-            return isMetBy(demand, one.second.entry);
-        });
-    }
-    if (found == unexplained.end() || !isMetBy(demand, found->second.entry)) {
-        return false;
-    }
-    remember(demand);
-    unexplained.erase(found);
-    return true;
-}
-
-bool takeDemand(const OutputEntry& entry) {
-    for (const std::uint64_t chain : {entry.lines.chain, entry.linesButLast.chain}) {
-        const auto [first, last] = unmetDemands.equal_range(chain);
-        const auto found = std::find_if(
-            first, last, [&entry](const auto& one) { return isMetBy(one.second, entry); });
-        if (found != last) {
-            remember(found->second);
-            unmetDemands.erase(found);
+    EntryTable& table = demand.addsInstallDate ? unexplained.byLinesButDate : unexplained.byLines;
+    for (off_t place = table.take(demand.lines); place != nowhere;
+         place = table.take(demand.lines)) {
+        if (matchedDated.erase(place) == 0) {
+            if (demand.isDomain) {
+                matchedDated.insert(place);
+            }
+            remember(demand.lines, demand.place);
             return true;
         }
     }
     return false;
 }
 
+bool takeDemand(const OutputEntry& entry) {
+    off_t place = unmetDemands.byLines.take(entry.lines.chain);
+    if (place != nowhere) {
+        remember(entry.lines.chain, place);
+        return true;
+    }
+    place = entry.endsInInstallDate ? unmetDemands.byLinesButDate.take(entry.linesButLast.chain)
+                                    : nowhere;
+    if (place != nowhere) {
+        remember(entry.linesButLast.chain, place);
+    }
+    return place != nowhere;
+}
+
 bool readEntry(OutputEntry& entry) {
     const bool isRead = output.read(entry);
+    if (isRead) {
+        outputPlaces.note(entry.place, entry.line);
+    }
     if (isRead && !entry.isEnded) {
-        tell(Kind::CHANGED_ENTRY, -1, &entry,
+        tell(Kind::CHANGED_ENTRY, nowhere, entry.place,
              "no empty line follows it: the file may have been cut off");
     }
     return isRead;
 }
 
 void setAside(const OutputEntry& entry) {
-    unexplained.emplace(entry.lines.chain,
-                        Unexplained{entry, digestIgnoringCase(output.firstLine())});
+    unexplained.byLines.add(entry.lines.chain, entry.place);
+    if (entry.endsInInstallDate) {
+        unexplained.byLinesButDate.add(entry.linesButLast.chain, entry.place);
+    }
 }
 
 void comparePassed(const Demand& demand) {
@@ -168,7 +186,7 @@ void comparePassed(const Demand& demand) {
     OutputEntry entry;
     while (readEntry(entry)) {
         if (isMetBy(demand, entry)) {
-            remember(demand);
+            remember(demand.lines, demand.place);
             return;
         }
         if (!takeDemand(entry)) {
@@ -176,29 +194,29 @@ void comparePassed(const Demand& demand) {
             break;
         }
     }
-    unmetDemands.emplace(demand.lines, demand);
+    (demand.addsInstallDate ? unmetDemands.byLinesButDate : unmetDemands.byLines)
+        .add(demand.lines, demand.place);
 }
 
 void noteCredential(const Demand& demand) {
     ++balanceOf(Content::CREDENTIAL).demanded;
-    credentials.push_back(
-        {Packed40(demand.lines), Packed40(static_cast<std::uint64_t>(demand.place))});
+    expectCredential(demand.lines, demand.place);
 }
 
 // ---- Entries that are rebuilt.
 
 // The attribute names in which two lists of lines differ, those that `lines` has more often. Shows
 // `names` alone: any other may be the rest of a value that was broken apart.
-std::string namesOnlyIn(std::vector<std::string> lines, std::vector<std::string> others,
+std::string namesOnlyIn(std::vector<std::string_view> lines, std::vector<std::string_view> others,
                         const std::set<std::string>& names) {
     std::sort(lines.begin(), lines.end());
     std::sort(others.begin(), others.end());
-    std::vector<std::string> left;
+    std::vector<std::string_view> left;
     std::set_difference(lines.begin(), lines.end(), others.begin(), others.end(),
                         std::back_inserter(left));
     std::string list;
     std::string last;
-    for (const std::string& line : left) {
+    for (const std::string_view line : left) {
         const std::string found = shownName(line);
         const std::string name = names.contains(found) ? found : std::string(unnamed);
         if (name != last) {
@@ -209,15 +227,13 @@ std::string namesOnlyIn(std::vector<std::string> lines, std::vector<std::string>
     return list;
 }
 
-std::vector<std::string> linesAt(const OutputEntry& entry) {
-    constexpr std::size_t most = 1024 * 1024;
-    const std::string text = output.file().textAt(entry.place, most);
-    std::vector<std::string> lines;
-    std::string_view rest = text;
-    while (!rest.empty() && lines.size() < entry.lines.count) {
-        const std::size_t size = std::min(rest.find('\n'), rest.size());
-        lines.emplace_back(rest.substr(0, size));
-        rest.remove_prefix(std::min(size + 1, rest.size()));
+// The first lines of `text`, at most `most`.
+std::vector<std::string_view> linesOf(std::string_view text, std::size_t most) {
+    std::vector<std::string_view> lines;
+    while (!text.empty() && lines.size() < most) {
+        const std::size_t size = std::min(text.find('\n'), text.size());
+        lines.push_back(text.substr(0, size));
+        text.remove_prefix(std::min(size + 1, text.size()));
     }
     return lines;
 }
@@ -228,7 +244,9 @@ std::string difference(const Owner& owner, const OutputEntry& entry) {
     if (!demanded) {
         return "its lines are not those that the export demands";
     }
-    const std::vector<std::string> present = linesAt(entry);
+    constexpr std::size_t most = 1024 * 1024;
+    const std::string text = output.file().textAt(entry.place, most);
+    const std::vector<std::string_view> present = linesOf(text, entry.lines.count);
     const std::string lacks = namesOnlyIn(demanded->lines, present, demanded->names);
     const std::string besides = namesOnlyIn(present, demanded->lines, demanded->names);
     if (lacks.empty()) {
@@ -240,24 +258,7 @@ std::string difference(const Owner& owner, const OutputEntry& entry) {
                         besides);
 }
 
-// The user whose record was read last, and its DN: containers and policies stand right behind it.
-const Owner* lastUser = nullptr;
-std::string lastUserDn;
-
 constexpr std::string_view dnName = "dn: ";
-
-// The new DN of a user as the export demands it; empty when its entry breaks apart.
-std::string demandedDn(const Owner& owner) {
-    if (&owner == lastUser) {
-        return lastUserDn;
-    }
-    const std::optional<Entry> own = stagedEntryAt(owner.place(Part::OWN));
-    if (!own) {
-        return {};
-    }
-    const std::string line = newUserDnLine(principalNameOf(*own), domainName(owner.domain));
-    return std::string(withoutLineEnd(line).substr(dnName.size()));
-}
 
 // The DN of a user, divided behind the name.
 struct UserDn {
@@ -295,35 +296,53 @@ LineSum containerLines(std::string_view dnLine) {
     return sum;
 }
 
-constexpr std::string_view containerPrefix = "dn: cn=Policies,";
-constexpr std::string_view policyPrefix = "dn: cn=Policy,cn=Policies,";
+// What an entry of the output must show to be right for an owner, and what it shows; nothing when
+// it is right for none.
+using Key = std::optional<std::uint64_t>;
 
-// An entry of the output that has the DN of something that is rebuilt.
-struct Rebuilt {
-    Content content;
-    Owner* owner;
-    OwnerFlag seen;
-    bool isAsDemanded;
-    Part source;  // the entry of the export that it comes from
-};
-
-bool isDemandedPolicy(const Owner& owner, const OutputEntry& entry, std::string_view dnLine) {
-    const std::string_view userDn = dnLine.substr(policyPrefix.size());
-    LineSum demanded(owner.policy.value());
-    demanded -= writtenDomain(userDn);
-    demanded += LineSum(digestOfLine(dnLine));
-    const std::string userDemanded = demandedDn(owner);
-    return dividedUserDn(userDn).name == dividedUserDn(userDemanded).name &&
-           demanded == entry.lines.sum;
+// Of what is below the user's entry, the name in the DN and what else decides.
+std::uint64_t keyOfName(std::uint32_t name, std::uint64_t other) {
+    constexpr std::uint64_t factor = 0x9e3779b97f4a7c15U;
+    return name * factor + other;
 }
 
-bool isDemandedContainer(const Owner& owner, const OutputEntry& entry, std::string_view dnLine) {
-    return dnLine.substr(containerPrefix.size()) == demandedDn(owner) &&
-           containerLines(dnLine) == entry.lines.sum;
+std::uint64_t keyOfName(std::string_view userDn, std::uint64_t other) {
+    constexpr std::string_view name = "principalName=";
+    return keyOfName(nameDigest(dividedUserDn(userDn).name.substr(name.size())), other);
 }
 
-bool isDemandedRecord(const Owner& owner, const OutputEntry& entry, std::string_view /*dnLine*/) {
-    return owner.record.value() == entry.lines.sum.value();
+bool isSpelledAsDemanded(std::string_view userDn) {
+    return userDn.starts_with("principalName=");
+}
+
+std::uint64_t keyOfRecord(const Owner& owner) {
+    return owner.record.value();
+}
+
+Key keyInRecord(const OutputEntry& entry, std::string_view /*userDn*/,
+                std::string_view /*dnLine*/) {
+    return entry.lines.sum.value();
+}
+
+std::uint64_t keyOfPolicy(const Owner& owner) {
+    return keyOfName(owner.name, owner.policy.value());
+}
+
+Key keyInPolicy(const OutputEntry& entry, std::string_view userDn, std::string_view dnLine) {
+    LineSum lines = entry.lines.sum;
+    lines -= LineSum(digestOfLine(dnLine));
+    lines += writtenDomain(userDn);
+    return isSpelledAsDemanded(userDn) ? Key(keyOfName(userDn, lines.value())) : std::nullopt;
+}
+
+std::uint64_t keyOfContainer(const Owner& owner) {
+    const std::string_view domain = domainName(owner.domain);
+    return keyOfName(owner.name, domain.data() == nullptr ? 0 : LineSum(digestOfLine(domain)).value());
+}
+
+Key keyInContainer(const OutputEntry& entry, std::string_view userDn, std::string_view dnLine) {
+    const bool isRight = isSpelledAsDemanded(userDn) && containerLines(dnLine) == entry.lines.sum;
+    return isRight ? Key(keyOfName(userDn, writtenDomain(userDn).value())) : std::nullopt;
 }
 
 // Something that is rebuilt for an owner.
@@ -331,73 +350,63 @@ struct Product {
     std::string_view prefix;  // what stands in front of the owner's new DN
     Content content;
     OwnerFlag seen;
-    Part source;
-    bool (*isDemanded)(const Owner& owner, const OutputEntry& entry, std::string_view dnLine);
+    Part source;  // the entry of the export that it comes from
+    std::uint64_t (*keyOf)(const Owner& owner);
+    Key (*keyIn)(const OutputEntry& entry, std::string_view ownerDn, std::string_view dnLine);
 };
 
 constexpr std::array<Product, 3> products = {
-    {{policyPrefix, Content::POLICY, POLICY_SEEN, Part::POLICY, isDemandedPolicy},
-     {containerPrefix, Content::CONTAINER, CONTAINER_SEEN, Part::POLICY, isDemandedContainer},
-     {dnName, Content::USER, RECORD_SEEN, Part::OWN, isDemandedRecord}}};
+    {{"dn: cn=Policy,cn=Policies,", Content::POLICY, POLICY_SEEN, Part::POLICY, keyOfPolicy,
+      keyInPolicy},
+     {"dn: cn=Policies,", Content::CONTAINER, CONTAINER_SEEN, Part::POLICY, keyOfContainer,
+      keyInContainer},
+     {dnName, Content::USER, RECORD_SEEN, Part::OWN, keyOfRecord, keyInRecord}}};
 
-// Of the owners that have the new DN, the one that the entry is meant for: one that demands it, or
-// one whose entry has not been seen.
-Rebuilt chosenOwner(const Product& product, const std::vector<Owner*>& owners,
-                    const OutputEntry& entry, std::string_view dnLine) {
-    Rebuilt chosen = {product.content, owners.front(), product.seen, false, product.source};
-    for (Owner* const owner : owners) {
-        if (!owner->has(product.seen)) {
-            chosen.owner = owner;
-            chosen.isAsDemanded = product.isDemanded(*owner, entry, dnLine);
-            if (chosen.isAsDemanded) {
-                break;
-            }
-        }
+std::array<Namesakes, products.size()> namesakes;
+
+void gatherNamesakes() {
+    for (std::size_t i = 0; i < products.size(); ++i) {
+        namesakes[i].gather(products[i].source, products[i].seen, products[i].keyOf);
     }
-    if (product.content == Content::USER && chosen.owner->has(IS_GROUP)) {
-        chosen.content = Content::GROUP;
-    }
-    return chosen;
 }
 
+// An entry of the output that has the DN of something that is rebuilt.
+struct Rebuilt {
+    Content content;
+    Owner* owner;
+    OwnerFlag seen;
+    bool isAsDemanded;
+    Part source;
+};
+
 std::optional<Rebuilt> rebuiltOf(const OutputEntry& entry, std::string_view dnLine) {
-    for (const Product& product : products) {
+    for (std::size_t i = 0; i < products.size(); ++i) {
+        const Product& product = products[i];
         if (!dnLine.starts_with(product.prefix)) {
             continue;
         }
-        std::string ownerLine(dnName);
-        ownerLine += dnLine.substr(product.prefix.size());
-        std::vector<Owner*> owners = ownersOfNewDn(digestIgnoringCase(ownerLine));
-        std::erase_if(owners, [&product](const Owner* one) { return !one->has(product.source); });
-        if (!owners.empty()) {
-            return chosenOwner(product, owners, entry, dnLine);
+        const std::string_view ownerDn = dnLine.substr(product.prefix.size());
+        const std::uint64_t newDn = digestIgnoringCase(std::string(dnName).append(ownerDn));
+        const std::span<const OwnerNumber> owners = ownersOfNewDn(newDn);
+        if (owners.empty()) {
+            continue;
+        }
+        const Key key = product.keyIn(entry, ownerDn, dnLine);
+        Owner* const owner =
+            owners.size() == 1 ? &ownerAt(owners.front()) : namesakes[i].choose(newDn, key);
+        if (owner != nullptr && owner->has(product.source)) {
+            const bool isOfGroup = product.content == Content::USER && owner->has(IS_GROUP);
+            return Rebuilt{isOfGroup ? Content::GROUP : product.content, owner, product.seen,
+                           key == product.keyOf(*owner), product.source};
         }
     }
     return std::nullopt;
 }
 
-bool takeCredential(const OutputEntry& entry) {
-    const std::uint64_t lines = Packed40(entry.lines.chain).value();
-    const auto isIt = [lines](const Credential& one) { return one.lines.value() == lines; };
-    const auto from = credentials.begin() + static_cast<std::ptrdiff_t>(nextCredential);
-    auto found = from;
-    if (found == credentials.end() || !isIt(*found)) {
-        found = std::find_if(from, credentials.end(), isIt);
-    }
-    if (found == credentials.end()) {
-        return false;
-    }
-    // What was passed by is put behind what is left, and may still come.
-    std::swap(*from, *found);
-    ++nextCredential;
-    ++balanceOf(Content::CREDENTIAL).found;
-    return true;
-}
-
 void takeRebuilt(const Rebuilt& rebuilt, const OutputEntry& entry) {
     const off_t place = rebuilt.owner->place(rebuilt.source);
     if (rebuilt.owner->has(rebuilt.seen)) {
-        tell(Kind::REPEATED_ENTRY, place, &entry, "an entry of this DN stands above it");
+        tell(Kind::REPEATED_ENTRY, place, entry.place, "an entry of this DN stands above it");
         return;
     }
     rebuilt.owner->set(rebuilt.seen);
@@ -406,41 +415,44 @@ void takeRebuilt(const Rebuilt& rebuilt, const OutputEntry& entry) {
         return;
     }
     const bool isShownInFull = isShown(Kind::CHANGED_ENTRY) && rebuilt.source == Part::OWN;
-    tell(Kind::CHANGED_ENTRY, place, &entry,
+    tell(Kind::CHANGED_ENTRY, place, entry.place,
          isShownInFull ? difference(*rebuilt.owner, entry)
                        : "its lines are not those that the export demands");
 }
 
 // Explains an entry behind those that passed through.
 void explain(const OutputEntry& entry, const std::string& dnLine) {
-    if (!unmetDemands.empty() && takeDemand(entry)) {
+    if (takeDemand(entry)) {
         return;
     }
     if (const std::optional<Rebuilt> rebuilt = rebuiltOf(entry, dnLine)) {
         takeRebuilt(*rebuilt, entry);
-        // A record that is as demanded has the DN that is demanded, too.
-        if (rebuilt->content == Content::USER && rebuilt->isAsDemanded) {
-            lastUser = rebuilt->owner;
-            lastUserDn = dnLine.substr(dnName.size());
-        }
-    } else if (!takeCredential(entry)) {
-        unexplained.emplace(entry.lines.chain, Unexplained{entry, digestIgnoringCase(dnLine)});
+    } else if (takeCredential(entry.lines.chain)) {
+        ++balanceOf(Content::CREDENTIAL).found;
+    } else {
+        extras.push_back({Packed64(digestIgnoringCase(dnLine)),
+                          Packed40(static_cast<std::uint64_t>(entry.place)),
+                          Packed40(entry.lines.chain),
+                          Packed40(entry.endsInInstallDate ? entry.linesButLast.chain : 0)});
     }
 }
 
+// Reads once more what has not found its counterpart, and then the rest.
 void explainWhatIsLeft() {
-    std::vector<Unexplained> aside;
-    for (const auto& [chain, one] : unexplained) {
-        aside.push_back(one);
-    }
-    unexplained.clear();
-    std::sort(aside.begin(), aside.end(), [](const Unexplained& first, const Unexplained& second) {
-        return first.entry.place < second.entry.place;
-    });
-    for (const Unexplained& one : aside) {
-        explain(one.entry, outputDnAt(one.entry.place));
-    }
+    const OutputPosition end = output.position();
+    const std::vector<off_t> aside = unexplained.byLines.places();
+    unexplained = Unmatched();
     OutputEntry entry;
+    for (const off_t place : aside) {
+        if (matchedDated.contains(place)) {
+            continue;
+        }
+        output.goTo({place, 0});
+        if (output.read(entry)) {
+            explain(entry, output.firstLine());
+        }
+    }
+    output.goTo(end);
     while (readEntry(entry)) {
         explain(entry, output.firstLine());
     }
@@ -450,64 +462,93 @@ void explainWhatIsLeft() {
 
 // The entries of the export that nothing in the output meets.
 std::vector<off_t> missingPlaces() {
-    std::vector<off_t> places;
-    for (const auto& [chain, demand] : unmetDemands) {
-        places.push_back(demand.place);
-    }
-    for (std::size_t i = nextCredential; i < credentials.size(); ++i) {
-        places.push_back(static_cast<off_t>(credentials[i].place.value()));
+    std::vector<off_t> places = unmetDemands.byLines.places();
+    for (const std::vector<off_t>& others :
+         {unmetDemands.byLinesButDate.places(), placesOfMissingCredentials()}) {
+        places.insert(places.end(), others.begin(), others.end());
     }
     std::sort(places.begin(), places.end());
     return places;
 }
 
+// What is too much, to be found by its DN.
+class ExtrasByDn {
+public:
+    ExtrasByDn() : order_(extras.size()), isTaken_(extras.size()) {
+        std::iota(order_.begin(), order_.end(), 0U);
+        std::sort(order_.begin(), order_.end(), [](std::uint32_t one, std::uint32_t other) {
+            return std::pair(dnOf(one), one) < std::pair(dnOf(other), other);
+        });
+    }
+
+    // Takes the first one of this DN that is left; null when there is none.
+    const Extra* take(std::uint64_t dn) {
+        const auto found =
+            std::partition_point(order_.begin(), order_.end(), [this, dn](std::uint32_t one) {
+                return dnOf(one) < dn || (dnOf(one) == dn && isTaken_[one]);
+            });
+        if (found == order_.end() || dnOf(*found) != dn) {
+            return nullptr;
+        }
+        isTaken_[*found] = true;
+        return &extras[*found];
+    }
+
+    bool isTaken(std::size_t index) const {
+        return isTaken_[index];
+    }
+
+private:
+    static std::uint64_t dnOf(std::uint32_t index) {
+        return extras[index].dn.value();
+    }
+
+    std::vector<std::uint32_t> order_;
+    std::vector<bool> isTaken_;
+};
+
+void tellExtra(const Extra& extra) {
+    off_t place = placeOfRepeated(extra.lines.value());
+    if (place == nowhere && extra.linesButDate.value() != 0) {
+        place = placeOfRepeated(extra.linesButDate.value());
+    }
+    const bool isRepeated = place != nowhere;
+    tell(isRepeated ? Kind::REPEATED_ENTRY : Kind::EXTRA_ENTRY, place,
+         static_cast<off_t>(extra.place.value()),
+         isRepeated ? "the same entry stands in the output already"
+                    : "no entry of the export leads to it, or only to another like it");
+}
+
 // An entry that is missing and one that is too much are one that was changed when their DNs are
 // equal. Looked for as long as there are few of them.
 void tellUnmet() {
-    std::unordered_multimap<std::uint64_t, const Unexplained*> byDn;
-    for (const auto& [chain, one] : unexplained) {
-        byDn.emplace(one.dn, &one);
-    }
-    std::vector<const Unexplained*> changed;
     constexpr std::size_t mostLooks = 10'000;
     std::size_t looks = 0;
+    ExtrasByDn byDn;
     for (const off_t place : missingPlaces()) {
-        const bool mayLook = looks++ < mostLooks && !byDn.empty();
-        const auto found = mayLook ? byDn.find(digestIgnoringCase(dnLineAt(place))) : byDn.end();
-        if (found == byDn.end()) {
-            tell(Kind::MISSING_ENTRY, place, nullptr, "the output does not hold it");
+        const bool mayLook = looks++ < mostLooks && !extras.empty();
+        const Extra* const found =
+            mayLook ? byDn.take(digestIgnoringCase(dnLineAt(place))) : nullptr;
+        if (found == nullptr) {
+            tell(Kind::MISSING_ENTRY, place, nowhere, "the output does not hold it");
         } else {
-            tell(Kind::CHANGED_ENTRY, place, &found->second->entry,
+            tell(Kind::CHANGED_ENTRY, place, static_cast<off_t>(found->place.value()),
                  "its lines are not those of the export");
-            changed.push_back(found->second);
-            byDn.erase(found);
         }
     }
-    for (std::size_t i = 0; i < nextCredential && !byDn.empty(); ++i) {
-        takenCredentials.emplace(credentials[i].lines.value(),
-                                 static_cast<off_t>(credentials[i].place.value()));
-    }
-    std::vector<const Unexplained*> extra;
-    for (const auto& [dn, one] : byDn) {
-        extra.push_back(one);
-    }
-    std::sort(extra.begin(), extra.end(), [](const Unexplained* first, const Unexplained* second) {
-        return first->entry.place < second->entry.place;
+    std::sort(passedLast.begin(), passedLast.end(), [](const Passed& one, const Passed& other) {
+        return one.lines.value() < other.lines.value();
     });
-    for (const Unexplained* one : extra) {
-        const off_t whole = placeOfRepeated(one->entry.lines.chain);
-        const off_t place = whole >= 0 || !one->entry.endsInInstallDate
-                                ? whole
-                                : placeOfRepeated(one->entry.linesButLast.chain);
-        tell(place >= 0 ? Kind::REPEATED_ENTRY : Kind::EXTRA_ENTRY, place, &one->entry,
-             place >= 0 ? "the same entry stands in the output already"
-                        : "no entry of the export leads to it, or only to another like it");
+    for (std::size_t i = 0; i < extras.size(); ++i) {
+        if (!byDn.isTaken(i)) {
+            tellExtra(extras[i]);
+        }
     }
 }
 
 void tellUnseen(const Owner& owner, Part source, OwnerFlag seen, std::string_view what) {
     if (owner.has(source) && !owner.has(seen)) {
-        tell(Kind::MISSING_ENTRY, owner.place(source), nullptr,
+        tell(Kind::MISSING_ENTRY, owner.place(source), nowhere,
              format("the output does not hold its %s", what));
     }
 }
@@ -535,14 +576,14 @@ void countDemands() {
 void forgetProof() {
     balances = {};
     output = OutputReader();
-    unmetDemands.clear();
-    unexplained.clear();
-    credentials.clear();
-    nextCredential = 0;
-    takenCredentials.clear();
+    outputPlaces = LinePlaces();
+    unmetDemands = Unmatched();
+    unexplained = Unmatched();
+    matchedDated.clear();
+    extras.clear();
+    forgetCredentials();
+    passedLast.clear();
     passedCount = 0;
-    lastUser = nullptr;
-    lastUserDn.clear();
 }
 
 }  // namespace
@@ -554,6 +595,7 @@ void prove(const std::string& exportName, const std::string& outputName) {
     findTroubleOfOwners();
     keepDifferencesAlone();
     countDemands();
+    gatherNamesakes();
     explainWhatIsLeft();
     tellMissingRecords();
     tellUnmet();

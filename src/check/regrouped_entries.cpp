@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cache/accumulation.h"
@@ -38,7 +39,7 @@ void addCredential(bool isBroken) {
         }
     });
     if (demandTakers.credential != nullptr) {
-        demandTakers.credential({digest.chain, current.place, false});
+        demandTakers.credential({digest.chain, current.place});
     }
 }
 
@@ -71,7 +72,7 @@ bool takeIn(bool isBroken) {
     }
 }
 
-// Puts lines that stand back to back into the current entry.
+// Puts lines that stand back to back into the current entry, whose own they are not.
 void setObject(std::string_view lines) {
     static std::vector<std::uint32_t> ends;
     ends.clear();
@@ -92,6 +93,7 @@ std::string_view workFileText(std::string_view attributes, Changed changed) {
         return attributes;
     }
     text.clear();
+    text.reserve(attributes.size());
     visitLines(attributes, [&changed](std::string_view line, int index) {
         std::string normalized(line);
         if (someHead(line, isNormalized)) {
@@ -204,11 +206,11 @@ bool isWrittenWhole(std::string_view attributes) {
 }
 
 // Has the reader of the work file divide the attributes, and takes in what it makes of them.
-void regroupPieces(const std::string& attributes) {
+void regroupPieces(std::string_view attributes) {
     const Break found = findBreak(attributes);
     current.isInPieces = true;
     LineReader reader;
-    reader.openText(attributes + '\n');
+    reader.openText(attributes);
     bool ends = false;
     bool isWhole = true;
     while (getNextObjectFromTemporaryInputLDIFFile(reader) != READ_ERROR &&
@@ -241,11 +243,13 @@ void regroup(std::string_view attributes) {
                           return head.ends_with("changetype:");
                       });
     if (current.hasLongLine || !survivesWorkFile(text)) {
-        regroupPieces(std::string(text));
+        const bool isOfObject = text.data() == object.text().data();
+        const std::string copy(isOfObject ? text : std::string_view());
+        regroupPieces(isOfObject ? copy : text);
         return;
     }
     if (text.data() != object.text().data()) {
-        setObject(std::string(text));
+        setObject(text);
         determineTheObjectsObjectClass();  // joined lines may tell another one
     }
     if (!takeIn(false)) {
@@ -264,12 +268,14 @@ std::optional<Entry> stagedEntryAt(off_t place) {
         return std::nullopt;
     }
     tweekObjectInObjectArray();
-    const std::string text(workFileText(unfoldedObject(), [](std::string_view, int) {}));
+    const std::string_view text = workFileText(unfoldedObject(), [](std::string_view, int) {});
     if (!survivesWorkFile(text)) {
         return std::nullopt;
     }
-    setObject(text);
-    return object;
+    if (text.data() != object.text().data()) {
+        setObject(text);
+    }
+    return std::exchange(object, Entry());
 }
 
 bool isChangetypeDemanded() {

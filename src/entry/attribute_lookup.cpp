@@ -37,16 +37,21 @@ bool isContinuation(std::string_view line) {
     return line.starts_with(' ');
 }
 
-// `text`, which stands before line `next`, with the continuation lines from there on joined to
-// it. `next` becomes the index of the first line behind them.
-std::string unfold(const Lookup& lookup, std::string_view text, int& next) {
+// Adds `text`, which stands before line `next`, to `whole`, with the continuation lines from there
+// on joined to it. `next` becomes the index of the first line behind them.
+void unfoldInto(std::string& whole, const Lookup& lookup, std::string_view text, int& next) {
     const OutOfMemoryLine copying(lookup.mallocLine);
-    std::string whole(withoutLineEnd(text));
+    whole += withoutLineEnd(text);
     const OutOfMemoryLine growing(lookup.reallocLine);
     while (isContinuation(object.line(next))) {
         whole += withoutLineEnd(object.line(next).substr(1));
         ++next;
     }
+}
+
+std::string unfold(const Lookup& lookup, std::string_view text, int& next) {
+    std::string whole;
+    unfoldInto(whole, lookup, text, next);
     return whole;
 }
 
@@ -68,6 +73,7 @@ std::string_view unfoldRuns(EntryView entry, std::string& unfolded) {
     std::size_t joined = 0;
     for (const std::uint32_t end : entry.lineEnds()) {
         if (isContinuation(text.substr(end))) {
+            unfolded.reserve(text.size() + 1);
             unfolded += text.substr(joined, end - 1 - joined);
             joined = end + 1;
         }
@@ -75,6 +81,7 @@ std::string_view unfoldRuns(EntryView entry, std::string& unfolded) {
     if (joined == 0 && text.ends_with('\n')) {
         return text;
     }
+    unfolded.reserve(text.size() + 1);
     unfolded += text.substr(joined);
     if (!unfolded.ends_with('\n')) {
         unfolded += '\n';
@@ -83,9 +90,10 @@ std::string_view unfoldRuns(EntryView entry, std::string& unfolded) {
 }
 
 std::string_view unfoldLines(std::string& unfolded) {
+    unfolded.reserve(object.text().size() + static_cast<std::size_t>(object.lineCount()));
     for (int i = 0; i < object.lineCount();) {
         const std::string_view text = object.line(i);
-        unfolded += unfold(attributeByIndex, text, ++i);
+        unfoldInto(unfolded, attributeByIndex, text, ++i);
         unfolded += '\n';
     }
     return unfolded;

@@ -1,6 +1,7 @@
 #include "entry/entry.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <limits>
 
@@ -15,7 +16,14 @@ void Entry::appendText(std::string_view text) {
     if (text.size() > std::numeric_limits<std::uint32_t>::max() - text_.size()) {
         failWithoutMemory();
     }
+    reserve(text_.size() + text.size());
     text_ += text;
+}
+
+void Entry::reserve(std::size_t size) {
+    if (size > text_.capacity()) {
+        text_.reserve(std::bit_ceil(size));
+    }
 }
 
 void Entry::append(std::string_view line) {
@@ -73,14 +81,18 @@ void EntryStorage::clear() {
     wordsLeft_ = 0;
 }
 
+std::size_t StoredEntry::sizeOf(EntryView entry) {
+    constexpr std::size_t word = sizeof(std::uint32_t);
+    return (1 + entry.lineEnds().size() + (entry.text().size() + word - 1) / word) * word;
+}
+
 StoredEntry::StoredEntry(EntryView entry, EntryStorage& storage) {
     if (entry.empty()) {
         return;
     }
     const std::span<const std::uint32_t> ends = entry.lineEnds();
     const std::string_view text = entry.text();
-    const std::size_t textWords = (text.size() + sizeof ends[0] - 1) / sizeof ends[0];
-    std::uint32_t* const block = storage.take(1 + ends.size() + textWords);
+    std::uint32_t* const block = storage.take(sizeOf(entry) / sizeof ends[0]);
     block[0] = static_cast<std::uint32_t>(ends.size());
     std::copy(ends.begin(), ends.end(), block + 1);
     std::memcpy(block + 1 + ends.size(), text.data(), text.size());

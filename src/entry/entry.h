@@ -86,6 +86,10 @@ public:
         return text_;
     }
 
+    // Makes sure that the text may grow to `size` bytes in place. Grows to a power of two, so that
+    // what a large entry takes while it is read can be predicted from its size alone.
+    void reserve(std::size_t size);
+
     // Adds a line at the end.
     void append(std::string_view line);
 
@@ -131,6 +135,9 @@ public:
     StoredEntry(EntryView entry, EntryStorage& storage);
 
     operator EntryView() const;
+
+    // The bytes that storing it takes.
+    static std::size_t sizeOf(EntryView entry);
 
     // The same as of the view, without a look at the memory of the entry.
     bool empty() const {

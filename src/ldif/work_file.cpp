@@ -58,16 +58,26 @@ int blankLineByLine(LineReader& stream) {
         zr_printf_utf8(positionMessage("fgetpos()", returnCode));
         return -1;
     }
+    constexpr std::size_t mostAtOnce = 256 * 1024;  // of an entry that may be of any size
     static std::string blanks;
     blanks.clear();
+    bool objectHasBegun = false;
     int result = 0;
     while ((result = getNextLine(nextLine, stream)) == 0) {
         if (isBlankLine(nextLine)) {
-            if (!blanks.empty()) {
+            if (objectHasBegun) {
                 break;
             }
             start.offset = stream.tell();
             continue;
+        }
+        objectHasBegun = true;
+        if (blanks.size() + nextLine.size() > mostAtOnce) {
+            if (stream.overwrite(start, blanks) != 0) {
+                return -1;
+            }
+            start.offset += static_cast<off_t>(blanks.size());
+            blanks.clear();
         }
         // Comments are blanked too: nothing of the entry may be read again.
         const std::size_t lineStart = blanks.size();

@@ -27,14 +27,25 @@ TEST_F(InventoryTest, EntriesCountByTheirClassAndInAll) {
 
 TEST_F(InventoryTest, UsersAndGroupsCountApart) {
     countOwner(false);
-    countMemory(false, 100);
+    countSlot(false, 100);
     countOwner(true);
     countOwner(true);
-    countMemory(true, 7);
+    countSlot(true, 7);
     EXPECT_EQ(inventory.users, 1U);
     EXPECT_EQ(inventory.groups, 2U);
-    EXPECT_EQ(inventory.userMemory, 100U);
-    EXPECT_EQ(inventory.groupMemory, 7U);
+    EXPECT_EQ(inventory.ofUsers.bytes, 100U);
+    EXPECT_EQ(inventory.ofGroups.bytes, 7U);
+}
+
+TEST_F(InventoryTest, AnEntryGatheredTakesItsTextAndAWordForEachLineAndTheirNumber) {
+    Entry entry;
+    entry.append("dn: a\n");
+    entry.append("b: 1\n");
+    countGathered(true, entry);
+    countGathered(true, Entry());
+    EXPECT_EQ(inventory.ofGroups.bytes, 12U + 3 * 4 + 4);
+    EXPECT_EQ(inventory.ofGroups.largestEntry, 12U + 3 * 4);
+    EXPECT_EQ(inventory.ofUsers.bytes, 0U);
 }
 
 TEST_F(InventoryTest, WhatARuleHasCountedCanBeTakenBack) {
@@ -43,6 +54,14 @@ TEST_F(InventoryTest, WhatARuleHasCountedCanBeTakenBack) {
     discountRule(Rule::EQUAL_LINES, 2);
     EXPECT_EQ(linesOfRule(Rule::EQUAL_LINES), 4U);
     EXPECT_EQ(linesOfRule(Rule::REPLACED_LINES), 0U);
+}
+
+TEST_F(InventoryTest, OfTheOutputNoMoreThanWasCountedIsTakenBack) {
+    countOutput(30);
+    discountOutput(10);
+    EXPECT_EQ(inventory.outputBytes, 20U);
+    discountOutput(21);
+    EXPECT_EQ(inventory.outputBytes, 0U);
 }
 
 TEST_F(InventoryTest, CountingBeginsAnew) {

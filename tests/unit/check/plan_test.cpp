@@ -72,22 +72,38 @@ TEST_F(PlanTest, PassesGoOnUntilTheLastOwnerHasASlot) {
 TEST_F(PlanTest, MemoryIsThatOfTheOwnersHeldAtOnce) {
     const std::uint64_t ofProgram = planFor(0, 0).memory;
     setOwners(10, 4);
-    inventory.userMemory = 1000;
-    inventory.groupMemory = 80;
+    inventory.ofUsers.bytes = 1'000'000;
+    inventory.ofGroups.bytes = 80'000;
     const auto memory = [ofProgram](std::uint64_t users, std::uint64_t groups) {
         return planFor(users, groups).memory - ofProgram;
     };
-    EXPECT_GE(memory(0, 0), 1080U);
-    EXPECT_LE(memory(0, 0), 1080U * 5 / 4);
-    EXPECT_GE(memory(5, 1), 520U);
-    EXPECT_LE(memory(5, 1), 520U * 5 / 4);
+    // An owner has eight bytes in a table of a power of two, at least half of which is free.
+    EXPECT_EQ(memory(0, 0), 1'080'000U + (32 - 1 + 8 - 1) * 8);
+    EXPECT_EQ(memory(5, 1), 520'000U + (16 - 1 + 2 - 1) * 8);
     EXPECT_EQ(memory(2'000'000'000, 2'000'000'000), memory(0, 0));
+}
+
+TEST_F(PlanTest, TheLargestEntryIsHeldWhateverTheCounts) {
+    setOwners(10, 1);
+    const std::uint64_t without = planFor(1, 1).memory;
+    inventory.ofUsers = {300'000'000 + 10'000, 300'000'000};
+    EXPECT_EQ(planFor(1, 1).memory - without, 300'000'000U + 1000);
+    EXPECT_EQ(planFor(10, 1).memory - planFor(1, 1).memory, 9000U + (32 - 2) * 8);
+}
+
+TEST_F(PlanTest, AnEntryGrowsToThePowerOfTwoWhileItIsRead) {
+    const std::uint64_t ofProgram = planFor(0, 0).memory;
+    countReading(20'000'000, 0);
+    EXPECT_EQ(planFor(0, 0).memory, ofProgram + (1U << 25U) - 2 * 8);
+    // It stays in memory while owners are gathered, and so does an unfolded one.
+    countReading(20'000'000, 19'000'000);
+    EXPECT_EQ(planFor(0, 0).memory, ofProgram + 39'000'000);
 }
 
 TEST_F(PlanTest, PlansDivideTheOwnersFurtherAndFurther) {
     setOwners(1000, 10);
-    inventory.userMemory = 1'000'000;
-    inventory.groupMemory = 10'000;
+    inventory.ofUsers.bytes = 1'000'000;
+    inventory.ofGroups.bytes = 10'000;
     const std::vector<Plan> all = plans();
     ASSERT_EQ(all.size(), 7U);
     EXPECT_EQ(all.front().users, 1000U);

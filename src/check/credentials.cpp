@@ -1,0 +1,109 @@
+#include "check/credentials.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <deque>
+#include <iterator>
+#include <utility>
+
+#include "check/digest.h"
+
+namespace {
+
+struct Credential {
+    Packed40 lines;
+    Packed40 place;
+};
+
+std::deque<Credential> credentials;
+bool areSorted = false;
+
+std::size_t takenInOrder = 0;  // the first ones, while they are in the order of the export
+std::vector<bool> taken;       // once they are sorted: each of them
+
+off_t placeOf(const Credential& credential) {
+    return static_cast<off_t>(credential.place.value());
+}
+
+void sortByLines() {
+    const std::uint64_t firstLeft = takenInOrder < credentials.size()
+                                        ? credentials[takenInOrder].place.value()
+                                        : Packed40::most;
+    std::sort(credentials.begin(), credentials.end(),
+              [](const Credential& one, const Credential& other) {
+                  return std::pair(one.lines.value(), placeOf(one)) <
+                         std::pair(other.lines.value(), placeOf(other));
+              });
+    taken.clear();
+    for (const Credential& credential : credentials) {
+        taken.push_back(credential.place.value() < firstLeft);
+    }
+    areSorted = true;
+}
+
+// Of those that have the same lines, the first ones are taken first.
+struct Equal {
+    std::size_t first;
+    std::size_t firstLeft;
+    std::size_t end;
+};
+
+Equal findEqual(std::uint64_t lines) {
+    if (!areSorted) {
+        sortByLines();
+    }
+    const std::uint64_t sought = Packed40(lines).value();
+    const auto begin = credentials.begin();
+    const auto first = std::partition_point(begin, credentials.end(), [=](const Credential& one) {
+        return one.lines.value() < sought;
+    });
+    const auto end = std::partition_point(first, credentials.end(), [=](const Credential& one) {
+        return one.lines.value() == sought;
+    });
+    const auto left = std::partition_point(
+        taken.begin() + (first - begin), taken.begin() + (end - begin), [](bool is) { return is; });
+    return {static_cast<std::size_t>(first - begin), static_cast<std::size_t>(left - taken.begin()),
+            static_cast<std::size_t>(end - begin)};
+}
+
+}  // namespace
+
+void forgetCredentials() {
+    credentials.clear();
+    areSorted = false;
+    takenInOrder = 0;
+    taken.clear();
+}
+
+void expectCredential(std::uint64_t lines, off_t place) {
+    credentials.push_back({Packed40(lines), Packed40(static_cast<std::uint64_t>(place))});
+}
+
+bool takeCredential(std::uint64_t lines) {
+    if (!areSorted && takenInOrder < credentials.size() &&
+        credentials[takenInOrder].lines.value() == Packed40(lines).value()) {
+        ++takenInOrder;
+        return true;
+    }
+    const Equal equal = findEqual(lines);
+    if (equal.firstLeft == equal.end) {
+        return false;
+    }
+    taken[equal.firstLeft] = true;
+    return true;
+}
+
+off_t placeOfTakenCredential(std::uint64_t lines) {
+    const Equal equal = findEqual(lines);
+    return equal.first == equal.firstLeft ? -1 : placeOf(credentials[equal.first]);
+}
+
+std::vector<off_t> placesOfMissingCredentials() {
+    std::vector<off_t> places;
+    for (std::size_t i = areSorted ? 0 : takenInOrder; i < credentials.size(); ++i) {
+        if (!areSorted || !taken[i]) {
+            places.push_back(placeOf(credentials[i]));
+        }
+    }
+    return places;
+}

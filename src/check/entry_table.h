@@ -1,0 +1,47 @@
+// Entries that one file has and the other has not shown yet, by digests of their lines.
+//
+// Empty as long as two files agree, and as large as one of them when they have nothing in common:
+// an entry takes 16 bytes, and 4 to 8 to be found. Entries that are equal may be many, and cost no
+// more than others.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <deque>
+#include <vector>
+
+#include "check/digest.h"
+
+class EntryTable {
+public:
+    void add(std::uint64_t lines, off_t place);
+
+    // Takes one of the entries of these lines out. Returns its place, or -1 when there is none.
+    off_t take(std::uint64_t lines);
+
+    bool empty() const {
+        return used_ == 0;
+    }
+
+    // The places of all entries, in their order.
+    std::vector<off_t> places() const;
+
+private:
+    // Entries whose digests end alike are a chain: each names the next by its number plus one.
+    struct Node {
+        Packed40 lines;
+        Packed40 place;
+        std::uint32_t next = 0;
+    };
+
+    std::uint32_t& headOf(const Packed40& lines) {
+        return heads_[lines.value() & (heads_.size() - 1)];
+    }
+    void grow();
+
+    std::deque<Node> nodes_;
+    std::vector<std::uint32_t> heads_;  // a power of two of them, or none
+    std::uint32_t free_ = 0;            // the chain of nodes that hold nothing
+    std::size_t used_ = 0;
+};
