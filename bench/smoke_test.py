@@ -19,8 +19,9 @@ ROWS = ("one-pass", "16-passes", "64-passes", "scattered", "long-policy-25000",
         "long-policy-50000", "long-policy-100000", "long-entry-62500", "long-entry-125000",
         "long-entry-249999", "merge", "long-merge", "plain-names-1000000",
         "numbered-names-1000000", "plain-names-32000", "bracketed-names-32000", "example",
-        "traced", "check", "check-example", "proof", "proof-example")
-TARGETS = 20  # of all rows
+        "traced", "check", "check-example", "proof", "proof-example", "check-findings",
+        "proof-namesakes")
+TARGETS = 22  # of all rows
 
 
 class Smoke(unittest.TestCase):

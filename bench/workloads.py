@@ -10,6 +10,7 @@ import pathlib
 import shutil
 import sys
 
+import hostile_exports
 import long_entries
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[1]
@@ -22,6 +23,7 @@ POLICY_LINES = (25000, 50000, 100000)
 LONG_MERGE_LINES = 32000
 ENTRY_LINES = (62500, 125000, 249999)
 NUMBERED_NAMES, BRACKETED_NAMES = 1000000, 32000
+NAMESAKES, FINDINGS = 40000, 40000
 MIB = 2**20
 
 # `write` is called with the program and the path.
@@ -62,6 +64,19 @@ def of(name, figure):
 
 def times(name, other):
     return lambda figures: figures[name].wall / figures[other].wall
+
+
+def times_per_byte(name, other):
+    """Beside what is taken whatever the size."""
+    def value(figures):
+        trivial = figures[f"{other}-example"].wall
+
+        def per_byte(figure):
+            return (figure.wall - trivial) / figure.size
+
+        return per_byte(figures[name]) / per_byte(figures[other])
+
+    return value
 
 
 def peak(name):
@@ -110,16 +125,23 @@ def name_workloads(kind, total, scale):
 
 
 def check_workloads(name, what, export, users):
-    """The check of the export and of the example, which tells what it takes whatever the size."""
+    """The check of the export and of the example, which takes no time for its size."""
     trivial = f"{name}-example"
-    owners = users + users // USERS_PER_GROUP
+    # Every tenth user has a resource credential in a container.
+    most = 4 * MIB + 100 * (users + users // USERS_PER_GROUP) + 10 * (users // 5)
     return [
         Workload(name, export, (users, users), [
             at_most(2, "x one-pass", times(name, "one-pass")),
-            Target("MiB", peak(name),
-                   lambda figures: (figures[trivial].peak + 100 * owners) / MIB)],
+            at_most(most / MIB, "MiB", peak(name))],
             ["one-pass", trivial], what=what),
         Workload(trivial, EXAMPLE_EXPORT, (10, 10), [], what=what)]
+
+
+def hostile_workload(name, other, what, export):
+    """The check of an export in which many entries or lines have something in common."""
+    return Workload(name, export, (NAMESAKES, 10), [
+        at_most(2, f"x a byte of {other}", times_per_byte(name, other))],
+        ["one-pass", f"{other}-example", other], what=what)
 
 
 def workloads(scale):
@@ -165,5 +187,9 @@ def workloads(scale):
             at_most(20, "s", of("traced", "wall"))], traced=True, counts_instructions=False),
         *check_workloads("check", CHECK, clustered, users),
         *check_workloads("proof", PROVE, clustered, users),
+        hostile_workload("check-findings", "check", CHECK, long_export(
+            "findings", hostile_exports.write_policy, FINDINGS // scale)),
+        hostile_workload("proof-namesakes", "proof", PROVE, long_export(
+            "namesakes", hostile_exports.write_namesakes, NAMESAKES // scale)),
     ]
     return {workload.name: workload for workload in listed}

@@ -86,7 +86,7 @@ struct MergedEntry {
 
 std::vector<MergedEntry> entriesOf(const Owner& owner) {
     std::vector<MergedEntry> entries;
-    object = Entry();  // a larger one that was read before would go on taking its memory
+    Entry().swap(object);  // a larger one that was read before would go on taking its memory
     for (const Part part : {Part::OWN, Part::MAPPING, Part::USERS_ENTRY}) {
         if (owner.has(part)) {
             std::optional<Entry> entry = stagedEntryAt(owner.place(part));
@@ -110,7 +110,6 @@ std::uint64_t bytesOf(const std::vector<MergedEntry>& entries) {
 
 // Merges the entries as the migration does, into the current entry.
 void merge(const std::vector<MergedEntry>& entries) {
-    object = Entry();
     object.reserve(bytesOf(entries));
     mergeObjects(entries[0].entry, entries[1].entry);
     if (entries.size() > 2) {

@@ -106,6 +106,11 @@ public:
     // Removes all lines but keeps the memory for the next ones.
     void clear();
 
+    void swap(Entry& other) noexcept {
+        text_.swap(other.text_);
+        lineEnds_.swap(other.lineEnds_);
+    }
+
 private:
     void appendText(std::string_view text);
     std::size_t placeOf(int index, std::size_t offset) const;

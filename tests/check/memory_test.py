@@ -1,0 +1,153 @@
+#!/usr/bin/env python3
+"""The memory that ldif-migrate-check predicts for a migration, and its own.
+
+    memory_test.py PROGRAM [TEST...]
+
+The check, make_export and measure stand beside PROGRAM, which migrates. What a run holds at most
+is as the system counts it, so that a build with a sanitizer tells nothing.
+"""
+
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+sys.dont_write_bytecode = True
+FOLDER = pathlib.Path(__file__).resolve().parent
+sys.path += [str(FOLDER.parent / "large"), str(FOLDER.parent.parent / "bench")]
+from generator import make_export  # noqa: E402
+import hostile_exports as hostile  # noqa: E402
+
+PROGRAM = pathlib.Path(sys.argv[1]).resolve()
+CHECK = PROGRAM.with_name("ldif-migrate-check")
+MEASURE = PROGRAM.with_name("measure")
+KIBIBYTE, MEBIBYTE = 2**10, 2**20
+LARGE = 20_000_000
+LINE = 4000  # almost as long as a line that is not broken may be
+OWNERS_OF_ALL = 500
+
+
+def long_lines(size, name="secNote", width=LINE):
+    return [f"{name}{number:07d}: ".ljust(width - 1, "x") for number in range(size // width)]
+
+
+def with_lines(kind, lines):
+    """Some users, and an entry of that kind that has these lines, too."""
+    entries = [entry for number in range(OWNERS_OF_ALL)
+               for entry in hostile.user(number, f"user{number}")]
+    if kind == "user":
+        entries += hostile.user(OWNERS_OF_ALL, "ann", lines)
+    elif kind == "mapping":
+        entries += hostile.user(OWNERS_OF_ALL, "ann", (), lines)
+    elif kind == "policy":
+        entries += hostile.user(OWNERS_OF_ALL, "ann")
+        dn = entries[-2][0].replace("dn: ", "dn: cn=Policy,")
+        entries.append([dn, "objectclass: secPolicy", "cn: Policy", *lines])
+    elif kind == "credential":
+        entries.append([*hostile.credential(1), *lines])
+    else:
+        entries.append(["dn: cn=large,o=example", "objectclass: person", *lines])
+    return entries
+
+
+FOLDED = ["jpegPhoto: a", *(" ".ljust(LINE - 1, "x") for _ in range(LARGE // LINE))]
+LARGE_ENTRIES = (
+    ("person", long_lines(LARGE)), ("person", long_lines(LARGE, width=100)), ("person", FOLDED),
+    ("person", [*FOLDED, "cn: x\r"]), ("person", ["jpegPhoto: " + "x" * LARGE]),
+    ("user", long_lines(LARGE)), ("mapping", long_lines(LARGE)), ("policy", long_lines(LARGE)),
+    ("policy", [*long_lines(LARGE), "secdn: cn=a , o=b"]), ("credential", long_lines(LARGE)))
+
+
+class MemoryTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.export = self.folder / "export.ldif"
+        self.output = self.folder / "output.ldif"
+
+    def peak(self, program, *arguments):
+        """The most bytes that a run held, and what it has printed."""
+        report = self.folder / "report"
+        ended = subprocess.run([MEASURE, report, program, *map(str, arguments)], check=True,
+                               stdin=subprocess.DEVNULL, capture_output=True)
+        status, _, _, kibibytes = report.read_text().split()
+        self.assertIn(status, ("0", "1"), ended.stderr)
+        return int(kibibytes) * KIBIBYTE, ended.stdout
+
+    def predicted(self, counts):
+        _, report = self.peak(CHECK, "--json", "--users", counts[0], "--groups", counts[1],
+                              self.export)
+        return json.loads(report)["requested"]["memory"]
+
+    def assertPredicted(self, counts):
+        """What is predicted is within a quarter of what a run takes."""
+        taken, _ = self.peak(PROGRAM, self.export, self.output, *counts)
+        self.assertAlmostEqual(self.predicted(counts) / taken, 1, delta=0.25, msg=counts)
+
+    def assertModest(self, owners=0, credentials=0, longest=0, differing=0, merged_lines=0):
+        """The check takes what its description tells, before and after."""
+        most = (4 * MEBIBYTE + 100 * owners + 10 * credentials + 3 * longest
+                + 32 * differing + 100 * merged_lines) * 1.03
+        for files in ((self.export,), (self.export, self.output)):
+            taken, _ = self.peak(CHECK, *files)
+            self.assertLessEqual(taken, most, len(files))
+
+
+class GeneratedExports(MemoryTest):
+    def test_migration_for_several_counts(self):
+        for options in ((), ("--scattered",)):
+            for users in (50, 20000):
+                make_export(PROGRAM, self.export, "--users", users, *options)
+                for passes in (1, 3, 16, 64):
+                    with self.subTest(options=options, users=users, passes=passes):
+                        self.assertPredicted((-(-users // passes), -(-users // 50 // passes)))
+
+    def test_check(self):
+        make_export(PROGRAM, self.export, "--users", 20000)
+        self.peak(PROGRAM, self.export, self.output, 20000, 400)
+        self.assertModest(owners=20400, credentials=4000)
+
+
+class LargeEntries(MemoryTest):
+    def test_migration_and_check(self):
+        for kind, lines in LARGE_ENTRIES:
+            with self.subTest(kind=kind, lines=len(lines)):
+                hostile.write_entries(self.export, with_lines(kind, lines))
+                for counts in ((OWNERS_OF_ALL + 1, 1), (50, 1)):
+                    self.assertPredicted(counts)
+                longest = sum(len(line) + 1 for line in lines)
+                self.assertModest(OWNERS_OF_ALL, 1, longest)
+
+
+class HostileExports(MemoryTest):
+    def test_wrong_credentials(self):
+        count = 100_000
+        hostile.write_credentials(self.export, count)
+        hostile.write_changed_credentials(self.output, count)
+        self.assertModest(credentials=count, differing=2 * count)
+
+    def test_namesakes(self):
+        count = 40_000
+        hostile.write_namesakes(self.export, count)
+        hostile.write_records(self.output, count, lambda _: "ann")
+        self.assertModest(owners=count)
+
+    def test_nothing_in_common(self):
+        count = 100_000
+        hostile.write_credentials(self.output, count)
+        hostile.write_entries(self.export, ([f"dn: cn=person{n},o=x", "objectclass: person"]
+                                            for n in range(count)))
+        self.assertModest(differing=2 * count)
+
+    def test_findings_in_one_entry(self):
+        lines = 40_000
+        hostile.write_tab_lines(self.export, lines)
+        self.output.write_text("")
+        self.assertModest(owners=1, longest=self.export.stat().st_size, merged_lines=lines)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1] + sys.argv[2:])
