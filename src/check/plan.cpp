@@ -17,6 +17,7 @@
 #include "driver/diagnostics/messages.h"
 #include "driver/platform/file.h"
 #include "driver/platform/locks.h"
+#include "ldif/claims.h"
 
 namespace {
 
@@ -83,11 +84,15 @@ std::string refusalOf(const std::string& workFile) {
             return refusalOfAccess(folderOf(workFile), W_OK);
         case std::filesystem::file_type::symlink:
             return "it is a symbolic link";
-        case std::filesystem::file_type::regular:
-            return refusalOfAccess(workFile, R_OK | W_OK);
         default:
-            return "it is no regular file";
+            break;
     }
+    const FileState state = stateOf(workFile);
+    if (state.kind == FileKind::NONE) {
+        return refusal(workFile, errno);
+    }
+    const std::string_view problem = workFileProblem(state);
+    return problem.empty() ? refusalOfAccess(workFile, R_OK | W_OK) : std::string(problem);
 }
 
 bool isLeftOver(const std::string& workFile) {

@@ -98,7 +98,8 @@ class SurroundingsTest(unittest.TestCase):
     def assertMigrationEnds(self, number, words, **options):
         run = self.migrate(**options)
         self.assertEqual(run.returncode, ENDED)
-        self.assertTrue(run.stderr.startswith(b"%d ERROR: " % number), run.stderr)
+        last = run.stderr.splitlines()[-1]  # below the warning of a work file left behind
+        self.assertTrue(last.startswith(b"%d ERROR: " % number), run.stderr)
         self.assertIn(words, run.stderr.decode())
 
     def assertMigrates(self, **options):
@@ -393,6 +394,15 @@ class FilesTest(SurroundingsTest):
     def test_work_file_that_is_a_pipe(self):
         os.mkfifo(self.files / WORK)
         self.refuse_work_file("it is not a regular file")
+        self.remove_work_file()
+
+    def test_work_file_that_others_share(self):
+        (self.files / WORK).touch()
+        (self.files / "other").hardlink_to(self.files / WORK)
+        self.refuse_work_file("it has another name, a hard link")
+        (self.files / "other").unlink()
+        (self.files / WORK).chmod(0o666)
+        self.refuse_work_file("others than its owner may write to it")
         self.remove_work_file()
 
     def test_work_file_that_may_not_be_written(self):
