@@ -5,6 +5,7 @@
 // in place. They write nothing to the trace.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -74,13 +75,7 @@ inline bool endsIgnoringCase(std::string_view text, std::string_view end) {
         return false;
     }
     // Compared from the back: the last letters before the colon tell most names apart.
-    text.remove_prefix(text.size() - end.size());
-    for (std::size_t i = end.size(); i > 0; --i) {
-        if (!equalFolded(text[i - 1], end[i - 1])) {
-            return false;
-        }
-    }
-    return true;
+    return std::equal(end.rbegin(), end.rend(), text.rbegin(), equalFolded);
 }
 
 // Whether two texts are equal without regard to case.

@@ -33,11 +33,18 @@ int emptyTraceFile();
 // Writes `text` to the trace file unchanged, whether or not the trace is on.
 void writeTrace(std::string_view text);
 
+// Not inlined: calls while the trace is off would pay for what it has on the stack.
+template <class... Arguments>
+[[gnu::noinline]] void writeTraceLine(FormatString<std::type_identity_t<Arguments>...> line,
+                                      const Arguments&... arguments) {
+    writeTrace(format(line, arguments...));
+}
+
 // Writes a trace line when the trace is on; costs one test when it is off.
 template <class... Arguments>
 void trace(FormatString<std::type_identity_t<Arguments>...> line, const Arguments&... arguments) {
     if (debug) [[unlikely]] {
-        writeTrace(format(line, arguments...));
+        writeTraceLine(line, arguments...);
     }
 }
 
