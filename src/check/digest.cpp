@@ -20,6 +20,10 @@ std::uint64_t scattered(std::uint64_t value) {
     return value ^ value >> 32U;
 }
 
+std::uint64_t unchanged(std::uint64_t bytes) {
+    return bytes;
+}
+
 // Set when the program starts.
 struct Keys {
     std::array<std::uint64_t, 16> words;  // for the words of a text, again and again
@@ -47,15 +51,16 @@ std::uint64_t wordAt(const char* at) {
     return word;
 }
 
+// The digest of a text that stands behind another one, the digest of which is `before`.
 template <class Fold>
-std::uint64_t digest(std::string_view text, Fold fold) {
+std::uint64_t digest(std::string_view text, Fold fold, std::uint64_t before = 0) {
     const std::size_t size = text.size();
     std::array<char, 2 * wordSize> padded = {};
     if (size < padded.size()) {
         text.copy(padded.data(), size);
         text = {padded.data(), padded.size()};
     }
-    std::uint64_t value = keys.start ^ size;
+    std::uint64_t value = (keys.start ^ size) + before;
     Product sum = 0;
     const char* at = text.data();
     const char* const end = at + text.size();
@@ -77,7 +82,7 @@ std::uint64_t digest(std::string_view text, Fold fold) {
 }  // namespace
 
 std::uint64_t digestOf(std::string_view text) {
-    return digest(text, [](std::uint64_t bytes) { return bytes; });
+    return digest(text, unchanged);
 }
 
 std::uint64_t digestIgnoringCase(std::string_view text) {
@@ -85,7 +90,7 @@ std::uint64_t digestIgnoringCase(std::string_view text) {
 }
 
 void LineDigest::add(std::string_view block) {
-    value_ = scattered(value_ + firstFactor) ^ digestOf(block);
+    value_ = digest(block, unchanged, value_);
 }
 
 void LineDigest::addLine(std::string_view line) {

@@ -143,9 +143,11 @@ void locateOversized(off_t start) {
 // Whether a folded line of `object` has no colon, so that its name is taken from the value's rest.
 bool hasFoldedName() {
     for (int i = 1; i < object.lineCount(); ++i) {
+        if (!object.line(i).starts_with(' ')) {
+            continue;
+        }
         const std::string_view line = object.line(i - 1);
-        if (object.line(i).starts_with(' ') && !line.starts_with(' ') &&
-            withoutLineEnd(line).find(':') == std::string_view::npos) {
+        if (!line.starts_with(' ') && withoutLineEnd(line).find(':') == std::string_view::npos) {
             return true;
         }
     }

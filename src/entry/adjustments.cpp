@@ -145,8 +145,8 @@ std::string installDateLine(const std::tm& local) {
 
 bool isInstallDateLine(const std::string& line) {
     std::tm moment = {};
-    if (!line.starts_with("installDate: ") ||
-        strptime(line.c_str(), installDateForm, &moment) == nullptr) {
+    const bool mayBe = line.ends_with('Z');  // which spares nearly all lines the parsing
+    if (!mayBe || strptime(line.c_str(), installDateForm, &moment) == nullptr) {
         return false;
     }
     std::tm day = {};

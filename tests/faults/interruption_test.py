@@ -88,8 +88,9 @@ def faults_of_interrupted(place, number, run):
         yield from faults_of_undisturbed(place, run)
         return
     reports = {b""} if number == signal.SIGKILL else {REPORT}
-    if not (run.files.output or run.files.work):
-        reports.add(b"")  # there may have been nothing to report yet
+    if not (run.files.output or run.files.work) or (
+            (run.files.output, run.files.work) == (place.output, None)):
+        reports.add(b"")  # there may be nothing to report yet, or any more
     if run.status != -number or run.stderr not in reports:
         yield f"ended with {run.status}, {run.stderr}"
     if not place.output.startswith(run.files.output or b""):
