@@ -16,7 +16,7 @@ import tempfile
 from workloads import CHECK, MIGRATE, PROVE
 
 INPUT, WORK, OUTPUT, TRACE = "export.ldif", "export.ldif.tmp", "output.ldif", "trace.txt"
-STDOUT, STDERR, REPORT, WORK_LINK = "stdout", "stderr", "report", "work.link"
+STDOUT, STDERR, REPORT = "stdout", "stderr", "report"
 COMPARED = (OUTPUT, STDOUT, STDERR, TRACE)
 CALLGRIND = ("valgrind", "--tool=callgrind", "--callgrind-out-file=callgrind.out")
 RESOURCE_CREDENTIAL = re.compile(rb"\ndn: (?:secResource=|cn=ResCreds,cn=)(?:.+\n)+")
@@ -45,11 +45,11 @@ class Runner:
     def run_first(self, workload):
         """Makes the workload's export, and what its other runs are compared with."""
         with self.place(workload) as place:
-            # The work file is removed at the end of a run; by its second name it stays.
-            (place / WORK).touch()
-            (place / WORK_LINK).hardlink_to(place / WORK)
-            self.succeed(place, self.program, *arguments(workload))
-            self.traffic[workload.name] = traffic_of(place)
+            # The work file is removed at the end of a run; as long as it is open, it has a size.
+            with open(place / WORK, "xb", opener=for_owner_alone) as work:
+                self.succeed(place, self.program, *arguments(workload))
+                size = os.fstat(work.fileno()).st_size
+            self.traffic[workload.name] = traffic_of(place, size)
             self.digests[workload.name] = digests_of(place)
 
     def run(self, workload):
@@ -136,8 +136,11 @@ def arguments(workload):
     return [INPUT, OUTPUT, *workload.counts, *([TRACE] if workload.traced else [])]
 
 
-def traffic_of(place):
-    work = (place / WORK_LINK).stat().st_size
+def for_owner_alone(path, flags):
+    return os.open(path, flags, 0o600)
+
+
+def traffic_of(place, work):
     with mapped(place / INPUT) as export, mapped(place / OUTPUT) as output:
         passed = output.find(FIRST_REBUILT) + 1
         left_over = sum(len(entry.group().replace(b"\n ", b""))

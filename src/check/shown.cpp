@@ -2,6 +2,20 @@
 
 #include "entry/entry.h"
 
+namespace {
+
+std::string_view attributeName(std::string_view line) {
+    constexpr std::string_view characters =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-;.";
+    constexpr std::size_t most = 64;  // more than any name has
+    line = line.substr(0, most);
+    const std::size_t end = line.find_first_not_of(characters);
+    const bool isName = end != std::string_view::npos && line[end] == ':';
+    return isName ? line.substr(0, end) : std::string_view();
+}
+
+}  // namespace
+
 std::string shownDn(std::string_view line) {
     if (!isDnLine(line)) {
         return {};

@@ -2,8 +2,8 @@
 // one.
 //
 // A value that was broken apart may stand where a DN or a name is expected. So what is shown must
-// look like one: a DN line begins with "dn:", and an attribute name consists of letters, digits and
-// the characters "-", "." and ";" in front of a colon.
+// look like one: a DN line begins with "dn:", and an attribute name consists of at most 63 letters,
+// digits and the characters "-", "." and ";" in front of a colon.
 #pragma once
 
 #include <string>

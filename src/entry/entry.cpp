@@ -121,28 +121,15 @@ bool isDnLine(std::string_view line) {
     return equalIgnoringCase(line.substr(0, name.size()), name);
 }
 
-std::string_view attributeName(std::string_view line) {
-    constexpr std::string_view characters =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-;.";
-    constexpr std::size_t most = 64;  // more than any name has
-    line = line.substr(0, most);
-    const std::size_t end = line.find_first_not_of(characters);
-    const bool isName = end != std::string_view::npos && line[end] == ':';
-    return isName ? line.substr(0, end) : std::string_view();
-}
-
 std::string quoted(std::string_view line) {
     constexpr std::size_t most = 256;
     return '"' + printable(withoutLineEnd(line), most) + '"';
 }
 
 std::string entryName(EntryView entry) {
-    if (entry.empty() || isDnLine(entry.line(0))) {
-        return quoted(firstLineOr(entry, "(empty)"));
-    }
-    constexpr std::string_view hint = "(no DN line; ldif-migrate-check reports its line number)";
-    const std::string_view name = attributeName(entry.line(0));
-    return name.empty() ? std::string(hint) : format("\"%s: ...\" %s", name, hint);
+    return entry.empty() || isDnLine(entry.line(0))
+               ? quoted(firstLineOr(entry, "(empty)"))
+               : "(no DN line; ldif-migrate-check reports its line number)";
 }
 
 std::string aboutObject(std::string_view problem) {

@@ -196,17 +196,12 @@ std::string_view firstLineOr(EntryView entry, std::string_view otherwise);
 // Whether a line is the DN line of an entry, as far as its first bytes tell: "dn:" in any case.
 bool isDnLine(std::string_view line);
 
-// The name of the attribute that a line begins with; empty when what stands there cannot be one. A
-// value that was broken apart may stand there as well, so that only what looks like a name counts:
-// at most 63 letters, digits and the characters "-", "." and ";" in front of a colon.
-std::string_view attributeName(std::string_view line);
-
 // A DN or the name of an attribute as messages show it: between quotes, without its line end, as
 // printable() shows it, and cut after 256 bytes.
 std::string quoted(std::string_view line);
 
-// What messages call an entry: its first line, quoted, when that is its DN line. Any other line may
-// hold a secret: its attribute name alone is shown, if it has one.
+// What messages call an entry: its first line, quoted, when that is its DN line. Nothing of any
+// other line is shown: even what looks like an attribute name may be the rest of a value.
 std::string entryName(EntryView entry);
 
 // What a message says of the current entry: `the entry "<DN line>" <problem>`.

@@ -12,6 +12,7 @@
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
 #include "entry/entry.h"
+#include "entry/text.h"
 #include "ldif/run_files.h"
 #include "output/dump.h"
 #include "output/new_dn.h"
@@ -22,16 +23,30 @@ namespace {
 // Why the flush has failed. Written by take(); valid once a flush has returned -1.
 std::string failure;
 
-// What a message calls the owner in slot `index`. Its DN may have been taken from the first line of
-// one of its entries, whatever that is.
+// Whether the DN that the entry gives its owner is one: taken from its DN line, or from a line that
+// begins with the attribute's name rather than holding it somewhere.
+bool namesOwnerByDn(EntryView entry) {
+    constexpr std::string_view name = "secdn:";
+    for (int i = 0; i < entry.lineCount(); ++i) {
+        if (dostristr(entry.line(i), name) != nullptr) {
+            return isDnLine(entry.line(0)) &&
+                   equalIgnoringCase(entry.line(i).substr(0, name.size()), name);
+        }
+    }
+    return entry.empty() || isDnLine(entry.line(0));
+}
+
+// What a message calls the owner in slot `index`. Its DN may be any piece of one of its entries.
 std::string ownerName(const OwnerTable& owners, int index) {
-    static const std::array<const Matrix*, 3> ofUsers = {&secUser_matrix, &secPolicyData_matrix,
-                                                         &secPolicy_matrix};
-    static const std::array<const Matrix*, 1> ofGroups = {&secGroup_matrix};
+    static const std::array<const Matrix*, 5> ofUsers = {&secUser_matrix, &Users_secUser_matrix,
+                                                         &secPolicyData_matrix, &secPolicy_matrix,
+                                                         &secMap_for_secUser_matrix};
+    static const std::array<const Matrix*, 2> ofGroups = {&secGroup_matrix,
+                                                          &secMap_for_secGroup_matrix};
     const bool isUser = &owners == &secUser_dn;
     for (const Matrix* matrix : isUser ? std::span<const Matrix* const>(ofUsers) : ofGroups) {
         const EntryView entry = matrix->row(index);
-        if (!entry.empty() && !isDnLine(entry.line(0))) {
+        if (!namesOwnerByDn(entry)) {
             return format("the owner of %s", entryName(entry));
         }
     }

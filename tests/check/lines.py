@@ -27,8 +27,8 @@ def too_long(dn, line):
             f'{line}, counted')
 
 
-def no_dn_line(name, problem):
-    return (f'the entry {name}(no DN line; ldif-migrate-check reports its line number) {problem}')
+def no_dn_line(problem):
+    return f"the entry (no DN line; ldif-migrate-check reports its line number) {problem}"
 
 
 def in_work_file(line):
@@ -78,48 +78,48 @@ CASES = [
     ends("long-attribute, in one line",
          ("loginAllowed: TRUE\n", description(5000) + "\nloginAllowed: TRUE\n"),
          found=[("long-attribute", 46, f"dn: {ANN}")],
-         text=no_dn_line('', IN_WORK_FILE)),
+         text=no_dn_line(IN_WORK_FILE)),
     # An attribute of 4,095 bytes fills a line of the work file, and its line end reads as a blank
     # line.
     ends("long-attribute, of 4,095 bytes in a user",
          ("ann\nsecuuid: 7a10\n", "ann\n" + folded(description(4095)) + "\nsecuuid: 7a10\n"),
          found=[("long-attribute", 45, f"dn: {ANN}")],
-         text=no_dn_line('"secUUID: ..." ', IN_WORK_FILE)),
+         text=no_dn_line(IN_WORK_FILE)),
     ends("long-attribute, of 4,095 bytes at the end of a user in the export alone",
          ("loginAllowed: TRUE\n", "loginAllowed: TRUE\n" + folded(description(4095)) + "\n"),
          found=[("long-attribute", 47, f"dn: {ANN}")],
-         text=no_dn_line('"secDomainId: ..." ', IN_WORK_FILE)),
+         text=no_dn_line(IN_WORK_FILE)),
     ends("long-attribute, of 4,095 bytes in a policy",
          ("maxFailedLogins: 3\n", folded(description(4095)) + "\nmaxFailedLogins: 3\n"),
          found=[("long-attribute", 51, f"dn: cn=Policy,{ANN}")],
-         text=no_dn_line('"maxFailedLogins: ..." ', IN_WORK_FILE)),
+         text=no_dn_line(IN_WORK_FILE)),
     ends("long-attribute, in one line in a policy",
          ("maxFailedLogins: 3\n", description(5000) + "\nmaxFailedLogins: 3\n"),
          found=[("long-attribute", 51, f"dn: cn=Policy,{ANN}")],
-         text=no_dn_line('', IN_WORK_FILE)),
+         text=no_dn_line(IN_WORK_FILE)),
     ends("long-attribute, of 4,095 bytes in a credential",
          ("resourceName: printer\n", folded(description(4095)) + "\nresourceName: printer\n"),
          found=[("long-attribute", 34, "dn: resourceName=printer,")],
-         text=no_dn_line('"resourceName: ..." ', IN_WORK_FILE)),
+         text=no_dn_line(IN_WORK_FILE)),
     ends("starts-with-continuation, the export",
          ("dn: secAuthority=Default\nobjectClass: secAuthorityInfo",
           " dn: secAuthority=Default\nobjectClass: secAuthorityInfo"),
          found=[("starts-with-continuation", 1, None)],
-         text=no_dn_line('', CONTINUATION)),
+         text=no_dn_line(CONTINUATION)),
     ends("starts-with-continuation, behind a blank line within a value",
          ("description: Keeps the registry", "description: Keeps\n\n  the registry"),
          found=[("starts-with-continuation", 41, None)],
-         text=no_dn_line('', CONTINUATION),
+         text=no_dn_line(CONTINUATION),
          repair=[("Keeps\n\n  the", "Keeps\n  the")]),
     ends("starts-with-continuation, behind a line of blanks within a value",
          ("description: Keeps the registry", "description: Keeps\n  \n  the registry"),
          found=[("starts-with-continuation", 41, None)],
-         text=no_dn_line('', CONTINUATION),
+         text=no_dn_line(CONTINUATION),
          repair=[("Keeps\n  \n  the", "Keeps\n  the")]),
     ends("starts-with-continuation, of a comment",
          (PERSON, "# The person\n  herself\n" + PERSON),
          found=[("starts-with-continuation", 37, None)],
-         text=no_dn_line('', CONTINUATION),
+         text=no_dn_line(CONTINUATION),
          repair=[("# The person\n  herself", "# The person\n# herself")]),
     ends("header-glued, to a user",
          (USER, "version: 1\n" + USER),
@@ -130,7 +130,7 @@ CASES = [
     ends("header-glued, to a user entry below cn=Users",
          (USERS_ENTRY, "version: 1\n" + USERS_ENTRY),
          found=[("header-glued", 16, None)],
-         text=no_dn_line('"version: ..." ', "has no secMap entry whose secDN names it"),
+         text=no_dn_line("has no secMap entry whose secDN names it"),
          repair=[("version: 1\n", "version: 1\n\n")],
          output=[(PERSON, "version: 1\n\n" + PERSON)]),
     ends("header-glued, to a user's mapping entry",
@@ -142,14 +142,14 @@ CASES = [
     ends("header-glued, to a policy",
          (POLICY, "version: 1\n" + POLICY),
          found=[("header-glued", 48, None)],
-         text=no_dn_line('"version: ..." ', "has a DN without a comma, so that it belongs to "
+         text=no_dn_line("has a DN without a comma, so that it belongs to "
                                            "nobody"),
          repair=[("version: 1\n", "version: 1\n\n")],
          output=[(TEAM, "version: 1\n\n" + TEAM)]),
     ends("header-glued, to policy data",
          (POLICY_DATA, "version: 1\n" + POLICY_DATA),
          found=[("header-glued", 53, None)],
-         text=no_dn_line('"version: ..." ', "has a DN without a comma, so that it belongs to "
+         text=no_dn_line("has a DN without a comma, so that it belongs to "
                                            "nobody"),
          repair=[("version: 1\n", "version: 1\n\n")],
          output=[(TEAM, "version: 1\n\n" + TEAM)]),
@@ -191,7 +191,7 @@ CASES = [
     ends("line-without-colon, the DN of a user",
          (f"dn: {ANN}\n", f"dn {ANN}\n"),
          found=[("line-without-colon", 41, None), ("entry-without-dn", 41, None)],
-         text=no_dn_line('', 'has a line without a colon: its line 1, counted')),
+         text=no_dn_line('has a line without a colon: its line 1, counted')),
     ends("line-without-colon, in a user entry below cn=Users",
          ("secDomainId: Default%ann", "secDomainId: Default%ann\nann"),
          found=[("line-without-colon", 22, f"dn: {ANNS_USERS_ENTRY}")],
@@ -211,7 +211,7 @@ CASES = [
     ends("stray-lines, behind a carriage return at the start of a line",
          ("loginAllowed: TRUE\n", "\rnote: 1\nloginAllowed: TRUE\n"),
          found=[("stray-lines", 46, f"dn: {ANN}"), ("cut-text", 46, f"dn: {ANN}")],
-         text=no_dn_line('"loginAllowed: ..." ', IN_WORK_FILE),
+         text=no_dn_line(IN_WORK_FILE),
          repair=[("\rnote: 1\n", "")]),
     # The class is seen in the export, but what stands behind the carriage return is not written to
     # the work file.

@@ -219,14 +219,12 @@ TEST_F(CurrentEntry, DnLinesBeginWithDnInAnyCase) {
     EXPECT_FALSE(isDnLine(""));
 }
 
-TEST_F(CurrentEntry, MessagesShowNothingOfAFirstLineThatIsNoDnLineButItsAttributeName) {
-    const std::string hint = "(no DN line; ldif-migrate-check reports its line number)";
+TEST_F(CurrentEntry, MessagesShowNothingOfAFirstLineThatIsNoDnLine) {
     EXPECT_EQ(entryName(entryOf({"DN:: Y249YQ==\n", "cn: a\n"})), "\"DN:: Y249YQ==\"");
-    EXPECT_EQ(entryName(entryOf({"userPassword: secret\n"})), "\"userPassword: ...\" " + hint);
-    EXPECT_EQ(entryName(entryOf({"2.5.4.3;lang-de:secret\n"})), "\"2.5.4.3;lang-de: ...\" " + hint);
-    for (const char* line :
-         {"secret\n", " secret: x\n", "a secret: x\n", "s\xc3\xa9: x\n", ": x\n"}) {
-        EXPECT_EQ(entryName(entryOf({line})), hint) << line;
+    for (const char* line : {"userPassword: secret\n", "secret\n", " secret: x\n", ": x\n"}) {
+        EXPECT_EQ(entryName(entryOf({line})),
+                  "(no DN line; ldif-migrate-check reports its line number)")
+            << line;
     }
 }
 

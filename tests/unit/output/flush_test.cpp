@@ -258,7 +258,7 @@ TEST_F(FlushTest, AnOwnerNamedByAValueIsNotShown) {
     fillRow(secPolicyData_matrix, 0, {"description: a,secret\n"});
     EXPECT_EQ(copyAllAccumulatedDataToOutputFile(), -1);
     EXPECT_THAT(flushFailedMessage().arguments,
-                Contains("other entries belong to the owner of \"description: ...\" (no DN line; "
+                Contains("other entries belong to the owner of (no DN line; "
                          "ldif-migrate-check reports its line number), but it has no secUser entry "
                          "with a principalName"));
 }
