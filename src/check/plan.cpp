@@ -47,7 +47,7 @@ std::uint64_t memoryForPasses(std::uint64_t passes) {
     for (const ObjectClass kind :
          {SECUSER_OBJECTCLASS, SECPOLICYDATA_OBJECTCLASS, SECPOLICY_OBJECTCLASS,
           SECGROUP_OBJECTCLASS, SECMAP_OBJECTCLASS}) {
-        entries += inventory.byClass[kind];
+        entries += inventory.byClass[static_cast<std::size_t>(kind)];
     }
     return passes < 2 ? 0 : 2 * stretch * std::min(entries / 2, mostStretches);
 }

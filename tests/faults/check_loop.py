@@ -49,7 +49,7 @@ ERRORS = {
 CALLS = [kind for kind in ERRORS if kind != "memory"]
 
 # Calls that change a file or keep others from it.
-FORBIDDEN = ("pwrite", "fsync", "sync_file_range", "ftruncate", "flock", "unlink")
+FORBIDDEN = ("pwrite", "fsync", "syncfs", "sync_file_range", "ftruncate", "flock", "unlink")
 
 # Endings: SAME as if nothing had happened; the file not checked, for the system's reason; the
 # report not written; without memory; UNKNOWN with the reason beside everything else; a finding of

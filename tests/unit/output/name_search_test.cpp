@@ -149,14 +149,14 @@ TEST(NameSearch, ALineOfALongEntryTakesLittleLongerThanOneOfAShortOne) {
     };
     const std::pair<LinesOf, LinesOf> shapes[] = {
         {distinct, distinct}, {distinct, absent}, {ofOneName, ofOneName}, {inOneLine, distinct}};
-    for (const auto& [lines, names] : shapes) {
-        const auto seconds = [&](std::size_t count) {
-            const std::vector<std::string> all = lines(count);
-            const std::vector<std::string> searched = names(count);
+    for (const auto& shape : shapes) {
+        const auto seconds = [&shape](std::size_t count) {
+            const std::vector<std::string> all = shape.first(count);
+            const std::vector<std::string> searched = shape.second(count);
             return std::min({secondsForEach(all, searched), secondsForEach(all, searched),
                              secondsForEach(all, searched)});
         };
-        EXPECT_LT(seconds(8000), 5 * seconds(500)) << lines(1).front();
+        EXPECT_LT(seconds(8000), 5 * seconds(500)) << shape.first(1).front();
     }
 }
 
