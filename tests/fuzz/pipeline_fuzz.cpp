@@ -8,65 +8,16 @@
 // message; the input stays as it is; the trace changes nothing; and a run that ends with status 0
 // has left nothing in the work file.
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <array>
+#include <cstdint>
 #include <cstdlib>
-#include <filesystem>
-#include <optional>
 #include <string>
 #include <string_view>
 
-#include "driver/platform/file.h"
-#include "driver/settings.h"
 #include "harness.h"
 #include "ldif/line_reader.h"
-#include "ldif/staging.h"
-
-// The program's main, under the name that it has here.
-int migrate(int argc, char** argv);
+#include "workplace.h"
 
 namespace {
-
-constexpr const char* input = "input.ldif";
-constexpr const char* output = "output.ldif";
-constexpr const char* workFile = "input.ldif.tmp";
-
-// The folder of the run's files, which is the current one for each execution alone: the fuzzer
-// names its own files from where it was started.
-class Workplace {
-public:
-    Workplace() : start_(::open(".", O_PATH | O_CLOEXEC)) {
-        path_ = std::filesystem::temp_directory_path() / "pipeline_fuzz-XXXXXX";
-        require(mkdtemp(path_.data()) != nullptr, "a folder can be made");
-        folder_ = ::open(path_.c_str(), O_PATH | O_CLOEXEC);
-        require(start_ >= 0 && folder_ >= 0, "the folders can be opened");
-    }
-    Workplace(const Workplace&) = delete;
-    Workplace& operator=(const Workplace&) = delete;
-    ~Workplace() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-
-    void enter() const {
-        require(::fchdir(folder_) == 0, "the folder can be entered");
-    }
-    void leave() const {
-        require(::fchdir(start_) == 0, "the folder can be left");
-    }
-
-private:
-    std::string path_;
-    int start_;
-    int folder_ = -1;
-};
-
-struct Export {
-    std::string_view leftOver;
-    std::string_view text;
-};
 
 Export splitOf(std::string_view text) {
     const std::size_t end = text.find('\x1d');
@@ -74,55 +25,6 @@ Export splitOf(std::string_view text) {
         return {{}, text};
     }
     return {text.substr(0, end), text.substr(end + 1)};
-}
-
-// From four bits: 1 to 15, or as many as there can be.
-std::string slotCount(unsigned bits) {
-    return bits == 15 ? "2147483647" : std::to_string(bits + 1);
-}
-
-struct Result {
-    std::optional<MessageId> refusal;
-    std::optional<std::string> output;
-    std::optional<std::string> workFile;
-};
-
-// Staging may have ended with its own file open, which nobody else can close: staging nothing
-// closes it, and what it still held reaches the work file, as at the end of a process.
-void finishStaging() {
-    input_ldif_filename = nowhere;
-    temp_input_ldif_filename = "nothing";
-    copyOriginalInputFileToTempInputFile();
-    ::unlink("nothing");
-}
-
-Result run(const Export& files, unsigned slots, bool isTraced) {
-    ::unlink(workFile);
-    if (!files.leftOver.empty()) {
-        writeFile(workFile, files.leftOver);
-    }
-    writeFile(input, files.text);
-    std::string users = slotCount(slots & 15U);
-    std::string groups = slotCount(slots >> 4U);
-    std::array<std::string, 6> words = {"ldif-migrate", input, output, users, groups, nowhere};
-    std::array<char*, 7> arguments = {};
-    const std::size_t count = isTraced ? 6 : 5;
-    for (std::size_t i = 0; i < count; ++i) {
-        arguments[i] = words[i].data();
-    }
-
-    Result result;
-    const std::optional<MessageId> message = failureOf(
-        [&] { require(migrate(static_cast<int>(count), arguments.data()) == 0, "status 0"); });
-    if (message) {
-        require(*message == MESSAGE_PROCESSING_FAILED || *message == MESSAGE_SLOT_OCCUPIED,
-                "only the export is at fault");
-        resetProgram();
-        finishStaging();
-    }
-    resetProgram();
-    require(readFile(input) == files.text, "the input stays as it is");
-    return {message, readFile(output), readFile(workFile)};
 }
 
 // Whether a reader finds no entry in the work file.
