@@ -43,6 +43,8 @@ std::string expanded(std::string_view text) {
 
 // ---- Instead of the program's own way to fail, which is linked only where these are missing
 
+FailureForm failureForm = {zr_printf_utf8, -1};
+
 void report(std::string_view traceText, std::string_view echoText) {
     if (debug) {
         writeTrace(traceText);
