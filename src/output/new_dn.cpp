@@ -24,7 +24,7 @@ struct NamingAttribute {
 
 // The domain of users and groups is the first component of the owner DN, all of it when it has
 // only one.
-std::string_view firstComponent(int, std::string_view ownerDn) {
+std::string_view firstComponent(int /*owner*/, std::string_view ownerDn) {
     return ownerDn.substr(0, ownerDn.find(','));
 }
 
@@ -128,14 +128,14 @@ std::string_view firstNamingValue(EntryView entry, const NamingAttribute& attrib
 
 std::string nameProblem(EntryView entry, const NamingAttribute& attribute) {
     if (firstNamingValue(entry, attribute).data() != nullptr) {
-        return format("has no name behind the first \"%s\" or \"%s\" in it", attribute.first,
+        return format(R"(has no name behind the first "%s" or "%s" in it)", attribute.first,
                       attribute.second);
     }
     const auto withoutColon = [](std::string_view name) { return name.substr(0, name.size() - 1); };
     for (int i = 0; i < entry.lineCount(); ++i) {
         const std::string_view name = entry.line(i).substr(0, attribute.first.size());
         if (equalIgnoringCase(name, attribute.first)) {
-            return format("has its %s spelled \"%s\"; write \"%s\"", withoutColon(attribute.first),
+            return format(R"(has its %s spelled "%s"; write "%s")", withoutColon(attribute.first),
                           withoutColon(name), withoutColon(attribute.first));
         }
     }

@@ -190,7 +190,7 @@ std::string adjusted(std::string line, ObjectClass kind) {
     }
     std::size_t value = line.find("version: ") + 9;
     value += std::strspn(line.c_str() + value, " ");
-    const bool isShort = std::strcspn(line.c_str() + value, "\r\n") < 3;
+    const bool isShort = line.size() - value < 3;
     return isShort ? line.substr(0, value) + "6.0" : line.replace(value, 3, "6.0");
 }
 
