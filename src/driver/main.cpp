@@ -173,7 +173,9 @@ void closeOutputAndRemoveWorkFile() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    occupyStandardDescriptors();
+    if (!occupyStandardDescriptors()) {
+        return -1;  // nobody would see a message
+    }
     turnWriteSignalsIntoErrors();
     routeMessages();
     readCommandLine(argc, argv);

@@ -41,6 +41,11 @@ struct RunFile {
 
 bool isWorkFileSuspect = false;  // written by suspectWorkFile
 
+std::string adviceToRunAgain(std::string_view fix) {
+    return format("%s, remove the work file \"%s\" and run the migration again", fix,
+                  temp_input_ldif_filename);
+}
+
 // What to do about an export that cannot be migrated; `fix` is what its entries need.
 std::string advice(std::string_view fix) {
     return isWorkFileSuspect
@@ -49,8 +54,7 @@ std::string advice(std::string_view fix) {
                      "is the likely cause: remove it and run the migration again before you "
                      "change the export",
                      temp_input_ldif_filename)
-               : format("%s, remove the work file \"%s\" and run the migration again", fix,
-                        temp_input_ldif_filename);
+               : adviceToRunAgain(fix);
 }
 
 // Messages would be written into the file, or over it.
@@ -110,6 +114,11 @@ void refuseLinkedWorkFile() {
 
 Message migrationFailed(const std::string& problem) {
     return {MESSAGE_PROCESSING_FAILED, {input_ldif_filename, problem, advice("Mend this")}};
+}
+
+Message migrationStopped(const std::string& problem) {
+    return {MESSAGE_PROCESSING_FAILED,
+            {input_ldif_filename, problem, adviceToRunAgain("Mend this")}};
 }
 
 Message slotOccupied(const std::string& entry, const std::string& other) {

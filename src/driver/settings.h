@@ -31,9 +31,12 @@ void refuseLinkedWorkFile();
 // The message when the export cannot be migrated; `problem` is a clause that gives the reason.
 Message migrationFailed(const std::string& problem);
 
+// Likewise when it is not the export that is to blame, but the system.
+Message migrationStopped(const std::string& problem);
+
 // The message when two entries that cannot both be migrated have one owner.
 Message slotOccupied(const std::string& entry, const std::string& other);
 
-// From here on both messages name the work file as what is to blame first, or not any more: one
-// that an earlier run has left behind holds its entries, or the rest of one, once more.
+// From here on the messages about entries name the work file as what is to blame first, or not any
+// more: one that an earlier run has left behind holds its entries, or the rest of one, once more.
 void suspectWorkFile(bool isSuspect);

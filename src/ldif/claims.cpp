@@ -31,15 +31,6 @@ Message cannotOpen(const std::string& name, std::string_view reason) {
     return {MESSAGE_CANNOT_OPEN, {name, std::string(reason)}};
 }
 
-// Not through a link, and no file that somebody else puts there meanwhile.
-File openOrCreate(const std::string& name) {
-    File file = openFile(name, O_CREAT | O_EXCL | O_NOFOLLOW);
-    if (!file.isOpen() && errno == EEXIST) {
-        file = openFile(name, O_NOFOLLOW);
-    }
-    return file;
-}
-
 }  // namespace
 
 std::optional<Message> claimInput() {
@@ -77,7 +68,12 @@ std::string_view workFileProblem(const FileState& state) {
 
 std::optional<Message> claimWorkFile() {
     const std::string& name = temp_input_ldif_filename;
-    claimedWorkFile = openOrCreate(name);
+    // Not through a link, and no file that somebody else puts there meanwhile.
+    claimedWorkFile = openFile(name, O_CREAT | O_EXCL | O_NOFOLLOW);
+    const bool isNew = claimedWorkFile.isOpen();
+    if (!isNew && errno == EEXIST) {
+        claimedWorkFile = openFile(name, O_NOFOLLOW);
+    }
     if (!claimedWorkFile.isOpen()) {
         return claimMessage(name);
     }
@@ -85,11 +81,11 @@ std::optional<Message> claimWorkFile() {
     if (state.kind == FileKind::NONE) {
         return claimMessage(name);
     }
-    if (const std::string_view problem = workFileProblem(state); !problem.empty()) {
+    // Some file systems give every file to one user, or let everybody write to all of them.
+    if (const auto problem = workFileProblem(state); !isNew && !problem.empty()) {
         return cannotOpen(name, problem);
     }
     wasLeftBehind = state.size > 0;
-    suspectWorkFile(wasLeftBehind);
     return lockFile(claimedWorkFile) == 0 ? std::nullopt : std::optional(claimMessage(name));
 }
 
@@ -124,6 +120,7 @@ void noteStagedWorkFile() {
         fail({}, {}, {MESSAGE_CANNOT_READ, {temp_input_ldif_filename, systemReason(error)}});
     }
     isStaged = true;
+    suspectWorkFile(wasLeftBehind);  // what staging fails at, it has found in the export itself
 }
 
 off_t workFileSize() {
@@ -132,7 +129,7 @@ off_t workFileSize() {
 
 void requireInputInPlace() {
     const FileState state = stateOf(input_ldif_filename);
-    if (!isSameFile(inputAtStart, state)) {
+    if (!isSameFile(inputAtStart, state) || state.changedTime != inputAtStart.changedTime) {
         failChangedInput(state);
     }
 }
@@ -143,8 +140,7 @@ void requireUnchangedInput() {
     }
     const FileState state = stateOf(claimedInput.descriptor());
     const bool isUnchanged = state.kind == inputAtStart.kind && state.size == inputAtStart.size &&
-                             state.modifiedTime == inputAtStart.modifiedTime &&
-                             state.changedTime == inputAtStart.changedTime;
+                             state.modifiedTime == inputAtStart.modifiedTime;
     if (!isUnchanged) {
         failChangedInput(state);
     }

@@ -48,8 +48,9 @@ void noteStagedWorkFile();
 // The size noted.
 off_t workFileSize();
 
-// Ends the process when the export's name does not lead to the file that was claimed. What is put
-// in its place after staging does no harm.
+// Ends the process when the export's name does not lead to the file that was claimed, or this has
+// changed, also where its time was set back. To be called when the export has been read: what is
+// put in its place later, or another name or mode for it, does no harm.
 void requireInputInPlace();
 
 // Ends the process when the export, if it is a regular file, has changed its size or has been

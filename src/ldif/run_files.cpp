@@ -27,7 +27,7 @@ Message writeMessage(const std::string& name, const OutputFile& file) {
 Message workFileMessage(const std::string& problem) {
     // Without an error number, the position call that failed has had its own message.
     const std::string reason = tifp.error() != 0 ? ": " + systemReason(tifp.error()) : "";
-    return migrationFailed(problem + " in the work file" + reason);
+    return migrationStopped(problem + " in the work file" + reason);
 }
 
 Message blankingFailedMessage() {

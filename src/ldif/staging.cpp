@@ -76,11 +76,11 @@ void emptyFiles() {
         fail({}, {}, positionMessage("fgetpos()", returnCode));
     }
     reportInterruptions({MESSAGE_INTERRUPTED, {output_ldif_filename, temp_input_ldif_filename}});
-    if (ofp.empty() != 0) {
-        fail({}, {}, openMessage(output_ldif_filename));
-    }
     if (emptyTraceFile() != 0) {
         fail({}, {}, openMessage(debugFileName));
+    }
+    if (ofp.empty() != 0) {
+        fail({}, {}, openMessage(output_ldif_filename));
     }
 }
 

@@ -21,19 +21,24 @@
 namespace {
 
 // Why the flush has failed. Written by take(); valid once a flush has returned -1.
-std::string failure;
+Message failure = {MESSAGE_PROCESSING_FAILED, {}};
 
-// Whether the DN that the entry gives its owner is one: taken from its DN line, or from a line that
-// begins with the attribute's name rather than holding it somewhere.
-bool namesOwnerByDn(EntryView entry) {
-    constexpr std::string_view name = "secdn:";
+// Whether the first line that holds `name`, where there is one, begins with it.
+bool isWhereItBelongs(EntryView entry, std::string_view name) {
     for (int i = 0; i < entry.lineCount(); ++i) {
         if (dostristr(entry.line(i), name) != nullptr) {
-            return isDnLine(entry.line(0)) &&
-                   equalIgnoringCase(entry.line(i).substr(0, name.size()), name);
+            return equalIgnoringCase(entry.line(i).substr(0, name.size()), name);
         }
     }
-    return entry.empty() || isDnLine(entry.line(0));
+    return true;
+}
+
+// Whether the DN that an entry of the table gives its owner is one, rather than a piece of a value
+// that holds the name of an attribute.
+bool namesOwnerByDn(const Matrix& matrix, EntryView entry) {
+    const bool isInUsers = &matrix == &Users_secUser_matrix;
+    return entry.empty() || (isDnLine(entry.line(0)) && isWhereItBelongs(entry, "secdn:") &&
+                             (!isInUsers || isWhereItBelongs(entry, "secauthority:")));
 }
 
 // What a message calls the owner in slot `index`. Its DN may be any piece of one of its entries.
@@ -46,26 +51,29 @@ std::string ownerName(const OwnerTable& owners, int index) {
     const bool isUser = &owners == &secUser_dn;
     for (const Matrix* matrix : isUser ? std::span<const Matrix* const>(ofUsers) : ofGroups) {
         const EntryView entry = matrix->row(index);
-        if (!namesOwnerByDn(entry)) {
+        if (!namesOwnerByDn(*matrix, entry)) {
             return format("the owner of %s", entryName(entry));
         }
     }
     return quoted(owners.dn(index));
 }
 
-std::string reasonOfFailure(const OwnerTable& owners, int index) {
+Message messageOfFailure(const OwnerTable& owners, int index) {
     if (ofp.error() != 0) {
-        return format("cannot write \"%s\": %s", output_ldif_filename, systemReason(ofp.error()));
+        return migrationStopped(
+            format("cannot write \"%s\": %s", output_ldif_filename, systemReason(ofp.error())));
     }
     // Without a write error it was a name that could not be found.
     const bool isUser = &owners == &secUser_dn;
     const EntryView entry = (isUser ? secUser_matrix : secGroup_matrix).row(index);
     const std::string problem = isUser ? nameProblemOfUser(entry) : nameProblemOfGroup(entry);
     if (!problem.empty()) {
-        return format("the entry %s %s", entryName(entry), problem);
+        return migrationFailed(format("the entry %s %s", entryName(entry), problem));
     }
-    return format("other entries belong to %s, but it has no %s", ownerName(owners, index),
-                  isUser ? "secUser entry with a principalName" : "secGroup entry with a cn");
+    return migrationFailed(format("other entries belong to %s, but it has no %s",
+                                  ownerName(owners, index),
+                                  isUser ? "secUser entry outside cn=Users with a principalName"
+                                         : "secGroup entry with a cn"));
 }
 
 // A step of writing the owner in one slot, and its name in errors.
@@ -102,7 +110,7 @@ int take(std::span<const Step> steps, const OwnerTable& owners, int index) {
             const std::string error = format(
                 "copyAllAccumulatedDataToOutputFile() - %s() failure.  RETURNING. \n", step.name);
             report(error, error + format("%s = %s\n", owners.name(), owners.dn(index)));
-            failure = reasonOfFailure(owners, index);
+            failure = messageOfFailure(owners, index);
             return -1;
         }
     }
@@ -209,5 +217,5 @@ int copyAllAccumulatedDataToOutputFile() {
 }
 
 Message flushFailedMessage() {
-    return migrationFailed(failure);
+    return failure;
 }

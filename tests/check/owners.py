@@ -14,7 +14,7 @@ def no_mapping(dn):
 
 
 def no_user(owner):
-    return f'other entries belong to "{owner}", but it has no secUser entry with a principalName'
+    return f'other entries belong to "{owner}", but it has no secUser entry outside cn=Users with a principalName'
 
 
 def no_group(owner):

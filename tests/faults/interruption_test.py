@@ -29,7 +29,7 @@ import time
 
 import exports
 
-SIGNALS = (signal.SIGKILL, signal.SIGTERM, signal.SIGINT)
+SIGNALS = (signal.SIGKILL, signal.SIGTERM, signal.SIGINT, signal.SIGHUP)
 PROMPT_SECONDS = 10
 REPORT = (f'380928317 ERROR: interrupted: the output "{exports.OUTPUT}" is incomplete. Remove the '
           f'work file "{exports.WORK}" before the next run\n').encode()

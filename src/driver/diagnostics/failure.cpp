@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "driver/diagnostics/interruption.h"
 #include "driver/diagnostics/progress.h"
 #include "driver/diagnostics/trace.h"
 
@@ -27,6 +28,7 @@ void fail(std::string_view traceText, std::string_view echoText, const Message& 
     report(traceText, echoText);
     failureForm.print(message);
     endProgress();
+    endInterruptionReports();
     std::exit(failureForm.status);
 }
 

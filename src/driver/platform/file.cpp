@@ -242,12 +242,18 @@ bool isSameFile(const std::string& first, const std::string& second) {
     return firstExists == secondExists && creationPath(first) == creationPath(second);
 }
 
-void occupyStandardDescriptors() {
-    int descriptor = -1;
-    do {
-        descriptor = ::open("/dev/null", O_RDWR);
-    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-    if (descriptor > STDERR_FILENO) {
-        ::close(descriptor);
+bool occupyStandardDescriptors() {
+    for (;;) {
+        int descriptor = ::open("/dev/null", O_RDWR);
+        if (descriptor < 0) {
+            descriptor = ::open("/", O_PATH);  // takes nothing, but is there in every surrounding
+        }
+        if (descriptor < 0) {
+            return false;
+        }
+        if (descriptor > STDERR_FILENO) {
+            ::close(descriptor);
+            return true;
+        }
     }
 }

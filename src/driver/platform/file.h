@@ -113,5 +113,5 @@ bool isSymbolicLink(const std::string& name);
 bool isSameFile(const std::string& first, const std::string& second);
 
 // Makes sure that descriptors 0 to 2 are taken, so that no file of ours is ever written to by
-// somebody who means standard output or standard error.
-void occupyStandardDescriptors();
+// somebody who means standard output or standard error. Returns whether they are.
+bool occupyStandardDescriptors();

@@ -14,6 +14,7 @@
 #include <string>
 #include <thread>
 
+#include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/progress.h"
 #include "support/process.h"
 #include "support/pseudo_terminal.h"
@@ -21,6 +22,8 @@
 namespace {
 
 using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
 
 constexpr std::array<int, 4> endingSignals = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
 const Message message = {MESSAGE_INTERRUPTED, {"new.ldif", "old.ldif.tmp"}};
@@ -66,6 +69,19 @@ TEST(Interruption, NothingIsPrintedOnceThereIsNothingLeftToInterrupt) {
                        }),
               SIGTERM);
     EXPECT_EQ(terminal.written(), "");
+}
+
+TEST(Interruption, NothingIsPrintedOnceTheRunHasFailed) {
+    const PseudoTerminal terminal;
+    EXPECT_EQ(signalOf(terminal.descriptor(),
+                       [] {
+                           reportInterruptions(message);
+                           // Exiting may take long, and what would be printed is released by it.
+                           std::atexit([] { raise(SIGTERM); });
+                           fail({}, {}, {MESSAGE_NO_MEMORY, {}});
+                       }),
+              SIGTERM);
+    EXPECT_THAT(terminal.written(), Not(HasSubstr("interrupted")));
 }
 
 TEST(Interruption, SignalsThatAreIgnoredStayIgnored) {

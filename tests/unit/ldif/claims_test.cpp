@@ -1,6 +1,7 @@
 #include "ldif/claims.h"
 
 #include <gmock/gmock.h>
+#include <sys/fsuid.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -135,6 +136,19 @@ TEST_F(Claims, WorkFileThatOthersShareIsRefusedAndLeftAlone) {
     EXPECT_EQ(readFile(name), "left behind");
 }
 
+TEST_F(Claims, NewWorkFileMayBelongToWhomTheFileSystemGivesIt) {
+    const std::filesystem::path name = temp_input_ldif_filename;
+    std::filesystem::permissions(name.parent_path(), std::filesystem::perms::all);
+    const Ending ending = endingOf([] {
+        constexpr uid_t nobody = 65534;
+        ::setfsuid(
+            nobody);  // root alone may do that, and it is for root that it makes a difference
+        ::_exit(claimWorkFile() ? 1 : 42);
+    });
+    EXPECT_EQ(ending.status, 42);
+    EXPECT_EQ(stateOf(temp_input_ldif_filename).isOwn, ::geteuid() != 0);
+}
+
 TEST_F(Claims, MessagesSuspectAWorkFileThatWasLeftBehind) {
     const std::string suspicion = "The work file \"" + temp_input_ldif_filename + "\", which an";
     ASSERT_FALSE(claimWorkFile());
@@ -142,6 +156,9 @@ TEST_F(Claims, MessagesSuspectAWorkFileThatWasLeftBehind) {
     releaseClaims();
     writeFile(temp_input_ldif_filename, "left behind");
     ASSERT_FALSE(claimWorkFile());
+    // What fails while the export is staged has not been found in the work file.
+    EXPECT_THAT(migrationFailed("why").arguments.at(2), Not(HasSubstr(suspicion)));
+    noteStagedWorkFile();
     EXPECT_THAT(migrationFailed("why").arguments.at(2), StartsWith(suspicion));
     EXPECT_THAT(slotOccupied("one", "other").arguments.at(3), StartsWith(suspicion));
     releaseClaims();
@@ -206,7 +223,20 @@ TEST_F(Claims, ChangeOfAnExportIsNoticedAlthoughItsTimeIsSetBack) {
         writeInput("dn: cn=b\n");
         std::filesystem::last_write_time(input_ldif_filename, time);
     } while (stateOf(input_ldif_filename).changedTime == before);  // the clock may be coarse
-    EXPECT_THAT(endingOf(requireUnchangedInput), FailsWith(380928305));
+    EXPECT_THAT(endingOf(requireInputInPlace), FailsWith(380928305));
+}
+
+TEST_F(Claims, ExportThatHasBeenReadMayBeRenamedLinkedAndProtected) {
+    writeInput("dn: cn=a\n");
+    ASSERT_FALSE(claimInput());
+    const std::int64_t before = stateOf(input_ldif_filename).changedTime;
+    do {
+        std::filesystem::permissions(input_ldif_filename, std::filesystem::perms::owner_read);
+        std::filesystem::remove(folder.path("link"));
+        std::filesystem::create_hard_link(input_ldif_filename, folder.path("link"));
+    } while (stateOf(input_ldif_filename).changedTime == before);
+    std::filesystem::remove(input_ldif_filename);
+    EXPECT_EQ(endingOf(requireUnchangedInput).status, 0);
 }
 
 TEST_F(Claims, FileThatCannotBeSeenIsNotBlamedOnAnotherProgram) {

@@ -239,7 +239,7 @@ TEST_F(FlushTest, AMissingNameIsTheReasonInTheMessage) {
     EXPECT_EQ(copyAllAccumulatedDataToOutputFile(), -1);
     EXPECT_THAT(flushFailedMessage().arguments,
                 Contains("other entries belong to \"secAuthority=Default,cn=a\", but it has no "
-                         "secUser entry with a principalName"));
+                         "secUser entry outside cn=Users with a principalName"));
 }
 
 TEST_F(FlushTest, ANameInAnotherSpellingIsTheReasonInTheMessage) {
@@ -260,6 +260,18 @@ TEST_F(FlushTest, AnOwnerNamedByAValueIsNotShown) {
     EXPECT_THAT(flushFailedMessage().arguments,
                 Contains("other entries belong to the owner of (no DN line; "
                          "ldif-migrate-check reports its line number), but it has no secUser entry "
+                         "outside cn=Users with a principalName"));
+}
+
+TEST_F(FlushTest, AnOwnerNamedByAValueOfItsEntryInUsersIsNotShown) {
+    secUser_dn.open("secAuthority=hunter2,cn=a\n");
+    fillRow(Users_secUser_matrix, 0,
+            {"dn: principalName=a,cn=Users,secAuthority=Default\n",
+             "userPassword: secauthority:hunter2\n", "secAuthority: Default\n"});
+    EXPECT_EQ(copyAllAccumulatedDataToOutputFile(), -1);
+    EXPECT_THAT(flushFailedMessage().arguments,
+                Contains("other entries belong to the owner of \"dn: principalName=a,cn=Users,"
+                         "secAuthority=Default\", but it has no secUser entry outside cn=Users "
                          "with a principalName"));
 }
 

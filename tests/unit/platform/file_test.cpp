@@ -447,10 +447,28 @@ TEST_F(FileFixture, MissingStandardDescriptorsAreOccupied) {
     const Ending ending = endingOf([&path] {
         ::close(STDIN_FILENO);
         ::close(STDOUT_FILENO);
-        occupyStandardDescriptors();
+        const bool areOccupied = occupyStandardDescriptors();
         const File file = openFile(path, O_CREAT);
-        ::_exit(isOpenDescriptor(STDIN_FILENO) && isOpenDescriptor(STDOUT_FILENO) &&
+        ::_exit(areOccupied && isOpenDescriptor(STDIN_FILENO) && isOpenDescriptor(STDOUT_FILENO) &&
                         file.descriptor() > STDERR_FILENO
+                    ? 42
+                    : 1);
+    });
+    EXPECT_EQ(ending.status, 42);
+}
+
+TEST_F(FileFixture, StandardDescriptorsAreOccupiedWhereThereIsNoNullDevice) {
+    const Ending ending = endingOf([this] {
+        // Whoever is not root may change the root folder in a user namespace of his own.
+        const std::string root = folder.path("");
+        const bool isRoot = ::chroot(root.c_str()) == 0 ||
+                            (::unshare(CLONE_NEWUSER) == 0 && ::chroot(root.c_str()) == 0);
+        ::close(STDOUT_FILENO);
+        ::close(STDERR_FILENO);
+        const bool areOccupied = occupyStandardDescriptors();
+        const File file = openFile("/file", O_CREAT);
+        ::_exit(isRoot && areOccupied && file.descriptor() > STDERR_FILENO &&
+                        writeText(STDOUT_FILENO, "text") == 0
                     ? 42
                     : 1);
     });
@@ -460,7 +478,7 @@ TEST_F(FileFixture, MissingStandardDescriptorsAreOccupied) {
 TEST_F(FileFixture, StandardDescriptorsInUseStayAsTheyAre) {
     const int next = nextDescriptor();
     const std::string output = outputOf([] {
-        occupyStandardDescriptors();
+        EXPECT_TRUE(occupyStandardDescriptors());
         writeText(STDOUT_FILENO, "still here");
     });
     EXPECT_EQ(output, "still here");

@@ -130,6 +130,7 @@ TEST(SuspectedWorkFile, IsNamedBeforeTheExportIsBlamed) {
         "the likely cause: remove it and run the migration again before you change the export";
     EXPECT_EQ(migrationFailed("an entry is broken").arguments.at(2), advice);
     EXPECT_EQ(slotOccupied("new", "old").arguments.at(3), advice);
+    EXPECT_NE(migrationStopped("the disk is full").arguments.at(2), advice);
     suspectWorkFile(false);
     EXPECT_NE(migrationFailed("an entry is broken").arguments.at(2), advice);
 }
