@@ -166,7 +166,7 @@ void checkAfter(const Options& options) {
 
 int main(int argc, char** argv) {
     requireStandardOutput();
-    occupyStandardDescriptors();
+    requireReport(occupyStandardDescriptors());
     turnWriteSignalsIntoErrors();
     const Options options = readArguments(argc, argv);
     options.request.outputName.empty() ? checkBefore(options) : checkAfter(options);

@@ -40,8 +40,6 @@ RULES = (
     ("fstat", OUTPUT, None, {Fatal(OPEN, OUTPUT), IGNORED}),  # the second time to find pipes
     ("fstat", TRACE, None, {Fatal(OPEN, TRACE)}),
     ("fstat", None, STARTUP, {IGNORED}),  # standard output and standard error
-    # Descriptors are only set aside for standard streams that are closed.
-    ("open close", "null", None, {IGNORED}),
     ("memory", None, None, {Fatal(NO_MEMORY), IGNORED}),
 
     # Nobody depends on the trace, nor on the copy of the staged work file.

@@ -243,17 +243,13 @@ bool isSameFile(const std::string& first, const std::string& second) {
 }
 
 bool occupyStandardDescriptors() {
-    for (;;) {
-        int descriptor = ::open("/dev/null", O_RDWR);
-        if (descriptor < 0) {
-            descriptor = ::open("/", O_PATH);  // takes nothing, but is there in every surrounding
-        }
-        if (descriptor < 0) {
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+        const bool isTaken = stateOf(descriptor).kind != FileKind::NONE;
+        // Opening takes the lowest that is free. The root folder takes no data, but is there in
+        // every surrounding.
+        if (!isTaken && ::open("/dev/null", O_RDWR) < 0 && ::open("/", O_PATH) < 0) {
             return false;
         }
-        if (descriptor > STDERR_FILENO) {
-            ::close(descriptor);
-            return true;
-        }
     }
+    return true;
 }
