@@ -52,6 +52,16 @@ std::uint64_t memoryForPasses(std::uint64_t passes) {
     return passes < 2 ? 0 : 2 * stretch * std::min(entries / 2, mostStretches);
 }
 
+// Notes that `what` is not known because this system does not have `name`, or does not show it. Any
+// other error, such as one of the disk, ends the check.
+void noteUnknown(std::string_view what, const std::string& name, int error) {
+    constexpr std::array<int, 4> absences = {ENOENT, EACCES, EPERM, ENOSYS};
+    if (std::find(absences.begin(), absences.end(), error) == absences.end()) {
+        failReading(name, systemReason(error));
+    }
+    addUnknown(format("%s: \"%s\": %s", what, name, systemReason(error)));
+}
+
 // The folder that holds `name`.
 std::string folderOf(const std::string& name) {
     const std::string folder = std::filesystem::path(name).parent_path().string();
@@ -118,8 +128,7 @@ void findTroubleOfLock(const File& exportFile, const std::string& exportName) {
                         MESSAGE_CANNOT_OPEN});
             break;
         case LockState::UNKNOWN:
-            addUnknown(format("whether another program has locked the export: \"%s\": %s", lockList,
-                              systemReason(errno)));
+            noteUnknown("whether another program has locked the export", lockList, errno);
             break;
         case LockState::FREE:
             break;
@@ -198,11 +207,12 @@ DiskNeed diskNeed(const std::string& exportName) {
     DiskNeed need;
     need.workFile = inventory.workFileBytes;
     need.output = inventory.outputBytes;
+    const std::string folder = folderOf(exportName);
     struct statvfs state = {};
-    if (::statvfs(folderOf(exportName).c_str(), &state) == 0) {
+    if (::statvfs(folder.c_str(), &state) == 0) {
         need.free = std::uint64_t{state.f_bavail} * state.f_frsize;
     } else {
-        addUnknown(format("how much is free on the disk of the export: %s", systemReason(errno)));
+        noteUnknown("how much is free on the disk of the export", folder, errno);
     }
     return need;
 }

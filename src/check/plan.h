@@ -27,7 +27,8 @@ struct DiskNeed {
         free;  // bytes left to the user on the disk of the export, if known
 };
 
-// Notes that the free space is not known where the system does not report it.
+// Notes that the free space is not known where the system does not show it. Any other failure to
+// learn it ends the check.
 DiskNeed diskNeed(const std::string& exportName);
 
 // Tells what around the export would keep a migration from its end: the permissions, a lock, a work

@@ -336,8 +336,10 @@ std::string textBefore(const Request& request, const DiskNeed& need) {
     text += severityText(Severity::CHANGES, "WOULD BE CHANGED OR LOST WITHOUT A WORD");
     const Plan run = planFor(request.users, request.groups);
     if (totalOfAllKinds() == 0) {
-        text += format("\nNothing found. Migrate with\n\n"
+        text += format("\n%s Migrate with\n\n"
                        "    ldif-migrate %s OUTPUT %ld %ld\n",
+                       unknown().empty() ? "Nothing found."
+                                         : "Nothing found in what could be read; see Not known.",
                        shellWord(request.exportName), run.users, run.groups);
     } else {
         text += format("\n%s. Repair the export, and check it again.\n", countedFindings());

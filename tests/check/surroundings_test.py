@@ -319,6 +319,8 @@ class FilesTest(SurroundingsTest):
         self.assertEqual((run.returncode, run.stderr), (CLEAN, b""))
         self.assertIn(b'\nNot known:\n\n    whether another program has locked the export: '
                       b'"/proc/locks": No such file or directory\n', run.stdout)
+        self.assertIn(b"\nNothing found in what could be read; see Not known. Migrate with\n",
+                      run.stdout)
 
     def test_folder_that_takes_no_work_file(self):
         self.give(self.export, 0o600)
