@@ -21,6 +21,7 @@
 #include "check/report.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
+#include "driver/diagnostics/printable.h"
 #include "driver/platform/file.h"
 
 namespace {
@@ -54,7 +55,7 @@ struct Options {
 }
 
 [[noreturn]] void refuseArguments(const std::string& problem) {
-    failCheck(format("%s\n%s", problem, usage));
+    failCheck(format("%s\n%sTry \"ldif-migrate-check --help\" for more.", problem, usage));
 }
 
 void requireReport(bool isWritten) {
@@ -63,9 +64,29 @@ void requireReport(bool isWritten) {
     }
 }
 
-// One that is closed would be replaced by /dev/null, which takes everything.
-void requireStandardOutput() {
-    requireReport(stateOf(STDOUT_FILENO).kind != FileKind::NONE);
+// What standard output leads to. One that is closed would be replaced by /dev/null, which takes
+// everything.
+FileState requireStandardOutput() {
+    const FileState state = stateOf(STDOUT_FILENO);
+    requireReport(state.kind != FileKind::NONE);
+    return state;
+}
+
+// Ends the check when the report, or a message, would be written into a file that is checked.
+void requireOtherFiles(const Request& request, const FileState& report) {
+    const std::string& exportName = request.exportName;
+    const std::array<std::string, 2> names = {exportName, request.outputName.value_or(exportName)};
+    const FileState errors = stateOf(STDERR_FILENO);
+    for (const std::string& name : names) {
+        if (isSameFile(stateOf(name), errors)) {
+            std::exit(cannotCheck);  // the reason would go into the file as well
+        }
+    }
+    for (const std::string& name : names) {
+        if (isSameFile(stateOf(name), report)) {
+            failReading(name, "standard output, which takes the report, is the same file");
+        }
+    }
 }
 
 // Some file systems report only now that they cannot keep what was written.
@@ -96,7 +117,8 @@ std::uint64_t numberOf(std::string_view option, std::string_view text, std::uint
     return number;
 }
 
-enum OptionCode : int { USERS = 1, GROUPS, LIMIT, JSON, HELP, VERSION };
+// Beyond every character, which an option of one letter is.
+enum OptionCode : int { USERS = 256, GROUPS, LIMIT, JSON, HELP, VERSION };
 
 constexpr std::array<option, 7> optionTable = {{{"users", required_argument, nullptr, USERS},
                                                 {"groups", required_argument, nullptr, GROUPS},
@@ -106,7 +128,19 @@ constexpr std::array<option, 7> optionTable = {{{"users", required_argument, nul
                                                 {"version", no_argument, nullptr, VERSION},
                                                 {nullptr, 0, nullptr, 0}}};
 
-void takeOption(int code, Options& options) {
+// `argument` is the one looked at last.
+[[noreturn]] void refuseOption(int code, const char* argument) {
+    if (code == ':') {
+        refuseArguments(format("\"%s\" needs a value", printable(argument)));
+    }
+    if (optopt >= USERS) {
+        refuseArguments(format("\"%s\": this option takes no value", printable(argument)));
+    }
+    const std::string letter = {'-', static_cast<char>(optopt)};
+    refuseArguments(format("unknown option \"%s\"", printable(optopt != 0 ? letter : argument)));
+}
+
+void takeOption(int code, const char* argument, Options& options) {
     switch (code) {
         case USERS:
             options.request.users = numberOf("--users", optarg, 1);
@@ -124,23 +158,25 @@ void takeOption(int code, Options& options) {
             show(format("%s%s", usage, help));
         case VERSION:
             show("ldif-migrate-check " PROGRAM_VERSION "\n");
-        default:  // told by getopt_long(3)
-            writeText(STDERR_FILENO, usage);
-            std::exit(cannotCheck);
+        default:
+            refuseOption(code, argument);
     }
 }
 
 Options readArguments(int argc, char** argv) {
     Options options;
-    for (int code = 0; (code = getopt_long(argc, argv, "", optionTable.data(), nullptr)) != -1;) {
-        takeOption(code, options);
+    opterr = 0;  // getopt_long(3) would print what nobody has looked at
+    for (int code = 0; (code = getopt_long(argc, argv, ":", optionTable.data(), nullptr)) != -1;) {
+        takeOption(code, argv[optind - 1], options);
     }
     const int names = argc - optind;
     if (names < 1 || names > 2) {
         refuseArguments(names < 1 ? "no export given" : "too many files given");
     }
     options.request.exportName = argv[optind];
-    options.request.outputName = names == 2 ? argv[optind + 1] : "";
+    if (names == 2) {
+        options.request.outputName = argv[optind + 1];
+    }
     return options;
 }
 
@@ -158,18 +194,19 @@ void checkBefore(const Options& options) {
 void checkAfter(const Options& options) {
     const Request& request = options.request;
     beginFindings(options.limit);
-    prove(request.exportName, request.outputName);
+    prove(request.exportName, *request.outputName);
     requireReport(reportAfter(request) == 0);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    requireStandardOutput();
+    const FileState report = requireStandardOutput();
     requireReport(occupyStandardDescriptors());
     turnWriteSignalsIntoErrors();
     const Options options = readArguments(argc, argv);
-    options.request.outputName.empty() ? checkBefore(options) : checkAfter(options);
+    requireOtherFiles(options.request, report);
+    options.request.outputName ? checkAfter(options) : checkBefore(options);
     closeStandardOutput();
     return totalOfAllKinds() == 0 ? nothingFound : somethingFound;
 }

@@ -305,7 +305,7 @@ std::string jsonBefore(const Request& request, const DiskNeed& need) {
 std::string jsonAfter(const Request& request) {
     JsonText json;
     beginDocument(json, request);
-    json.addText("output", request.outputName);
+    json.addText("output", *request.outputName);
     json.beginObject("proof");
     for (std::size_t i = 0; i < balances.size(); ++i) {
         json.beginObject(contentNames[i].inJson);
@@ -348,7 +348,7 @@ std::string textBefore(const Request& request, const DiskNeed& need) {
 }
 
 std::string textAfter(const Request& request) {
-    std::string text = format("%s: after the migration of %s\n", printable(request.outputName),
+    std::string text = format("%s: after the migration of %s\n", printable(*request.outputName),
                               printable(request.exportName)) +
                        proofText();
     text += severityText(Severity::DIFFERS, "THE OUTPUT IS NOT WHAT THE EXPORT DEMANDS");

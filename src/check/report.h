@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "check/plan.h"
@@ -9,8 +10,8 @@
 // What was checked, and how.
 struct Request {
     std::string exportName;
-    std::string outputName;   // empty before the migration
-    std::uint64_t users = 0;  // slot counts asked for; 0: as many as there are
+    std::optional<std::string> outputName = {};  // after the migration
+    std::uint64_t users = 0;                     // slot counts asked for; 0: as many as there are
     std::uint64_t groups = 0;
     bool asJson = false;
 };

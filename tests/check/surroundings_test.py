@@ -125,6 +125,26 @@ class ArgumentsTest(SurroundingsTest):
                 self.assertNotChecked(self.check(*arguments), "ldif-migrate-check: ",
                                       "usage: ldif-migrate-check [OPTION]... EXPORT [OUTPUT]")
 
+    def test_what_is_wrong_with_an_option_is_shown_as_it_can_be_printed(self):
+        hint = 'Try "ldif-migrate-check --help" for more.\n'
+        for option, problem in (("--frobnicate", 'unknown option "--frobnicate"'),
+                                (b"--a\x1b[2Jb\xe2\x80\xae\xff", 'unknown option "--a?[2Jb??"'),
+                                ("-x", 'unknown option "-x"'), (b"-\x1b", 'unknown option "-?"'),
+                                ("--json=\t", '"--json=?": this option takes no value'),
+                                ("--users", '"--users" needs a value')):
+            with self.subTest(option=option):
+                run = self.check(EXPORT, option)
+                self.assertNotChecked(run)
+                lines = run.stderr.decode().splitlines(keepends=True)
+                self.assertEqual(lines[0], f"ldif-migrate-check: {problem}\n")
+                self.assertEqual(lines[-1], hint)
+
+    def test_an_output_without_a_name_is_no_check_before_the_migration(self):
+        for arguments in ((EXPORT, ""), ("--json", EXPORT, "")):
+            with self.subTest(arguments=arguments):
+                self.assertNotChecked(self.check(*arguments),
+                                      'cannot check "": No such file or directory')
+
     def test_help_and_version(self):
         run = self.check("--help")
         self.assertEqual((run.returncode, run.stderr), (CLEAN, b""))
@@ -176,6 +196,35 @@ class ReportTest(SurroundingsTest):
 
     def test_report_on_a_closed_stream(self):
         self.assertNotWritten("Bad file descriptor", preexec_fn=lambda: os.close(1))
+
+    def assertKept(self, arguments, expected, **options):
+        """Neither a report nor a message is added to the files."""
+        run = self.check(*arguments, **options)
+        self.assertEqual((run.returncode, run.stdout or b"", run.stderr or b""),
+                         (NOT_CHECKED, b"", expected.encode()))
+
+    def test_report_into_a_file_that_is_checked(self):
+        (self.files / OUTPUT).write_text(base.OUTPUT)
+        (self.files / "link").symlink_to(OUTPUT)
+        for name in (EXPORT, OUTPUT):
+            message = (f'ldif-migrate-check: cannot check "{name}": standard output, which takes '
+                       "the report, is the same file\n")
+            for arguments in ((EXPORT,), ("--json", EXPORT), (EXPORT, OUTPUT)):
+                if name in arguments:
+                    with self.subTest(name=name, arguments=arguments), (
+                            self.files / name).open("ab") as file:
+                        self.assertKept(arguments, message, stdout=file)
+        with (self.files / "link").open("ab") as file:
+            self.assertKept((EXPORT, OUTPUT), message, stdout=file)
+
+    def test_messages_into_a_file_that_is_checked(self):
+        (self.files / OUTPUT).write_text(base.OUTPUT)
+        for name in (EXPORT, OUTPUT):
+            with self.subTest(name=name), (self.files / name).open("ab") as file:
+                self.assertKept((EXPORT, OUTPUT), "", stderr=file)
+                self.assertKept((EXPORT, OUTPUT), "", stdout=file, stderr=file)
+        with (self.files / OUTPUT).open("ab") as file, self.export.open("ab") as other:
+            self.assertKept((EXPORT, OUTPUT), "", stdout=other, stderr=file)
 
     def command(self, name):
         """The command that the check of the export with this name suggests."""
