@@ -84,6 +84,8 @@ std::string outputDnAt(off_t place) {
 
 constexpr off_t nowhere = -1;
 
+// The DN is shown where the export has it. In the output alone, what looks like one may be a part
+// of a value that was broken apart.
 void tell(Kind kind, off_t exportPlace, off_t outputPlace, const std::string& effect) {
     if (!isShown(kind)) {
         countFinding(kind);
@@ -93,8 +95,10 @@ void tell(Kind kind, off_t exportPlace, off_t outputPlace, const std::string& ef
     const bool isInOutput = outputPlace != nowhere;
     finding.line = exportPlace != nowhere ? lineAt(exportPlace) : 0;
     finding.outputLine = isInOutput ? outputPlaces.lineAt(output.file(), outputPlace) : 0;
-    finding.dn = isInOutput ? shownDn(outputDnAt(outputPlace)) : dnAt(exportPlace);
-    finding.effect = finding.dn.empty() ? "the entry begins without a DN line: " + effect : effect;
+    const std::string exportDn = exportPlace != nowhere ? dnAt(exportPlace) : "";
+    const std::string dn = isInOutput ? shownDn(outputDnAt(outputPlace)) : exportDn;
+    finding.dn = exportDn.empty() ? "" : dn;
+    finding.effect = dn.empty() ? "the entry begins without a DN line: " + effect : effect;
     addFinding(kind, std::move(finding));
 }
 

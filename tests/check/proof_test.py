@@ -460,6 +460,34 @@ class Secrets(ProofTest):
                     self.assertEqual(run.status, FOUND)
                     self.assertNotIn(b"hidden", run.stdout + run.stderr)
 
+    def assertHidden(self, content):
+        for options in ((), ("--json",)):
+            run = self.prove(content, options)
+            self.assertEqual(run.status, FOUND)
+            self.assertNotIn(b"hidden", run.stdout + run.stderr)
+
+    def test_ADnThatTheExportHasIsShown(self):
+        dn = self.records[0].lines[0]
+        run = self.prove(text_of([self.records[0].lines + [b"sn: x"]] + self.lines[1:]))
+        [found] = run.document["findings"]
+        self.assertEqual([one["dn"] for one in found["shown"]], [dn.decode()])
+
+    def test_AValueThatLooksLikeADnIsNotShown(self):
+        """What follows a line of blanks that is too long is an entry to the migration."""
+        value = b"userPassword: x\n" + b" " * 4095 + b"dn: hidden1\nsn: x\n"
+        self.prepare(SMALL)
+        self.export.write_bytes(SMALL + b"\ndn: cn=b,o=x\n" + value)
+        right = migrate(PROGRAM, self.export.read_bytes(), ALL).output
+        self.assertIn(b"\n\ndn: hidden1\nsn: x\n\n", right)
+        entry = b"dn: hidden1\nsn: x\n\n"
+        for other in (b"dn: hidden1\nsn: y\n\n", b"dn: hidden2\nsn: x\n\n", entry + entry, b"",
+                      entry[:-1]):
+            self.assertHidden(right.replace(entry, b"") + other)
+
+    def test_AValueBrokenApartInTheOutputIsNotShown(self):
+        self.prepare(SMALL.replace(b"o: x", b"o: x dn: hidden"))
+        self.assertHidden(text_of(self.lines).replace(b"x dn: hidden", b"x\n\ndn: hidden"))
+
 
 if __name__ == "__main__":
     PROGRAM = str(pathlib.Path(sys.argv.pop(1)).resolve())

@@ -9,7 +9,7 @@ checked, migrated, and its output verified, as it is and damaged. Check looks at
 prints, Migration at what the migration prints. No six bytes of a marker may be in it, in any case
 and in base64 neither, but for those that stand where something else than a value does:
 
-- in a DN line with its continuation lines, of the export or of the output;
+- in a DN line of the export with its continuation lines, and in a new DN of the output;
 - in the name of an attribute of the export: letters, digits, "-", "." and ";" from the beginning of
   a line, which is not the first of its entry, to a colon;
 - for the migration in a secDN and a secAuthority as well, of which it makes the DNs of owners.
@@ -130,6 +130,20 @@ def lengthen(rng, markers, text):
     return b"\n".join(lines)
 
 
+def hide(rng, markers, text):
+    """Puts a marker behind a continuation line of blanks that is too long: to the migration, what
+    follows the blanks is an entry of its own."""
+    looks = b"dn: " + markers.new() + rng.choice(BESIDE)
+    line = b" " * (4095 * rng.choice((1, 1, 2))) + looks + b"\n"
+    if rng.random() < 0.5:
+        line += rng.choice((
+            b"objectClass: secUser\nprincipalName: x\n", b"objectClass: secMap\nsecDN: o=x\n",
+            b"objectClass: secGroup\n", b"objectClass: secPolicy\n", b"acl: x\n"))
+    places = [match.end() for match in re.finditer(b"\n(?!\n)", text)]
+    place = rng.choice(places or [len(text)])
+    return text[:place] + line + text[place:]
+
+
 def add_line(rng, markers, text):
     """Adds a line that is mostly a marker, often at the beginning of an entry."""
     line = rng.choice((b"", b"", b" ", b"#", b"dn ", b"\t")) + markers.new() + rng.choice(
@@ -141,7 +155,7 @@ def add_line(rng, markers, text):
 
 def damage(rng, markers, text):
     for _ in range(rng.choice((1, 1, 2, 3))):
-        kind = rng.choices((tear, add_line, lengthen, None), (50, 20, 10, 20))[0]
+        kind = rng.choices((tear, add_line, lengthen, hide, None), (50, 20, 10, 10, 20))[0]
         text = (kind(rng, markers, text) if kind else
                 rng.choice((broken.substitute, hostile.damage_line, hostile.change_bytes))(
                     rng, text))
@@ -190,9 +204,9 @@ def allowed_of_export(text, shown_attributes):
 
 
 def allowed_of_output(text):
-    """The DN lines, which are not folded and hold any byte."""
+    """The new DNs of users, groups and policies, which are not folded and hold any byte."""
     return set().union(*(all_pieces(line) for line in text.split(b"\n")
-                         if line[:3].lower() == b"dn:"))
+                         if line.startswith(b"dn: ") and line.endswith(b"secAuthority=default")))
 
 
 class Runs:
@@ -243,7 +257,7 @@ class Runs:
         output = (self.folder / "output").read_bytes()
         for content in (output, damage(rng, markers, output), damage(rng, markers, output)):
             (self.folder / "output").write_bytes(content)
-            self.check(markers, allowed | allowed_of_output(content), "export", "output")
+            self.check(markers, allowed | allowed_of_output(output), "export", "output")
 
 
 def main():
