@@ -76,7 +76,7 @@ RULES = (
     ("lstat access", None, {Unread(WORK), Unread("."), Finding("work-file-refused")}),
     ("stat", WORK, {Unread(WORK)}),
     ("open read pread lseek fstat", EXPORT, {Unread(EXPORT)}),
-    ("open read pread fstat", OUTPUT, {Unread(OUTPUT)}),
+    ("open read pread lseek fstat", OUTPUT, {Unread(OUTPUT)}),
     # Undisturbed where it only asks whether the report would be written there.
     ("stat", EXPORT, {SAME, Unread(EXPORT)}),
     ("stat", OUTPUT, {SAME, Unread(OUTPUT)}),
