@@ -11,6 +11,7 @@
 #include "entry/text.h"
 
 Entry object;
+bool areDnsCertain = true;
 
 void Entry::appendText(std::string_view text) {
     if (text.size() > std::numeric_limits<std::uint32_t>::max() - text_.size()) {
@@ -121,15 +122,30 @@ bool isDnLine(std::string_view line) {
     return equalIgnoringCase(line.substr(0, name.size()), name);
 }
 
+void noteRestOfLine(std::string_view rest) {
+    for (const std::string_view name : {"dn:", "secdn:", "secauthority:"}) {
+        areDnsCertain = areDnsCertain && !equalIgnoringCase(rest.substr(0, name.size()), name);
+    }
+}
+
+bool isDnShown(EntryView entry) {
+    return areDnsCertain && isDnLine(entry.line(0));
+}
+
 std::string quoted(std::string_view line) {
     constexpr std::size_t most = 256;
     return '"' + printable(withoutLineEnd(line), most) + '"';
 }
 
 std::string entryName(EntryView entry) {
-    return entry.empty() || isDnLine(entry.line(0))
-               ? quoted(firstLineOr(entry, "(empty)"))
-               : "(no DN line; ldif-migrate-check reports its line number)";
+    if (entry.empty() || isDnShown(entry)) {
+        return quoted(firstLineOr(entry, "(empty)"));
+    }
+    return format("(%s; ldif-migrate-check reports its line number)",
+                  isDnLine(entry.line(0))
+                      ? "DN not shown, as a line of more than 4,095 bytes holds "
+                        "what looks like one"
+                      : "no DN line");
 }
 
 std::string aboutObject(std::string_view problem) {

@@ -196,12 +196,22 @@ std::string_view firstLineOr(EntryView entry, std::string_view otherwise);
 // Whether a line is the DN line of an entry, as far as its first bytes tell: "dn:" in any case.
 bool isDnLine(std::string_view line);
 
+// Whether no piece of a value has been taken for a line that holds a DN: only then messages show
+// DNs. Written by noteRestOfLine.
+extern bool areDnsCertain;
+
+// Notes that what is taken for a line is the rest of one that is too long, perhaps of a value.
+void noteRestOfLine(std::string_view rest);
+
+// Whether messages may show the DN that the entry begins with.
+bool isDnShown(EntryView entry);
+
 // A DN or the name of an attribute as messages show it: between quotes, without its line end, as
 // printable() shows it, and cut after 256 bytes.
 std::string quoted(std::string_view line);
 
-// What messages call an entry: its first line, quoted, when that is its DN line. Nothing of any
-// other line is shown: even what looks like an attribute name may be the rest of a value.
+// What messages call an entry: its DN line, quoted, when it begins with one. Nothing of any other
+// line is shown: even what looks like an attribute name may be the rest of a value.
 std::string entryName(EntryView entry);
 
 // What a message says of the current entry: `the entry "<DN line>" <problem>`.

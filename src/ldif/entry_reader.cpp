@@ -69,7 +69,12 @@ int gatherLines(LineReader& stream, Source source) {
             lineNum += stream.skipBlankLinesAtHand();
             extent.firstLine = stream.tell();
         }
+        const bool isRest = stream.isWithinLine();
+        const int lineOfRest = object.lineCount();
         takeRun(stream, source);
+        if (isRest) {
+            noteRestOfLine(object.line(lineOfRest));
+        }
         if (isTooLarge(source)) {
             return PASSED_THROUGH;
         }
@@ -77,6 +82,9 @@ int gatherLines(LineReader& stream, Source source) {
         const int result = getNextLine(nextLine, stream);
         if (result != 0) {
             return result;
+        }
+        if (isRest && object.lineCount() == lineOfRest) {
+            noteRestOfLine(nextLine);
         }
         extent.next = stream.tell();
         isRegular = isRegular && nextLine.ends_with('\n') && !isCommentLine(nextLine) &&

@@ -144,6 +144,7 @@ int LineReader::fill() {
     if (mark_ > next_ || end_ - mark_ > bufferSize / 2) {
         mark_ = next_;
     }
+    before_ = mark_ > 0 ? buffer_[mark_ - 1] : before_;
     std::copy(buffer_.begin() + static_cast<std::ptrdiff_t>(mark_),
               buffer_.begin() + static_cast<std::ptrdiff_t>(end_), buffer_.begin());
     bufferOffset_ += static_cast<off_t>(mark_);
@@ -183,6 +184,7 @@ int LineReader::setPosition(const FilePosition& position) {
         return -1;
     }
     bufferOffset_ = position.offset;
+    before_ = '\n';
     next_ = end_ = mark_ = 0;
     overwrittenOffset_ = 0;
     return 0;

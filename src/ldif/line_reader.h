@@ -87,6 +87,12 @@ public:
     // Skips the blank lines that are in memory. Returns their number.
     std::uint32_t skipBlankLinesAtHand();
 
+    // Whether what is read next begins within a line: it is the rest of one that is too long. Not
+    // known, and false, where the position has been set to a place that is not in memory.
+    bool isWithinLine() const {
+        return (next_ > 0 ? buffer_[next_ - 1] : before_) != '\n';
+    }
+
     // The current offset as ftell(3) gives it: -1 when the file has no positions.
     long tell() const {
         return positionError_ == 0 ? bufferOffset_ + static_cast<off_t>(next_) : -1;
@@ -126,6 +132,7 @@ private:
 
     File file_;
     std::vector<char> buffer_;
+    char before_ = '\n';                  // what stands in front of it in the file
     std::size_t next_ = 0;                // index in the buffer of the next byte to hand out
     std::size_t end_ = 0;                 // end of the bytes in the buffer
     std::size_t mark_ = 0;                // index of the last position asked for

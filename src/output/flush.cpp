@@ -37,7 +37,7 @@ bool isWhereItBelongs(EntryView entry, std::string_view name) {
 // that holds the name of an attribute.
 bool namesOwnerByDn(const Matrix& matrix, EntryView entry) {
     const bool isInUsers = &matrix == &Users_secUser_matrix;
-    return entry.empty() || (isDnLine(entry.line(0)) && isWhereItBelongs(entry, "secdn:") &&
+    return entry.empty() || (isDnShown(entry) && isWhereItBelongs(entry, "secdn:") &&
                              (!isInUsers || isWhereItBelongs(entry, "secauthority:")));
 }
 

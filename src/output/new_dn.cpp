@@ -32,7 +32,7 @@ std::string_view firstComponent(int /*owner*/, std::string_view ownerDn) {
 // entry, whatever that is.
 std::string policyName(int index, std::string_view policyDn) {
     const EntryView policy = secPolicy_matrix.row(index);
-    return policy.empty() || isDnLine(policy.line(0)) ? quoted(policyDn) : entryName(policy);
+    return policy.empty() || isDnShown(policy) ? quoted(policyDn) : entryName(policy);
 }
 
 // The domain of a policy stands anywhere in its DN.

@@ -12,7 +12,8 @@ and in base64 neither, but for those that stand where something else than a valu
 - in a DN line of the export with its continuation lines, and in a new DN of the output;
 - in the name of an attribute of the export: letters, digits, "-", "." and ";" from the beginning of
   a line, which is not the first of its entry, to a colon;
-- for the migration in a secDN and a secAuthority as well, of which it makes the DNs of owners.
+- for the migration in a secDN and a secAuthority as well, of which it makes the DNs of owners, and
+  in the line that shows the owner of a group without a name on standard output, which is an echo.
 """
 
 import argparse
@@ -41,6 +42,7 @@ LIMIT = ("--limit", "1000000")
 DECIDING = {b"objectclass": 0.1, b"secauthority": 0.2, b"version": 0.5}
 OF_DNS = (b"dn", b"secdn")
 NAME = re.compile(rb"[A-Za-z0-9.;-]+(?=:)")
+ECHO = re.compile(rb"createNewSecGroupDN\(\):  secGroup:  .*")
 # What may stand beside a marker, so that something is found there.
 BESIDE = (b"", b"", b"", b" ", b": ", b":", b" acl: ", b": acl: x", b" secuuid: ", b" version: ",
           b" objectClass: secUser", b" principalName: x", b" cn: ", b" secdn: a , ", b"dn: ",
@@ -131,10 +133,12 @@ def lengthen(rng, markers, text):
 
 
 def hide(rng, markers, text):
-    """Puts a marker behind a continuation line of blanks that is too long: to the migration, what
-    follows the blanks is an entry of its own."""
-    looks = b"dn: " + markers.new() + rng.choice(BESIDE)
-    line = b" " * (4095 * rng.choice((1, 1, 2))) + looks + b"\n"
+    """Puts a marker behind the seam of a line that is too long, where it is taken for what names an
+    entry or its owner: to the migration, what follows blanks is an entry of its own."""
+    name = rng.choice((b"dn: ", b"dn: ", b"secDN: ", b"secAuthority: "))
+    filling = rng.choice((b" ", b"description: x")) if name != b"dn: " else b" "
+    line = filling + filling[-1:] * (4095 * rng.choice((1, 1, 2)) - len(filling))
+    line += name + markers.new() + rng.choice(BESIDE) + b"\n"
     if rng.random() < 0.5:
         line += rng.choice((
             b"objectClass: secUser\nprincipalName: x\n", b"objectClass: secMap\nsecDN: o=x\n",
@@ -224,6 +228,7 @@ class Runs:
         if b"Sanitizer" in printed or ended.returncode < 0:
             self.leaks.append(f"{command}: {printed}")
         is_migration = command[0] == self.program
+        printed = ECHO.sub(b"", printed)
         if is_migration == (self.looks_at == "Migration"):
             found = markers.betrayed_by(printed, allowed)
             if found:

@@ -90,6 +90,31 @@ TEST_F(EntryReader, LongLineBecomesSeveral) {
                 ElementsAre("cn=a\n", std::string(4095, 'x'), std::string(905, 'x') + "\n"));
 }
 
+// A long line is read in pieces, and what follows may be taken for the DN of an entry or its owner.
+TEST_F(EntryReader, DnsAreNoLongerShownOnceTheRestOfALineLooksLikeOne) {
+    const std::string blanks(longestLine, ' ');
+    const std::string text = "dn: a\nx:" + std::string(longestLine - 2, 'x');
+    for (const std::string& line :
+         {blanks + "dn: b\n", blanks + "dn: b", blanks + blanks + "DN:b\n", text + "secdn: b\n",
+          text + "secAuthority: b\r\n"}) {
+        areDnsCertain = true;
+        openInput("dn: a\n\n" + line + "x: 2\n\n");
+        getNextObject(ifp);
+        EXPECT_EQ(entryName(object), "\"dn: a\"");
+        getNextObject(ifp);
+        EXPECT_THAT(entryName(object), testing::StartsWith("(DN not shown, ")) << line;
+    }
+}
+
+TEST_F(EntryReader, DnsAreShownWhereTheRestsOfLinesLookLikeNone) {
+    const std::string text = "dn: a\nx:" + std::string(longestLine - 2, 'x');
+    for (const std::string& line : {text + "x\n", text + "\ndn: b\n", text + "x dn: b\n"}) {
+        openInput(line + "\ndn: c\n");
+        getNextObject(ifp);
+        EXPECT_EQ(entryName(object), "\"dn: a\"");
+    }
+}
+
 TEST_F(EntryReader, LineFeedLeftOverByALongLineEndsTheEntry) {
     openInput("cn=a\n" + std::string(4095, 'x') + "\ny: 1\n\n");
     EXPECT_EQ(getNextObject(ifp), 0);

@@ -1,6 +1,7 @@
 // The files of a run as they are when it begins.
 #pragma once
 
+#include "entry/entry.h"
 #include "ldif/claims.h"
 #include "ldif/entry_reader.h"
 #include "ldif/run_files.h"
@@ -14,6 +15,7 @@ inline void resetRunFiles() {
     releaseClaims();
     nextLine = {};
     lineNum = 0;
+    areDnsCertain = true;
     changetypeSeen = false;
     hasTheStepOverFilePositionBeenInitialized = false;
     filePositionOfFirstObjectSteppedOver = {};
