@@ -67,6 +67,12 @@ Owner* ownerOf(bool isGroup, bool& isNew) {
     return &owner;
 }
 
+// The domain of the current entry's owner as this entry spells it; null for the default domain.
+std::string_view domainOf(const Owner& owner) {
+    const std::string_view dn = searchedDn;
+    return owner.domain == 0 ? std::string_view() : dn.substr(0, dn.find(','));
+}
+
 // The first component of the current entry's DN, when it has one.
 std::string shownDomain(const std::string& domain) {
     constexpr std::string_view dnName = "dn:";
@@ -97,7 +103,7 @@ void tellPolicyDomain(const Owner& owner) {
     const std::string_view dn = object.line(0);
     const std::string_view domain = isInDefaultDomain(dn) ? std::string_view() : domainOfPolicy(dn);
     const bool isTold = owner.has(HAS_BLANK_IN_POLICY);
-    if (!isTold && !equalIgnoringCase(domain, domainName(owner.domain))) {
+    if (!isTold && !equalIgnoringCase(domain, domainOf(owner))) {
         findEntry(Kind::WRONG_DOMAIN, "would put the policy into another domain than its user");
     }
 }
@@ -157,7 +163,10 @@ void nameOwner(Owner& owner) {
         return;
     }
     tellName(source, name);
-    const std::string_view domain = domainName(owner.domain);
+    const std::string_view domain = domainOf(owner);
+    if (owner.domain != 0 && digestOfLine(domain) != domainDigest(owner.domain)) {
+        owner.set(MAY_LOSE_VALUES);  // its first entry spells the domain of the new DN
+    }
     const std::string dnLine = isGroup ? newGroupDnLine(name, domain) : newUserDnLine(name, domain);
     owner.newDn = Packed64(digestIgnoringCase(withoutLineEnd(dnLine)));
     owner.set(NAMED);
@@ -176,7 +185,7 @@ void countPolicy(const Owner& owner) {
     const std::string_view dn = object.line(0);
     const std::string_view domain = isInDefaultDomain(dn) ? std::string_view() : domainOfPolicy(dn);
     countOutput(newPolicyDnLine({}, domain).size() + containerPrefix.size() +
-                newUserDnLine({}, domainName(owner.domain)).size() + container.size());
+                newUserDnLine({}, domainOf(owner)).size() + container.size());
 }
 
 // What a merge does with a line.
@@ -377,7 +386,7 @@ void countSecond(const Owner& owner, Part part) {
     if (part == Part::POLICY) {
         countPolicy(owner);
     } else if (part == Part::OWN) {
-        const std::string_view domain = domainName(owner.domain);
+        const std::string_view domain = domainOf(owner);
         const std::string_view name = principalNameOf(object);
         countOutput(owner.has(IS_GROUP) ? newGroupDnLine(cnOf(object), domain).size()
                                         : newUserDnLine(name, domain).size() + 2 * name.size());

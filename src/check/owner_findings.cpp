@@ -123,8 +123,55 @@ bool canBeMerged(const Owner& owner) {
            !owner.has(BROKEN);
 }
 
-std::string newDnLine(const Owner& owner, const Entry& own) {
-    const std::string_view domain = domainName(owner.domain);
+// The text like `sought`, ignoring case, that has this digest behind `prefix`; else empty.
+std::string spellingIn(std::string_view text, std::string_view prefix, std::string_view sought,
+                       std::uint64_t digest) {
+    for (const char* at = dostristr(text, sought); at != nullptr; at = dostristr(text, sought)) {
+        const auto offset = static_cast<std::size_t>(at - text.data());
+        const std::string spelling = std::string(prefix).append(at, sought.size());
+        if (digestOfLine(spelling) == digest) {
+            return spelling;
+        }
+        text.remove_prefix(offset + sought.size());
+    }
+    return {};
+}
+
+// The domain as the first entry of the owner spells it: the others may differ in case. An entry
+// below cn=Users names it in an attribute.
+std::string spelledDomain(const Owner& owner, const std::vector<MergedEntry>& entries) {
+    constexpr std::string_view dnName = "dn:";
+    const std::string_view dnLine = withoutLineEnd(entries[0].entry.line(0));
+    const std::string_view dn =
+        withoutLeadingBlanks(dnLine.substr(std::min(dnName.size(), dnLine.size())));
+    const std::string_view domain = dn.substr(0, dn.find(','));
+    const std::size_t name = std::min(domain.find('=') + 1, domain.size());
+    std::vector<std::string> policies;
+    std::vector<std::string_view> texts;
+    for (const Part part : {Part::POLICY, Part::POLICY_DATA}) {
+        policies.push_back(owner.has(part) ? dnLineAt(owner.place(part)) : std::string());
+    }
+    for (const MergedEntry& one : entries) {
+        texts.push_back(one.entry.text());
+    }
+    texts.insert(texts.end(), policies.begin(), policies.end());
+    for (const std::string_view text : texts) {
+        for (const std::size_t prefix : {std::size_t{0}, name}) {
+            std::string found =
+                spellingIn(text, prefix == 0 ? "" : "secAuthority=", domain.substr(prefix),
+                           domainDigest(owner.domain));
+            if (!found.empty()) {
+                return found;
+            }
+        }
+    }
+    return std::string(domain);
+}
+
+std::string newDnLine(const Owner& owner, const std::vector<MergedEntry>& entries) {
+    const std::string spelled = owner.domain == 0 ? "" : spelledDomain(owner, entries);
+    const std::string_view domain = owner.domain == 0 ? std::string_view() : spelled;
+    const Entry& own = entries[0].entry;
     return owner.has(IS_GROUP) ? newGroupDnLine(cnOf(own), domain)
                                : newUserDnLine(principalNameOf(own), domain);
 }
@@ -134,9 +181,10 @@ std::string nameIn(const MergedEntry& merged, std::string_view line) {
 }
 
 // The lines of the record: its new DN line, which `dnLine` keeps, and those of the current entry.
-std::vector<std::string_view> linesOfRecord(const Owner& owner, const Entry& own,
+std::vector<std::string_view> linesOfRecord(const Owner& owner,
+                                            const std::vector<MergedEntry>& entries,
                                             std::string& dnLine) {
-    dnLine = newDnLine(owner, own);
+    dnLine = newDnLine(owner, entries);
     std::vector<std::string_view> lines;
     lines.reserve(static_cast<std::size_t>(object.lineCount()));
     lines.push_back(withoutLineEnd(dnLine));
@@ -313,7 +361,7 @@ void resolveMerge(Owner& owner) {
     }
     merge(entries);
     std::string dnLine;
-    const std::vector<std::string_view> record = linesOfRecord(owner, entries[0].entry, dnLine);
+    const std::vector<std::string_view> record = linesOfRecord(owner, entries, dnLine);
     LineSum sum;
     for (const std::string_view line : record) {
         sum += LineSum(digestOfLine(line));
@@ -377,7 +425,7 @@ std::optional<DemandedRecord> demandedRecord(const Owner& owner) {
     }
     merge(entries);
     static std::string dnLine;
-    DemandedRecord record = {linesOfRecord(owner, entries[0].entry, dnLine), {"dn"}};
+    DemandedRecord record = {linesOfRecord(owner, entries, dnLine), {"dn"}};
     for (const MergedEntry& merged : entries) {
         for (int i = 1; i < merged.entry.lineCount(); ++i) {
             record.names.insert(nameIn(merged, merged.entry.line(i)));

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <deque>
 #include <optional>
-#include <unordered_map>
-#include <unordered_set>
 #include <utility>
 
 #include "entry/object_class.h"
@@ -102,11 +101,39 @@ OwnerIndex ownersByDn(&Owner::dn);
 OwnerIndex ownersByNewDn(&Owner::newDn);
 std::vector<OwnerNumber> sharingNewDn;  // by their new DNs, then by their numbers
 
-std::vector<std::string> domains(1);
-std::unordered_map<std::string, int> domainNumbers;
+// Digests of the names of domains, by number, and a table that finds the numbers: 0 is a free slot.
+std::deque<std::uint64_t> domains(1);
+std::vector<std::uint16_t> domainNumbers;
 
-std::unordered_set<std::uint64_t> domainsNoted;
+// The slot of a domain, or the one where it belongs.
+std::uint16_t& slotOfDomain(std::uint64_t digest) {
+    const std::size_t mask = domainNumbers.size() - 1;
+    std::size_t at = digest & mask;
+    while (domainNumbers[at] != 0 && domains[domainNumbers[at]] != digest) {
+        at = (at + 1) & mask;
+    }
+    return domainNumbers[at];
+}
+
+void growDomains() {
+    constexpr std::size_t least = 16;
+    domainNumbers.assign(std::max(least, 2 * domainNumbers.size()), 0);
+    for (std::size_t number = 1; number < domains.size(); ++number) {
+        slotOfDomain(domains[number]) = static_cast<std::uint16_t>(number);
+    }
+}
+
+// Digests of domains, in which case does not count. Now and then they are sorted, and repeated ones
+// removed.
+std::vector<Packed40> domainsNoted;
 std::string lastDomainNoted;
+
+void removeRepeatedDomains() {
+    const auto value = [](const Packed40& domain) { return domain.value(); };
+    std::ranges::sort(domainsNoted, {}, value);
+    const auto repeated = std::ranges::unique(domainsNoted, {}, value);
+    domainsNoted.erase(repeated.begin(), repeated.end());
+}
 
 // What a name must not be a part of, beside the common ones: names that every entry may hold and
 // that the merge treats in ways of their own.
@@ -324,22 +351,24 @@ void clearOwners() {
 
 int numberOfDomain(std::string_view domain) {
     constexpr std::size_t most = 65535;
-    const auto found = domainNumbers.find(std::string(domain));
-    if (found != domainNumbers.end()) {
-        return found->second;
+    const std::uint64_t digest = digestOfLine(domain);
+    if (4 * domains.size() > 3 * domainNumbers.size()) {
+        growDomains();
+    }
+    std::uint16_t& number = slotOfDomain(digest);
+    if (number != 0) {
+        return number;
     }
     if (domains.size() == most) {
         return -1;
     }
-    domains.emplace_back(domain);
-    const int number = static_cast<int>(domains.size()) - 1;
-    domainNumbers.emplace(domain, number);
+    number = static_cast<std::uint16_t>(domains.size());
+    domains.push_back(digest);
     return number;
 }
 
-std::string_view domainName(int number) {
-    return number == 0 ? std::string_view()
-                       : std::string_view(domains[static_cast<std::size_t>(number)]);
+std::uint64_t domainDigest(int number) {
+    return domains[static_cast<std::size_t>(number)];
 }
 
 void sketchValue(Sketch& sketch, std::string_view line) {
@@ -408,12 +437,19 @@ MergedLines takeIn(Owner& owner, Part part, const Sketch& sketch) {
 }
 
 void noteDomain(std::string_view name) {
-    if (lastDomainNoted != name || domainsNoted.empty()) {
-        lastDomainNoted = name;
-        domainsNoted.insert(digestIgnoringCase(name));
+    if (lastDomainNoted == name && !domainsNoted.empty()) {
+        return;
     }
+    lastDomainNoted = name;
+    if (domainsNoted.size() == domainsNoted.capacity()) {
+        constexpr std::size_t least = 1024;
+        removeRepeatedDomains();
+        domainsNoted.reserve(std::max(least, 2 * domainsNoted.size()));
+    }
+    domainsNoted.emplace_back(digestIgnoringCase(name));
 }
 
 std::uint64_t domainCount() {
+    removeRepeatedDomains();
     return domainsNoted.size();
 }

@@ -73,7 +73,7 @@ struct Owner {
     Packed40 record;                         // the sum of the lines of its record, DN line included
     Packed40 policy;                         // the same of its policy, but for the DN line
     std::uint8_t classLines = 0;             // those of a user's own entry, by number
-    std::uint16_t domain = 0;                // see domainName
+    std::uint16_t domain = 0;                // see numberOfDomain
     std::uint16_t flags = 0;
     std::uint16_t nameSize = 0;  // of the name in its new DN
     std::uint16_t leftOut = 0;   // bytes of its entries that its record does not take over
@@ -143,10 +143,11 @@ void clearOwners();
 // there are more than 65,534 of them.
 int numberOfDomain(std::string_view domain);
 
-// Its name; null for the default domain.
-std::string_view domainName(int number);
+// The digest of its name, as digestOfLine() gives it. The name itself is not kept: hostile ones are
+// as long as a line, and each user may have its own.
+std::uint64_t domainDigest(int number);
 
-// Notes the name of a domain, and tells how many there are, without regard to case.
+// Notes the name of a domain, and counts those that differ in more than case.
 void noteDomain(std::string_view name);
 std::uint64_t domainCount();
 

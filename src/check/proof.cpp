@@ -340,9 +340,8 @@ Key keyInPolicy(const OutputEntry& entry, std::string_view userDn, std::string_v
 }
 
 std::uint64_t keyOfContainer(const Owner& owner) {
-    const std::string_view domain = domainName(owner.domain);
     return keyOfName(owner.name,
-                     domain.data() == nullptr ? 0 : LineSum(digestOfLine(domain)).value());
+                     owner.domain == 0 ? 0 : LineSum(domainDigest(owner.domain)).value());
 }
 
 Key keyInContainer(const OutputEntry& entry, std::string_view userDn, std::string_view dnLine) {
