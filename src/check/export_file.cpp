@@ -32,19 +32,18 @@ void openReader(LineReader& reader) {
     }
 }
 
-// A reader of the export from `start` to `end`, and the place where its own positions begin. A few
-// lines are read from memory: many exports have a comment above every entry.
+// A reader of the export from `start` to `end`, and the place where its own positions begin. Lines
+// at hand are read from memory: many exports have a comment above every entry.
 struct PartReader {
     LineReader reader;
     off_t base = 0;
 };
 
 PartReader openPart(off_t start, off_t end) {
-    constexpr off_t mostInMemory = 64 * 1024;
     PartReader part;
-    if (end - start <= mostInMemory) {
+    if (const std::string_view lines = ifp.textAtHand(start, end); !lines.empty()) {
         part.base = start;
-        part.reader.openText(exportFile.textAt(start, static_cast<std::size_t>(end - start)));
+        part.reader.openText(lines);
         return part;
     }
     openReader(part.reader);
@@ -69,13 +68,14 @@ void visitPieces(off_t start, off_t end, std::int64_t line, Visit visit) {
     piece.line = line;
     std::string_view text;
     while (piece.place < end && part.reader.readLine(text) == 0) {
-        const off_t next = part.base + part.reader.tell();
+        const off_t reached = part.reader.tell();
+        const off_t next = part.base + reached;
         piece.isCut = static_cast<off_t>(text.size()) < next - piece.place;
         piece.isBlank = isBlankLine(text);
         piece.isComment = isCommentLine(text);
         piece.isContinuation = text.starts_with(' ');
         visit(piece, text);
-        piece.beginsLine = piece.isCut ? isBehindLineFeed(next) : text.ends_with('\n');
+        piece.beginsLine = part.reader.textAtHand(reached - 1, reached) == "\n";
         piece.line += piece.beginsLine ? 1 : 0;
         piece.place = next;
     }
@@ -85,39 +85,52 @@ void visitPieces(off_t start, off_t end, std::int64_t line, Visit visit) {
     nextLineNumber = piece.line;
 }
 
-// Looks closely at an entry that is not made of whole lines alone.
-void divideCurrent(off_t start) {
+// As visitCurrentPieces, for an entry of which no more is known than where it was read.
+template <class Visit>
+void dividePieces(Visit visit) {
     bool hasBegun = false;
     bool wasCut = false;
     bool isInComment = false;
-    visitPieces(start, current.end, nextLineNumber, [&](const Piece& piece, std::string_view text) {
-        if (!hasBegun && piece.isText()) {
-            hasBegun = true;
+    visitPieces(
+        current.start, current.end, current.startLine, [&](Piece& piece, std::string_view text) {
+            hasBegun = hasBegun || piece.isText();
+            isInComment = piece.beginsLine ? piece.isComment : isInComment;
+            piece.isTorn = hasBegun && !piece.beginsLine && !(isInComment && piece.isComment);
+            const bool isRun = piece.isCut && wasCut && text.empty();
+            wasCut = piece.isCut;
+            if (hasBegun || (piece.isCut && !isRun)) {
+                visit(piece);
+            }
+        });
+}
+
+// Looks closely at an entry that is not made of whole lines alone.
+void divideCurrent() {
+    bool isBehindComment = false;  // within the entry
+    dividePieces([&isBehindComment](const Piece& piece) {
+        if (current.line == 0 && piece.isText()) {
             current.place = piece.place;
             current.line = piece.line;
+            current.beginsWithRest = piece.isTorn;
         }
-        isInComment = piece.beginsLine ? piece.isComment : isInComment;
-        const bool isRun = piece.isCut && wasCut && text.empty();
-        wasCut = piece.isCut;
-        // What stands above the entry may be as long as it likes, and is not kept.
-        if (!hasBegun && (!piece.isCut || isRun)) {
-            return;
-        }
-        current.pieces.push_back(piece);
-        Piece& kept = current.pieces.back();
-        kept.isTorn = hasBegun && !piece.beginsLine && !(isInComment && piece.isComment);
-        current.hasLongLine = current.hasLongLine || kept.isTorn;
-        current.isInPieces = current.isInPieces || kept.isTorn || kept.isCut;
+        current.hasFoldedComment =
+            current.hasFoldedComment || (isBehindComment && piece.isContinuation && !piece.isBlank);
+        isBehindComment = current.line != 0 && piece.isComment && piece.beginsLine;
+        current.hasZeroByte = current.hasZeroByte || piece.isCut;
+        current.hasLongLine = current.hasLongLine || piece.isTorn;
         current.endsInBlanks =
             !current.isLast && piece.beginsLine && piece.isBlank && piece.isContinuation;
     });
+    current.isInPieces = current.hasZeroByte || current.hasLongLine;
 }
 
 // Learns where the entry just read stands, which began to be read at `start`.
 void locate(off_t start, std::uint32_t linesBefore) {
     const std::optional<Extent> extent = ifp.takeNotedExtent(start);
     if (!extent) {
-        divideCurrent(start);
+        current.start = start;
+        current.startLine = nextLineNumber;
+        divideCurrent();
         return;
     }
     const std::uint32_t lines = lineNum - linesBefore;
@@ -158,14 +171,35 @@ bool hasFoldedName() {
 // entry may have many.
 struct AttributeSearch {
     off_t place = -1;        // of the entry
-    off_t next = 0;          // behind the block
-    std::int64_t line = 0;   // the number of the line looked at next
+    std::int64_t begin = 0;  // the number of its first line
+    std::int64_t line = 0;   // that of the line looked at next
     int attribute = -1;      // the one that the line before it belongs to
-    bool beginsLine = true;  // rather than a block within a line
     std::string block = {};
     std::size_t used = 0;  // of the block
+    off_t next = 0;        // behind the block
 };
 AttributeSearch attributeSearch;
+
+// The next line of the entry, or piece of one, with its line end; empty at the end of the export.
+std::string_view pieceAhead(AttributeSearch& search) {
+    constexpr std::size_t firstSize = 4096;
+    constexpr std::size_t largestSize = 64 * 1024;
+    const auto ahead = [&search] {
+        const std::string_view rest = std::string_view(search.block).substr(search.used);
+        return rest.substr(0, std::min(rest.find('\n', 0), longestLine - 1) + 1);
+    };
+    std::string_view piece = ahead();
+    if (piece.size() < longestLine && !piece.ends_with('\n')) {
+        const std::string more = exportFile.textAt(
+            search.next, std::clamp(2 * search.block.size(), firstSize, largestSize));
+        search.block.erase(0, search.used);
+        search.block += more;
+        search.used = 0;
+        search.next += static_cast<off_t>(more.size());
+        piece = ahead();
+    }
+    return piece;
+}
 
 // The DN that was shown last, which is often shown again.
 off_t shownDnPlace = -1;
@@ -229,6 +263,10 @@ void requireUnchangedExport() {
     exportFile.requireUnchanged();
 }
 
+void visitCurrentPieces(const std::function<void(const Piece&)>& visit) {
+    dividePieces(visit);
+}
+
 void leaveOutLines(int count, int attributes) {
     const Entry whole = std::exchange(object, Entry());
     for (int i = count; i < whole.lineCount(); ++i) {
@@ -283,31 +321,25 @@ std::int64_t lineAt(off_t place) {
 }
 
 std::int64_t lineOfAttribute(off_t place, int index) {
-    constexpr std::size_t blockSize = 64 * 1024;
     AttributeSearch& search = attributeSearch;
     if (search.place != place || search.attribute >= index) {
-        search = {place, place, lineAt(place)};
+        const bool isCurrent = current.line != 0 && place == current.place;
+        const std::int64_t line = isCurrent ? current.line : lineAt(place);
+        search = {.place = place, .begin = line, .line = line, .next = place};
     }
     for (;;) {
-        if (search.used == search.block.size()) {
-            search.block = exportFile.textAt(search.next, blockSize);
-            search.next += static_cast<off_t>(search.block.size());
-            search.used = 0;
+        const std::string_view piece = pieceAhead(search);
+        const std::string_view text = piece.substr(0, piece.find('\0'));
+        if (isBlankLine(text)) {
+            return search.begin;  // an attribute that only the migration adds
         }
-        // Every line of a block but its last is whole.
-        const std::string_view rest = std::string_view(search.block).substr(search.used);
-        const bool begins = search.beginsLine && !rest.starts_with(' ') && !rest.starts_with('#');
-        if (!rest.empty() && search.attribute + (begins ? 1 : 0) == index) {
+        const int begun = text.starts_with(' ') || isCommentLine(text) ? 0 : 1;
+        if (search.attribute + begun == index) {
             return search.line;
         }
-        const std::size_t lineFeed = rest.find('\n');
-        if (rest.empty() || (search.beginsLine && isBlankLine(rest.substr(0, lineFeed)))) {
-            return lineAt(place);  // an attribute that only the migration adds
-        }
-        search.attribute += begins ? 1 : 0;
-        search.beginsLine = lineFeed != std::string_view::npos;
-        search.line += search.beginsLine ? 1 : 0;
-        search.used += search.beginsLine ? lineFeed + 1 : rest.size();
+        search.attribute += begun;
+        search.line += piece.ends_with('\n') ? 1 : 0;
+        search.used += piece.size();
     }
 }
 
@@ -347,47 +379,35 @@ std::string nameOf(std::string_view line, int index) {
     return current.isInPieces || isRest ? std::string(unnamed) : name;
 }
 
-void find(Kind kind, std::int64_t line, const std::string& effect, int message) {
+void find(Kind kind, std::int64_t line, std::string_view effect, int message) {
     if (!isShown(kind)) {
         countFinding(kind);
         return;
     }
-    addFinding(kind, {line, 0, dnAt(current.place), effect, message});
+    addFinding(kind, {line, 0, dnAt(current.place), std::string(effect), message});
 }
 
 std::int64_t lineOfCurrentAttribute(int index) {
-    if (current.attribute >= index) {
-        current.attribute = -1;
-        current.piece = 0;
-    }
-    for (; current.piece < current.pieces.size(); ++current.piece) {
-        const Piece& piece = current.pieces[current.piece];
-        const int begun = piece.isText() && !piece.isContinuation ? 1 : 0;
-        if (current.attribute + begun == index) {
-            return piece.line;
-        }
-        current.attribute += begun;
-    }
     return lineOfAttribute(current.place, index);
 }
 
-void findAt(Kind kind, int index, const std::string& effect, int message) {
+void findAt(Kind kind, int index, std::string_view effect, int message) {
     find(kind, isShown(kind) ? lineOfCurrentAttribute(index + current.leftOut) : 0, effect,
          message);
 }
 
-void findAtLine(Kind kind, int line, const std::string& effect) {
+void findAtLine(Kind kind, int line, std::string_view effect) {
     findAt(kind, isShown(kind) ? attributeOfLine(line) : 0, effect);
 }
 
-void findEntry(Kind kind, const std::string& effect, int message) {
+void findEntry(Kind kind, std::string_view effect, int message) {
     find(kind, current.line, effect, message);
 }
 
-void findAtPlace(off_t place, Kind kind, const std::string& effect, int message) {
+void findAtPlace(off_t place, Kind kind, std::string_view effect, int message) {
     if (!isShown(kind)) {
         countFinding(kind);
         return;
     }
-    addFinding(kind, {lineAt(place), 0, dnAt(place), effect, message});
+    addFinding(kind, {lineAt(place), 0, dnAt(place), std::string(effect), message});
 }

@@ -10,9 +10,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "check/findings.h"
 #include "entry/text.h"
@@ -44,16 +44,15 @@ struct CurrentEntry {
     bool isOversized = false;   // too many lines for the migration to hold
     bool isLast = false;        // the export ends behind it
 
-    // Of an entry that is not made of whole lines alone, the lines from its first one on, and those
-    // above it in which zero bytes begin. Empty for any other, and for one that is too large.
-    std::vector<Piece> pieces;
-    bool hasLongLine = false;  // a piece is torn
-    bool isInPieces = false;   // what looks like a name in it may be a part of a value
+    bool hasFoldedComment = false;
+    bool hasZeroByte = false;     // in it or above it
+    bool hasLongLine = false;     // a piece is torn
+    bool beginsWithRest = false;  // of a line that is too long, a comment as a rule
+    bool isInPieces = false;      // what looks like a name in it may be a part of a value
 
-    // How far lineOfCurrentAttribute has looked: at the piece that is next, and at the attribute
-    // that the one before it belongs to.
-    std::size_t piece = 0;
-    int attribute = -1;
+    // Where its reading began, for a closer look at an entry that is not made of whole lines alone.
+    off_t start = 0;
+    std::int64_t startLine = 0;
 };
 extern CurrentEntry current;
 
@@ -66,6 +65,11 @@ bool readNextEntry();
 
 // Ends the check when the export has changed since it was opened.
 void requireUnchangedExport();
+
+// Calls `visit` with the pieces of the current entry from its first one on, and with those above it
+// in which zero bytes begin. They are divided anew each time: kept, short lines would take several
+// times the memory of the entry.
+void visitCurrentPieces(const std::function<void(const Piece&)>& visit);
 
 // Goes on with what stands behind the first `count` lines of `object`, which hold `attributes`
 // attributes.
@@ -99,13 +103,13 @@ std::string nameOf(std::string_view line, int index);
 // Tell what is wrong with the current entry: at line `line` of the export, at attribute `index`, at
 // line `line` of `object`, or with the whole entry. `message` is the number of the message that a
 // migration would end with.
-void find(Kind kind, std::int64_t line, const std::string& effect, int message = 0);
-void findAt(Kind kind, int index, const std::string& effect, int message = 0);
-void findAtLine(Kind kind, int line, const std::string& effect);
-void findEntry(Kind kind, const std::string& effect, int message = 0);
+void find(Kind kind, std::int64_t line, std::string_view effect, int message = 0);
+void findAt(Kind kind, int index, std::string_view effect, int message = 0);
+void findAtLine(Kind kind, int line, std::string_view effect);
+void findEntry(Kind kind, std::string_view effect, int message = 0);
 
 // Tells what is wrong with the entry at `place`.
-void findAtPlace(off_t place, Kind kind, const std::string& effect, int message = 0);
+void findAtPlace(off_t place, Kind kind, std::string_view effect, int message = 0);
 
 // Calls `visit` with each line of `text`, without its line feed, and its index.
 template <class Visit>

@@ -18,28 +18,31 @@ bool beginsWith(std::string_view name, int line) {
 }
 
 void tellFoldedComments() {
-    const std::vector<Piece>& pieces = current.pieces;
-    bool entryHasBegun = false;
-    for (std::size_t i = 0; i < pieces.size(); ++i) {
-        const bool isFolded = pieces[i].isComment && pieces[i].beginsLine &&
-                              i + 1 < pieces.size() && pieces[i + 1].isContinuation &&
-                              !pieces[i + 1].isBlank;
-        if (isFolded && entryHasBegun) {
-            find(Kind::FOLDED_COMMENT, pieces[i].line,
+    if (!current.hasFoldedComment) {
+        return;
+    }
+    std::int64_t comment = 0;  // the line of the one right above, or 0
+    visitCurrentPieces([&comment](const Piece& piece) {
+        if (comment != 0 && piece.isContinuation && !piece.isBlank) {
+            find(Kind::FOLDED_COMMENT, comment,
                  "would add the second line of the comment to the attribute above it");
         }
-        entryHasBegun = entryHasBegun || pieces[i].place >= current.place;
-    }
+        const bool isWithin = piece.place > current.place;
+        comment = isWithin && piece.isComment && piece.beginsLine ? piece.line : 0;
+    });
 }
 
 void tellZeroBytes() {
-    for (const Piece& piece : current.pieces) {
+    if (!current.hasZeroByte) {
+        return;
+    }
+    visitCurrentPieces([](const Piece& piece) {
         if (piece.isCut) {
             find(Kind::CUT_TEXT, piece.line,
                  "would lose what stands behind the zero byte, and take what is left of the line "
                  "for the beginning of the next, or for the end of the entry");
         }
-    }
+    });
 }
 
 // Text behind a carriage return is lost when the lines of an attribute are joined.
@@ -60,18 +63,10 @@ void tellCarriageReturns() {
     }
 }
 
-// Whether the entry begins with the rest of a line that is too long, a comment as a rule.
-bool beginsWithRest() {
-    const auto first =
-        std::find_if(current.pieces.begin(), current.pieces.end(),
-                     [](const Piece& piece) { return piece.place == current.place; });
-    return first != current.pieces.end() && first->isTorn;
-}
-
 void tellMissingDn() {
     constexpr std::string_view trailer = "search:";
-    if (current.isShortened || beginsWithRest() || beginsWith("dn:", 0) || beginsWithHeader() ||
-        beginsWith(trailer, 0)) {
+    if (current.isShortened || current.beginsWithRest || beginsWith("dn:", 0) ||
+        beginsWithHeader() || beginsWith(trailer, 0)) {
         return;
     }
     if (current.isTornOff) {
@@ -84,7 +79,7 @@ void tellMissingDn() {
 }
 
 void tellSecondDns() {
-    const int first = beginsWithHeader() || beginsWithRest() ? 2 : 1;
+    const int first = beginsWithHeader() || current.beginsWithRest ? 2 : 1;
     int attribute = -1;
     for (int i = 0; i < object.lineCount(); ++i) {
         attribute += object.line(i).starts_with(' ') ? 0 : 1;
@@ -115,13 +110,16 @@ bool beginsWithHeader() {
 }
 
 void tellLongLines() {
+    if (!current.hasLongLine) {
+        return;
+    }
     std::int64_t told = 0;
-    for (const Piece& piece : current.pieces) {
+    visitCurrentPieces([&told](const Piece& piece) {
         if (piece.isTorn && std::exchange(told, piece.line) != piece.line) {
             find(Kind::LONG_LINE, piece.line,
                  "would break the line apart behind each 4,095 bytes of it");
         }
-    }
+    });
 }
 
 void dropLine(std::string_view line, int index, std::span<const std::string_view> names) {

@@ -172,12 +172,15 @@ struct Break {
 };
 
 Break findBreak(std::string_view attributes) {
-    for (const Piece& piece : current.pieces) {
-        if (piece.isTorn) {
-            return {piece.line, true, true};
-        }
-    }
     Break found;
+    if (current.hasLongLine) {
+        visitCurrentPieces([&found](const Piece& piece) {
+            if (found.line == 0 && piece.isTorn) {
+                found = {piece.line, true, true};
+            }
+        });
+        return found;
+    }
     visitLines(attributes, [&found](std::string_view line, int index) {
         const bool isLong = line.size() >= longestLine;
         if (found.line == 0 && (isLong || isBlankLine(line))) {
