@@ -219,12 +219,12 @@ int attributeOfLine(int line) {
 void openExport(const std::string& name) {
     input_ldif_filename = name;  // the name that the reader's own failures show
     current = CurrentEntry();
-    linePlaces = LinePlaces();
     attributeSearch = AttributeSearch();
     shownDnPlace = -1;
     nextLineNumber = 1;
     lastResult = 0;
     exportFile.open(name);
+    linePlaces = LinePlaces(exportFile.size());
     // Places in it are kept in five bytes.
     if (exportFile.size() >= static_cast<off_t>(Packed40::most)) {
         failReading(name, "it is too large");

@@ -4,9 +4,13 @@
 #include <cstddef>
 #include <string>
 
+LinePlaces::LinePlaces(off_t fileSize) {
+    constexpr off_t most = 8192;
+    distance_ = std::max(least, fileSize / most);
+}
+
 void LinePlaces::note(off_t offset, std::int64_t line) {
-    constexpr off_t distance = 1024 * 1024;
-    if (places_.empty() || offset >= places_.back().offset + distance) {
+    if (places_.empty() || offset >= places_.back().offset + distance_) {
         places_.push_back({offset, line});
     }
 }

@@ -242,14 +242,17 @@ std::vector<std::string_view> linesOf(std::string_view text, std::size_t most) {
     return lines;
 }
 
-// Names attributes, never values: these may be secrets.
+// What an entry of the output that has just been read differs in. Names attributes, never values:
+// these may be secrets.
 std::string difference(const Owner& owner, const OutputEntry& entry) {
     const std::optional<DemandedRecord> demanded = demandedRecord(owner);
     if (!demanded) {
         return "its lines are not those that the export demands";
     }
-    constexpr std::size_t most = 1024 * 1024;
-    const std::string text = output.file().textAt(entry.place, most);
+    constexpr off_t most = 1024 * 1024;
+    const off_t size = output.position().offset - entry.place;
+    const std::string text =
+        output.file().textAt(entry.place, static_cast<std::size_t>(std::min(size, most)));
     const std::vector<std::string_view> present = linesOf(text, entry.lines.count);
     const std::string lacks = namesOnlyIn(demanded->lines, present, demanded->names);
     const std::string besides = namesOnlyIn(present, demanded->lines, demanded->names);
@@ -580,7 +583,6 @@ void countDemands() {
 void forgetProof() {
     balances = {};
     output = OutputReader();
-    outputPlaces = LinePlaces();
     unmetDemands = Unmatched();
     unexplained = Unmatched();
     matchedDated.clear();
@@ -595,6 +597,7 @@ void forgetProof() {
 void prove(const std::string& exportName, const std::string& outputName) {
     forgetProof();
     output.open(outputName);
+    outputPlaces = LinePlaces(output.file().size());
     scanExport(exportName, {comparePassed, noteCredential});
     findTroubleOfOwners();
     keepDifferencesAlone();
