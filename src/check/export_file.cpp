@@ -19,6 +19,9 @@ CurrentEntry current;
 
 namespace {
 
+// What a second look reads first: most entries are no longer.
+constexpr std::size_t smallBlock = 512;
+
 CheckedFile exportFile;  // beside the reader's, for places that are looked at again
 LinePlaces linePlaces;
 std::int64_t nextLineNumber = 1;  // of the line that is read next
@@ -182,8 +185,7 @@ AttributeSearch attributeSearch;
 
 // The next line of the entry, or piece of one, with its line end; empty at the end of the export.
 std::string_view pieceAhead(AttributeSearch& search) {
-    constexpr std::size_t firstSize = 4096;
-    constexpr std::size_t largestSize = 64 * 1024;
+    constexpr std::size_t largest = 64 * 1024;
     const auto ahead = [&search] {
         const std::string_view rest = std::string_view(search.block).substr(search.used);
         return rest.substr(0, std::min(rest.find('\n', 0), longestLine - 1) + 1);
@@ -191,7 +193,7 @@ std::string_view pieceAhead(AttributeSearch& search) {
     std::string_view piece = ahead();
     if (piece.size() < longestLine && !piece.ends_with('\n')) {
         const std::string more = exportFile.textAt(
-            search.next, std::clamp(2 * search.block.size(), firstSize, largestSize));
+            search.next, std::clamp(2 * search.block.size(), smallBlock, largest));
         search.block.erase(0, search.used);
         search.block += more;
         search.used = 0;
@@ -204,6 +206,15 @@ std::string_view pieceAhead(AttributeSearch& search) {
 // The DN that was shown last, which is often shown again.
 off_t shownDnPlace = -1;
 std::string dnShown;
+
+// Whether the first line, unfolded, ends within the text.
+bool endsWithin(std::string_view text) {
+    std::size_t next = text.find('\n') + 1;
+    while (next != 0 && next < text.size() && text[next] == ' ') {
+        next = text.find('\n', next) + 1;
+    }
+    return next != 0 && next < text.size();
+}
 
 // The index of the attribute that line `line` of `object` belongs to.
 int attributeOfLine(int line) {
@@ -286,9 +297,8 @@ void visitOversizedEntry(void (*visit)(std::string_view line)) {
 }
 
 bool readEntryAt(off_t place) {
-    constexpr std::size_t firstBlock = 4096;
-    constexpr std::size_t mostInMemory = 64 * 1024;
-    for (std::size_t size = firstBlock; size <= mostInMemory; size *= 2) {
+    constexpr std::size_t mostInMemory = 32 * 1024;
+    for (std::size_t size = smallBlock; size <= mostInMemory; size *= 4) {
         const std::string block = exportFile.textAt(place, size);
         LineReader reader;
         reader.openText(block);
@@ -353,7 +363,10 @@ std::string dnAt(off_t place) {
 
 std::string dnLineAt(off_t place) {
     constexpr std::size_t most = 8192;
-    const std::string text = exportFile.textAt(place, most);
+    std::string text = exportFile.textAt(place, smallBlock);
+    if (!endsWithin(text)) {
+        text = exportFile.textAt(place, most);
+    }
     if (shownDn(text).empty() || (place > 0 && !isBehindLineFeed(place))) {
         return {};
     }

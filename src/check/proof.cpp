@@ -77,9 +77,14 @@ Balance& balanceOf(Content content) {
 }
 
 std::string outputDnAt(off_t place) {
+    constexpr std::size_t usual = 512;
     constexpr std::size_t most = 4096;
-    const std::string text = output.file().textAt(place, most);
-    return std::string(std::string_view(text).substr(0, text.find('\n')));
+    std::string text = output.file().textAt(place, usual);
+    if (text.find('\n') == std::string::npos) {
+        text = output.file().textAt(place, most);
+    }
+    text.resize(std::min(text.find('\n'), text.size()));
+    return text;
 }
 
 constexpr off_t nowhere = -1;
