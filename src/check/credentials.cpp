@@ -1,9 +1,12 @@
 #include "check/credentials.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <iterator>
+#include <numeric>
 #include <utility>
 
 #include "check/digest.h"
@@ -21,6 +24,14 @@ bool areSorted = false;
 std::size_t takenInOrder = 0;  // the first ones, while they are in the order of the export
 std::vector<bool> taken;       // once they are sorted: each of them
 
+// Once they are sorted: where those begin whose digests have these bits at their upper end.
+constexpr unsigned upperBits = 12;
+std::array<std::uint32_t, (std::size_t{1} << upperBits) + 1> starts;
+
+std::size_t upperOf(std::uint64_t lines) {
+    return lines >> (40 - upperBits);
+}
+
 off_t placeOf(const Credential& credential) {
     return static_cast<off_t>(credential.place.value());
 }
@@ -35,9 +46,12 @@ void sortByLines() {
                          std::pair(other.lines.value(), placeOf(other));
               });
     taken.clear();
+    starts = {};
     for (const Credential& credential : credentials) {
         taken.push_back(credential.place.value() < firstLeft);
+        ++starts[upperOf(credential.lines.value()) + 1];
     }
+    std::partial_sum(starts.begin(), starts.end(), starts.begin());
     areSorted = true;
 }
 
@@ -54,12 +68,16 @@ Equal findEqual(std::uint64_t lines) {
     }
     const std::uint64_t sought = Packed40(lines).value();
     const auto begin = credentials.begin();
-    const auto first = std::partition_point(begin, credentials.end(), [=](const Credential& one) {
-        return one.lines.value() < sought;
-    });
-    const auto end = std::partition_point(first, credentials.end(), [=](const Credential& one) {
-        return one.lines.value() == sought;
-    });
+    const auto upperEnd = begin + starts[upperOf(sought) + 1];
+    const auto first =
+        std::partition_point(begin + starts[upperOf(sought)], upperEnd,
+                             [=](const Credential& one) { return one.lines.value() < sought; });
+    const auto isEqual = [=](const Credential& one) { return one.lines.value() == sought; };
+    if (first == upperEnd || !isEqual(*first)) {
+        const auto none = static_cast<std::size_t>(first - begin);
+        return {none, none, none};
+    }
+    const auto end = std::partition_point(first, upperEnd, isEqual);
     const auto left = std::partition_point(
         taken.begin() + (first - begin), taken.begin() + (end - begin), [](bool is) { return is; });
     return {static_cast<std::size_t>(first - begin), static_cast<std::size_t>(left - taken.begin()),
