@@ -70,6 +70,61 @@ def write_tab_lines(path, lines):
     write_entries(path, user(0, "ann", [f"\tsecNote{n:06d}: as of spring" for n in range(lines)]))
 
 
+def write_commented(path, count, form):
+    """Small entries; {} in the form stands for the lines of each below its DN."""
+    with open(path, "w", encoding="utf-8", newline="\n") as stream:
+        for number in range(count):
+            lines = f"objectclass: person\ncn: person{number:06d}"
+            stream.write(form.format(f"dn: cn=person{number:06d},o=example", lines) + "\n\n")
+
+
+def write_changed_records(path, count, name_of):
+    """An output that has a line more in each record, in an order of its own."""
+    numbers = list(range(count))
+    random.Random(2).shuffle(numbers)
+    write_entries(path, ([*record(number, name_of(number)), "x: y"] for number in numbers))
+
+
+def plain_domains(count):
+    return [b"Xyz%021d" % number for number in range(count)]
+
+
+def colliding_domains(count):
+    """Names that have one hash in the C++ library, which takes eight bytes at a time, and no key."""
+    bits, factor = 2**64, 0xc6a4a7935bd1e995
+    inverse = pow(factor, -1, bits)
+    unfit = set(b"\0\t\n\v\f\r ,:=ABCDEFGHIJKLMNOPQRSTUVWXYZ")
+
+    def mixed(block, multiplier):
+        product = block * multiplier % bits
+        return (product ^ product >> 47) * multiplier % bits
+
+    names = []
+    number = 0
+    while len(names) < count:
+        begin = b"secAuthority=Xyz%08d" % number
+        value = 0xc70f6907 ^ (len(begin) + 8) * factor % bits
+        for at in range(0, len(begin), 8):
+            block = int.from_bytes(begin[at:at + 8], "little")
+            value = (value ^ mixed(block, factor)) * factor % bits
+        end = mixed(value ^ 0x123456789abcdef0, inverse).to_bytes(8, "little")
+        if not unfit.intersection(end):
+            names.append(begin[len(b"secAuthority="):] + end)
+        number += 1
+    return names
+
+
+def write_domain_users(path, names):
+    """A user in each of these domains."""
+    with open(path, "wb") as stream:
+        for number, name in enumerate(names):
+            stream.write(b"dn: secAuthority=%(name)s,cn=u%(number)06d,o=e\nobjectclass: secUser\n"
+                         b"secAuthority: %(name)s\nprincipalName: u%(number)06d\n\n"
+                         b"dn: secUUID=%(number)06d,cn=Users,secAuthority=%(name)s\n"
+                         b"objectclass: secMap\nsecDN: cn=u%(number)06d,o=e\n\n"
+                         % {b"name": name, b"number": number})
+
+
 def colliding(number):
     """A name of square and curly brackets, which differ by the bit that tells the case of letters."""
     return "".join("[{"[number >> bit & 1] for bit in range(16))

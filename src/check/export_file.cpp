@@ -1,5 +1,7 @@
 #include "check/export_file.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <optional>
@@ -185,7 +187,7 @@ AttributeSearch attributeSearch;
 
 // The next line of the entry, or piece of one, with its line end; empty at the end of the export.
 std::string_view pieceAhead(AttributeSearch& search) {
-    constexpr std::size_t largest = 64 * 1024;
+    constexpr std::size_t largest = 16 * 1024;
     const auto ahead = [&search] {
         const std::string_view rest = std::string_view(search.block).substr(search.used);
         return rest.substr(0, std::min(rest.find('\n', 0), longestLine - 1) + 1);
@@ -228,6 +230,10 @@ int attributeOfLine(int line) {
 }  // namespace
 
 void openExport(const std::string& name) {
+    // Freed blocks of large entries go back to the system: by default the heap keeps ever larger
+    // ones, up to 32 MiB.
+    constexpr int largeBlock = 128 * 1024;
+    ::mallopt(M_MMAP_THRESHOLD, largeBlock);
     input_ldif_filename = name;  // the name that the reader's own failures show
     current = CurrentEntry();
     attributeSearch = AttributeSearch();

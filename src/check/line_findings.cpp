@@ -133,6 +133,10 @@ void dropLine(std::string_view line, int index, std::span<const std::string_view
         return;
     }
     countRule(Rule::FILTERED_WORDS);
+    if (!isShown(Kind::FILTERED_WORD)) {
+        countFinding(Kind::FILTERED_WORD);
+        return;
+    }
     findAt(Kind::FILTERED_WORD, index,
            format("would drop the attribute %s, because it holds a name that is filtered",
                   nameOf(line, index)));

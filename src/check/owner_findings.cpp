@@ -114,6 +114,7 @@ void merge(const std::vector<MergedEntry>& entries) {
     mergeObjects(entries[0].entry, entries[1].entry);
     if (entries.size() > 2) {
         const Entry merged = std::exchange(object, Entry());
+        object.reserve(bytesOf(entries));
         mergeObjects(entries[2].entry, merged);
     }
 }

@@ -55,6 +55,19 @@ std::string_view unrecognisedClass(std::string_view line) {
     return found == regroupedClasses.end() ? std::string_view() : found->name;
 }
 
+void tellUnrecognisedClass(std::string_view line, int index) {
+    const std::string_view name = unrecognisedClass(line);
+    if (name.empty()) {
+        return;
+    }
+    if (!isShown(Kind::CLASS_NOT_RECOGNISED)) {
+        countFinding(Kind::CLASS_NOT_RECOGNISED);
+        return;
+    }
+    findAt(Kind::CLASS_NOT_RECOGNISED, index,
+           format("would leave the entry as it is, and not take it for a %s", name));
+}
+
 // A half-migrated export may hold entries under the names that users and groups will get.
 struct NewName {
     std::uint64_t dn;  // without regard to case
@@ -113,10 +126,8 @@ void passThrough(std::string_view attributes, bool addsInstallDate) {
     LinesDigest digest;
     std::uint64_t bytes = 1;
     visitLines(attributes, [&](std::string_view line, int index) {
-        if (isPlain && unrecognisedClass(line).data() != nullptr) {
-            findAt(Kind::CLASS_NOT_RECOGNISED, index,
-                   format("would leave the entry as it is, and not take it for a %s",
-                          unrecognisedClass(line)));
+        if (isPlain) {
+            tellUnrecognisedClass(line, index);
         }
         if (holdsIdentifier && holdsEntryIdentifier(line)) {
             dropLine(line, index, identifiers);
