@@ -64,7 +64,7 @@ bool isBehindLineFeed(off_t place) {
 }
 
 // Calls `visit` with each line of the export from `start` to `end`, the first being line `line`, as
-// the reader divides them, and with its text up to a zero byte.
+// the reader divides them, and with its text up to a zero byte, until it returns false.
 template <class Visit>
 void visitPieces(off_t start, off_t end, std::int64_t line, Visit visit) {
     PartReader part = openPart(start, end);
@@ -72,14 +72,15 @@ void visitPieces(off_t start, off_t end, std::int64_t line, Visit visit) {
     piece.place = start;
     piece.line = line;
     std::string_view text;
-    while (piece.place < end && part.reader.readLine(text) == 0) {
+    bool goesOn = true;
+    while (goesOn && piece.place < end && part.reader.readLine(text) == 0) {
         const off_t reached = part.reader.tell();
         const off_t next = part.base + reached;
         piece.isCut = static_cast<off_t>(text.size()) < next - piece.place;
         piece.isBlank = isBlankLine(text);
         piece.isComment = isCommentLine(text);
         piece.isContinuation = text.starts_with(' ');
-        visit(piece, text);
+        goesOn = visit(piece, text);
         piece.beginsLine = part.reader.textAtHand(reached - 1, reached) == "\n";
         piece.line += piece.beginsLine ? 1 : 0;
         piece.place = next;
@@ -87,7 +88,7 @@ void visitPieces(off_t start, off_t end, std::int64_t line, Visit visit) {
     if (part.reader.error() != 0) {
         exportFile.fail(part.reader.error());
     }
-    nextLineNumber = piece.line;
+    nextLineNumber = goesOn ? piece.line : nextLineNumber;
 }
 
 // As visitCurrentPieces, for an entry of which no more is known than where it was read.
@@ -103,9 +104,7 @@ void dividePieces(Visit visit) {
             piece.isTorn = hasBegun && !piece.beginsLine && !(isInComment && piece.isComment);
             const bool isRun = piece.isCut && wasCut && text.empty();
             wasCut = piece.isCut;
-            if (hasBegun || (piece.isCut && !isRun)) {
-                visit(piece);
-            }
+            return !(hasBegun || (piece.isCut && !isRun)) || visit(piece);
         });
 }
 
@@ -121,12 +120,13 @@ void divideCurrent() {
         current.hasFoldedComment =
             current.hasFoldedComment || (isBehindComment && piece.isContinuation && !piece.isBlank);
         isBehindComment = current.line != 0 && piece.isComment && piece.beginsLine;
-        current.hasZeroByte = current.hasZeroByte || piece.isCut;
+        current.zeroBytes += piece.isCut ? 1 : 0;
         current.hasLongLine = current.hasLongLine || piece.isTorn;
         current.endsInBlanks =
             !current.isLast && piece.beginsLine && piece.isBlank && piece.isContinuation;
+        return true;
     });
-    current.isInPieces = current.hasZeroByte || current.hasLongLine;
+    current.isInPieces = current.zeroBytes > 0 || current.hasLongLine;
 }
 
 // Learns where the entry just read stands, which began to be read at `start`.
@@ -155,6 +155,7 @@ void locateOversized(off_t start) {
             current.place = piece.place;
             current.line = piece.line;
         }
+        return true;
     });
 }
 
@@ -280,7 +281,7 @@ void requireUnchangedExport() {
     exportFile.requireUnchanged();
 }
 
-void visitCurrentPieces(const std::function<void(const Piece&)>& visit) {
+void visitCurrentPieces(const std::function<bool(const Piece&)>& visit) {
     dividePieces(visit);
 }
 
@@ -299,6 +300,7 @@ void visitOversizedEntry(void (*visit)(std::string_view line)) {
                     if (piece.isText()) {
                         visit(text);
                     }
+                    return true;
                 });
 }
 

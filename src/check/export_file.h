@@ -44,8 +44,8 @@ struct CurrentEntry {
     bool isOversized = false;   // too many lines for the migration to hold
     bool isLast = false;        // the export ends behind it
 
+    std::uint64_t zeroBytes = 0;  // pieces of it, and above it, in which they begin
     bool hasFoldedComment = false;
-    bool hasZeroByte = false;     // in it or above it
     bool hasLongLine = false;     // a piece is torn
     bool beginsWithRest = false;  // of a line that is too long, a comment as a rule
     bool isInPieces = false;      // what looks like a name in it may be a part of a value
@@ -67,9 +67,9 @@ bool readNextEntry();
 void requireUnchangedExport();
 
 // Calls `visit` with the pieces of the current entry from its first one on, and with those above it
-// in which zero bytes begin. They are divided anew each time: kept, short lines would take several
-// times the memory of the entry.
-void visitCurrentPieces(const std::function<void(const Piece&)>& visit);
+// in which zero bytes begin, until it returns false. They are divided anew each time: kept, short
+// lines would take several times the memory of the entry.
+void visitCurrentPieces(const std::function<bool(const Piece&)>& visit);
 
 // Goes on with what stands behind the first `count` lines of `object`, which hold `attributes`
 // attributes.

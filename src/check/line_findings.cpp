@@ -29,20 +29,25 @@ void tellFoldedComments() {
         }
         const bool isWithin = piece.place > current.place;
         comment = isWithin && piece.isComment && piece.beginsLine ? piece.line : 0;
+        return true;
     });
 }
 
 void tellZeroBytes() {
-    if (!current.hasZeroByte) {
-        return;
+    std::uint64_t left = current.zeroBytes;
+    if (left > 0 && isShown(Kind::CUT_TEXT)) {
+        visitCurrentPieces([&left](const Piece& piece) {
+            if (piece.isCut) {
+                --left;
+                find(Kind::CUT_TEXT, piece.line,
+                     "would lose what stands behind the zero byte, and take what is left of the "
+                     "line "
+                     "for the beginning of the next, or for the end of the entry");
+            }
+            return left > 0 && isShown(Kind::CUT_TEXT);
+        });
     }
-    visitCurrentPieces([](const Piece& piece) {
-        if (piece.isCut) {
-            find(Kind::CUT_TEXT, piece.line,
-                 "would lose what stands behind the zero byte, and take what is left of the line "
-                 "for the beginning of the next, or for the end of the entry");
-        }
-    });
+    countFinding(Kind::CUT_TEXT, left);
 }
 
 // Text behind a carriage return is lost when the lines of an attribute are joined.
@@ -119,6 +124,7 @@ void tellLongLines() {
             find(Kind::LONG_LINE, piece.line,
                  "would break the line apart behind each 4,095 bytes of it");
         }
+        return true;
     });
 }
 

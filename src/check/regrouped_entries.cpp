@@ -175,9 +175,10 @@ Break findBreak(std::string_view attributes) {
     Break found;
     if (current.hasLongLine) {
         visitCurrentPieces([&found](const Piece& piece) {
-            if (found.line == 0 && piece.isTorn) {
+            if (piece.isTorn) {
                 found = {piece.line, true, true};
             }
+            return found.line == 0;
         });
         return found;
     }

@@ -87,10 +87,11 @@ class MemoryTest(unittest.TestCase):
         taken, _ = self.peak(PROGRAM, self.export, self.output, *counts)
         self.assertAlmostEqual(self.predicted(counts) / taken, 1, delta=0.25, msg=counts)
 
-    def assertModest(self, owners=0, credentials=0, longest=0, differing=0, merged_lines=0):
+    def assertModest(self, owners=0, credentials=0, longest=0, differing=0, merged_lines=0,
+                     domains=0):
         """The check takes what its description tells, before and after."""
         most = (4 * MEBIBYTE + 100 * owners + 10 * credentials + 3 * longest
-                + 32 * differing + 100 * merged_lines) * 1.03
+                + 32 * differing + 100 * merged_lines + 20 * domains) * 1.03
         for files in ((self.export,), (self.export, self.output)):
             taken, _ = self.peak(CHECK, *files)
             self.assertLessEqual(taken, most, len(files))
@@ -141,6 +142,30 @@ class HostileExports(MemoryTest):
         hostile.write_entries(self.export, ([f"dn: cn=person{n},o=x", "objectclass: person"]
                                             for n in range(count)))
         self.assertModest(differing=2 * count)
+
+    def test_entries_of_short_lines(self):
+        lines = 240_000
+        for odd in ("#\n" * 3 * lines, "a:\n" * lines + "# c\n", "a: \0x\n" * lines):
+            with self.subTest(odd[-5:]):
+                self.export.write_text(f"dn: cn=a,o=x\nobjectclass: person\n{odd}b: c\n")
+                self.output.write_text("")
+                self.assertModest(longest=len(odd))
+
+    def test_domains_with_long_names(self):
+        count = 10_000
+        hostile.write_domain_users(self.export,
+                                   (b"Sales%06d" % n + b"x" * 1000 for n in range(count)))
+        self.output.write_text("")
+        self.assertModest(owners=count, domains=count)
+
+    def test_one_owner_of_large_entries(self):
+        size = 5_000_000
+        own, mapping = hostile.user(0, "ann", long_lines(size, "own"), long_lines(size, "map"))
+        users = ["dn: principalName=ann,cn=Users,secAuthority=Default", *own[1:5], mapping[2],
+                 *long_lines(size, "usr")]
+        hostile.write_entries(self.export, [own, mapping, users])
+        self.output.write_text("")
+        self.assertModest(owners=1, longest=3 * size, merged_lines=3 * size // LINE)
 
     def test_findings_in_one_entry(self):
         lines = 40_000

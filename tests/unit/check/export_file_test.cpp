@@ -231,7 +231,10 @@ TEST_F(ExportFileTest, EntriesBeyondTheBufferStandWhereTheyAre) {
 TEST_F(ExportFileTest, ThePiecesOfAnEntryAreThoseOfItsLines) {
     read("dn: a\n# c\nx: " + std::string(5000, 'y') + std::string("\nz: 1\0002\n\n", 10));
     std::vector<Piece> pieces;
-    visitCurrentPieces([&pieces](const Piece& piece) { pieces.push_back(piece); });
+    visitCurrentPieces([&pieces](const Piece& piece) {
+        pieces.push_back(piece);
+        return true;
+    });
     ASSERT_EQ(pieces.size(), 6U);
     const Piece& rest = pieces[3];
     EXPECT_EQ(rest.place, 10 + 4095);
