@@ -194,9 +194,12 @@ std::string_view pieceAhead(AttributeSearch& search) {
         return rest.substr(0, std::min(rest.find('\n', 0), longestLine - 1) + 1);
     };
     std::string_view piece = ahead();
-    if (piece.size() < longestLine && !piece.ends_with('\n')) {
+    while (piece.size() < longestLine && !piece.ends_with('\n')) {
         const std::string more = exportFile.textAt(
             search.next, std::clamp(2 * search.block.size(), smallBlock, largest));
+        if (more.empty()) {
+            break;
+        }
         search.block.erase(0, search.used);
         search.block += more;
         search.used = 0;

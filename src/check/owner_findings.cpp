@@ -143,9 +143,11 @@ std::string spellingIn(std::string_view text, std::string_view prefix, std::stri
 std::string spelledDomain(const Owner& owner, const std::vector<MergedEntry>& entries) {
     constexpr std::string_view dnName = "dn:";
     const std::string_view dnLine = withoutLineEnd(entries[0].entry.line(0));
-    const std::string_view dn =
-        withoutLeadingBlanks(dnLine.substr(std::min(dnName.size(), dnLine.size())));
-    const std::string_view domain = dn.substr(0, dn.find(','));
+    std::string dn(withoutLeadingBlanks(dnLine.substr(std::min(dnName.size(), dnLine.size()))));
+    if (!owner.has(IS_GROUP)) {
+        commaSpaceEater(dn);
+    }
+    const std::string_view domain = std::string_view(dn).substr(0, dn.find(','));
     const std::size_t name = std::min(domain.find('=') + 1, domain.size());
     std::vector<std::string> policies;
     std::vector<std::string_view> texts;

@@ -185,6 +185,17 @@ class RightOutputs(ProofTest):
     def test_AddedInstallDate(self):
         self.assertProven(EXAMPLE.read_bytes() + DATELESS)
 
+    def test_TheFirstEntrySpellsTheDomain(self):
+        parts = [b"dn: secAuthority=Sales,o=x\nobjectclass: secUser\nsecAuthority: Sales\n"
+                 b"principalName: a\nsecDomainId: Sales%a\n\n",
+                 b"dn: secUUID=1,cn=Users,secAuthority=SALES\nobjectclass: secMap\nsecDN: o=x\n\n",
+                 b"dn: cn=Policy,secAuthority=sAles,o=x\nobjectclass: secPolicy\ncn: Policy\n\n",
+                 b"dn: principalName=a,cn=Users,secAuthority=x\nobjectclass: secUser\n"
+                 b"secAuthority: sales\nprincipalName: a\nsecDN: o=x\n\n"]
+        for order in itertools.permutations(parts):
+            self.prepare(b"".join(order))
+            self.assertClean(check(CHECK, self.export, self.output), order)
+
     def test_RandomExports(self):
         for seed in range(40):
             self.assertProven(sound.make(seed), ALL if seed % 4 else SEVERAL_PASSES[seed % 3])
