@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <span>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -23,6 +23,7 @@ constexpr std::array<std::string_view, 14> dropList = {
 
 void findLines(EntryView entry, Lines& lines) {
     lines.clear();
+    lines.reserve(static_cast<std::size_t>(entry.lineCount()));
     for (int i = 0; i < entry.lineCount(); ++i) {
         lines.push_back(entry.line(i));
     }
@@ -83,58 +84,69 @@ void append(std::string_view& line) {
     line = {};
 }
 
-// The heads of one line.
-using LineHeads = std::span<const Head>;
+// What the heads of a line, up to each of its colons, tell of it.
+struct LineHeads {
+    std::string_view name;  // the first of them
+    bool holdsObjectClassName = false;
+    bool namesDomain = false;
+};
 
-// Those of `line`, found from `next` on, which is set behind them.
-LineHeads headsOfLine(const Heads& heads, std::size_t line, std::size_t& next) {
-    const std::size_t first = next;
-    while (next < heads.size() && heads[next].line == line) {
-        ++next;
+// The heads of the lines of an entry, from the first line on. Looks for each colon once.
+class HeadReader {
+public:
+    explicit HeadReader(std::string_view text) : end_(text.data() + text.size()) {
+        findColon(text.data());
     }
-    return LineHeads(heads).subspan(first, next - first);
-}
 
-bool holdsObjectClassName(LineHeads heads) {
-    return std::any_of(heads.begin(), heads.end(),
-                       [](const Head& head) { return isObjectClassName(head.text); });
-}
+    // Those of `line`, which must be the next one.
+    LineHeads read(std::string_view line) {
+        LineHeads heads;
+        while (colon_ < line.data() + line.size()) {
+            const std::string_view head(line.data(),
+                                        static_cast<std::size_t>(colon_ + 1 - line.data()));
+            heads.name = heads.name.empty() ? head : heads.name;
+            heads.holdsObjectClassName = heads.holdsObjectClassName || isObjectClassName(head);
+            heads.namesDomain = heads.namesDomain || endsIgnoringCase(head, "secauthority:");
+            findColon(colon_ + 1);
+        }
+        return heads;
+    }
 
-bool namesDomain(LineHeads heads) {
-    return std::any_of(heads.begin(), heads.end(), [](const Head& head) {
-        return endsIgnoringCase(head.text, "secauthority:");
-    });
-}
+private:
+    void findColon(const char* from) {
+        const void* found = std::memchr(from, ':', static_cast<std::size_t>(end_ - from));
+        colon_ = found == nullptr ? end_ : static_cast<const char*>(found);
+    }
 
-void mergeFirst(EntryView entry, Lines& first, const Heads& firstHeads, Lines& second,
-                const Heads& secondHeads) {
-    static NameSearch search;  // kept from merge to merge
-    search.prepare(secondHeads, first.size());
-    std::size_t nextHead = 0;
+    const char* end_;
+    const char* colon_ = nullptr;  // the next one, or the end
+};
+
+void mergeFirst(EntryView entry, Lines& first, Lines& second, NameSearch& search) {
+    HeadReader reader(entry.text());
     for (std::size_t i = 0; i < first.size(); ++i) {
         std::string_view& line = first[i];
-        const LineHeads heads = headsOfLine(firstHeads, i, nextHead);
+        const LineHeads heads = reader.read(line);
         // Anywhere in the line, and before anything else is asked of it: a line that only speaks of
         // an object class in its value is kept as well.
-        if (holdsObjectClassName(heads)) {
+        if (heads.holdsObjectClassName) {
             append(line);
             continue;
         }
-        if (heads.empty()) {
+        if (heads.name.empty()) {
             failWithoutColon(entry, i, "mergeObjects():  attributeClone = ");
         }
-        const std::string_view name = heads.front().text;
-        if (isDnName(name)) {
+        if (isDnName(heads.name)) {
             append(line);
             continue;
         }
-        if (isOnDropList(name)) {
+        if (isOnDropList(heads.name)) {
             continue;
         }
-        const std::size_t match = search.find(second, secondHeads, name);
+        const std::size_t match = search.find(second, heads.name);
         const bool found = match != second.size();
         // The entry's own domain counts, not that of its mapping entry.
-        if (!found || namesDomain(heads)) {
+        if (!found || heads.namesDomain) {
             append(line);
         } else {
             append(second[match]);
@@ -146,18 +158,16 @@ void mergeFirst(EntryView entry, Lines& first, const Heads& firstHeads, Lines& s
     }
 }
 
-void mergeSecond(EntryView entry, Lines& second, const Heads& secondHeads) {
-    std::size_t nextHead = 0;
+void mergeSecond(EntryView entry, Lines& second) {
     for (std::size_t i = 0; i < second.size(); ++i) {
         std::string_view& line = second[i];
-        const LineHeads heads = headsOfLine(secondHeads, i, nextHead);
         if (line.data() == nullptr) {
             continue;
         }
-        if (heads.empty()) {
+        const std::string_view name = line.substr(0, line.find(':') + 1);
+        if (name.empty()) {
             failWithoutColon(entry, i, "attributeClone =  ");
         }
-        const std::string_view name = heads.front().text;
         if (!isDnName(name) && !isOnDropList(name)) {
             append(line);
         }
@@ -205,21 +215,20 @@ void mergeObjects(EntryView inputObject1, EntryView inputObject2) {
     // Kept from merge to merge, so that most merges need no memory.
     static Lines first;
     static Lines second;
-    static Heads firstHeads;
-    static Heads secondHeads;
+    static NameSearch search;
     findLines(inputObject1, first);
     findLines(inputObject2, second);
-    findHeads(inputObject1, first, firstHeads);
-    findHeads(inputObject2, second, secondHeads);
+    search.prepare(inputObject2, first.size());
     traceInputs("THE FOLLOWING TWO OBJECTS ARE TO BE MERGED: \n", "   ", "", first, second);
     freeObject();
+    object.reserve(inputObject1.text().size() + inputObject2.text().size());
     trace("mergeObjects():  numberOfInputObject1Attributes = %d \n"
           "mergeObjects():  numberOfInputObject2Attributes = %d \n",
           first.size(), second.size());
     // The lines are listed twice because whoever reads traces expects both lists.
     traceInputs("CLONES OF THE ABOVE OBJECTS ARE: \n", "", "Clone", first, second);
-    mergeFirst(inputObject1, first, firstHeads, second, secondHeads);
-    mergeSecond(inputObject2, second, secondHeads);
+    mergeFirst(inputObject1, first, second, search);
+    mergeSecond(inputObject2, second);
     traceUnmerged("inputObject1Clone", ".", first);
     traceUnmerged("inputObject2Clone", ":", second);
     traceMerged();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <span>
 
 #include "entry/text.h"
 
@@ -10,7 +11,7 @@ namespace {
 // Below, sorting takes longer than it saves.
 constexpr std::size_t few = 64;
 
-constexpr std::size_t leftOut = std::numeric_limits<std::size_t>::max();
+constexpr std::uint32_t leftOut = std::numeric_limits<std::uint32_t>::max();
 
 // In the order of the characters from the last one to the first, folded.
 bool precedes(std::string_view first, std::string_view second) {
@@ -19,73 +20,63 @@ bool precedes(std::string_view first, std::string_view second) {
         [](char one, char other) { return toLower(one) < toLower(other); });
 }
 
-// The heads without what precedes the colon before.
-void cutHeads(const Heads& heads, Heads& parts) {
-    parts = heads;
-    for (std::size_t i = 1; i < parts.size(); ++i) {
-        if (heads[i].line == heads[i - 1].line) {
-            parts[i].text.remove_prefix(heads[i - 1].text.size());
-        }
-    }
-}
-
-std::size_t firstOf(const Lines& lines, const Heads& heads, std::string_view name) {
-    for (const Head& head : heads) {
-        if (endsIgnoringCase(head.text, name) && lines[head.line].data() != nullptr) {
-            return head.line;
-        }
-    }
-    return lines.size();
-}
-
 }  // namespace
 
-void findHeads(EntryView entry, const Lines& lines, Heads& heads) {
-    heads.clear();
-    std::size_t line = 0;
-    someHead(entry.text(), [&](std::string_view head) {
-        const char* end = head.data() + head.size();
-        while (end > lines[line].data() + lines[line].size()) {
-            ++line;
+void NameSearch::prepare(EntryView entry, std::size_t searches) {
+    findParts(entry);
+    lowest_.clear();
+    if (parts_.size() >= few && searches >= few) {
+        sortParts();
+    }
+}
+
+void NameSearch::findParts(EntryView entry) {
+    // To grow in steps would take up to twice as much for a moment.
+    constexpr std::size_t large = 64 * 1024;
+    const std::string_view text = entry.text();
+    text_ = text.data();
+    parts_.clear();
+    if (text.size() >= large) {
+        parts_.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), ':')));
+    }
+    const std::span<const std::uint32_t> lineEnds = entry.lineEnds();
+    std::uint32_t line = 0;
+    std::uint32_t begin = 0;
+    someHead(text, [&](std::string_view head) {
+        const auto end = static_cast<std::uint32_t>(head.size());
+        while (end > lineEnds[line]) {
+            begin = lineEnds[line++];
         }
-        const char* start = lines[line].data();
-        heads.push_back({line, {start, static_cast<std::size_t>(end - start)}});
+        parts_.push_back({line, begin, end});
+        begin = end;
         return false;
     });
 }
 
-void NameSearch::prepare(const Heads& heads, std::size_t searches) {
-    parts_.clear();
-    if (heads.size() < few || searches < few) {
-        return;
-    }
-    cutHeads(heads, parts_);
-    std::sort(parts_.begin(), parts_.end(), [](const Head& first, const Head& second) {
-        return precedes(first.text, second.text);
+void NameSearch::sortParts() {
+    std::sort(parts_.begin(), parts_.end(), [this](const Part& first, const Part& second) {
+        return precedes(textOf(first), textOf(second));
     });
-    lowest_.resize(2 * parts_.size());
-    for (std::size_t i = 0; i < parts_.size(); ++i) {
-        lowest_[parts_.size() + i] = i;
-    }
+    lowest_.resize(parts_.size());
     for (std::size_t node = parts_.size() - 1; node > 0; --node) {
-        lowest_[node] = lower(lowest_[2 * node], lowest_[2 * node + 1]);
+        lowest_[node] = lower(partAt(2 * node), partAt(2 * node + 1));
     }
 }
 
-std::size_t NameSearch::find(const Lines& lines, const Heads& heads, std::string_view name) {
-    if (parts_.empty()) {
-        return firstOf(lines, heads, name);
+std::size_t NameSearch::find(const Lines& lines, std::string_view name) {
+    if (lowest_.empty()) {
+        return firstOf(lines, name);
     }
     const auto begin = std::lower_bound(
         parts_.begin(), parts_.end(), name,
-        [](const Head& part, std::string_view text) { return precedes(part.text, text); });
-    const auto end = std::partition_point(begin, parts_.end(), [name](const Head& part) {
-        return endsIgnoringCase(part.text, name);
+        [this](const Part& part, std::string_view text) { return precedes(textOf(part), text); });
+    const auto end = std::partition_point(begin, parts_.end(), [this, name](const Part& part) {
+        return endsIgnoringCase(textOf(part), name);
     });
     while (begin != end) {
-        const std::size_t part = lowestOf(static_cast<std::size_t>(begin - parts_.begin()),
-                                          static_cast<std::size_t>(end - parts_.begin()));
-        const std::size_t line = parts_[part].line;
+        const std::uint32_t part = lowestOf(static_cast<std::size_t>(begin - parts_.begin()),
+                                            static_cast<std::size_t>(end - parts_.begin()));
+        const std::uint32_t line = parts_[part].line;
         if (line == leftOut) {
             break;
         }
@@ -97,28 +88,42 @@ std::size_t NameSearch::find(const Lines& lines, const Heads& heads, std::string
     return lines.size();
 }
 
-std::size_t NameSearch::lower(std::size_t first, std::size_t second) const {
+std::size_t NameSearch::firstOf(const Lines& lines, std::string_view name) const {
+    for (const Part& part : parts_) {
+        if (endsIgnoringCase(textOf(part), name) && lines[part.line].data() != nullptr) {
+            return part.line;
+        }
+    }
+    return lines.size();
+}
+
+std::uint32_t NameSearch::partAt(std::size_t node) const {
+    return node < lowest_.size() ? lowest_[node]
+                                 : static_cast<std::uint32_t>(node - lowest_.size());
+}
+
+std::uint32_t NameSearch::lower(std::uint32_t first, std::uint32_t second) const {
     return parts_[second].line < parts_[first].line ? second : first;
 }
 
-std::size_t NameSearch::lowestOf(std::size_t begin, std::size_t end) const {
-    std::size_t found = begin;
+std::uint32_t NameSearch::lowestOf(std::size_t begin, std::size_t end) const {
+    auto found = static_cast<std::uint32_t>(begin);
     begin += parts_.size();
     end += parts_.size();
     for (; begin < end; begin /= 2, end /= 2) {
         if (begin % 2 != 0) {
-            found = lower(found, lowest_[begin++]);
+            found = lower(found, partAt(begin++));
         }
         if (end % 2 != 0) {
-            found = lower(found, lowest_[--end]);
+            found = lower(found, partAt(--end));
         }
     }
     return found;
 }
 
-void NameSearch::leaveOut(std::size_t part) {
+void NameSearch::leaveOut(std::uint32_t part) {
     parts_[part].line = leftOut;
     for (std::size_t node = (parts_.size() + part) / 2; node > 0; node /= 2) {
-        lowest_[node] = lower(lowest_[2 * node], lowest_[2 * node + 1]);
+        lowest_[node] = lower(partAt(2 * node), partAt(2 * node + 1));
     }
 }

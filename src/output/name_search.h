@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -16,35 +17,43 @@
 // The lines of an entry; a null line has been handed on to the result or dropped.
 using Lines = std::vector<std::string_view>;
 
-// A line up to one of its colons, that colon included. The first one is its attribute name.
-struct Head {
-    std::size_t line;
-    std::string_view text;
-};
-using Heads = std::vector<Head>;
-
-// Every head of every line.
-void findHeads(EntryView entry, const Lines& lines, Heads& heads);
-
 class NameSearch {
 public:
-    // Makes ready for at most so many searches of an entry with these heads.
-    void prepare(const Heads& heads, std::size_t searches);
+    // What is kept for each colon of the entry, at most.
+    static constexpr std::size_t bytesForColon = 16;
+
+    // Makes ready for at most so many searches of `entry`, which stays where it is meanwhile.
+    void prepare(EntryView entry, std::size_t searches);
 
     // The first line not yet handed on that holds `name` anywhere, case-insensitively; the number
     // of lines when there is none. `name` ends in its only colon. Loose on purpose: the name may
     // match inside a longer name or in a value.
-    std::size_t find(const Lines& lines, const Heads& heads, std::string_view name);
+    std::size_t find(const Lines& lines, std::string_view name);
 
 private:
-    std::size_t lowestOf(std::size_t begin, std::size_t end) const;
-    std::size_t lower(std::size_t first, std::size_t second) const;
-    void leaveOut(std::size_t part);
+    // A text up to a colon and with it, from the colon before or the beginning of its line on. An
+    // entry may hold a colon in every second byte: places take half of what views would.
+    struct Part {
+        std::uint32_t line;
+        std::uint32_t begin;
+        std::uint32_t end;
+    };
 
-    // The sorted texts between colons, the colon behind each included; empty when every head is
-    // looked at instead.
-    Heads parts_;
-    // A binary tree in an array: children of node i are 2i and 2i + 1, the leaves come last. Each
-    // node is the part with the lowest line below it.
-    std::vector<std::size_t> lowest_;
+    void findParts(EntryView entry);
+    void sortParts();
+    std::string_view textOf(const Part& part) const {
+        return {text_ + part.begin, part.end - part.begin};
+    }
+    std::size_t firstOf(const Lines& lines, std::string_view name) const;
+    std::uint32_t partAt(std::size_t node) const;
+    std::uint32_t lowestOf(std::size_t begin, std::size_t end) const;
+    std::uint32_t lower(std::uint32_t first, std::uint32_t second) const;
+    void leaveOut(std::uint32_t part);
+
+    const char* text_ = nullptr;  // of the entry
+    std::vector<Part> parts_;
+    // A binary tree in an array when the parts are sorted, else empty: children of node i are 2i
+    // and 2i + 1. Each node is the part with the lowest line below it; the leaves, which come last,
+    // are the parts themselves and need no place.
+    std::vector<std::uint32_t> lowest_;
 };

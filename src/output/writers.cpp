@@ -117,13 +117,16 @@ void mergeWithMapping(const Writer& writer, const Matrix& entries, const Matrix&
     trace("%s():  Returning from mergeObjects() to merge %s \n", writer.function, writer.merged);
 }
 
+// What `object` held before the second merge of a user, and the memory for its result after it: in
+// this way each of the two keeps the size that it has once had.
+Entry partiallyMergedSecUser;
+
 // Merges what `object` holds into the user's entry below cn=Users, which leads.
 void mergeWithUsersEntry(EntryView usersEntry) {
     trace("writeSecUserAddToOutputFile():  A Users secUser object exists. Begin merge. \n"
           "next_available_object_slot = %d \n"
           "SECUSER_MATRIX_NUMBER_OF_COLUMNS = %d \n",
           next_available_object_slot(), SECUSER_MATRIX_NUMBER_OF_COLUMNS);
-    static Entry partiallyMergedSecUser;
     std::swap(partiallyMergedSecUser, object);
     if (debug) {
         for (int i = 0; i < partiallyMergedSecUser.lineCount(); ++i) {
@@ -157,6 +160,9 @@ int writeOwner(const Writer& writer, OutputFile& stream, const OwnerTable& owner
     if (writer.tracesLines) {
         trace("%s():  Finished writing the remainder of the entry to the output LDIF file \n",
               writer.function);
+    }
+    if (!leading.empty()) {
+        std::swap(partiallyMergedSecUser, object);
     }
     freeObject();
     return endRecord(writer, stream) == 0 ? traceExit(writer) : -1;

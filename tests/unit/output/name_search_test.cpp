@@ -27,13 +27,12 @@ public:
         for (int i = 0; i < entry_.lineCount(); ++i) {
             lines_.push_back(EntryView(entry_).line(i));
         }
-        findHeads(entry_, lines_, heads_);
-        search_.prepare(heads_, searches);
+        search_.prepare(entry_, searches);
     }
 
     // The index of the line, or -1.
     int take(std::string_view name) {
-        const std::size_t found = search_.find(lines_, heads_, name);
+        const std::size_t found = search_.find(lines_, name);
         if (found == lines_.size()) {
             return -1;
         }
@@ -44,7 +43,6 @@ public:
 private:
     Entry entry_;
     Lines lines_;
-    Heads heads_;
     NameSearch search_;
 };
 
