@@ -27,19 +27,9 @@ void countOwner(bool isGroup) {
     ++(isGroup ? inventory.groups : inventory.users);
 }
 
-void countSlot(bool isGroup, std::uint64_t bytes) {
-    (isGroup ? inventory.ofGroups : inventory.ofUsers).bytes += bytes;
-}
-
-void countGathered(bool isGroup, EntryView entry) {
-    Gathered& gathered = isGroup ? inventory.ofGroups : inventory.ofUsers;
-    const std::uint64_t bytes = StoredEntry::sizeOf(entry);
-    gathered.bytes += bytes;
-    gathered.largestEntry = std::max(gathered.largestEntry, bytes);
-}
-
-void countMerged(std::uint64_t lines) {
-    inventory.mergedLines = std::max(inventory.mergedLines, lines);
+void countEntryOf(std::uint32_t owner) {
+    inventory.turns += owner < inventory.lastOwner ? 1 : 0;
+    inventory.lastOwner = owner;
 }
 
 void countReading(std::uint64_t read, std::uint64_t unfolded) {

@@ -7,14 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "entry/entry.h"
 #include "entry/object_class.h"
-
-// What a migration holds in memory of all users or all groups, with their entries.
-struct Gathered {
-    std::uint64_t bytes = 0;
-    std::uint64_t largestEntry = 0;
-};
 
 struct Inventory {
     std::uint64_t bytes = 0;                     // of the export
@@ -24,12 +17,11 @@ struct Inventory {
     std::uint64_t groups = 0;
     std::uint64_t workFileBytes = 0;
     std::uint64_t outputBytes = 0;  // at most, once owners have been looked at
-    Gathered ofUsers;
-    Gathered ofGroups;
     std::uint64_t reading = 0;      // the most memory for one entry while it is read and unfolded
     std::uint64_t read = 0;         // the most that is kept for the entry read, from then on
     std::uint64_t unfolded = 0;     // the same for the entry unfolded
-    std::uint64_t mergedLines = 0;  // the most lines of an entry that is merged
+    std::uint64_t turns = 0;        // entries behind one of an owner that was first named later
+    std::uint32_t lastOwner = 0;
 };
 extern Inventory inventory;
 
@@ -62,12 +54,8 @@ void countExport(std::uint64_t bytes);
 void countEntry(ObjectClass kind);
 void countOwner(bool isGroup);
 
-// Count what is held of an owner beside its entries, and of one of these.
-void countSlot(bool isGroup, std::uint64_t bytes);
-void countGathered(bool isGroup, EntryView entry);
-
-// Counts an entry that is merged.
-void countMerged(std::uint64_t lines);
+// Counts the entry of an owner; owners are numbered in the order in which the export names them.
+void countEntryOf(std::uint32_t owner);
 
 // Counts what it takes to read an entry, and to unfold it where `unfolded` is not 0.
 void countReading(std::uint64_t read, std::uint64_t unfolded);

@@ -4,12 +4,14 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "cache/owner.h"
 #include "check/digest.h"
 #include "check/export_file.h"
+#include "check/holdings.h"
 #include "check/inventory.h"
 #include "check/line_findings.h"
 #include "check/shown.h"
@@ -36,14 +38,14 @@ std::uint64_t heapBlock(std::size_t size) {
     return size < sizeof(std::string) / 2 ? 0 : (size + 1 + own + unit - 1) / unit * unit;
 }
 
-// The owner of the current entry, as the migration would find it or open a slot for it; null when
+// The owner of the current entry, as the migration would find it or open a slot for it; none when
 // there are too many domains. Sets `isNew` in the second case.
-Owner* ownerOf(bool isGroup, bool& isNew) {
+std::optional<OwnerNumber> ownerOf(bool isGroup, bool& isNew) {
     constexpr std::uint64_t groupSalt = 0x5851f42d4c957f2dU;
     isGroup ? learnIndexOfAssociatedSecGroupDN() : learnIndexOfAssociatedSecUserDN();
     const std::uint64_t salt = isGroup ? groupSalt : 0;
-    if (Owner* const owner = findOwner(digestIgnoringCase(searchedDn) ^ salt)) {
-        return owner;
+    if (const auto number = findOwner(digestIgnoringCase(searchedDn) ^ salt)) {
+        return number;
     }
     isNew = true;
     const std::string& saved = isGroup ? saved_secGroup_dn : saved_secUser_dn;
@@ -52,7 +54,7 @@ Owner* ownerOf(bool isGroup, bool& isNew) {
     noteDomain(domain.substr(domain.find('=') + 1));
     const int number = isInDefaultDomain(saved) ? 0 : numberOfDomain(domain);
     if (number < 0) {
-        return nullptr;
+        return std::nullopt;
     }
     owner.domain = static_cast<std::uint16_t>(number);
     if (isGroup) {
@@ -63,8 +65,9 @@ Owner* ownerOf(bool isGroup, bool& isNew) {
     // policy, which may be empty, and a row in each matrix.
     constexpr std::uint64_t userSlot = 2 * sizeof(std::string) + 5 * sizeof(StoredEntry);
     constexpr std::uint64_t groupSlot = sizeof(std::string) + 2 * sizeof(StoredEntry);
-    countSlot(isGroup, (isGroup ? groupSlot : userSlot) + heapBlock(saved.size()));
-    return &owner;
+    const OwnerNumber last = ownerCount() - 1;
+    holdOwner(last, isGroup, (isGroup ? groupSlot : userSlot) + heapBlock(saved.size()));
+    return last;
 }
 
 // The domain of the current entry's owner as this entry spells it; null for the default domain.
@@ -419,7 +422,6 @@ void addLines(Owner& owner, Part part, bool isBroken) {
         owner.policy = Packed40((policyLines(isBroken) += policyDomain()).value());
         countRule(Rule::CONTAINERS_ADDED);
         countPolicy(owner);
-        countSlot(false, heapBlock(object.line(0).size()));
         return;
     }
     if (part == Part::POLICY_DATA) {
@@ -435,7 +437,6 @@ void addLines(Owner& owner, Part part, bool isBroken) {
     } else {
         countRule(Rule::OLD_NAMES);
     }
-    countMerged(static_cast<std::uint64_t>(object.lineCount()));
     const Sketch sketch = sketchOfObject(isBroken);
     const MergedLines merged = takeIn(owner, part, sketch);
     const std::uint64_t blankLine = part == Part::OWN ? 0 : 1;  // the record has one
@@ -452,31 +453,34 @@ void addToOwner(Part part, bool isGroup, bool isBroken) {
     }
     const std::string dnLine(object.line(0));
     bool isNew = false;
-    Owner* const owner = ownerOf(isGroup, isNew);
-    if (owner == nullptr) {
+    const std::optional<OwnerNumber> number = ownerOf(isGroup, isNew);
+    if (!number) {
         tooManyDomains = true;
         return;
     }
+    Owner& owner = ownerAt(*number);
     // The migration looks at the DN line as its search for the owner has left it: blanks may have
     // kept it from being taken for that of an entry below cn=Users, and are gone now.
     if (part == Part::OWN && !isGroup && isUsersEntry(object.line(0))) {
         part = Part::USERS_ENTRY;
     }
     if (isBroken) {
-        owner->set(BROKEN);
+        owner.set(BROKEN);
     }
-    if (owner->has(part)) {
-        tellSecond(*owner, part);
+    if (owner.has(part)) {
+        tellSecond(owner, part);
         return;
     }
-    tellOwnerTrouble(*owner, part);
+    tellOwnerTrouble(owner, part);
     if (isNew) {
-        markBlanks(*owner, part, dnLine);
+        markBlanks(owner, part, dnLine);
     }
-    addLines(*owner, part, isBroken);
-    owner->places[static_cast<std::size_t>(part)] =
+    addLines(owner, part, isBroken);
+    owner.places[static_cast<std::size_t>(part)] =
         Packed40(static_cast<std::uint64_t>(current.place) + 1);
-    countGathered(isGroup, object);
+    countEntryOf(*number);
+    holdEntry(*number, isGroup, part, object,
+              part == Part::POLICY ? heapBlock(object.line(0).size()) : 0);
 }
 
 bool hasTooManyDomains() {
@@ -485,5 +489,6 @@ bool hasTooManyDomains() {
 
 void forgetOwnerEntries() {
     clearOwners();
+    forgetHoldings();
     tooManyDomains = false;
 }

@@ -276,9 +276,8 @@ Owner& ownerAt(OwnerNumber number) {
     return chunks[number / ownersPerChunk][number % ownersPerChunk];
 }
 
-Owner* findOwner(std::uint64_t dn) {
-    const std::optional<OwnerNumber> number = ownersByDn.find(dn);
-    return number ? &ownerAt(*number) : nullptr;
+std::optional<OwnerNumber> findOwner(std::uint64_t dn) {
+    return ownersByDn.find(dn);
 }
 
 Owner& addOwner(std::uint64_t dn) {

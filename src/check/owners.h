@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -117,10 +118,10 @@ using OwnerNumber = std::uint32_t;
 OwnerNumber ownerCount();
 Owner& ownerAt(OwnerNumber number);
 
-// The first owner with this digest of its DN, or null.
-Owner* findOwner(std::uint64_t dn);
+// The first owner with this digest of its DN, if there is one.
+std::optional<OwnerNumber> findOwner(std::uint64_t dn);
 
-// Adds an owner; another one of the same digest stays the one that is found.
+// Adds an owner, the last one; another one of the same digest stays the one that is found.
 Owner& addOwner(std::uint64_t dn);
 
 // A digest of the name in a new DN, in which case counts.

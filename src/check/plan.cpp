@@ -5,13 +5,14 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cerrno>
 #include <filesystem>
+#include <initializer_list>
 #include <system_error>
 
 #include "check/failing.h"
 #include "check/findings.h"
+#include "check/holdings.h"
 #include "check/inventory.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
@@ -25,31 +26,30 @@ std::uint64_t passesFor(std::uint64_t owners, std::uint64_t slots) {
     return (owners + slots - 1) / slots;
 }
 
-// What `slots` of these owners take: the largest entry may be one of theirs, beside it they take
-// their part of the rest.
-std::uint64_t memoryOf(const Gathered& gathered, std::uint64_t owners, std::uint64_t slots) {
-    // An owner is found by its hash, in a table at least half of which is free.
-    constexpr std::uint64_t placeSize = 8;
-    const std::uint64_t held = std::min(owners, slots);
-    const std::uint64_t places = placeSize * std::bit_ceil(2 * held);
-    return places + gathered.largestEntry +
-           (owners <= slots ? gathered.bytes - gathered.largestEntry
-                            : (gathered.bytes - gathered.largestEntry) / owners * slots);
+std::uint64_t entriesOf(std::initializer_list<ObjectClass> kinds) {
+    std::uint64_t entries = 0;
+    for (const ObjectClass kind : kinds) {
+        entries += inventory.byClass[static_cast<std::size_t>(kind)];
+    }
+    return entries;
 }
 
 // What several passes take to remember which entries they have stepped over, in the passes before
-// and in this one: pairs of offsets for entries that stand back to back, so that there are at most
-// half as many as entries.
+// and in this one: pairs of offsets for entries that stand back to back.
 std::uint64_t memoryForPasses(std::uint64_t passes) {
     constexpr std::uint64_t stretch = 2 * sizeof(off_t);
     constexpr std::uint64_t mostStretches = 65536;
-    std::uint64_t entries = 0;
-    for (const ObjectClass kind :
-         {SECUSER_OBJECTCLASS, SECPOLICYDATA_OBJECTCLASS, SECPOLICY_OBJECTCLASS,
-          SECGROUP_OBJECTCLASS, SECMAP_OBJECTCLASS}) {
-        entries += inventory.byClass[static_cast<std::size_t>(kind)];
-    }
-    return passes < 2 ? 0 : 2 * stretch * std::min(entries / 2, mostStretches);
+    // Between two stretches there is an entry that was gathered. Of users in the order in which
+    // they are gathered, a pass leaves those behind the last one that it takes; credentials stay,
+    // and groups are gathered at a pace of their own.
+    const std::uint64_t credentials = entriesOf({RESCREDS_CONTAINER, SECRESCREDS_OBJECTCLASS});
+    const std::uint64_t entries =
+        credentials + entriesOf({SECUSER_OBJECTCLASS, SECPOLICYDATA_OBJECTCLASS,
+                                 SECPOLICY_OBJECTCLASS, SECGROUP_OBJECTCLASS, SECMAP_OBJECTCLASS});
+    const std::uint64_t ofGroups = 2 * inventory.groups;
+    const std::uint64_t stretches =
+        std::min({entries / 2 + 1, 1 + inventory.turns + credentials + ofGroups, mostStretches});
+    return passes < 2 ? 0 : 2 * stretch * stretches;
 }
 
 // Notes that `what` is not known because this system does not have `name`, or does not show it. Any
@@ -171,9 +171,9 @@ void findTroubleOfWorkFile(const std::string& workFile) {
 
 Plan planFor(std::uint64_t users, std::uint64_t groups) {
     // A run that gathers nothing: the program, what it uses of shared libraries, and its buffers.
-    constexpr std::uint64_t programMemory = 3'750'000;
-    // To merge an entry, a view of each line and the head that each begins with are listed.
-    constexpr std::uint64_t mergedLine = 16 + 24;
+    constexpr std::uint64_t programMemory = 4'850'000;
+    // The heap takes somewhat more than what is taken from it.
+    constexpr std::uint64_t partOfHeap = 25;
     Plan plan;
     // A slot too many has a second entry of one kind meet the first in any case.
     const std::uint64_t spare = total(Kind::TWO_OF_ONE_KIND) == 0 ? 0 : 1;
@@ -181,12 +181,10 @@ Plan planFor(std::uint64_t users, std::uint64_t groups) {
     plan.groups = std::max<std::uint64_t>(groups != 0 ? groups : inventory.groups + spare, 1);
     plan.passes =
         std::max(passesFor(inventory.users, plan.users), passesFor(inventory.groups, plan.groups));
-    const std::uint64_t gathered = memoryOf(inventory.ofUsers, inventory.users, plan.users) +
-                                   memoryOf(inventory.ofGroups, inventory.groups, plan.groups);
-    plan.memory =
-        programMemory + std::max(inventory.reading, inventory.read + inventory.unfolded + gathered +
-                                                        mergedLine * inventory.mergedLines +
-                                                        memoryForPasses(plan.passes));
+    const std::uint64_t held = mostHeld(plan.users, plan.groups, inventory.read);
+    const std::uint64_t heap = std::max(inventory.reading, inventory.read + inventory.unfolded +
+                                                               held + memoryForPasses(plan.passes));
+    plan.memory = programMemory + heap + heap / partOfHeap;
     return plan;
 }
 

@@ -11,7 +11,7 @@ struct Plan {
     std::uint64_t users = 0;
     std::uint64_t groups = 0;
     std::uint64_t passes = 0;  // in which the migration gathers something
-    std::uint64_t memory = 0;  // about the bytes it takes at most
+    std::uint64_t memory = 0;  // the bytes it takes at most
 };
 
 // The plan for counts of at least 1; 0 stands for as many users or groups as there are.

@@ -17,11 +17,18 @@ void Entry::appendText(std::string_view text) {
     if (text.size() > std::numeric_limits<std::uint32_t>::max() - text_.size()) {
         failWithoutMemory();
     }
-    reserve(text_.size() + text.size());
+    reserveText(text_.size() + text.size());
     text_ += text;
 }
 
-void Entry::reserve(std::size_t size) {
+void Entry::reserve(std::size_t size, std::size_t lines) {
+    reserveText(size);
+    lineEnds_.reserve(lines);
+}
+
+// Grows to a power of two, so that what a large entry takes while it is read can be predicted from
+// its size alone.
+void Entry::reserveText(std::size_t size) {
     if (size > text_.capacity()) {
         text_.reserve(std::bit_ceil(size));
     }

@@ -86,9 +86,8 @@ public:
         return text_;
     }
 
-    // Makes sure that the text may grow to `size` bytes in place. Grows to a power of two, so that
-    // what a large entry takes while it is read can be predicted from its size alone.
-    void reserve(std::size_t size);
+    // Makes sure that the entry may grow to `size` bytes and so many lines in place.
+    void reserve(std::size_t size, std::size_t lines = 0);
 
     // Adds a line at the end.
     void append(std::string_view line);
@@ -112,6 +111,7 @@ public:
     }
 
 private:
+    void reserveText(std::size_t size);
     void appendText(std::string_view text);
     std::size_t placeOf(int index, std::size_t offset) const;
 

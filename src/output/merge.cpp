@@ -221,7 +221,8 @@ void mergeObjects(EntryView inputObject1, EntryView inputObject2) {
     search.prepare(inputObject2, first.size());
     traceInputs("THE FOLLOWING TWO OBJECTS ARE TO BE MERGED: \n", "   ", "", first, second);
     freeObject();
-    object.reserve(inputObject1.text().size() + inputObject2.text().size());
+    object.reserve(inputObject1.text().size() + inputObject2.text().size(),
+                   first.size() + second.size());
     trace("mergeObjects():  numberOfInputObject1Attributes = %d \n"
           "mergeObjects():  numberOfInputObject2Attributes = %d \n",
           first.size(), second.size());

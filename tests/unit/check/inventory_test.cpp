@@ -27,25 +27,10 @@ TEST_F(InventoryTest, EntriesCountByTheirClassAndInAll) {
 
 TEST_F(InventoryTest, UsersAndGroupsCountApart) {
     countOwner(false);
-    countSlot(false, 100);
     countOwner(true);
     countOwner(true);
-    countSlot(true, 7);
     EXPECT_EQ(inventory.users, 1U);
     EXPECT_EQ(inventory.groups, 2U);
-    EXPECT_EQ(inventory.ofUsers.bytes, 100U);
-    EXPECT_EQ(inventory.ofGroups.bytes, 7U);
-}
-
-TEST_F(InventoryTest, AnEntryGatheredTakesItsTextAndAWordForEachLineAndTheirNumber) {
-    Entry entry;
-    entry.append("dn: a\n");
-    entry.append("b: 1\n");
-    countGathered(true, entry);
-    countGathered(true, Entry());
-    EXPECT_EQ(inventory.ofGroups.bytes, 12U + 3 * 4 + 4);
-    EXPECT_EQ(inventory.ofGroups.largestEntry, 12U + 3 * 4);
-    EXPECT_EQ(inventory.ofUsers.bytes, 0U);
 }
 
 TEST_F(InventoryTest, WhatARuleHasCountedCanBeTakenBack) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "check/findings.h"
+#include "check/holdings.h"
 #include "check/inventory.h"
 #include "driver/diagnostics/messages.h"
 #include "driver/platform/file.h"
@@ -19,10 +20,12 @@ class PlanTest : public testing::Test {
 protected:
     void SetUp() override {
         forgetInventory();
+        forgetHoldings();
         beginFindings(1);
     }
     void TearDown() override {
         forgetInventory();
+        forgetHoldings();
         beginFindings(0);
     }
     static void setOwners(std::uint64_t users, std::uint64_t groups) {
@@ -30,6 +33,10 @@ protected:
         inventory.groups = groups;
     }
 };
+
+std::uint64_t withHeap(std::uint64_t bytes) {
+    return bytes + bytes / 25;
+}
 
 TEST_F(PlanTest, WithoutOwnersOneSlotOfEachWillDoAndNoPassGathersAnything) {
     const Plan plan = planFor(0, 0);
@@ -72,38 +79,45 @@ TEST_F(PlanTest, PassesGoOnUntilTheLastOwnerHasASlot) {
 TEST_F(PlanTest, MemoryIsThatOfTheOwnersHeldAtOnce) {
     const std::uint64_t ofProgram = planFor(0, 0).memory;
     setOwners(10, 4);
-    inventory.ofUsers.bytes = 1'000'000;
-    inventory.ofGroups.bytes = 80'000;
-    const auto memory = [ofProgram](std::uint64_t users, std::uint64_t groups) {
-        return planFor(users, groups).memory - ofProgram;
-    };
-    // An owner has eight bytes in a table of a power of two, at least half of which is free.
-    EXPECT_EQ(memory(0, 0), 1'080'000U + (32 - 1 + 8 - 1) * 8);
-    EXPECT_EQ(memory(5, 1), 520'000U + (16 - 1 + 2 - 1) * 8);
-    EXPECT_EQ(memory(2'000'000'000, 2'000'000'000), memory(0, 0));
+    for (OwnerNumber i = 0; i < 14; ++i) {
+        holdOwner(i, i >= 10, 1000);
+    }
+    EXPECT_EQ(planFor(0, 0).memory, ofProgram + withHeap(mostHeld(10, 4, 0)));
+    EXPECT_EQ(planFor(5, 1).memory, ofProgram + withHeap(mostHeld(5, 1, 0) + 32));
+    EXPECT_LT(planFor(5, 1).memory, planFor(0, 0).memory);
+    EXPECT_EQ(planFor(2'000'000'000, 2'000'000'000).memory, planFor(0, 0).memory);
 }
 
-TEST_F(PlanTest, TheLargestEntryIsHeldWhateverTheCounts) {
-    setOwners(10, 1);
-    const std::uint64_t without = planFor(1, 1).memory;
-    inventory.ofUsers = {300'000'000 + 10'000, 300'000'000};
-    EXPECT_EQ(planFor(1, 1).memory - without, 300'000'000U + 1000);
-    EXPECT_EQ(planFor(10, 1).memory - planFor(1, 1).memory, 9000U + (32 - 2) * 8);
+TEST_F(PlanTest, OnlyEntriesOutOfOrderCountForWhatPassesStepOver) {
+    setOwners(100, 0);
+    inventory.byClass[SECUSER_OBJECTCLASS] = 200;
+    for (std::uint32_t i = 0; i < 100; ++i) {
+        countEntryOf(i);
+    }
+    const std::uint64_t inOnePass = planFor(0, 0).memory;
+    EXPECT_EQ(planFor(50, 1).memory, inOnePass + withHeap(32));
+    countEntryOf(7);
+    EXPECT_EQ(planFor(50, 1).memory, inOnePass + withHeap(2 * 32));
+    for (std::uint32_t i = 200; i > 0; --i) {
+        countEntryOf(i);
+    }
+    EXPECT_EQ(planFor(50, 1).memory, inOnePass + withHeap(101 * 32));
 }
 
 TEST_F(PlanTest, AnEntryGrowsToThePowerOfTwoWhileItIsRead) {
     const std::uint64_t ofProgram = planFor(0, 0).memory;
     countReading(20'000'000, 0);
-    EXPECT_EQ(planFor(0, 0).memory, ofProgram + (1U << 25U) - 2 * 8);
+    EXPECT_EQ(planFor(0, 0).memory, ofProgram + withHeap(1U << 25U));
     // It stays in memory while owners are gathered, and so does an unfolded one.
     countReading(20'000'000, 19'000'000);
-    EXPECT_EQ(planFor(0, 0).memory, ofProgram + 39'000'000);
+    EXPECT_EQ(planFor(0, 0).memory, ofProgram + withHeap(39'000'000));
 }
 
 TEST_F(PlanTest, PlansDivideTheOwnersFurtherAndFurther) {
     setOwners(1000, 10);
-    inventory.ofUsers.bytes = 1'000'000;
-    inventory.ofGroups.bytes = 10'000;
+    for (OwnerNumber i = 0; i < 1010; ++i) {
+        holdOwner(i, i >= 1000, 1000);
+    }
     const std::vector<Plan> all = plans();
     ASSERT_EQ(all.size(), 7U);
     EXPECT_EQ(all.front().users, 1000U);
