@@ -110,11 +110,9 @@ std::uint64_t bytesOf(const std::vector<MergedEntry>& entries) {
 
 // Merges the entries as the migration does, into the current entry.
 void merge(const std::vector<MergedEntry>& entries) {
-    object.reserve(bytesOf(entries));
     mergeObjects(entries[0].entry, entries[1].entry);
     if (entries.size() > 2) {
         const Entry merged = std::exchange(object, Entry());
-        object.reserve(bytesOf(entries));
         mergeObjects(entries[2].entry, merged);
     }
 }

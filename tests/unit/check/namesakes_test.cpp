@@ -67,7 +67,7 @@ TEST_F(NamesakesTest, AnEntryThatIsRightForNoneBelongsToOneThatIsNotSeen) {
 }
 
 TEST_F(NamesakesTest, ManyTakeNoLonger) {
-    constexpr std::uint64_t count = 100'000;
+    constexpr std::uint64_t count = 20'000;
     std::vector<std::uint64_t> records;
     for (std::uint64_t i = 0; i < count; ++i) {
         records.push_back(i / 3);

@@ -182,8 +182,9 @@ TEST_F(PlanTest, FreeSpaceThatIsNotKnownIsNoFindingButReported) {
     EXPECT_FALSE(need.free);
     findTroubleAround(name, {3, 4, {}});
     EXPECT_EQ(totalOfAllKinds(), 0U);
-    EXPECT_EQ(unknown(), (std::vector<std::string>{"how much is free on the disk of the export: "
-                                                   "No such file or directory"}));
+    EXPECT_EQ(unknown(),
+              (std::vector<std::string>{"how much is free on the disk of the export: \"" +
+                                        folder.path("missing") + "\": No such file or directory"}));
 }
 
 TEST_F(PlanTest, AnExportThatAnotherProgramHasLockedIsFound) {
