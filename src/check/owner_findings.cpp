@@ -127,7 +127,7 @@ std::string spellingIn(std::string_view text, std::string_view prefix, std::stri
                        std::uint64_t digest) {
     for (const char* at = dostristr(text, sought); at != nullptr; at = dostristr(text, sought)) {
         const auto offset = static_cast<std::size_t>(at - text.data());
-        const std::string spelling = std::string(prefix).append(at, sought.size());
+        std::string spelling = std::string(prefix).append(at, sought.size());
         if (digestOfLine(spelling) == digest) {
             return spelling;
         }
@@ -147,11 +147,14 @@ std::string spelledDomain(const Owner& owner, const std::vector<MergedEntry>& en
     }
     const std::string_view domain = std::string_view(dn).substr(0, dn.find(','));
     const std::size_t name = std::min(domain.find('=') + 1, domain.size());
-    std::vector<std::string> policies;
+    std::array<std::string, 2> policies;
+    constexpr std::array<Part, 2> partsOfPolicies = {Part::POLICY, Part::POLICY_DATA};
+    std::transform(partsOfPolicies.begin(), partsOfPolicies.end(), policies.begin(),
+                   [&owner](Part part) {
+                       return owner.has(part) ? dnLineAt(owner.place(part)) : std::string();
+                   });
     std::vector<std::string_view> texts;
-    for (const Part part : {Part::POLICY, Part::POLICY_DATA}) {
-        policies.push_back(owner.has(part) ? dnLineAt(owner.place(part)) : std::string());
-    }
+    texts.reserve(entries.size() + policies.size());
     for (const MergedEntry& one : entries) {
         texts.push_back(one.entry.text());
     }

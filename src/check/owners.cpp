@@ -129,10 +129,15 @@ std::vector<Packed40> domainsNoted;
 std::string lastDomainNoted;
 
 void removeRepeatedDomains() {
-    const auto value = [](const Packed40& domain) { return domain.value(); };
-    std::ranges::sort(domainsNoted, {}, value);
-    const auto repeated = std::ranges::unique(domainsNoted, {}, value);
-    domainsNoted.erase(repeated.begin(), repeated.end());
+    const auto precedes = [](const Packed40& first, const Packed40& second) {
+        return first.value() < second.value();
+    };
+    const auto repeats = [](const Packed40& first, const Packed40& second) {
+        return first.value() == second.value();
+    };
+    std::sort(domainsNoted.begin(), domainsNoted.end(), precedes);
+    domainsNoted.erase(std::unique(domainsNoted.begin(), domainsNoted.end(), repeats),
+                       domainsNoted.end());
 }
 
 // What a name must not be a part of, beside the common ones: names that every entry may hold and

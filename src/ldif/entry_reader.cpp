@@ -59,6 +59,24 @@ void takeRun(LineReader& stream, Source source) {
     object.append(run.text, run.ends);
 }
 
+// Takes the lines at hand, and reads the line behind them into `nextLine`. Returns 0, END_OF_FILE,
+// READ_ERROR, or PASSED_THROUGH when the lines make an entry of the export too large.
+int readOn(LineReader& stream, Source source, Extent& extent) {
+    const bool isRest = stream.isWithinLine();
+    const int lineOfRest = object.lineCount();
+    takeRun(stream, source);
+    if (isTooLarge(source)) {
+        return PASSED_THROUGH;
+    }
+    extent.end = stream.tell();
+    const int result = getNextLine(nextLine, stream);
+    extent.next = stream.tell();
+    if (isRest) {
+        noteRestOfLine(lineOfRest < object.lineCount() ? object.line(lineOfRest) : nextLine);
+    }
+    return result;
+}
+
 // Gathers the lines of the next entry in `object`. Returns 0 at the blank line behind it,
 // END_OF_FILE, READ_ERROR, or PASSED_THROUGH when an entry of the export is too large.
 int gatherLines(LineReader& stream, Source source) {
@@ -69,24 +87,9 @@ int gatherLines(LineReader& stream, Source source) {
             lineNum += stream.skipBlankLinesAtHand();
             extent.firstLine = stream.tell();
         }
-        const bool isRest = stream.isWithinLine();
-        const int lineOfRest = object.lineCount();
-        takeRun(stream, source);
-        if (isRest) {
-            noteRestOfLine(object.line(lineOfRest));
-        }
-        if (isTooLarge(source)) {
-            return PASSED_THROUGH;
-        }
-        extent.end = stream.tell();
-        const int result = getNextLine(nextLine, stream);
-        if (result != 0) {
+        if (const int result = readOn(stream, source, extent); result != 0) {
             return result;
         }
-        if (isRest && object.lineCount() == lineOfRest) {
-            noteRestOfLine(nextLine);
-        }
-        extent.next = stream.tell();
         isRegular = isRegular && nextLine.ends_with('\n') && !isCommentLine(nextLine) &&
                     extent.next - extent.end == static_cast<off_t>(nextLine.size());
         if (isBlankLine(nextLine)) {
