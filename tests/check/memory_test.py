@@ -94,6 +94,7 @@ class MemoryTest(unittest.TestCase):
         """The check takes what its description tells, before and after."""
         most = (4 * MEBIBYTE + 100 * owners + 10 * credentials + 3 * longest
                 + 32 * differing + 100 * merged_lines + 20 * domains) * 1.03
+        most += 128 * KIBIBYTE  # how much of the libraries is in memory differs from run to run
         for files in ((self.export,), (self.export, self.output)):
             taken, _ = self.peak(CHECK, *files)
             self.assertLessEqual(taken, most, len(files))

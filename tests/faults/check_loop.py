@@ -196,8 +196,8 @@ def fits(ending, run, undisturbed, disturbance):
         return (run.status, run.stderr) == (FOUND, "") and disturbance.error == errno.EACCES and (
             f"[{ending.kind}]".encode() in run.stdout and reason.encode() in run.stdout)
     return (run.status, run.stderr) == (undisturbed.status, "") and (
-        disturbance.error == errno.EACCES and known(run.stdout) == undisturbed.stdout and b"Not known:" in run.stdout
-        and reason.encode() in run.stdout)
+        disturbance.error == errno.EACCES and known(run.stdout) == undisturbed.stdout
+        and b"Not known:" in run.stdout and reason.encode() in run.stdout)
 
 
 Place = collections.namedtuple("Place", "program interposer case undisturbed")

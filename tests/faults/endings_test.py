@@ -326,12 +326,18 @@ class CheckTest(unittest.TestCase):
         self.assertFalse(self.fits(("memory", ""), self.failed("not enough memory", b"x")))
 
     def test_what_is_not_known_is_reported_beside_everything_else(self):
-        unknown = (b"inventory\n       not known  free on\n\nNot known:\n\n    how much: "
-                   + self.REASON.encode() + b"\n\nNothing found.\n")
-        self.assertTrue(self.fits(("statvfs", "x"), self.reports(unknown)))
+        denied = os.strerror(errno.EACCES).encode()
+        unknown = (b"inventory\n       not known  free on\n\nNot known:\n\n    how much: " + denied
+                   + b"\n\nNothing found in what could be read; see Not known.\n")
+        call = ("statvfs", "x")
+        self.assertTrue(self.fits(call, self.reports(unknown), errno.EACCES))
         for report in (self.REPORT, unknown.replace(b"inventory\n", b""),
-                       unknown.replace(self.REASON.encode(), b"?")):
-            self.assertFalse(self.fits(("statvfs", "x"), self.reports(report)), report)
+                       unknown.replace(denied, b"?")):
+            self.assertFalse(self.fits(call, self.reports(report), errno.EACCES), report)
+
+    def test_a_disk_that_fails_ends_the_check(self):
+        self.assertTrue(self.fits(("statvfs", "x"), self.unread(".")))
+        self.assertFalse(self.fits(("statvfs", "x"), self.UNDISTURBED))
 
     def test_refusals_that_a_migration_would_meet_are_findings(self):
         opening, reason = ("open", check_loop.EXPORT), os.strerror(errno.EACCES).encode()
