@@ -54,7 +54,7 @@ constexpr std::array<std::string_view, 2> subdomains = {"sales", "research"};
 constexpr std::string_view defaultDomain = "secAuthority=Default";
 constexpr Number peopleUnits = 8;
 constexpr Number usersPerGroup = 50;
-constexpr Number mostMembers = 50;
+constexpr Number maxMembers = 50;
 constexpr std::size_t foldWidth = 76;
 constexpr std::size_t windowSize = 4096;
 constexpr std::size_t bufferSize = 1 << 20;
@@ -523,7 +523,7 @@ void addOwnEntriesOfGroup(Number number, Number usersBefore) {
     addLine("objectclass: top");
     addLine("cn: ", owner.name);
     addLine("description: ", sentence(random, 10));
-    for (Number i = usersBefore - std::min(usersBefore, mostMembers); i < usersBefore; ++i) {
+    for (Number i = usersBefore - std::min(usersBefore, maxMembers); i < usersBefore; ++i) {
         addLine("member: ", userDn(i));
     }
     endEntry();

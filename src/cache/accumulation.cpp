@@ -43,7 +43,7 @@ const Move toSecMapForSecGroup = {
 struct OwnerKind {
     std::string_view name;
     OwnerTable& owners;
-    const std::int32_t& mostSlots;
+    const std::int32_t& maxSlots;
     const std::string& savedDn;
     int (*learnIndex)();
     std::string_view association;  // the name of learnIndex
@@ -298,7 +298,7 @@ void accumulate(const Handler& handler, const OwnerKind& kind, void (*move)(int)
     narrateOwner(handler, kind, index);
     int slot = index;
     if (isNewOwner) {
-        const bool isFree = kind.owners.slotCount() < kind.mostSlots;
+        const bool isFree = kind.owners.slotCount() < kind.maxSlots;
         narrateFreeSlot(handler, kind, isFree);
         if (!isFree) {
             stepOver(handler, kind);

@@ -65,10 +65,10 @@ std::string_view OwnerTable::dn(int slot) const {
     return slot < slotCount() ? dns_[static_cast<std::size_t>(slot)] : std::string_view();
 }
 
-void OwnerTable::prepare(int mostSlots, const HashKey& key) {
+void OwnerTable::prepare(int maxSlots, const HashKey& key) {
     key_ = key;
     constexpr int few = 1000;
-    makePlaces(std::bit_ceil(2 * static_cast<std::size_t>(std::min(mostSlots, few))));
+    makePlaces(std::bit_ceil(2 * static_cast<std::size_t>(std::min(maxSlots, few))));
 }
 
 void OwnerTable::open(std::string_view dn) {

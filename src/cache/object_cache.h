@@ -39,9 +39,9 @@ public:
     // The DN of a slot; empty when the slot holds none.
     std::string_view dn(int slot) const;
 
-    // Makes room for a first few slots, at most `mostSlots`, and sets the key of the hashes, which
+    // Makes room for a first few slots, at most `maxSlots`, and sets the key of the hashes, which
     // is zero before. The table must be empty.
-    void prepare(int mostSlots, const HashKey& key);
+    void prepare(int maxSlots, const HashKey& key);
 
     // Opens the next slot for `dn`. Counts it at once; nothing looks at the counts before the entry
     // that opens it is in its row.

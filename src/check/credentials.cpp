@@ -15,7 +15,7 @@ namespace {
 
 struct Credential {
     Packed40 lines;
-    Packed40 place;
+    Packed40 offset;
 };
 
 std::deque<Credential> credentials;
@@ -32,23 +32,23 @@ std::size_t upperOf(std::uint64_t lines) {
     return lines >> (40 - upperBits);
 }
 
-off_t placeOf(const Credential& credential) {
-    return static_cast<off_t>(credential.place.value());
+off_t offsetOf(const Credential& credential) {
+    return static_cast<off_t>(credential.offset.value());
 }
 
 void sortByLines() {
     const std::uint64_t firstLeft = takenInOrder < credentials.size()
-                                        ? credentials[takenInOrder].place.value()
+                                        ? credentials[takenInOrder].offset.value()
                                         : Packed40::most;
     std::sort(credentials.begin(), credentials.end(),
               [](const Credential& one, const Credential& other) {
-                  return std::pair(one.lines.value(), placeOf(one)) <
-                         std::pair(other.lines.value(), placeOf(other));
+                  return std::pair(one.lines.value(), offsetOf(one)) <
+                         std::pair(other.lines.value(), offsetOf(other));
               });
     taken.clear();
     starts = {};
     for (const Credential& credential : credentials) {
-        taken.push_back(credential.place.value() < firstLeft);
+        taken.push_back(credential.offset.value() < firstLeft);
         ++starts[upperOf(credential.lines.value()) + 1];
     }
     std::partial_sum(starts.begin(), starts.end(), starts.begin());
@@ -93,8 +93,8 @@ void forgetCredentials() {
     taken.clear();
 }
 
-void expectCredential(std::uint64_t lines, off_t place) {
-    credentials.push_back({Packed40(lines), Packed40(static_cast<std::uint64_t>(place))});
+void expectCredential(std::uint64_t lines, off_t offset) {
+    credentials.push_back({Packed40(lines), Packed40(static_cast<std::uint64_t>(offset))});
 }
 
 bool takeCredential(std::uint64_t lines) {
@@ -111,17 +111,17 @@ bool takeCredential(std::uint64_t lines) {
     return true;
 }
 
-off_t placeOfTakenCredential(std::uint64_t lines) {
+off_t offsetOfTakenCredential(std::uint64_t lines) {
     const Equal equal = findEqual(lines);
-    return equal.first == equal.firstLeft ? -1 : placeOf(credentials[equal.first]);
+    return equal.first == equal.firstLeft ? -1 : offsetOf(credentials[equal.first]);
 }
 
-std::vector<off_t> placesOfMissingCredentials() {
-    std::vector<off_t> places;
+std::vector<off_t> offsetsOfMissingCredentials() {
+    std::vector<off_t> offsets;
     for (std::size_t i = areSorted ? 0 : takenInOrder; i < credentials.size(); ++i) {
         if (!areSorted || !taken[i]) {
-            places.push_back(placeOf(credentials[i]));
+            offsets.push_back(offsetOf(credentials[i]));
         }
     }
-    return places;
+    return offsets;
 }

@@ -12,13 +12,13 @@
 void forgetCredentials();
 
 // Adds the next credential of the export.
-void expectCredential(std::uint64_t lines, off_t place);
+void expectCredential(std::uint64_t lines, off_t offset);
 
 // Takes one that has these lines and was not taken. Returns whether there was one.
 bool takeCredential(std::uint64_t lines);
 
 // The place in the export of one that has these lines and was taken; -1 when there is none.
-off_t placeOfTakenCredential(std::uint64_t lines);
+off_t offsetOfTakenCredential(std::uint64_t lines);
 
 // The places of those that were not taken.
-std::vector<off_t> placesOfMissingCredentials();
+std::vector<off_t> offsetsOfMissingCredentials();

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <utility>
 
-void EntryTable::add(std::uint64_t lines, off_t place) {
+void EntryTable::add(std::uint64_t lines, off_t offset) {
     if (used_ == heads_.size()) {
         grow();
     }
@@ -16,7 +16,7 @@ void EntryTable::add(std::uint64_t lines, off_t place) {
     Node& node = nodes_[number - 1];
     free_ = node.next;
     node.lines = Packed40(lines);
-    node.place = Packed40(static_cast<std::uint64_t>(place));
+    node.offset = Packed40(static_cast<std::uint64_t>(offset));
     node.next = std::exchange(headOf(node.lines), number);
     ++used_;
 }
@@ -32,22 +32,22 @@ off_t EntryTable::take(std::uint64_t lines) {
             const std::uint32_t number = std::exchange(*link, node.next);
             node.next = std::exchange(free_, number);
             --used_;
-            return static_cast<off_t>(node.place.value());
+            return static_cast<off_t>(node.offset.value());
         }
     }
     return -1;
 }
 
-std::vector<off_t> EntryTable::places() const {
-    std::vector<off_t> places;
-    places.reserve(used_);
+std::vector<off_t> EntryTable::offsets() const {
+    std::vector<off_t> offsets;
+    offsets.reserve(used_);
     for (const std::uint32_t head : heads_) {
         for (std::uint32_t number = head; number != 0; number = nodes_[number - 1].next) {
-            places.push_back(static_cast<off_t>(nodes_[number - 1].place.value()));
+            offsets.push_back(static_cast<off_t>(nodes_[number - 1].offset.value()));
         }
     }
-    std::sort(places.begin(), places.end());
-    return places;
+    std::sort(offsets.begin(), offsets.end());
+    return offsets;
 }
 
 void EntryTable::grow() {

@@ -15,7 +15,7 @@
 
 class EntryTable {
 public:
-    void add(std::uint64_t lines, off_t place);
+    void add(std::uint64_t lines, off_t offset);
 
     // Takes one of the entries of these lines out. Returns its place, or -1 when there is none.
     off_t take(std::uint64_t lines);
@@ -25,13 +25,13 @@ public:
     }
 
     // The places of all entries, in their order.
-    std::vector<off_t> places() const;
+    std::vector<off_t> offsets() const;
 
 private:
     // Entries whose digests end alike are a chain: each names the next by its number plus one.
     struct Node {
         Packed40 lines;
-        Packed40 place;
+        Packed40 offset;
         std::uint32_t next = 0;
     };
 

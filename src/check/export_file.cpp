@@ -59,8 +59,8 @@ PartReader openPart(off_t start, off_t end) {
 }
 
 // Whether the byte in front of `place` is a line feed.
-bool isBehindLineFeed(off_t place) {
-    return exportFile.textAt(place - 1, 1) == "\n";
+bool isBehindLineFeed(off_t offset) {
+    return exportFile.textAt(offset - 1, 1) == "\n";
 }
 
 // Calls `visit` with each line of the export from `start` to `end`, the first being line `line`, as
@@ -69,21 +69,21 @@ template <class Visit>
 void visitPieces(off_t start, off_t end, std::int64_t line, Visit visit) {
     PartReader part = openPart(start, end);
     Piece piece;
-    piece.place = start;
+    piece.offset = start;
     piece.line = line;
     std::string_view text;
     bool goesOn = true;
-    while (goesOn && piece.place < end && part.reader.readLine(text) == 0) {
+    while (goesOn && piece.offset < end && part.reader.readLine(text) == 0) {
         const off_t reached = part.reader.tell();
         const off_t next = part.base + reached;
-        piece.isCut = static_cast<off_t>(text.size()) < next - piece.place;
+        piece.isCut = static_cast<off_t>(text.size()) < next - piece.offset;
         piece.isBlank = isBlankLine(text);
         piece.isComment = isCommentLine(text);
         piece.isContinuation = text.starts_with(' ');
         goesOn = visit(piece, text);
         piece.beginsLine = part.reader.textAtHand(reached - 1, reached) == "\n";
         piece.line += piece.beginsLine ? 1 : 0;
-        piece.place = next;
+        piece.offset = next;
     }
     if (part.reader.error() != 0) {
         exportFile.fail(part.reader.error());
@@ -101,7 +101,7 @@ void dividePieces(Visit visit) {
         current.start, current.end, current.startLine, [&](Piece& piece, std::string_view text) {
             hasBegun = hasBegun || piece.isText();
             isInComment = piece.beginsLine ? piece.isComment : isInComment;
-            piece.isTorn = hasBegun && !piece.beginsLine && !(isInComment && piece.isComment);
+            piece.isSplit = hasBegun && !piece.beginsLine && !(isInComment && piece.isComment);
             const bool isRun = piece.isCut && wasCut && text.empty();
             wasCut = piece.isCut;
             return !(hasBegun || (piece.isCut && !isRun)) || visit(piece);
@@ -113,15 +113,15 @@ void divideCurrent() {
     bool isBehindComment = false;  // within the entry
     dividePieces([&isBehindComment](const Piece& piece) {
         if (current.line == 0 && piece.isText()) {
-            current.place = piece.place;
+            current.offset = piece.offset;
             current.line = piece.line;
-            current.beginsWithRest = piece.isTorn;
+            current.beginsWithRest = piece.isSplit;
         }
         current.hasFoldedComment =
             current.hasFoldedComment || (isBehindComment && piece.isContinuation && !piece.isBlank);
         isBehindComment = current.line != 0 && piece.isComment && piece.beginsLine;
         current.zeroBytes += piece.isCut ? 1 : 0;
-        current.hasLongLine = current.hasLongLine || piece.isTorn;
+        current.hasLongLine = current.hasLongLine || piece.isSplit;
         current.endsInBlanks =
             !current.isLast && piece.beginsLine && piece.isBlank && piece.isContinuation;
         return true;
@@ -139,7 +139,7 @@ void locate(off_t start, std::uint32_t linesBefore) {
         return;
     }
     const std::uint32_t lines = lineNum - linesBefore;
-    current.place = extent->firstLine;
+    current.offset = extent->firstLine;
     current.line = nextLineNumber + lines - object.lineCount() - 1;
     current.endsInBlanks = extent->next - extent->end > 1 &&
                            ifp.textAtHand(extent->end, extent->next).starts_with(' ');
@@ -152,7 +152,7 @@ void locateOversized(off_t start) {
     current.isLast = exportFile.size() == current.end;
     visitPieces(start, current.end, nextLineNumber, [](const Piece& piece, std::string_view) {
         if (current.line == 0 && piece.isText()) {
-            current.place = piece.place;
+            current.offset = piece.offset;
             current.line = piece.line;
         }
         return true;
@@ -176,7 +176,7 @@ bool hasFoldedName() {
 // How far lineOfAttribute has looked at an entry: findings come in the order of the lines, and an
 // entry may have many.
 struct AttributeSearch {
-    off_t place = -1;        // of the entry
+    off_t offset = -1;       // of the entry
     std::int64_t begin = 0;  // the number of its first line
     std::int64_t line = 0;   // that of the line looked at next
     int attribute = -1;      // the one that the line before it belongs to
@@ -210,7 +210,7 @@ std::string_view pieceAhead(AttributeSearch& search) {
 }
 
 // The DN that was shown last, which is often shown again.
-off_t shownDnPlace = -1;
+off_t shownDnOffset = -1;
 std::string dnShown;
 
 // Whether the first line, unfolded, ends within the text.
@@ -241,7 +241,7 @@ void openExport(const std::string& name) {
     input_ldif_filename = name;  // the name that the reader's own failures show
     current = CurrentEntry();
     attributeSearch = AttributeSearch();
-    shownDnPlace = -1;
+    shownDnOffset = -1;
     nextLineNumber = 1;
     lastResult = 0;
     exportFile.open(name);
@@ -275,8 +275,8 @@ bool readNextEntry() {
         locate(start, linesBefore);
         current.isInPieces = current.isInPieces || hasFoldedName();
     }
-    linePlaces.note(current.place, current.line);
-    current.isTornOff = before.endsInBlanks && current.place == before.end;
+    linePlaces.note(current.offset, current.line);
+    current.isSplitOff = before.endsInBlanks && current.offset == before.end;
     return true;
 }
 
@@ -298,7 +298,7 @@ void leaveOutLines(int count, int attributes) {
 }
 
 void visitOversizedEntry(void (*visit)(std::string_view line)) {
-    visitPieces(current.place, current.end, current.line,
+    visitPieces(current.offset, current.end, current.line,
                 [visit](const Piece& piece, std::string_view text) {
                     if (piece.isText()) {
                         visit(text);
@@ -307,10 +307,10 @@ void visitOversizedEntry(void (*visit)(std::string_view line)) {
                 });
 }
 
-bool readEntryAt(off_t place) {
-    constexpr std::size_t mostInMemory = 32 * 1024;
-    for (std::size_t size = smallBlock; size <= mostInMemory; size *= 4) {
-        const std::string block = exportFile.textAt(place, size);
+bool readEntryAt(off_t offset) {
+    constexpr std::size_t maxInMemory = 32 * 1024;
+    for (std::size_t size = smallBlock; size <= maxInMemory; size *= 4) {
+        const std::string block = exportFile.textAt(offset, size);
         LineReader reader;
         reader.openText(block);
         const int result = getNextObject(reader);
@@ -326,7 +326,7 @@ bool readEntryAt(off_t place) {
     }
     LineReader reader;
     openReader(reader);
-    if (reader.setPosition({place}) != 0) {
+    if (reader.setPosition({offset}) != 0) {
         exportFile.fail(errno);
     }
     const int result = getNextObject(reader);
@@ -337,16 +337,16 @@ bool readEntryAt(off_t place) {
     return result != PASSED_THROUGH && !object.empty();
 }
 
-std::int64_t lineAt(off_t place) {
-    return linePlaces.lineAt(exportFile, place);
+std::int64_t lineAt(off_t offset) {
+    return linePlaces.lineAt(exportFile, offset);
 }
 
-std::int64_t lineOfAttribute(off_t place, int index) {
+std::int64_t lineOfAttribute(off_t offset, int index) {
     AttributeSearch& search = attributeSearch;
-    if (search.place != place || search.attribute >= index) {
-        const bool isCurrent = current.line != 0 && place == current.place;
-        const std::int64_t line = isCurrent ? current.line : lineAt(place);
-        search = {.place = place, .begin = line, .line = line, .next = place};
+    if (search.offset != offset || search.attribute >= index) {
+        const bool isCurrent = current.line != 0 && offset == current.offset;
+        const std::int64_t line = isCurrent ? current.line : lineAt(offset);
+        search = {.offset = offset, .begin = line, .line = line, .next = offset};
     }
     for (;;) {
         const std::string_view piece = pieceAhead(search);
@@ -364,21 +364,21 @@ std::int64_t lineOfAttribute(off_t place, int index) {
     }
 }
 
-std::string dnAt(off_t place) {
-    if (shownDnPlace != place) {
-        dnShown = shownDn(dnLineAt(place));
-        shownDnPlace = place;
+std::string dnAt(off_t offset) {
+    if (shownDnOffset != offset) {
+        dnShown = shownDn(dnLineAt(offset));
+        shownDnOffset = offset;
     }
     return dnShown;
 }
 
-std::string dnLineAt(off_t place) {
+std::string dnLineAt(off_t offset) {
     constexpr std::size_t most = 8192;
-    std::string text = exportFile.textAt(place, smallBlock);
+    std::string text = exportFile.textAt(offset, smallBlock);
     if (!endsWithin(text)) {
-        text = exportFile.textAt(place, most);
+        text = exportFile.textAt(offset, most);
     }
-    if (shownDn(text).empty() || (place > 0 && !isBehindLineFeed(place))) {
+    if (shownDn(text).empty() || (offset > 0 && !isBehindLineFeed(offset))) {
         return {};
     }
     const auto firstLineOf = [](std::string_view lines) {
@@ -403,35 +403,35 @@ std::string nameOf(std::string_view line, int index) {
     return current.isInPieces || isRest ? std::string(unnamed) : name;
 }
 
-void find(Kind kind, std::int64_t line, std::string_view effect, int message) {
+void reportAtFileLine(FindingType kind, std::int64_t line, std::string_view effect, int message) {
     if (!isShown(kind)) {
         countFinding(kind);
         return;
     }
-    addFinding(kind, {line, 0, dnAt(current.place), std::string(effect), message});
+    addFinding(kind, {line, 0, dnAt(current.offset), std::string(effect), message});
 }
 
 std::int64_t lineOfCurrentAttribute(int index) {
-    return lineOfAttribute(current.place, index);
+    return lineOfAttribute(current.offset, index);
 }
 
-void findAt(Kind kind, int index, std::string_view effect, int message) {
-    find(kind, isShown(kind) ? lineOfCurrentAttribute(index + current.leftOut) : 0, effect,
-         message);
+void reportAt(FindingType kind, int index, std::string_view effect, int message) {
+    reportAtFileLine(kind, isShown(kind) ? lineOfCurrentAttribute(index + current.leftOut) : 0,
+                     effect, message);
 }
 
-void findAtLine(Kind kind, int line, std::string_view effect) {
-    findAt(kind, isShown(kind) ? attributeOfLine(line) : 0, effect);
+void reportAtLine(FindingType kind, int line, std::string_view effect) {
+    reportAt(kind, isShown(kind) ? attributeOfLine(line) : 0, effect);
 }
 
-void findEntry(Kind kind, std::string_view effect, int message) {
-    find(kind, current.line, effect, message);
+void reportEntry(FindingType kind, std::string_view effect, int message) {
+    reportAtFileLine(kind, current.line, effect, message);
 }
 
-void findAtPlace(off_t place, Kind kind, std::string_view effect, int message) {
+void reportAtOffset(off_t offset, FindingType kind, std::string_view effect, int message) {
     if (!isShown(kind)) {
         countFinding(kind);
         return;
     }
-    addFinding(kind, {lineAt(place), 0, dnAt(place), std::string(effect), message});
+    addFinding(kind, {lineAt(offset), 0, dnAt(offset), std::string(effect), message});
 }

@@ -19,10 +19,10 @@
 
 // A line of the export, or a piece of one that is too long, as the reader sees it.
 struct Piece {
-    off_t place = 0;
+    off_t offset = 0;
     std::int64_t line = 0;   // its number in the file
     bool beginsLine = true;  // rather than going on with a line that is too long
-    bool isTorn = false;     // goes on with one, and is a part of the entry or ends it
+    bool isSplit = false;    // goes on with one, and is a part of the entry or ends it
     bool isCut = false;      // by a zero byte
     bool isBlank = false;    // as are these, up to the zero byte
     bool isComment = false;
@@ -34,11 +34,11 @@ struct Piece {
 
 // Where the entry just read stands. Written by readNextEntry, leaveOutLines and readEntryAt.
 struct CurrentEntry {
-    off_t place = 0;            // of its first line
+    off_t offset = 0;           // of its first line
     std::int64_t line = 0;      // the number of that line
     off_t end = 0;              // behind the blank line that ends it
     bool endsInBlanks = false;  // that line is not empty
-    bool isTornOff = false;     // by a line of blanks right above it
+    bool isSplitOff = false;    // by a line of blanks right above it
     bool isShortened = false;   // lines at its beginning are not in `object` any more
     int leftOut = 0;            // the attributes that these lines hold
     bool isOversized = false;   // too many lines for the migration to hold
@@ -81,20 +81,20 @@ void visitOversizedEntry(void (*visit)(std::string_view line));
 
 // After the last entry: reads the entry at `place` once more, into `object`. Returns false when
 // there is none or it is too large.
-bool readEntryAt(off_t place);
+bool readEntryAt(off_t offset);
 
 // The line number of a place, and of attribute `index` of the entry there, in which folded lines
 // count once; 0 when the export is shorter.
-std::int64_t lineAt(off_t place);
-std::int64_t lineOfAttribute(off_t place, int index);
+std::int64_t lineAt(off_t offset);
+std::int64_t lineOfAttribute(off_t offset, int index);
 
 // The same for the current entry, each piece of a line counting.
 std::int64_t lineOfCurrentAttribute(int index);
 
 // The DN line of the entry at `place`, on one line and without its line end; as it can be shown, or
 // as it stands. Empty where no DN line begins.
-std::string dnAt(off_t place);
-std::string dnLineAt(off_t place);
+std::string dnAt(off_t offset);
+std::string dnLineAt(off_t offset);
 
 // The name of the attribute that `line`, line `index` of the current entry, holds, as it can be
 // shown. A first line that is neither a DN nor a header may be the rest of a value.
@@ -103,13 +103,14 @@ std::string nameOf(std::string_view line, int index);
 // Tell what is wrong with the current entry: at line `line` of the export, at attribute `index`, at
 // line `line` of `object`, or with the whole entry. `message` is the number of the message that a
 // migration would end with.
-void find(Kind kind, std::int64_t line, std::string_view effect, int message = 0);
-void findAt(Kind kind, int index, std::string_view effect, int message = 0);
-void findAtLine(Kind kind, int line, std::string_view effect);
-void findEntry(Kind kind, std::string_view effect, int message = 0);
+void reportAtFileLine(FindingType kind, std::int64_t line, std::string_view effect,
+                      int message = 0);
+void reportAt(FindingType kind, int index, std::string_view effect, int message = 0);
+void reportAtLine(FindingType kind, int line, std::string_view effect);
+void reportEntry(FindingType kind, std::string_view effect, int message = 0);
 
 // Tells what is wrong with the entry at `place`.
-void findAtPlace(off_t place, Kind kind, std::string_view effect, int message = 0);
+void reportAtOffset(off_t offset, FindingType kind, std::string_view effect, int message = 0);
 
 // Calls `visit` with each line of `text`, without its line feed, and its index.
 template <class Visit>

@@ -26,47 +26,48 @@
 #include "ldif/staging.h"
 #include "output/new_dn.h"
 
-DemandTakers demandTakers;
+ExpectedEntryTakers expectedEntryTakers;
 
 namespace {
 
 // What the value of the version found at `line` becomes.
-void tellVersionAt(int line, std::string_view head, std::string_view value) {
+void reportVersionAt(int line, std::string_view colonPrefix, std::string_view value) {
     countRule(Rule::VERSIONS);
-    if (head != "version:" || line == 0) {
-        findAtLine(
-            Kind::VERSION_ELSEWHERE, line,
+    if (colonPrefix != "version:" || line == 0) {
+        reportAtLine(
+            FindingType::VERSION_ELSEWHERE, line,
             format("would set the version in the attribute %s", nameOf(object.line(line), line)));
     } else if (value.size() < 3) {
-        findAtLine(Kind::VERSION_LENGTH, line,
-                   "would put 6.0 in the place of a version of another length");
+        reportAtLine(FindingType::VERSION_LENGTH, line,
+                     "would put 6.0 in the place of a version of another length");
     } else if (value.size() > 3) {
-        findAtLine(Kind::VERSION_LENGTH, line,
-                   "would write 6.0 over the first three characters of the version alone");
+        reportAtLine(FindingType::VERSION_LENGTH, line,
+                     "would write 6.0 over the first three characters of the version alone");
     }
 }
 
-void tellVersion() {
-    const bool isSet = someHead(
-        object, [](std::string_view head) { return head.ends_with("version:"); },
-        [](int line, std::string_view head, std::string_view tail) {
+void reportVersion() {
+    const bool isSet = someColonPrefix(
+        object, [](std::string_view colonPrefix) { return colonPrefix.ends_with("version:"); },
+        [](int line, std::string_view colonPrefix, std::string_view tail) {
             if (tail.starts_with(' ')) {
                 const std::string_view value = withoutLeadingBlanks(tail);
                 // A carriage return within the line is written over as any character is.
-                tellVersionAt(line, head, value.substr(0, value.find_last_not_of("\r\n") + 1));
+                reportVersionAt(line, colonPrefix,
+                                value.substr(0, value.find_last_not_of("\r\n") + 1));
             }
             return tail.starts_with(' ');
         });
     for (int i = 1; i < object.lineCount() && !isSet; ++i) {
         if (isVersion(object.line(i))) {
-            findAtLine(Kind::VERSION_NOT_SET, i, "would leave the version as it is");
+            reportAtLine(FindingType::VERSION_NOT_SET, i, "would leave the version as it is");
         }
     }
 }
 
 // A class is looked for anywhere in a line, and a longer one that begins like it is taken for it.
-void tellMistakenClass() {
-    const int index = lineThatTellsObjectClass();
+void reportMistakenClass() {
+    const int index = lineOfObjectClass();
     if (index < 0 || objectClass == CONTAINER_OBJECTCLASS) {
         return;
     }
@@ -81,8 +82,9 @@ void tellMistakenClass() {
         std::any_of(classes.begin(), classes.end(),
                     [&value](std::string_view one) { return equalIgnoringCase(trim(value), one); });
     if (!isExact) {
-        findAtLine(Kind::CLASS_MISTAKEN, index,
-                   format("would tell the entry's class by the attribute %s", nameOf(line, index)));
+        reportAtLine(
+            FindingType::CLASS_MISTAKEN, index,
+            format("would tell the entry's class by the attribute %s", nameOf(line, index)));
     }
 }
 
@@ -102,39 +104,43 @@ bool hasLineOfDomainIdentifier() {
 }
 
 // Tells when the domain identifier that is added is not what its name says.
-void tellAddedIdentifier(std::string_view authority, std::string_view principal) {
+void reportAddedIdentifier(std::string_view authority, std::string_view principal) {
     const std::string_view name = withoutLineEnd(principalNameOf(object));
     if (hasLineOfDomainIdentifier()) {
-        findEntry(Kind::DOMAIN_ID_WRONG, "would add a second domain identifier");
+        reportEntry(FindingType::DOMAIN_ID_WRONG, "would add a second domain identifier");
     } else if (authority.starts_with(':') || (principal != name && !name.empty())) {
-        findEntry(Kind::DOMAIN_ID_WRONG, "would make the domain identifier of other values");
+        reportEntry(FindingType::DOMAIN_ID_WRONG,
+                    "would make the domain identifier of other values");
     } else if (authority.empty() && !isUsersEntry(object.line(0))) {
-        findEntry(Kind::EMPTY_DOMAIN, "would give the user a domain identifier without a domain");
+        reportEntry(FindingType::EMPTY_DOMAIN,
+                    "would give the user a domain identifier without a domain");
     }
 }
 
 // Tells what the user's entry lacks for its domain identifier, and what is wrong with it.
-void tellDomainIdentifier() {
+void reportDomainIdentifier() {
     if (hasDomainIdentifier()) {
         if (!hasLineOfDomainIdentifier()) {
-            findEntry(Kind::DOMAIN_ID_WRONG,
-                      "would add no domain identifier, because a value speaks of one");
+            reportEntry(FindingType::DOMAIN_ID_WRONG,
+                        "would add no domain identifier, because a value speaks of one");
         }
         return;
     }
     const std::optional<std::string> authority = obtainAttributeValueFromObjArray("secAuthority");
     const std::optional<std::string> principal = obtainAttributeValueFromObjArray("principalName");
     if (!authority) {
-        findEntry(Kind::MISSING_DOMAIN, "the entry has no secAuthority", MESSAGE_PROCESSING_FAILED);
+        reportEntry(FindingType::MISSING_DOMAIN, "the entry has no secAuthority",
+                    MESSAGE_PROCESSING_FAILED);
     } else if (!principal) {
-        findEntry(Kind::MISSING_NAME, "the entry has no principalName", MESSAGE_PROCESSING_FAILED);
+        reportEntry(FindingType::MISSING_NAME, "the entry has no principalName",
+                    MESSAGE_PROCESSING_FAILED);
     } else {
         countRule(Rule::DOMAIN_IDS_ADDED);
-        tellAddedIdentifier(*authority, *principal);
+        reportAddedIdentifier(*authority, *principal);
     }
 }
 
-void tellRespelled() {
+void reportRespelled() {
     const bool mayBe = objectClass == SECUSER_OBJECTCLASS || objectClass == SECGROUP_OBJECTCLASS;
     const int line = mayBe ? lineOfOldUuidName() : -1;
     if (line < 0) {
@@ -142,21 +148,21 @@ void tellRespelled() {
     }
     countRule(Rule::RESPELLED);
     if (!object.line(line).starts_with("secuuid:")) {
-        findAtLine(Kind::RESPELLED_ELSEWHERE, line,
-                   format("would respell secuuid within the attribute %s",
-                          nameOf(object.line(line), line)));
+        reportAtLine(FindingType::RESPELLED_ELSEWHERE, line,
+                     format("would respell secuuid within the attribute %s",
+                            nameOf(object.line(line), line)));
     }
 }
 
 // Tells of lines in front of the entry that would end the migration, and leaves them out.
-void tellLeadingLines() {
+void reportLeadingLines() {
     int continuations = 0;
     while (object.line(continuations).starts_with(' ')) {
         ++continuations;
     }
     if (continuations > 0) {
-        findEntry(Kind::STARTS_WITH_CONTINUATION, "the entry begins with a continuation line",
-                  MESSAGE_PROCESSING_FAILED);
+        reportEntry(FindingType::STARTS_WITH_CONTINUATION,
+                    "the entry begins with a continuation line", MESSAGE_PROCESSING_FAILED);
         leaveOutLines(continuations, 0);
     }
 }
@@ -177,10 +183,10 @@ bool isHeaderInTheWay() {
     }
 }
 
-void tellHeader() {
+void reportHeader() {
     if (isHeaderInTheWay()) {
-        findEntry(Kind::HEADER_GLUED, "the header line is taken for the DN of the entry",
-                  MESSAGE_PROCESSING_FAILED);
+        reportEntry(FindingType::HEADER_GLUED, "the header line is taken for the DN of the entry",
+                    MESSAGE_PROCESSING_FAILED);
         int lines = 1;
         while (object.line(lines).starts_with(' ')) {
             ++lines;
@@ -192,11 +198,11 @@ void tellHeader() {
 void adjust() {
     if (objectClass == SECAUTHORITYINFO_OBJECTCLASS) {
         noteDomain(obtainAttributeValueFromObjArray("secAuthority").value_or(""));
-        tellVersion();
+        reportVersion();
     }
-    tellRespelled();
+    reportRespelled();
     if (objectClass == SECUSER_OBJECTCLASS) {
-        tellDomainIdentifier();
+        reportDomainIdentifier();
     }
     if (canBeTweeked()) {
         tweekObjectInObjectArray();
@@ -204,12 +210,12 @@ void adjust() {
 }
 
 void scanEntry() {
-    tellLeadingLines();
+    reportLeadingLines();
     determineTheObjectsObjectClass();
     countEntry(objectClass);
-    tellLineTrouble();
-    tellMistakenClass();
-    tellHeader();
+    reportLineFindings();
+    reportMistakenClass();
+    reportHeader();
     if (object.empty()) {
         return;
     }
@@ -239,12 +245,12 @@ void scanOversizedEntry() {
 
 }  // namespace
 
-void scanExport(const std::string& name, const DemandTakers& takers) {
+void scanExport(const std::string& name, const ExpectedEntryTakers& takers) {
     forgetInventory();
     forgetOwnerEntries();
     forgetPassedEntries();
     forgetRegroupedEntries();
-    demandTakers = takers;
+    expectedEntryTakers = takers;
     openExport(name);
     while (readNextEntry()) {
         current.isOversized ? scanOversizedEntry() : scanEntry();

@@ -8,8 +8,8 @@
 
 #include <string>
 
-#include "check/demands.h"
+#include "check/expected_entry.h"
 
 // Reads the whole export. Owners and the inventory are forgotten first, findings added to those
 // there are.
-void scanExport(const std::string& name, const DemandTakers& takers);
+void scanExport(const std::string& name, const ExpectedEntryTakers& takers);

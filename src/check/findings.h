@@ -18,7 +18,7 @@ enum class Severity : std::uint8_t {
     DIFFERS,  // the output is not what the export demands
 };
 
-enum class Kind : std::uint8_t {
+enum class FindingType : std::uint8_t {
     EXPORT_NOT_WRITABLE,
     WORK_FILE_REFUSED,
     DISK_TOO_SMALL,
@@ -79,8 +79,8 @@ enum class Kind : std::uint8_t {
     END
 };
 
-struct KindText {
-    Kind kind;
+struct FindingText {
+    FindingType kind;
     Severity severity;
     std::string_view id;      // in JSON, such as "user-without-mapping"
     std::string_view title;   // heads the findings of the kind
@@ -102,21 +102,21 @@ void beginFindings(std::size_t limit);
 void keepDifferencesAlone();
 
 // Whether another finding of the kind would be kept.
-bool isShown(Kind kind);
+bool isShown(FindingType kind);
 
 // Counts findings that are not to be kept.
-void countFinding(Kind kind, std::uint64_t times = 1);
+void countFinding(FindingType kind, std::uint64_t times = 1);
 
 // Counts a finding, and keeps it while there is room.
-void addFinding(Kind kind, Finding finding);
+void addFinding(FindingType kind, Finding finding);
 
 // Notes what could not be found out and is no reason to end the check, with the reason.
 void addUnknown(std::string what);
 const std::vector<std::string>& unknown();
 
-std::uint64_t total(Kind kind);
-const std::vector<Finding>& shown(Kind kind);
+std::uint64_t total(FindingType kind);
+const std::vector<Finding>& shown(FindingType kind);
 std::uint64_t totalOfAllKinds();
 
 // Every kind, in the order of the report.
-std::span<const KindText> kinds();
+std::span<const FindingText> kinds();

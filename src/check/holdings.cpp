@@ -27,7 +27,7 @@ struct Stretch {
     std::array<EntrySize, partCount> largest;
 };
 
-constexpr OwnerNumber mostStretches = 1024;
+constexpr OwnerNumber maxStretches = 1024;
 
 std::vector<Stretch> stretches;
 OwnerNumber ownersEach = 1;  // of each stretch; a power of two
@@ -132,7 +132,7 @@ std::uint64_t takeOwners(Place& place, std::uint64_t slots, Merging& merging) {
 }
 
 Stretch& stretchOf(OwnerNumber owner) {
-    while (owner / ownersEach >= mostStretches) {
+    while (owner / ownersEach >= maxStretches) {
         joinStretches();
     }
     stretches.resize(std::max<std::size_t>(stretches.size(), owner / ownersEach + 1));
@@ -158,7 +158,7 @@ void holdEntry(OwnerNumber owner, bool isGroup, Part part, EntryView entry, std:
     stretch.kinds[isGroup ? 1 : 0].bytes += size.bytes;
 }
 
-std::uint64_t mostHeld(std::uint64_t userSlots, std::uint64_t groupSlots, std::uint64_t read) {
+std::uint64_t maxHeld(std::uint64_t userSlots, std::uint64_t groupSlots, std::uint64_t read) {
     Merging merging;
     merging.object = read;
     std::uint64_t most = merging.bytes();

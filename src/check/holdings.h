@@ -22,6 +22,6 @@ void holdEntry(OwnerNumber owner, bool isGroup, Part part, EntryView entry, std:
 
 // The most that passes with slots for so many users and groups take for these owners, beside what
 // `read` bytes of an entry that is read take already: while a pass gathers them, and to merge.
-std::uint64_t mostHeld(std::uint64_t userSlots, std::uint64_t groupSlots, std::uint64_t read);
+std::uint64_t maxHeld(std::uint64_t userSlots, std::uint64_t groupSlots, std::uint64_t read);
 
 void forgetHoldings();

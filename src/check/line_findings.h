@@ -8,7 +8,7 @@
 // Tells what the way in which lines are read does to the current entry, as it was read: to folded
 // comments, to zero bytes and carriage returns, and to entries that blank lines have torn apart or
 // failed to divide.
-void tellLineTrouble();
+void reportLineFindings();
 
 // Whether a line names a version, in any spelling; whether the current entry begins with one, a
 // header line such as "version: 1".
@@ -16,7 +16,7 @@ bool isVersion(std::string_view line);
 bool beginsWithHeader();
 
 // Tells which lines of the current entry, which passes through, are too long.
-void tellLongLines();
+void reportLongLines();
 
 // Counts a line of the current entry, its attribute `index`, that is dropped because it holds one
 // of `names`, in small letters and with their colons; tells when it is another attribute's.

@@ -194,7 +194,7 @@ void checkBefore(const Options& options) {
 void checkAfter(const Options& options) {
     const Request& request = options.request;
     beginFindings(options.limit);
-    prove(request.exportName, *request.outputName);
+    compareOutput(request.exportName, *request.outputName);
     requireReport(reportAfter(request) == 0);
 }
 

@@ -86,7 +86,7 @@ int OutputReader::readLine() {
 bool OutputReader::read(OutputEntry& entry) {
     entry = OutputEntry();
     for (;;) {
-        const off_t place = offset_;
+        const off_t offset = offset_;
         const std::int64_t line = line_;
         if (readLine() != 0) {
             break;
@@ -99,7 +99,7 @@ bool OutputReader::read(OutputEntry& entry) {
             continue;
         }
         if (entry.lines.count == 0) {
-            entry.place = place;
+            entry.offset = offset;
             entry.line = line;
             firstLine_ = head_;
         }

@@ -14,7 +14,7 @@
 #include "check/digest.h"
 
 struct OutputEntry {
-    off_t place = 0;        // of its first line
+    off_t offset = 0;       // of its first line
     std::int64_t line = 0;  // the number of that line
     LinesDigest lines;
     LinesDigest linesButLast;

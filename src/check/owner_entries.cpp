@@ -83,40 +83,41 @@ std::string shownDomain(const std::string& domain) {
     return hasDn ? shownDn(std::string(dnName) + domain).substr(dnName.size()) : "its own";
 }
 
-void tellDomain(const Owner& owner) {
+void reportDomain(const Owner& owner) {
     const std::string_view ownerDn = owner.has(IS_GROUP) ? saved_secGroup_dn : saved_secUser_dn;
     std::string domain(withoutLineEnd(ownerDn.substr(0, ownerDn.find(','))));
     const std::string_view value = std::string_view(domain).substr(domain.find('=') + 1);
     if (value.empty()) {
-        findEntry(Kind::EMPTY_DOMAIN, "would put the entry below a domain without a name");
+        reportEntry(FindingType::EMPTY_DOMAIN, "would put the entry below a domain without a name");
         return;
     }
     const bool meansDefault = equalIgnoringCase(value, "default");
     if (meansDefault != (owner.domain == 0)) {
-        findEntry(Kind::WRONG_DOMAIN,
-                  owner.domain == 0
-                      ? format("would put the entry into the default domain instead of %s",
-                               shownDomain(domain))
-                      : "would put the entry into a subdomain instead of the default domain");
+        reportEntry(FindingType::WRONG_DOMAIN,
+                    owner.domain == 0
+                        ? format("would put the entry into the default domain instead of %s",
+                                 shownDomain(domain))
+                        : "would put the entry into a subdomain instead of the default domain");
     }
 }
 
 // A policy's new DN names the domain that stands first in its old one.
-void tellPolicyDomain(const Owner& owner) {
+void reportPolicyDomain(const Owner& owner) {
     const std::string_view dn = object.line(0);
     const std::string_view domain = isInDefaultDomain(dn) ? std::string_view() : domainOfPolicy(dn);
     const bool isTold = owner.has(HAS_BLANK_IN_POLICY);
     if (!isTold && !equalIgnoringCase(domain, domainOf(owner))) {
-        findEntry(Kind::WRONG_DOMAIN, "would put the policy into another domain than its user");
+        reportEntry(FindingType::WRONG_DOMAIN,
+                    "would put the policy into another domain than its user");
     }
 }
 
-void tellPolicyName() {
+void reportPolicyName() {
     const std::string_view dn = object.line(0);
     std::string name(withoutLeadingBlanks(dn.substr(std::min<std::size_t>(3, dn.size()))));
     name.resize(std::min(name.find(','), name.size()));
     if (!equalIgnoringCase(trim(name), "cn=Policy")) {
-        findEntry(Kind::POLICY_RENAMED, "would give the policy the name cn=Policy");
+        reportEntry(FindingType::POLICY_RENAMED, "would give the policy the name cn=Policy");
     }
 }
 
@@ -136,21 +137,22 @@ constexpr NameSource principalNameSource = {"principalName", {"principalName:", 
 
 constexpr NameSource cnSource = {"cn", {"cn:", "CN:"}};
 
-void tellName(const NameSource& source, std::string_view name) {
+void reportName(const NameSource& source, std::string_view name) {
     const auto offset = static_cast<std::size_t>(name.data() - object.text().data());
     const int index = EntryView(object).lineOf(std::min(offset, object.text().size() - 1));
     const std::string_view line = object.line(index);
     const bool isOwn =
         line.starts_with(source.spellings[0]) || line.starts_with(source.spellings[1]);
     if (!isOwn) {
-        findAt(Kind::NAME_FROM_ELSEWHERE, index,
-               format("would take its %s from the attribute %s", source.kind, nameOf(line, index)));
+        reportAt(
+            FindingType::NAME_FROM_ELSEWHERE, index,
+            format("would take its %s from the attribute %s", source.kind, nameOf(line, index)));
     } else if (name.starts_with(':')) {
-        findAt(Kind::BASE64_NAME, index,
-               format("would take the %s undecoded into the new DN", source.kind));
+        reportAt(FindingType::BASE64_NAME, index,
+                 format("would take the %s undecoded into the new DN", source.kind));
     } else if (needsEscaping(name)) {
-        findAt(Kind::NAME_NEEDS_ESCAPING, index,
-               format("would put the %s unescaped into the new DN", source.kind));
+        reportAt(FindingType::NAME_NEEDS_ESCAPING, index,
+                 format("would put the %s unescaped into the new DN", source.kind));
     }
 }
 
@@ -160,12 +162,12 @@ void nameOwner(Owner& owner) {
     const std::string_view name = isGroup ? cnOf(object) : principalNameOf(object);
     if (name.empty()) {
         if (canBeTweeked()) {  // else it has been told already
-            findEntry(Kind::MISSING_NAME, format("the entry has no %s", source.kind),
-                      MESSAGE_PROCESSING_FAILED);
+            reportEntry(FindingType::MISSING_NAME, format("the entry has no %s", source.kind),
+                        MESSAGE_PROCESSING_FAILED);
         }
         return;
     }
-    tellName(source, name);
+    reportName(source, name);
     const std::string_view domain = domainOf(owner);
     if (owner.domain != 0 && digestOfLine(domain) != domainDigest(owner.domain)) {
         owner.set(MAY_LOSE_VALUES);  // its first entry spells the domain of the new DN
@@ -200,15 +202,15 @@ bool isClassName(std::string_view name) {
 constexpr std::array<std::string_view, 6> droppedNames = {
     "kvo-entryuuid:", "aclentry:", "aci:", "acl:", "control:", "aclpropagate:"};
 
-void tellWithoutColon(std::string_view line, int index, bool isBroken) {
+void reportWithoutColon(std::string_view line, int index, bool isBroken) {
     if (isBroken) {
         return;  // told as a long attribute
     }
     const bool isTab = line.starts_with('\t');
-    findAt(isTab ? Kind::TAB_CONTINUATION : Kind::LINE_WITHOUT_COLON, index,
-           isTab ? "a tab does not continue a line, and the line has no colon"
-                 : "the line has no colon",
-           MESSAGE_PROCESSING_FAILED);
+    reportAt(isTab ? FindingType::TAB_CONTINUATION : FindingType::LINE_WITHOUT_COLON, index,
+             isTab ? "a tab does not continue a line, and the line has no colon"
+                   : "the line has no colon",
+             MESSAGE_PROCESSING_FAILED);
 }
 
 // Object classes stay with the entry that leads, unless the filter drops the line.
@@ -231,7 +233,7 @@ Sketch sketchOfObject(bool isBroken) {
     visitLines(object.text(), [&](std::string_view line, int index) {
         const std::string_view name = line.substr(0, line.find(':') + 1);
         if (name.empty()) {
-            tellWithoutColon(line, index, isBroken);
+            reportWithoutColon(line, index, isBroken);
             sketch.isBroken = true;
             return;
         }
@@ -242,7 +244,8 @@ Sketch sketchOfObject(bool isBroken) {
             return;
         }
         if (line.starts_with('\t')) {
-            findAt(Kind::TAB_LINE, index, "would take the line for an attribute of its own");
+            reportAt(FindingType::TAB_LINE, index,
+                     "would take the line for an attribute of its own");
         }
         if (isClassName(name)) {
             addClassLine(sketch, line, index);
@@ -288,8 +291,8 @@ bool hasBase64Dn() {
     return equalIgnoringCase(object.line(0).substr(0, 4), "dn::");
 }
 
-void tellMissing(Kind kind, const std::string& problem) {
-    findEntry(kind, problem, MESSAGE_PROCESSING_FAILED);
+void reportMissing(FindingType kind, const std::string& problem) {
+    reportEntry(kind, problem, MESSAGE_PROCESSING_FAILED);
 }
 
 // Whether the migration could look for the entry's owner; tells why not.
@@ -300,64 +303,64 @@ bool namesOwner(Part part, bool isGroup) {
         case Part::POLICY:
         case Part::POLICY_DATA:
             if (object.line(0).find(',', 3) == std::string_view::npos) {
-                tellMissing(hasBase64Dn() ? Kind::BASE64_DN : Kind::MISSING_OWNER,
-                            "its DN has no comma, so that it belongs to nobody");
+                reportMissing(hasBase64Dn() ? FindingType::BASE64_DN : FindingType::MISSING_OWNER,
+                              "its DN has no comma, so that it belongs to nobody");
                 return false;
             }
             if (part == Part::POLICY && !isInDefaultDomain(object.line(0)) &&
                 domainOfPolicy(object.line(0)).data() == nullptr) {
-                tellMissing(Kind::MISSING_DOMAIN, "its DN names no domain");
+                reportMissing(FindingType::MISSING_DOMAIN, "its DN names no domain");
                 return false;
             }
             return true;
         case Part::USERS_ENTRY:
             if (!obtainAttributeValueFromObjArray("secAuthority")) {
-                tellMissing(Kind::MISSING_DOMAIN, "the entry has no secAuthority");
+                reportMissing(FindingType::MISSING_DOMAIN, "the entry has no secAuthority");
                 return false;
             }
             break;
         case Part::MAPPING:
             if (const auto dn = obtainAttributeValueFromObjArray("dn");
                 !dn || dostristr(*dn, "secAuthority") == nullptr) {
-                tellMissing(hasBase64Dn() ? Kind::BASE64_DN : Kind::MISSING_DOMAIN,
-                            "the entry has no secAuthority in its DN");
+                reportMissing(hasBase64Dn() ? FindingType::BASE64_DN : FindingType::MISSING_DOMAIN,
+                              "the entry has no secAuthority in its DN");
                 return false;
             }
             break;
     }
     if (!obtainAttributeValueFromObjArray(isGroup ? "secDN" : "secdn")) {
-        tellMissing(Kind::MISSING_OWNER, "the entry has no secDN");
+        reportMissing(FindingType::MISSING_OWNER, "the entry has no secDN");
         return false;
     }
     return true;
 }
 
 // Tells when the attribute that names the entry's owner, or its domain, does not.
-void tellOwnerName(Owner& owner, Part part, std::string_view name, Kind missing) {
+void reportOwnerName(Owner& owner, Part part, std::string_view name, FindingType missing) {
     const std::string value = obtainAttributeValueFromObjArray(name).value_or("");
     if (value.starts_with(':')) {
-        findEntry(Kind::BASE64_OWNER, "the owner is not decoded, and so not found",
-                  MESSAGE_PROCESSING_FAILED);
+        reportEntry(FindingType::BASE64_OWNER, "the owner is not decoded, and so not found",
+                    MESSAGE_PROCESSING_FAILED);
         owner.explain(part);
     } else if (value.empty()) {
-        tellMissing(missing, format("the entry's %s is empty", name));
+        reportMissing(missing, format("the entry's %s is empty", name));
         owner.explain(part);
     }
 }
 
 // Tells what in the entry will keep its owner from being found.
-void tellOwnerTrouble(Owner& owner, Part part) {
+void reportOwnerTrouble(Owner& owner, Part part) {
     if (part == Part::OWN && hasBase64Dn()) {
-        findEntry(Kind::BASE64_DN, "the DN is not decoded, and no other entry finds it",
-                  MESSAGE_PROCESSING_FAILED);
+        reportEntry(FindingType::BASE64_DN, "the DN is not decoded, and no other entry finds it",
+                    MESSAGE_PROCESSING_FAILED);
         owner.explain(part);
     }
     if (part != Part::MAPPING && part != Part::USERS_ENTRY) {
         return;
     }
-    tellOwnerName(owner, part, "secDN", Kind::MISSING_OWNER);
+    reportOwnerName(owner, part, "secDN", FindingType::MISSING_OWNER);
     if (part == Part::USERS_ENTRY && !owner.isExplained(part)) {
-        tellOwnerName(owner, part, "secAuthority", Kind::MISSING_DOMAIN);
+        reportOwnerName(owner, part, "secAuthority", FindingType::MISSING_DOMAIN);
     }
 }
 
@@ -397,28 +400,28 @@ void countSecond(const Owner& owner, Part part) {
 }
 
 // Tells of a second entry of one kind for one owner, with the line of the first.
-void tellSecond(Owner& owner, Part part) {
+void reportSecond(Owner& owner, Part part) {
     if (part != Part::POLICY && part != Part::POLICY_DATA) {
         owner.set(BROKEN);
     }
     countSecond(owner, part);
-    if (!isShown(Kind::TWO_OF_ONE_KIND)) {
-        countFinding(Kind::TWO_OF_ONE_KIND);
+    if (!isShown(FindingType::TWO_OF_ONE_KIND)) {
+        countFinding(FindingType::TWO_OF_ONE_KIND);
         return;
     }
-    findEntry(
-        Kind::TWO_OF_ONE_KIND,
+    reportEntry(
+        FindingType::TWO_OF_ONE_KIND,
         format("the entry in line %ld is of the same kind and has the same owner; with so few "
                "slots that the two are gathered in different passes, the output may hold both",
-               lineAt(owner.place(part))),
+               lineAt(owner.offset(part))),
         MESSAGE_SLOT_OCCUPIED);
 }
 
 // Adds what the output will hold of the current entry.
 void addLines(Owner& owner, Part part, bool isBroken) {
     if (part == Part::POLICY) {
-        tellPolicyDomain(owner);
-        tellPolicyName();
+        reportPolicyDomain(owner);
+        reportPolicyName();
         owner.policy = Packed40((policyLines(isBroken) += policyDomain()).value());
         countRule(Rule::CONTAINERS_ADDED);
         countPolicy(owner);
@@ -431,7 +434,7 @@ void addLines(Owner& owner, Part part, bool isBroken) {
     }
     if (part == Part::OWN) {
         if (!hasBase64Dn()) {
-            tellDomain(owner);
+            reportDomain(owner);
         }
         nameOwner(owner);
     } else {
@@ -468,16 +471,16 @@ void addToOwner(Part part, bool isGroup, bool isBroken) {
         owner.set(BROKEN);
     }
     if (owner.has(part)) {
-        tellSecond(owner, part);
+        reportSecond(owner, part);
         return;
     }
-    tellOwnerTrouble(owner, part);
+    reportOwnerTrouble(owner, part);
     if (isNew) {
         markBlanks(owner, part, dnLine);
     }
     addLines(owner, part, isBroken);
-    owner.places[static_cast<std::size_t>(part)] =
-        Packed40(static_cast<std::uint64_t>(current.place) + 1);
+    owner.offsets[static_cast<std::size_t>(part)] =
+        Packed40(static_cast<std::uint64_t>(current.offset) + 1);
     countEntryOf(*number);
     holdEntry(*number, isGroup, part, object,
               part == Part::POLICY ? heapBlock(object.line(0).size()) : 0);

@@ -28,53 +28,55 @@ namespace {
 // An entry of an owner that needs another one, which is missing.
 struct Dependence {
     Part part;
-    Kind kind;
+    FindingType kind;
     std::string_view problem;
 };
 
 constexpr std::array<Dependence, 4> needUser = {{
-    {Part::MAPPING, Kind::MAPPING_WITHOUT_USER, "no secUser entry belongs to its owner"},
-    {Part::USERS_ENTRY, Kind::USERS_ENTRY_WITHOUT_USER,
+    {Part::MAPPING, FindingType::MAPPING_WITHOUT_USER, "no secUser entry belongs to its owner"},
+    {Part::USERS_ENTRY, FindingType::USERS_ENTRY_WITHOUT_USER,
      "no secUser entry below a directory entry belongs to its owner"},
-    {Part::POLICY, Kind::POLICY_WITHOUT_USER, "no secUser entry belongs to its owner"},
-    {Part::POLICY_DATA, Kind::POLICY_DATA_WITHOUT_USER, "no secUser entry belongs to its owner"},
+    {Part::POLICY, FindingType::POLICY_WITHOUT_USER, "no secUser entry belongs to its owner"},
+    {Part::POLICY_DATA, FindingType::POLICY_DATA_WITHOUT_USER,
+     "no secUser entry belongs to its owner"},
 }};
 constexpr std::array<Dependence, 1> needGroup = {{
-    {Part::MAPPING, Kind::MAPPING_WITHOUT_GROUP, "no secGroup entry belongs to its owner"},
+    {Part::MAPPING, FindingType::MAPPING_WITHOUT_GROUP, "no secGroup entry belongs to its owner"},
 }};
 
-void tellWithoutOwn(const Owner& owner, std::span<const Dependence> dependences) {
+void reportWithoutOwn(const Owner& owner, std::span<const Dependence> dependences) {
     for (const Dependence& one : dependences) {
         if (!owner.has(one.part) || owner.isExplained(one.part)) {
             continue;
         }
         const bool isPolicy = one.part == Part::POLICY || one.part == Part::POLICY_DATA;
         if (owner.has(HAS_BLANKS_IN_DN)) {
-            findAtPlace(owner.place(one.part), Kind::BLANKS_IN_DN,
-                        "the blanks keep its owner from being found", MESSAGE_PROCESSING_FAILED);
+            reportAtOffset(owner.offset(one.part), FindingType::BLANKS_IN_DN,
+                           "the blanks keep its owner from being found", MESSAGE_PROCESSING_FAILED);
         } else if (isPolicy && owner.has(HAS_BLANK_IN_POLICY)) {
-            findAtPlace(owner.place(one.part), Kind::BLANK_IN_POLICY_DN,
-                        "the blank belongs to the DN of its owner, which no user has",
-                        MESSAGE_PROCESSING_FAILED);
+            reportAtOffset(owner.offset(one.part), FindingType::BLANK_IN_POLICY_DN,
+                           "the blank belongs to the DN of its owner, which no user has",
+                           MESSAGE_PROCESSING_FAILED);
         } else {
-            findAtPlace(owner.place(one.part), one.kind, std::string(one.problem),
-                        MESSAGE_PROCESSING_FAILED);
+            reportAtOffset(owner.offset(one.part), one.kind, std::string(one.problem),
+                           MESSAGE_PROCESSING_FAILED);
         }
     }
 }
 
-void tellWithoutMapping(const Owner& owner) {
+void reportWithoutMapping(const Owner& owner) {
     if (owner.isExplained(Part::OWN)) {
         return;
     }
     if (owner.has(HAS_BLANKS_IN_DN)) {
-        findAtPlace(owner.place(Part::OWN), Kind::BLANKS_IN_DN,
-                    "its other entries do not find the DN", MESSAGE_PROCESSING_FAILED);
+        reportAtOffset(owner.offset(Part::OWN), FindingType::BLANKS_IN_DN,
+                       "its other entries do not find the DN", MESSAGE_PROCESSING_FAILED);
         return;
     }
-    findAtPlace(owner.place(Part::OWN),
-                owner.has(IS_GROUP) ? Kind::GROUP_WITHOUT_MAPPING : Kind::USER_WITHOUT_MAPPING,
-                "the entry has no secMap entry whose secDN names it", MESSAGE_PROCESSING_FAILED);
+    reportAtOffset(owner.offset(Part::OWN),
+                   owner.has(IS_GROUP) ? FindingType::GROUP_WITHOUT_MAPPING
+                                       : FindingType::USER_WITHOUT_MAPPING,
+                   "the entry has no secMap entry whose secDN names it", MESSAGE_PROCESSING_FAILED);
 }
 
 // The entries of an owner that are merged.
@@ -89,7 +91,7 @@ std::vector<MergedEntry> entriesOf(const Owner& owner) {
     Entry().swap(object);  // a larger one that was read before would go on taking its memory
     for (const Part part : {Part::OWN, Part::MAPPING, Part::USERS_ENTRY}) {
         if (owner.has(part)) {
-            std::optional<Entry> entry = stagedEntryAt(owner.place(part));
+            std::optional<Entry> entry = stagedEntryAt(owner.offset(part));
             if (!entry) {
                 return {};
             }
@@ -151,7 +153,7 @@ std::string spelledDomain(const Owner& owner, const std::vector<MergedEntry>& en
     constexpr std::array<Part, 2> partsOfPolicies = {Part::POLICY, Part::POLICY_DATA};
     std::transform(partsOfPolicies.begin(), partsOfPolicies.end(), policies.begin(),
                    [&owner](Part part) {
-                       return owner.has(part) ? dnLineAt(owner.place(part)) : std::string();
+                       return owner.has(part) ? dnLineAt(owner.offset(part)) : std::string();
                    });
     std::vector<std::string_view> texts;
     texts.reserve(entries.size() + policies.size());
@@ -282,7 +284,7 @@ bool isDroppedAnyway(std::string_view line) {
 }
 
 // Tells which lines of one entry the record lacks; those that it has are taken out of `record`.
-void tellLostLines(const Owner& owner, const MergedEntry& merged, RecordLines& record) {
+void reportLostLines(const Owner& owner, const MergedEntry& merged, RecordLines& record) {
     for (int i = 1; i < merged.entry.lineCount(); ++i) {
         const std::string_view line = withoutLineEnd(merged.entry.line(i));
         if (isDroppedAnyway(line)) {
@@ -295,13 +297,13 @@ void tellLostLines(const Owner& owner, const MergedEntry& merged, RecordLines& r
             countRule(Rule::EQUAL_LINES);
         } else {
             countRule(Rule::REPLACED_LINES);
-            const off_t place = owner.place(merged.part);
-            if (!isShown(Kind::REPLACED_VALUE)) {
-                countFinding(Kind::REPLACED_VALUE);
+            const off_t offset = owner.offset(merged.part);
+            if (!isShown(FindingType::REPLACED_VALUE)) {
+                countFinding(FindingType::REPLACED_VALUE);
                 continue;
             }
-            addFinding(Kind::REPLACED_VALUE,
-                       {lineOfAttribute(place, i), 0, dnAt(place),
+            addFinding(FindingType::REPLACED_VALUE,
+                       {lineOfAttribute(offset, i), 0, dnAt(offset),
                         format("would drop %s: another entry of the same owner holds the name, and "
                                "its line takes the place",
                                nameIn(merged, line)),
@@ -312,12 +314,12 @@ void tellLostLines(const Owner& owner, const MergedEntry& merged, RecordLines& r
 
 // Tells of an entry whose first line has come to stand in the record, because it is no DN line to
 // the merge.
-void tellTakenInDn(const Owner& owner, const MergedEntry& merged,
-                   const std::vector<std::string_view>& record) {
+void reportTakenInDn(const Owner& owner, const MergedEntry& merged,
+                     const std::vector<std::string_view>& record) {
     const std::string_view first = withoutLineEnd(merged.entry.line(0));
     if (std::find(record.begin() + 1, record.end(), first) != record.end()) {
-        findAtPlace(owner.place(merged.part), Kind::DN_SPELLING,
-                    "would add the first line of the entry to the one that it is merged with");
+        reportAtOffset(owner.offset(merged.part), FindingType::DN_SPELLING,
+                       "would add the first line of the entry to the one that it is merged with");
     }
 }
 
@@ -329,7 +331,7 @@ std::uint64_t equalLinesCounted(const Owner& owner, const std::vector<MergedEntr
                    [](const MergedEntry& one) { return &one; });
     std::sort(inOrder.begin(), inOrder.end(),
               [&owner](const MergedEntry* first, const MergedEntry* second) {
-                  return owner.place(first->part) < owner.place(second->part);
+                  return owner.offset(first->part) < owner.offset(second->part);
               });
     std::uint64_t counted = 0;
     for (const std::string_view name : commonNames) {
@@ -375,17 +377,17 @@ void resolveMerge(Owner& owner) {
     discountRule(Rule::EQUAL_LINES, equalLinesCounted(owner, entries));
     RecordLines lines(record);
     for (const MergedEntry& one : entries) {
-        tellLostLines(owner, one, lines);
-        tellTakenInDn(owner, one, record);
+        reportLostLines(owner, one, lines);
+        reportTakenInDn(owner, one, record);
     }
 }
 
 void findTroubleOf(Owner& owner) {
     const bool isGroup = owner.has(IS_GROUP);
     if (!owner.has(Part::OWN)) {
-        isGroup ? tellWithoutOwn(owner, needGroup) : tellWithoutOwn(owner, needUser);
+        isGroup ? reportWithoutOwn(owner, needGroup) : reportWithoutOwn(owner, needUser);
     } else if (!owner.has(Part::MAPPING)) {
-        tellWithoutMapping(owner);
+        reportWithoutMapping(owner);
     } else if (canBeMerged(owner)) {
         owner.has(MAY_LOSE_VALUES) ? resolveMerge(owner) : discountOutput(owner.leftOut);
     }
@@ -395,14 +397,14 @@ void findTroubleOf(Owner& owner) {
     }
 }
 
-void tellSameName(Owner& first, Owner& second) {
-    if (!isShown(Kind::SAME_NEW_NAME)) {
-        countFinding(Kind::SAME_NEW_NAME);
+void reportSameName(Owner& first, Owner& second) {
+    if (!isShown(FindingType::SAME_NEW_NAME)) {
+        countFinding(FindingType::SAME_NEW_NAME);
         return;
     }
-    findAtPlace(second.place(Part::OWN), Kind::SAME_NEW_NAME,
-                format("would give the entry the new DN of the one in line %ld",
-                       lineAt(first.place(Part::OWN))));
+    reportAtOffset(second.offset(Part::OWN), FindingType::SAME_NEW_NAME,
+                   format("would give the entry the new DN of the one in line %ld",
+                          lineAt(first.offset(Part::OWN))));
 }
 
 }  // namespace
@@ -411,15 +413,15 @@ void findTroubleOfOwners() {
     for (OwnerNumber i = 0; i < ownerCount(); ++i) {
         findTroubleOf(ownerAt(i));
     }
-    if (isChangetypeDemanded()) {
+    if (isChangetypeExpected()) {
         constexpr std::string_view line = "changetype: add\n";  // in each policy container
         countOutput(line.size() * inventory.byClass[SECPOLICY_OBJECTCLASS]);
     }
-    indexNewDns(tellSameName);
-    tellTakenNames();
+    indexNewDns(reportSameName);
+    reportTakenNames();
 }
 
-std::optional<DemandedRecord> demandedRecord(const Owner& owner) {
+std::optional<ExpectedRecord> expectedRecord(const Owner& owner) {
     if (!canBeMerged(owner)) {
         return std::nullopt;
     }
@@ -429,7 +431,7 @@ std::optional<DemandedRecord> demandedRecord(const Owner& owner) {
     }
     merge(entries);
     static std::string dnLine;
-    DemandedRecord record = {linesOfRecord(owner, entries, dnLine), {"dn"}};
+    ExpectedRecord record = {linesOfRecord(owner, entries, dnLine), {"dn"}};
     for (const MergedEntry& merged : entries) {
         for (int i = 1; i < merged.entry.lineCount(); ++i) {
             record.names.insert(nameIn(merged, merged.entry.line(i)));

@@ -16,11 +16,11 @@
 void findTroubleOfOwners();
 
 // What the output must hold of an owner.
-struct DemandedRecord {
+struct ExpectedRecord {
     std::vector<std::string_view> lines;  // the new DN line first
     std::set<std::string> names;          // those of attributes that may be shown
 };
 
 // Nothing when the owner's entries cannot be merged. Its lines are valid until the current entry
 // changes or this is called again.
-std::optional<DemandedRecord> demandedRecord(const Owner& owner);
+std::optional<ExpectedRecord> expectedRecord(const Owner& owner);

@@ -149,11 +149,11 @@ constexpr std::array<std::string_view, 8> specialNames = {
 // A name is told by its last letters; one that is too short for that may be part of any.
 constexpr std::size_t letters = 3;
 
-std::uint64_t bitOf(std::string_view head) {
-    if (head.size() < letters + 1) {
+std::uint64_t bitOf(std::string_view colonPrefix) {
+    if (colonPrefix.size() < letters + 1) {
         return ~std::uint64_t{0};
     }
-    const std::string_view end = head.substr(head.size() - letters - 1, letters);
+    const std::string_view end = colonPrefix.substr(colonPrefix.size() - letters - 1, letters);
     unsigned number = 0;
     for (const char c : end) {
         number = number * 37 + static_cast<unsigned char>(toLower(c));
@@ -176,33 +176,37 @@ std::uint64_t bitsOfKnownNames() {
 }
 
 // Whether looking for one of the two would find the other, in a line that is no line of its name.
-bool isMistakable(std::string_view head, bool isName) {
-    if (head.size() > letters && (bitOf(head) & bitsOfKnownNames()) == 0) {
+bool isMistakable(std::string_view colonPrefix, bool isName) {
+    if (colonPrefix.size() > letters && (bitOf(colonPrefix) & bitsOfKnownNames()) == 0) {
         return false;
     }
-    const auto holdsHead = [head](std::string_view name) { return endsIgnoringCase(name, head); };
-    const auto isHeld = [head](std::string_view name) { return endsIgnoringCase(head, name); };
+    const auto holdsPrefix = [colonPrefix](std::string_view name) {
+        return endsIgnoringCase(name, colonPrefix);
+    };
+    const auto isHeld = [colonPrefix](std::string_view name) {
+        return endsIgnoringCase(colonPrefix, name);
+    };
     return std::any_of(commonNames.begin(), commonNames.end(), isHeld) ||
-           (isName && (std::any_of(commonNames.begin(), commonNames.end(), holdsHead) ||
-                       std::any_of(specialNames.begin(), specialNames.end(), holdsHead)));
+           (isName && (std::any_of(commonNames.begin(), commonNames.end(), holdsPrefix) ||
+                       std::any_of(specialNames.begin(), specialNames.end(), holdsPrefix)));
 }
 
 // The heads behind the name of a line: what its value holds.
 template <class Visit>
-void visitValueHeads(std::string_view line, std::size_t nameSize, Visit visit) {
+void visitValuePrefixes(std::string_view line, std::size_t nameSize, Visit visit) {
     if (line.find(':', nameSize) == std::string_view::npos) {
         return;
     }
-    someHead(line, [&](std::string_view head) {
-        if (head.size() > nameSize) {
-            visit(head);
+    someColonPrefix(line, [&](std::string_view colonPrefix) {
+        if (colonPrefix.size() > nameSize) {
+            visit(colonPrefix);
         }
         return false;
     });
 }
 
-bool endsInLetter(std::string_view head) {
-    const char last = head.size() < 2 ? ':' : toLower(head[head.size() - 2]);
+bool endsInLetter(std::string_view colonPrefix) {
+    const char last = colonPrefix.size() < 2 ? ':' : toLower(colonPrefix[colonPrefix.size() - 2]);
     return last >= 'a' && last <= 'z';
 }
 
@@ -376,11 +380,11 @@ std::uint64_t domainDigest(int number) {
 }
 
 void sketchValue(Sketch& sketch, std::string_view line) {
-    visitValueHeads(line, line.find(':') + 1, [&sketch](std::string_view head) {
-        sketch.isIrregular = sketch.isIrregular || isObjectClassName(head);
-        if (endsInLetter(head)) {
-            sketch.names |= bitOf(head);
-            sketch.holdsCommonName = sketch.holdsCommonName || isMistakable(head, false);
+    visitValuePrefixes(line, line.find(':') + 1, [&sketch](std::string_view colonPrefix) {
+        sketch.isIrregular = sketch.isIrregular || isObjectClassName(colonPrefix);
+        if (endsInLetter(colonPrefix)) {
+            sketch.names |= bitOf(colonPrefix);
+            sketch.holdsCommonName = sketch.holdsCommonName || isMistakable(colonPrefix, false);
         }
     });
 }
@@ -400,10 +404,10 @@ void sketchLine(Sketch& sketch, std::string_view line, bool isKept) {
         }
         return;
     }
-    std::uint64_t& place = sketch.common[static_cast<std::size_t>(common - commonNames.begin())];
-    sketch.isIrregular = sketch.isIrregular || place != 0 || !isKept;
-    place = digestOfLine(line);
-    sketch.commonSizes[static_cast<std::size_t>(&place - sketch.common.data())] = line.size() + 1;
+    std::uint64_t& offset = sketch.common[static_cast<std::size_t>(common - commonNames.begin())];
+    sketch.isIrregular = sketch.isIrregular || offset != 0 || !isKept;
+    offset = digestOfLine(line);
+    sketch.commonSizes[static_cast<std::size_t>(&offset - sketch.common.data())] = line.size() + 1;
 }
 
 MergedLines takeIn(Owner& owner, Part part, const Sketch& sketch) {

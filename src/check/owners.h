@@ -70,11 +70,11 @@ struct Owner {
     Packed64 newDn;  // of the new DN line, without regard to case
     Packed64 names;  // a bit for how each other attribute name ends
     std::array<std::uint32_t, commonNames.size()> common = {};  // digests of these lines, or 0
-    std::array<Packed40, partCount> places;  // one more than the offset; 0 for an entry it lacks
-    Packed40 record;                         // the sum of the lines of its record, DN line included
-    Packed40 policy;                         // the same of its policy, but for the DN line
-    std::uint8_t classLines = 0;             // those of a user's own entry, by number
-    std::uint16_t domain = 0;                // see numberOfDomain
+    std::array<Packed40, partCount> offsets;  // one more than the offset; 0 for an entry it lacks
+    Packed40 record;              // the sum of the lines of its record, DN line included
+    Packed40 policy;              // the same of its policy, but for the DN line
+    std::uint8_t classLines = 0;  // those of a user's own entry, by number
+    std::uint16_t domain = 0;     // see numberOfDomain
     std::uint16_t flags = 0;
     std::uint16_t nameSize = 0;  // of the name in its new DN
     std::uint16_t leftOut = 0;   // bytes of its entries that its record does not take over
@@ -87,10 +87,10 @@ struct Owner {
         flags = static_cast<std::uint16_t>(flags | flag);
     }
     bool has(Part part) const {
-        return places[static_cast<std::size_t>(part)].value() != 0;
+        return offsets[static_cast<std::size_t>(part)].value() != 0;
     }
-    off_t place(Part part) const {
-        return static_cast<off_t>(places[static_cast<std::size_t>(part)].value()) - 1;
+    off_t offset(Part part) const {
+        return static_cast<off_t>(offsets[static_cast<std::size_t>(part)].value()) - 1;
     }
     bool isExplained(Part part) const {
         return (flags >> (firstExplained + static_cast<unsigned>(part)) & 1U) != 0;

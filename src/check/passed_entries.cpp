@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "check/demands.h"
 #include "check/digest.h"
+#include "check/expected_entry.h"
 #include "check/export_file.h"
 #include "check/inventory.h"
 #include "check/line_findings.h"
@@ -18,7 +18,7 @@
 #include "entry/object_class.h"
 #include "entry/text.h"
 #include "ldif/entry_reader.h"
-#include "ldif/pass_through.h"
+#include "ldif/pass_through_entries.h"
 
 namespace {
 
@@ -55,23 +55,23 @@ std::string_view unrecognisedClass(std::string_view line) {
     return found == regroupedClasses.end() ? std::string_view() : found->name;
 }
 
-void tellUnrecognisedClass(std::string_view line, int index) {
+void reportUnrecognisedClass(std::string_view line, int index) {
     const std::string_view name = unrecognisedClass(line);
     if (name.empty()) {
         return;
     }
-    if (!isShown(Kind::CLASS_NOT_RECOGNISED)) {
-        countFinding(Kind::CLASS_NOT_RECOGNISED);
+    if (!isShown(FindingType::CLASS_NOT_RECOGNISED)) {
+        countFinding(FindingType::CLASS_NOT_RECOGNISED);
         return;
     }
-    findAt(Kind::CLASS_NOT_RECOGNISED, index,
-           format("would leave the entry as it is, and not take it for a %s", name));
+    reportAt(FindingType::CLASS_NOT_RECOGNISED, index,
+             format("would leave the entry as it is, and not take it for a %s", name));
 }
 
 // A half-migrated export may hold entries under the names that users and groups will get.
 struct NewName {
     std::uint64_t dn;  // without regard to case
-    off_t place;
+    off_t offset;
 };
 std::vector<NewName> newNames;
 
@@ -80,14 +80,14 @@ void noteNewName(std::string_view attributes) {
     const bool mayBe =
         dostristr(dnLine, ",cn=Users,") != nullptr || dostristr(dnLine, ",cn=Groups,") != nullptr;
     if (mayBe && dostristr(dnLine, "secAuthority=default") != nullptr) {
-        newNames.push_back({digestIgnoringCase(dnLine), current.place});
+        newNames.push_back({digestIgnoringCase(dnLine), current.offset});
     }
 }
 
-void demand(const LinesDigest& lines, bool addsInstallDate) {
-    if (demandTakers.passedThrough != nullptr) {
-        demandTakers.passedThrough({lines.chain, current.place, addsInstallDate,
-                                    objectClass == SECAUTHORITYINFO_OBJECTCLASS});
+void expected(const LinesDigest& lines, bool addsInstallDate) {
+    if (expectedEntryTakers.passedThrough != nullptr) {
+        expectedEntryTakers.passedThrough({lines.chain, current.offset, addsInstallDate,
+                                           objectClass == SECAUTHORITYINFO_OBJECTCLASS});
     }
 }
 
@@ -127,7 +127,7 @@ void passThrough(std::string_view attributes, bool addsInstallDate) {
     std::uint64_t bytes = 1;
     visitLines(attributes, [&](std::string_view line, int index) {
         if (isPlain) {
-            tellUnrecognisedClass(line, index);
+            reportUnrecognisedClass(line, index);
         }
         if (holdsIdentifier && holdsEntryIdentifier(line)) {
             dropLine(line, index, identifiers);
@@ -136,10 +136,10 @@ void passThrough(std::string_view attributes, bool addsInstallDate) {
         digest.add(digestOfLine(line));
         bytes += line.size() + 1;
     });
-    tellLongLines();
+    reportLongLines();
     noteNewName(attributes);
     countOutput(addsInstallDate ? bytes + installDateLine({}).size() + 1 : bytes);
-    demand(digest, addsInstallDate);
+    expected(digest, addsInstallDate);
 }
 
 void passThroughOversized() {
@@ -150,24 +150,25 @@ void passThroughOversized() {
     visitOversizedEntry(takeOversizedLine);
     countReading(oversizedRead, 0);
     countOutput(1);  // the blank line behind it
-    findEntry(Kind::TOO_MANY_LINES,
-              current.isLast
-                  ? "would pass the entry on as it is, without comments and entry identifiers, and "
-                    "write what comes next right behind it"
-                  : "would pass the entry on as it is, without comments and entry identifiers");
-    demand(oversizedLines, false);
+    reportEntry(
+        FindingType::TOO_MANY_LINES,
+        current.isLast
+            ? "would pass the entry on as it is, without comments and entry identifiers, and "
+              "write what comes next right behind it"
+            : "would pass the entry on as it is, without comments and entry identifiers");
+    expected(oversizedLines, false);
 }
 
-void tellTakenNames() {
+void reportTakenNames() {
     for (const NewName& name : newNames) {
         const std::span<const OwnerNumber> owners = ownersOfNewDn(name.dn);
         std::size_t told = 0;
-        for (; told < owners.size() && isShown(Kind::SAME_NEW_NAME); ++told) {
-            findAtPlace(name.place, Kind::SAME_NEW_NAME,
-                        format("stays as it is, and the entry in line %ld would get the same DN",
-                               lineAt(ownerAt(owners[told]).place(Part::OWN))));
+        for (; told < owners.size() && isShown(FindingType::SAME_NEW_NAME); ++told) {
+            reportAtOffset(name.offset, FindingType::SAME_NEW_NAME,
+                           format("stays as it is, and the entry in line %ld would get the same DN",
+                                  lineAt(ownerAt(owners[told]).offset(Part::OWN))));
         }
-        countFinding(Kind::SAME_NEW_NAME, owners.size() - told);
+        countFinding(FindingType::SAME_NEW_NAME, owners.size() - told);
     }
 }
 

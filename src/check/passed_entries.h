@@ -12,7 +12,7 @@ void passThroughOversized();
 
 // Once owners are found by their new DNs: tells which of these an entry that passed through has
 // already.
-void tellTakenNames();
+void reportTakenNames();
 
 // Begins anew.
 void forgetPassedEntries();

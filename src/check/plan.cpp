@@ -18,7 +18,7 @@
 #include "driver/diagnostics/messages.h"
 #include "driver/platform/file.h"
 #include "driver/platform/locks.h"
-#include "ldif/claims.h"
+#include "ldif/run_locks.h"
 
 namespace {
 
@@ -38,7 +38,7 @@ std::uint64_t entriesOf(std::initializer_list<ObjectClass> kinds) {
 // and in this one: pairs of offsets for entries that stand back to back.
 std::uint64_t memoryForPasses(std::uint64_t passes) {
     constexpr std::uint64_t stretch = 2 * sizeof(off_t);
-    constexpr std::uint64_t mostStretches = 65536;
+    constexpr std::uint64_t maxStretches = 65536;
     // Between two stretches there is an entry that was gathered. Of users in the order in which
     // they are gathered, a pass leaves those behind the last one that it takes; credentials stay,
     // and groups are gathered at a pace of their own.
@@ -48,7 +48,7 @@ std::uint64_t memoryForPasses(std::uint64_t passes) {
                                  SECPOLICY_OBJECTCLASS, SECGROUP_OBJECTCLASS, SECMAP_OBJECTCLASS});
     const std::uint64_t ofGroups = 2 * inventory.groups;
     const std::uint64_t stretches =
-        std::min({entries / 2 + 1, 1 + inventory.turns + credentials + ofGroups, mostStretches});
+        std::min({entries / 2 + 1, 1 + inventory.turns + credentials + ofGroups, maxStretches});
     return passes < 2 ? 0 : 2 * stretch * stretches;
 }
 
@@ -120,7 +120,7 @@ void findTroubleOfLock(const File& exportFile, const std::string& exportName) {
     }
     switch (lockStateOf(state)) {
         case LockState::HELD:
-            addFinding(Kind::EXPORT_NOT_WRITABLE,
+            addFinding(FindingType::EXPORT_NOT_WRITABLE,
                        {0,
                         0,
                         {},
@@ -142,7 +142,7 @@ void findTroubleOfExport(const std::string& exportName) {
         return;
     }
     const std::string reason = refusal(exportName, errno);
-    addFinding(Kind::EXPORT_NOT_WRITABLE,
+    addFinding(FindingType::EXPORT_NOT_WRITABLE,
                {0,
                 0,
                 {},
@@ -153,10 +153,10 @@ void findTroubleOfExport(const std::string& exportName) {
 void findTroubleOfWorkFile(const std::string& workFile) {
     const std::string refusal = refusalOf(workFile);
     if (!refusal.empty()) {
-        addFinding(Kind::WORK_FILE_REFUSED,
+        addFinding(FindingType::WORK_FILE_REFUSED,
                    {0, 0, {}, format("\"%s\": %s", workFile, refusal), MESSAGE_CANNOT_OPEN});
     } else if (isLeftOver(workFile)) {
-        addFinding(Kind::LEFT_OVER_WORK_FILE,
+        addFinding(FindingType::LEFT_OVER_WORK_FILE,
                    {0,
                     0,
                     {},
@@ -176,12 +176,12 @@ Plan planFor(std::uint64_t users, std::uint64_t groups) {
     constexpr std::uint64_t partOfHeap = 25;
     Plan plan;
     // A slot too many has a second entry of one kind meet the first in any case.
-    const std::uint64_t spare = total(Kind::TWO_OF_ONE_KIND) == 0 ? 0 : 1;
+    const std::uint64_t spare = total(FindingType::TWO_OF_ONE_KIND) == 0 ? 0 : 1;
     plan.users = std::max<std::uint64_t>(users != 0 ? users : inventory.users + spare, 1);
     plan.groups = std::max<std::uint64_t>(groups != 0 ? groups : inventory.groups + spare, 1);
     plan.passes =
         std::max(passesFor(inventory.users, plan.users), passesFor(inventory.groups, plan.groups));
-    const std::uint64_t held = mostHeld(plan.users, plan.groups, inventory.read);
+    const std::uint64_t held = maxHeld(plan.users, plan.groups, inventory.read);
     const std::uint64_t heap = std::max(inventory.reading, inventory.read + inventory.unfolded +
                                                                held + memoryForPasses(plan.passes));
     plan.memory = programMemory + heap + heap / partOfHeap;
@@ -189,9 +189,9 @@ Plan planFor(std::uint64_t users, std::uint64_t groups) {
 }
 
 std::vector<Plan> plans() {
-    constexpr std::uint64_t mostPasses = 64;
+    constexpr std::uint64_t maxPasses = 64;
     std::vector<Plan> all;
-    for (std::uint64_t part = 1; part <= mostPasses; part *= 2) {
+    for (std::uint64_t part = 1; part <= maxPasses; part *= 2) {
         const Plan plan =
             planFor(passesFor(inventory.users, part), passesFor(inventory.groups, part));
         if (all.empty() || plan.passes > all.back().passes) {
@@ -219,7 +219,7 @@ void findTroubleAround(const std::string& exportName, const DiskNeed& need) {
     findTroubleOfExport(exportName);
     findTroubleOfWorkFile(exportName + ".tmp");
     if (need.free && need.workFile + need.output > *need.free) {
-        addFinding(Kind::DISK_TOO_SMALL,
+        addFinding(FindingType::DISK_TOO_SMALL,
                    {0,
                     0,
                     {},

@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "check/credentials.h"
-#include "check/demands.h"
 #include "check/digest.h"
 #include "check/entry_table.h"
+#include "check/expected_entry.h"
 #include "check/export_file.h"
 #include "check/export_scan.h"
 #include "check/findings.h"
@@ -46,7 +46,7 @@ struct Unmatched {
     EntryTable byLinesButDate;
 };
 
-Unmatched unmetDemands;
+Unmatched unmatchedExpected;
 
 // Entries of the output that have not found their counterparts, in the order in which they pass
 // through. Those that end in a date are in both tables; the set tells which of them have been taken
@@ -57,7 +57,7 @@ std::unordered_set<off_t> matchedDated;
 // An entry of the output that nothing explains, once all of it has been read.
 struct Extra {
     Packed64 dn;  // of its first line, without regard to case
-    Packed40 place;
+    Packed40 offset;
     Packed40 lines;
     Packed40 linesButDate;  // 0 when it ends in none
 };
@@ -67,7 +67,7 @@ std::deque<Extra> extras;
 constexpr std::size_t remembered = 4096;
 struct Passed {
     Packed40 lines;
-    Packed40 place;  // in the export
+    Packed40 offset;  // in the export
 };
 std::vector<Passed> passedLast;
 std::size_t passedCount = 0;
@@ -76,12 +76,12 @@ Balance& balanceOf(Content content) {
     return balances[static_cast<std::size_t>(content)];
 }
 
-std::string outputDnAt(off_t place) {
+std::string outputDnAt(off_t offset) {
     constexpr std::size_t usual = 512;
     constexpr std::size_t most = 4096;
-    std::string text = output.file().textAt(place, usual);
+    std::string text = output.file().textAt(offset, usual);
     if (text.find('\n') == std::string::npos) {
-        text = output.file().textAt(place, most);
+        text = output.file().textAt(offset, most);
     }
     text.resize(std::min(text.find('\n'), text.size()));
     return text;
@@ -91,17 +91,17 @@ constexpr off_t nowhere = -1;
 
 // The DN is shown where the export has it. In the output alone, what looks like one may be a part
 // of a value that was broken apart.
-void tell(Kind kind, off_t exportPlace, off_t outputPlace, const std::string& effect) {
+void report(FindingType kind, off_t exportOffset, off_t outputOffset, const std::string& effect) {
     if (!isShown(kind)) {
         countFinding(kind);
         return;
     }
     Finding finding;
-    const bool isInOutput = outputPlace != nowhere;
-    finding.line = exportPlace != nowhere ? lineAt(exportPlace) : 0;
-    finding.outputLine = isInOutput ? outputPlaces.lineAt(output.file(), outputPlace) : 0;
-    const std::string exportDn = exportPlace != nowhere ? dnAt(exportPlace) : "";
-    const std::string dn = isInOutput ? shownDn(outputDnAt(outputPlace)) : exportDn;
+    const bool isInOutput = outputOffset != nowhere;
+    finding.line = exportOffset != nowhere ? lineAt(exportOffset) : 0;
+    finding.outputLine = isInOutput ? outputPlaces.lineAt(output.file(), outputOffset) : 0;
+    const std::string exportDn = exportOffset != nowhere ? dnAt(exportOffset) : "";
+    const std::string dn = isInOutput ? shownDn(outputDnAt(outputOffset)) : exportDn;
     finding.dn = exportDn.empty() ? "" : dn;
     finding.effect = dn.empty() ? "the entry begins without a DN line: " + effect : effect;
     addFinding(kind, std::move(finding));
@@ -109,8 +109,8 @@ void tell(Kind kind, off_t exportPlace, off_t outputPlace, const std::string& ef
 
 // ---- Entries that pass through.
 
-void remember(std::uint64_t lines, off_t place) {
-    const Passed passed = {Packed40(lines), Packed40(static_cast<std::uint64_t>(place))};
+void remember(std::uint64_t lines, off_t offset) {
+    const Passed passed = {Packed40(lines), Packed40(static_cast<std::uint64_t>(offset))};
     if (passedLast.size() < remembered) {
         passedLast.push_back(passed);
     } else {
@@ -122,94 +122,95 @@ void remember(std::uint64_t lines, off_t place) {
 
 // The place in the export of an entry that the output holds already and that has these lines;
 // nowhere when none is known.
-off_t placeOfRepeated(std::uint64_t lines) {
+off_t offsetOfRepeated(std::uint64_t lines) {
     const std::uint64_t sought = Packed40(lines).value();
     const auto passed =
         std::partition_point(passedLast.begin(), passedLast.end(),
                              [=](const Passed& one) { return one.lines.value() < sought; });
     return passed != passedLast.end() && passed->lines.value() == sought
-               ? static_cast<off_t>(passed->place.value())
-               : placeOfTakenCredential(lines);
+               ? static_cast<off_t>(passed->offset.value())
+               : offsetOfTakenCredential(lines);
 }
 
-bool isMetBy(const Demand& demand, const OutputEntry& entry) {
-    return demand.addsInstallDate
-               ? entry.endsInInstallDate && demand.lines == entry.linesButLast.chain
-               : demand.lines == entry.lines.chain;
+bool isMetBy(const ExpectedEntry& expected, const OutputEntry& entry) {
+    return expected.addsInstallDate
+               ? entry.endsInInstallDate && expected.lines == entry.linesButLast.chain
+               : expected.lines == entry.lines.chain;
 }
 
 // Takes an entry of the output back that the demand asks for.
-bool takeUnexplained(const Demand& demand) {
-    EntryTable& table = demand.addsInstallDate ? unexplained.byLinesButDate : unexplained.byLines;
-    for (off_t place = table.take(demand.lines); place != nowhere;
-         place = table.take(demand.lines)) {
-        if (matchedDated.erase(place) == 0) {
-            if (demand.isDomain) {
-                matchedDated.insert(place);
+bool takeUnexplained(const ExpectedEntry& expected) {
+    EntryTable& table = expected.addsInstallDate ? unexplained.byLinesButDate : unexplained.byLines;
+    for (off_t offset = table.take(expected.lines); offset != nowhere;
+         offset = table.take(expected.lines)) {
+        if (matchedDated.erase(offset) == 0) {
+            if (expected.isDomain) {
+                matchedDated.insert(offset);
             }
-            remember(demand.lines, demand.place);
+            remember(expected.lines, expected.offset);
             return true;
         }
     }
     return false;
 }
 
-bool takeDemand(const OutputEntry& entry) {
-    off_t place = unmetDemands.byLines.take(entry.lines.chain);
-    if (place != nowhere) {
-        remember(entry.lines.chain, place);
+bool takeExpected(const OutputEntry& entry) {
+    off_t offset = unmatchedExpected.byLines.take(entry.lines.chain);
+    if (offset != nowhere) {
+        remember(entry.lines.chain, offset);
         return true;
     }
-    place = entry.endsInInstallDate ? unmetDemands.byLinesButDate.take(entry.linesButLast.chain)
-                                    : nowhere;
-    if (place != nowhere) {
-        remember(entry.linesButLast.chain, place);
+    offset = entry.endsInInstallDate
+                 ? unmatchedExpected.byLinesButDate.take(entry.linesButLast.chain)
+                 : nowhere;
+    if (offset != nowhere) {
+        remember(entry.linesButLast.chain, offset);
     }
-    return place != nowhere;
+    return offset != nowhere;
 }
 
 bool readEntry(OutputEntry& entry) {
     const bool isRead = output.read(entry);
     if (isRead) {
-        outputPlaces.note(entry.place, entry.line);
+        outputPlaces.note(entry.offset, entry.line);
     }
     if (isRead && !entry.isEnded) {
-        tell(Kind::CHANGED_ENTRY, nowhere, entry.place,
-             "no empty line follows it: the file may have been cut off");
+        report(FindingType::CHANGED_ENTRY, nowhere, entry.offset,
+               "no empty line follows it: the file may have been cut off");
     }
     return isRead;
 }
 
 void setAside(const OutputEntry& entry) {
-    unexplained.byLines.add(entry.lines.chain, entry.place);
+    unexplained.byLines.add(entry.lines.chain, entry.offset);
     if (entry.endsInInstallDate) {
-        unexplained.byLinesButDate.add(entry.linesButLast.chain, entry.place);
+        unexplained.byLinesButDate.add(entry.linesButLast.chain, entry.offset);
     }
 }
 
-void comparePassed(const Demand& demand) {
-    ++balanceOf(Content::PASSED).demanded;
-    if (takeUnexplained(demand)) {
+void comparePassed(const ExpectedEntry& expected) {
+    ++balanceOf(Content::PASSED).expected;
+    if (takeUnexplained(expected)) {
         return;
     }
     OutputEntry entry;
     while (readEntry(entry)) {
-        if (isMetBy(demand, entry)) {
-            remember(demand.lines, demand.place);
+        if (isMetBy(expected, entry)) {
+            remember(expected.lines, expected.offset);
             return;
         }
-        if (!takeDemand(entry)) {
+        if (!takeExpected(entry)) {
             setAside(entry);
             break;
         }
     }
-    (demand.addsInstallDate ? unmetDemands.byLinesButDate : unmetDemands.byLines)
-        .add(demand.lines, demand.place);
+    (expected.addsInstallDate ? unmatchedExpected.byLinesButDate : unmatchedExpected.byLines)
+        .add(expected.lines, expected.offset);
 }
 
-void noteCredential(const Demand& demand) {
-    ++balanceOf(Content::CREDENTIAL).demanded;
-    expectCredential(demand.lines, demand.place);
+void noteCredential(const ExpectedEntry& expected) {
+    ++balanceOf(Content::CREDENTIAL).expected;
+    expectCredential(expected.lines, expected.offset);
 }
 
 // ---- Entries that are rebuilt.
@@ -250,17 +251,17 @@ std::vector<std::string_view> linesOf(std::string_view text, std::size_t most) {
 // What an entry of the output that has just been read differs in. Names attributes, never values:
 // these may be secrets.
 std::string difference(const Owner& owner, const OutputEntry& entry) {
-    const std::optional<DemandedRecord> demanded = demandedRecord(owner);
-    if (!demanded) {
+    const std::optional<ExpectedRecord> expected = expectedRecord(owner);
+    if (!expected) {
         return "its lines are not those that the export demands";
     }
     constexpr off_t most = 1024 * 1024;
-    const off_t size = output.position().offset - entry.place;
+    const off_t size = output.position().offset - entry.offset;
     const std::string text =
-        output.file().textAt(entry.place, static_cast<std::size_t>(std::min(size, most)));
+        output.file().textAt(entry.offset, static_cast<std::size_t>(std::min(size, most)));
     const std::vector<std::string_view> present = linesOf(text, entry.lines.count);
-    const std::string lacks = namesOnlyIn(demanded->lines, present, demanded->names);
-    const std::string besides = namesOnlyIn(present, demanded->lines, demanded->names);
+    const std::string lacks = namesOnlyIn(expected->lines, present, expected->names);
+    const std::string besides = namesOnlyIn(present, expected->lines, expected->names);
     if (lacks.empty()) {
         return format("it has lines that the export does not demand: %s", besides);
     }
@@ -302,7 +303,7 @@ LineSum containerLines(std::string_view dnLine) {
           std::string_view("cn: Policies")}) {
         sum += LineSum(digestOfLine(line));
     }
-    if (isChangetypeDemanded()) {
+    if (isChangetypeExpected()) {
         sum += LineSum(digestOfLine("changetype: add"));
     }
     return sum;
@@ -323,7 +324,7 @@ std::uint64_t keyOfName(std::string_view userDn, std::uint64_t other) {
     return keyOfName(nameDigest(dividedUserDn(userDn).name.substr(name.size())), other);
 }
 
-bool isSpelledAsDemanded(std::string_view userDn) {
+bool isSpelledAsExpected(std::string_view userDn) {
     return userDn.starts_with("principalName=");
 }
 
@@ -344,7 +345,7 @@ Key keyInPolicy(const OutputEntry& entry, std::string_view userDn, std::string_v
     LineSum lines = entry.lines.sum;
     lines -= LineSum(digestOfLine(dnLine));
     lines += writtenDomain(userDn);
-    return isSpelledAsDemanded(userDn) ? Key(keyOfName(userDn, lines.value())) : std::nullopt;
+    return isSpelledAsExpected(userDn) ? Key(keyOfName(userDn, lines.value())) : std::nullopt;
 }
 
 std::uint64_t keyOfContainer(const Owner& owner) {
@@ -353,7 +354,7 @@ std::uint64_t keyOfContainer(const Owner& owner) {
 }
 
 Key keyInContainer(const OutputEntry& entry, std::string_view userDn, std::string_view dnLine) {
-    const bool isRight = isSpelledAsDemanded(userDn) && containerLines(dnLine) == entry.lines.sum;
+    const bool isRight = isSpelledAsExpected(userDn) && containerLines(dnLine) == entry.lines.sum;
     return isRight ? Key(keyOfName(userDn, writtenDomain(userDn).value())) : std::nullopt;
 }
 
@@ -387,7 +388,7 @@ struct Rebuilt {
     Content content;
     Owner* owner;
     OwnerFlag seen;
-    bool isAsDemanded;
+    bool isAsExpected;
     Part source;
 };
 
@@ -416,25 +417,26 @@ std::optional<Rebuilt> rebuiltOf(const OutputEntry& entry, std::string_view dnLi
 }
 
 void takeRebuilt(const Rebuilt& rebuilt, const OutputEntry& entry) {
-    const off_t place = rebuilt.owner->place(rebuilt.source);
+    const off_t offset = rebuilt.owner->offset(rebuilt.source);
     if (rebuilt.owner->has(rebuilt.seen)) {
-        tell(Kind::REPEATED_ENTRY, place, entry.place, "an entry of this DN stands above it");
+        report(FindingType::REPEATED_ENTRY, offset, entry.offset,
+               "an entry of this DN stands above it");
         return;
     }
     rebuilt.owner->set(rebuilt.seen);
-    if (rebuilt.isAsDemanded) {
+    if (rebuilt.isAsExpected) {
         ++balanceOf(rebuilt.content).found;
         return;
     }
-    const bool isShownInFull = isShown(Kind::CHANGED_ENTRY) && rebuilt.source == Part::OWN;
-    tell(Kind::CHANGED_ENTRY, place, entry.place,
-         isShownInFull ? difference(*rebuilt.owner, entry)
-                       : "its lines are not those that the export demands");
+    const bool isShownInFull = isShown(FindingType::CHANGED_ENTRY) && rebuilt.source == Part::OWN;
+    report(FindingType::CHANGED_ENTRY, offset, entry.offset,
+           isShownInFull ? difference(*rebuilt.owner, entry)
+                         : "its lines are not those that the export demands");
 }
 
 // Explains an entry behind those that passed through.
 void explain(const OutputEntry& entry, const std::string& dnLine) {
-    if (takeDemand(entry)) {
+    if (takeExpected(entry)) {
         return;
     }
     if (const std::optional<Rebuilt> rebuilt = rebuiltOf(entry, dnLine)) {
@@ -443,7 +445,7 @@ void explain(const OutputEntry& entry, const std::string& dnLine) {
         ++balanceOf(Content::CREDENTIAL).found;
     } else {
         extras.push_back({Packed64(digestIgnoringCase(dnLine)),
-                          Packed40(static_cast<std::uint64_t>(entry.place)),
+                          Packed40(static_cast<std::uint64_t>(entry.offset)),
                           Packed40(entry.lines.chain),
                           Packed40(entry.endsInInstallDate ? entry.linesButLast.chain : 0)});
     }
@@ -452,14 +454,14 @@ void explain(const OutputEntry& entry, const std::string& dnLine) {
 // Reads once more what has not found its counterpart, and then the rest.
 void explainWhatIsLeft() {
     const OutputPosition end = output.position();
-    const std::vector<off_t> aside = unexplained.byLines.places();
+    const std::vector<off_t> aside = unexplained.byLines.offsets();
     unexplained = Unmatched();
     OutputEntry entry;
-    for (const off_t place : aside) {
-        if (matchedDated.contains(place)) {
+    for (const off_t offset : aside) {
+        if (matchedDated.contains(offset)) {
             continue;
         }
-        output.goTo({place, 0});
+        output.goTo({offset, 0});
         if (output.read(entry)) {
             explain(entry, output.firstLine());
         }
@@ -473,14 +475,14 @@ void explainWhatIsLeft() {
 // ---- What is missing, and what is too much.
 
 // The entries of the export that nothing in the output meets.
-std::vector<off_t> missingPlaces() {
-    std::vector<off_t> places = unmetDemands.byLines.places();
+std::vector<off_t> missingOffsets() {
+    std::vector<off_t> offsets = unmatchedExpected.byLines.offsets();
     for (const std::vector<off_t>& others :
-         {unmetDemands.byLinesButDate.places(), placesOfMissingCredentials()}) {
-        places.insert(places.end(), others.begin(), others.end());
+         {unmatchedExpected.byLinesButDate.offsets(), offsetsOfMissingCredentials()}) {
+        offsets.insert(offsets.end(), others.begin(), others.end());
     }
-    std::sort(places.begin(), places.end());
-    return places;
+    std::sort(offsets.begin(), offsets.end());
+    return offsets;
 }
 
 // What is too much, to be found by its DN.
@@ -519,33 +521,33 @@ private:
     std::vector<bool> isTaken_;
 };
 
-void tellExtra(const Extra& extra) {
-    off_t place = placeOfRepeated(extra.lines.value());
-    if (place == nowhere && extra.linesButDate.value() != 0) {
-        place = placeOfRepeated(extra.linesButDate.value());
+void reportExtra(const Extra& extra) {
+    off_t offset = offsetOfRepeated(extra.lines.value());
+    if (offset == nowhere && extra.linesButDate.value() != 0) {
+        offset = offsetOfRepeated(extra.linesButDate.value());
     }
-    const bool isRepeated = place != nowhere;
-    tell(isRepeated ? Kind::REPEATED_ENTRY : Kind::EXTRA_ENTRY, place,
-         static_cast<off_t>(extra.place.value()),
-         isRepeated ? "the same entry stands in the output already"
-                    : "no entry of the export leads to it, or only to another like it");
+    const bool isRepeated = offset != nowhere;
+    report(isRepeated ? FindingType::REPEATED_ENTRY : FindingType::EXTRA_ENTRY, offset,
+           static_cast<off_t>(extra.offset.value()),
+           isRepeated ? "the same entry stands in the output already"
+                      : "no entry of the export leads to it, or only to another like it");
 }
 
 // An entry that is missing and one that is too much are one that was changed when their DNs are
 // equal. Looked for as long as there are few of them.
-void tellUnmet() {
-    constexpr std::size_t mostLooks = 10'000;
+void reportUnmatched() {
+    constexpr std::size_t maxLooks = 10'000;
     std::size_t looks = 0;
     ExtrasByDn byDn;
-    for (const off_t place : missingPlaces()) {
-        const bool mayLook = looks++ < mostLooks && !extras.empty();
+    for (const off_t offset : missingOffsets()) {
+        const bool mayLook = looks++ < maxLooks && !extras.empty();
         const Extra* const found =
-            mayLook ? byDn.take(digestIgnoringCase(dnLineAt(place))) : nullptr;
+            mayLook ? byDn.take(digestIgnoringCase(dnLineAt(offset))) : nullptr;
         if (found == nullptr) {
-            tell(Kind::MISSING_ENTRY, place, nowhere, "the output does not hold it");
+            report(FindingType::MISSING_ENTRY, offset, nowhere, "the output does not hold it");
         } else {
-            tell(Kind::CHANGED_ENTRY, place, static_cast<off_t>(found->place.value()),
-                 "its lines are not those of the export");
+            report(FindingType::CHANGED_ENTRY, offset, static_cast<off_t>(found->offset.value()),
+                   "its lines are not those of the export");
         }
     }
     std::sort(passedLast.begin(), passedLast.end(), [](const Passed& one, const Passed& other) {
@@ -553,42 +555,42 @@ void tellUnmet() {
     });
     for (std::size_t i = 0; i < extras.size(); ++i) {
         if (!byDn.isTaken(i)) {
-            tellExtra(extras[i]);
+            reportExtra(extras[i]);
         }
     }
 }
 
-void tellUnseen(const Owner& owner, Part source, OwnerFlag seen, std::string_view what) {
+void reportUnseen(const Owner& owner, Part source, OwnerFlag seen, std::string_view what) {
     if (owner.has(source) && !owner.has(seen)) {
-        tell(Kind::MISSING_ENTRY, owner.place(source), nowhere,
-             format("the output does not hold its %s", what));
+        report(FindingType::MISSING_ENTRY, owner.offset(source), nowhere,
+               format("the output does not hold its %s", what));
     }
 }
 
-void tellMissingRecords() {
+void reportMissingRecords() {
     for (OwnerNumber i = 0; i < ownerCount(); ++i) {
         const Owner& owner = ownerAt(i);
-        tellUnseen(owner, Part::OWN, RECORD_SEEN, "new entry");
-        tellUnseen(owner, Part::POLICY, CONTAINER_SEEN, "policy container");
-        tellUnseen(owner, Part::POLICY, POLICY_SEEN, "policy");
+        reportUnseen(owner, Part::OWN, RECORD_SEEN, "new entry");
+        reportUnseen(owner, Part::POLICY, CONTAINER_SEEN, "policy container");
+        reportUnseen(owner, Part::POLICY, POLICY_SEEN, "policy");
     }
 }
 
-void countDemands() {
+void countExpected() {
     for (OwnerNumber i = 0; i < ownerCount(); ++i) {
         const Owner& owner = ownerAt(i);
         const std::uint64_t own = owner.has(Part::OWN) ? 1 : 0;
-        balanceOf(owner.has(IS_GROUP) ? Content::GROUP : Content::USER).demanded += own;
+        balanceOf(owner.has(IS_GROUP) ? Content::GROUP : Content::USER).expected += own;
         const std::uint64_t policies = owner.has(Part::POLICY) ? 1 : 0;
-        balanceOf(Content::POLICY).demanded += policies;
-        balanceOf(Content::CONTAINER).demanded += policies;
+        balanceOf(Content::POLICY).expected += policies;
+        balanceOf(Content::CONTAINER).expected += policies;
     }
 }
 
-void forgetProof() {
+void forgetComparison() {
     balances = {};
     output = OutputReader();
-    unmetDemands = Unmatched();
+    unmatchedExpected = Unmatched();
     unexplained = Unmatched();
     matchedDated.clear();
     extras.clear();
@@ -599,18 +601,18 @@ void forgetProof() {
 
 }  // namespace
 
-void prove(const std::string& exportName, const std::string& outputName) {
-    forgetProof();
+void compareOutput(const std::string& exportName, const std::string& outputName) {
+    forgetComparison();
     output.open(outputName);
     outputPlaces = LinePlaces(output.file().size());
     scanExport(exportName, {comparePassed, noteCredential});
     findTroubleOfOwners();
     keepDifferencesAlone();
-    countDemands();
+    countExpected();
     gatherNamesakes();
     explainWhatIsLeft();
-    tellMissingRecords();
-    tellUnmet();
+    reportMissingRecords();
+    reportUnmatched();
     requireUnchangedExport();
     output.file().requireUnchanged();
 }

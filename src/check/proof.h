@@ -13,10 +13,10 @@
 enum class Content : std::uint8_t { PASSED, USER, CONTAINER, POLICY, GROUP, CREDENTIAL, END };
 
 struct Balance {
-    std::uint64_t demanded = 0;  // by the export
+    std::uint64_t expected = 0;  // by the export
     std::uint64_t found = 0;     // in the output, as demanded
 };
 extern std::array<Balance, static_cast<std::size_t>(Content::END)> balances;
 
 // Reads both files and adds what differs to the findings.
-void prove(const std::string& exportName, const std::string& outputName);
+void compareOutput(const std::string& exportName, const std::string& outputName);

@@ -7,8 +7,8 @@
 
 #include "cache/accumulation.h"
 #include "cache/owner.h"
-#include "check/demands.h"
 #include "check/digest.h"
+#include "check/expected_entry.h"
 #include "check/export_file.h"
 #include "check/inventory.h"
 #include "check/line_findings.h"
@@ -38,8 +38,8 @@ void addCredential(bool isBroken) {
             digest.add(digestOfLine(line));
         }
     });
-    if (demandTakers.credential != nullptr) {
-        demandTakers.credential({digest.chain, current.place});
+    if (expectedEntryTakers.credential != nullptr) {
+        expectedEntryTakers.credential({digest.chain, current.offset});
     }
 }
 
@@ -89,14 +89,14 @@ void setObject(std::string_view lines) {
 template <class Changed>
 std::string_view workFileText(std::string_view attributes, Changed changed) {
     static std::string text;
-    if (!someHead(attributes, isNormalized)) {
+    if (!someColonPrefix(attributes, isNormalized)) {
         return attributes;
     }
     text.clear();
     text.reserve(attributes.size());
     visitLines(attributes, [&changed](std::string_view line, int index) {
         std::string normalized(line);
-        if (someHead(line, isNormalized)) {
+        if (someColonPrefix(line, isNormalized)) {
             commaSpaceEater(normalized);
         }
         if (normalized != line) {
@@ -126,16 +126,16 @@ bool losesEscapedBlank(std::string_view line) {
     return false;
 }
 
-void tellNormalized(std::string_view line, int index) {
+void reportNormalized(std::string_view line, int index) {
     countRule(Rule::NORMALIZED);
     constexpr std::string_view name = "secdn:";
     if (!line.starts_with(name)) {
-        findAt(
-            Kind::NORMALIZED_VALUE, index,
+        reportAt(
+            FindingType::NORMALIZED_VALUE, index,
             format("would drop the blanks beside commas in the attribute %s", nameOf(line, index)));
     } else if (losesEscapedBlank(line)) {
-        findAt(
-            Kind::ESCAPED_COMMA, index,
+        reportAt(
+            FindingType::ESCAPED_COMMA, index,
             format("would drop a blank beside a comma that belongs to a value in the attribute %s",
                    nameOf(line, index)));
     }
@@ -175,7 +175,7 @@ Break findBreak(std::string_view attributes) {
     Break found;
     if (current.hasLongLine) {
         visitCurrentPieces([&found](const Piece& piece) {
-            if (piece.isTorn) {
+            if (piece.isSplit) {
                 found = {piece.line, true, true};
             }
             return found.line == 0;
@@ -227,24 +227,25 @@ void regroupPieces(std::string_view attributes) {
         stepOverNextObjectFromTemporaryInputLDIFFile(reader);
     }
     if (ends) {
-        find(found.isLong ? Kind::LONG_ATTRIBUTE : Kind::STRAY_LINES, found.line,
-             found.isLong ? "the entry breaks apart behind each 4,095 bytes of the line"
-                          : "the entry breaks apart at a line of which nothing is left",
-             MESSAGE_PROCESSING_FAILED);
+        reportAtFileLine(found.isLong ? FindingType::LONG_ATTRIBUTE : FindingType::STRAY_LINES,
+                         found.line,
+                         found.isLong ? "the entry breaks apart behind each 4,095 bytes of the line"
+                                      : "the entry breaks apart at a line of which nothing is left",
+                         MESSAGE_PROCESSING_FAILED);
     } else if (found.isLong && !isWhole) {
-        find(Kind::LONG_ATTRIBUTE_BROKEN, found.line,
-             "would break the line apart behind each 4,095 bytes of it");
+        reportAtFileLine(FindingType::LONG_ATTRIBUTE_BROKEN, found.line,
+                         "would break the line apart behind each 4,095 bytes of it");
     }
 }
 
 }  // namespace
 
 void regroup(std::string_view attributes) {
-    const std::string_view text = workFileText(attributes, tellNormalized);
+    const std::string_view text = workFileText(attributes, reportNormalized);
     countWorkFile(text.size() + 1);
     countOutput(text.size() + 1);
-    holdsChangetype = holdsChangetype || someHead(text, [](std::string_view head) {
-                          return head.ends_with("changetype:");
+    holdsChangetype = holdsChangetype || someColonPrefix(text, [](std::string_view colonPrefix) {
+                          return colonPrefix.ends_with("changetype:");
                       });
     if (current.hasLongLine || !survivesWorkFile(text)) {
         const bool isOfObject = text.data() == object.text().data();
@@ -257,14 +258,14 @@ void regroup(std::string_view attributes) {
         determineTheObjectsObjectClass();  // joined lines may tell another one
     }
     if (!takeIn(false)) {
-        findEntry(Kind::STRAY_LINES,
-                  "the entry is none that is regrouped once its lines are joined",
-                  MESSAGE_PROCESSING_FAILED);
+        reportEntry(FindingType::STRAY_LINES,
+                    "the entry is none that is regrouped once its lines are joined",
+                    MESSAGE_PROCESSING_FAILED);
     }
 }
 
-std::optional<Entry> stagedEntryAt(off_t place) {
-    if (!readEntryAt(place) || object.line(0).starts_with(' ')) {
+std::optional<Entry> stagedEntryAt(off_t offset) {
+    if (!readEntryAt(offset) || object.line(0).starts_with(' ')) {
         return std::nullopt;
     }
     determineTheObjectsObjectClass();
@@ -282,7 +283,7 @@ std::optional<Entry> stagedEntryAt(off_t place) {
     return std::exchange(object, Entry());
 }
 
-bool isChangetypeDemanded() {
+bool isChangetypeExpected() {
     return holdsChangetype;
 }
 

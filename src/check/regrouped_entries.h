@@ -13,11 +13,11 @@
 void regroup(std::string_view attributes);
 
 // Whether an entry that was taken in has a change type, so that policy containers get one.
-bool isChangetypeDemanded();
+bool isChangetypeExpected();
 
 // The entry at `place` of the export as the work file would give it back; nothing when it breaks
 // apart there. Changes `object`.
-std::optional<Entry> stagedEntryAt(off_t place);
+std::optional<Entry> stagedEntryAt(off_t offset);
 
 // Begins anew.
 void forgetRegroupedEntries();

@@ -163,7 +163,7 @@ std::string findingText(const Finding& finding) {
                        : format("        %s\n", effect));
 }
 
-std::string kindText(const KindText& kind) {
+std::string kindText(const FindingText& kind) {
     std::string text = format("\n  %s: %s [%s]\n    To do: %s.\n", kind.title,
                               grouped(total(kind.kind)), kind.id, kind.repair);
     for (const Finding& finding : shown(kind.kind)) {
@@ -175,7 +175,7 @@ std::string kindText(const KindText& kind) {
 
 std::string severityText(Severity severity, std::string_view heading) {
     std::string text;
-    for (const KindText& kind : kinds()) {
+    for (const FindingText& kind : kinds()) {
         if (kind.severity == severity && total(kind.kind) != 0) {
             text += kindText(kind);
         }
@@ -186,7 +186,7 @@ std::string severityText(Severity severity, std::string_view heading) {
 std::string proofText() {
     std::string text = format("\n%s%s\n", aligned("demanded", 16), aligned("found", 16));
     for (std::size_t i = 0; i < balances.size(); ++i) {
-        text += aligned(grouped(balances[i].demanded), 16) +
+        text += aligned(grouped(balances[i].expected), 16) +
                 aligned(grouped(balances[i].found), 16) + "  " +
                 std::string(contentNames[i].inText) + '\n';
     }
@@ -221,7 +221,7 @@ void addFinding(JsonText& json, const Finding& finding) {
 
 void addFindings(JsonText& json) {
     json.beginArray("findings");
-    for (const KindText& kind : kinds()) {
+    for (const FindingText& kind : kinds()) {
         if (total(kind.kind) == 0) {
             continue;
         }
@@ -309,7 +309,7 @@ std::string jsonAfter(const Request& request) {
     json.beginObject("proof");
     for (std::size_t i = 0; i < balances.size(); ++i) {
         json.beginObject(contentNames[i].inJson);
-        json.addNumber("demanded", balances[i].demanded);
+        json.addNumber("demanded", balances[i].expected);
         json.addNumber("found", balances[i].found);
         json.endObject();
     }

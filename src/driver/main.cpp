@@ -19,9 +19,9 @@
 #include "driver/platform/file.h"
 #include "driver/platform/terminal.h"
 #include "driver/settings.h"
-#include "ldif/claims.h"
 #include "ldif/residue.h"
 #include "ldif/run_files.h"
+#include "ldif/run_locks.h"
 #include "ldif/staging.h"
 #include "output/flush.h"
 
@@ -48,15 +48,15 @@ void routeMessages() {
     zr_svc_routing("NOTICE:STDOUT", status);
 }
 
-void claimInputOrFail() {
-    if (const std::optional<Message> problem = claimInput()) {
+void lockInputOrFail() {
+    if (const std::optional<Message> problem = lockInput()) {
         fail({}, {}, *problem);
     }
 }
 
 void openTrace() {
     if (openTraceFile(debugFileName) != 0) {
-        fail({}, {}, claimMessage(debugFileName));
+        fail({}, {}, lockMessage(debugFileName));
     }
 }
 
@@ -76,7 +76,7 @@ void switchEcho() {
 
 void openOutput() {
     if (ofp.openLocked(output_ldif_filename) != 0) {
-        const Message message = claimMessage(output_ldif_filename);
+        const Message message = lockMessage(output_ldif_filename);
         fail(format("main() - Unable to open output file %s.  Exiting. \n", output_ldif_filename),
              {}, message);
     }
@@ -181,7 +181,7 @@ int main(int argc, char** argv) {
     readCommandLine(argc, argv);
     refuseSharedFiles();
     refuseLinkedWorkFile();
-    claimInputOrFail();
+    lockInputOrFail();
     if (argc == 6) {
         openTrace();
     }
@@ -199,7 +199,7 @@ int main(int argc, char** argv) {
     copyRemainingObjectsToOutputLDIFFile();
     closeOutputAndRemoveWorkFile();
 
-    releaseClaims();
+    releaseLocks();
     deallocateObjectCache();
     zr_printf_utf8({MESSAGE_COMPLETE, {}});
     endProgress();

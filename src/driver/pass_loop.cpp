@@ -17,9 +17,9 @@
 #include "driver/settings.h"
 #include "entry/entry.h"
 #include "entry/object_class.h"
-#include "ldif/claims.h"
 #include "ldif/entry_reader.h"
 #include "ldif/run_files.h"
+#include "ldif/run_locks.h"
 #include "ldif/work_file.h"
 #include "output/flush.h"
 

@@ -19,8 +19,8 @@ namespace {
 // Whether a line holds `name`, with its colon and in any case, and a blank behind it.
 bool someLineHolds(std::string_view name) {
     const NameSet names({&name, 1});
-    return someHead(
-        object, [&names](std::string_view head) { return names.matches(head); },
+    return someColonPrefix(
+        object, [&names](std::string_view colonPrefix) { return names.matches(colonPrefix); },
         [](int, std::string_view, std::string_view tail) { return tail.starts_with(' '); });
 }
 
@@ -33,11 +33,11 @@ struct Place {
 
 std::optional<Place> findExactly(std::string_view name) {
     std::optional<Place> place;
-    someHead(
-        object, [name](std::string_view head) { return head.ends_with(name); },
-        [&](int line, std::string_view head, std::string_view tail) {
+    someColonPrefix(
+        object, [name](std::string_view colonPrefix) { return colonPrefix.ends_with(name); },
+        [&](int line, std::string_view colonPrefix, std::string_view tail) {
             if (tail.starts_with(' ')) {
-                place = Place{line, head.size() - name.size()};
+                place = Place{line, colonPrefix.size() - name.size()};
             }
             return place.has_value();
         });

@@ -124,10 +124,10 @@ struct Value {
 std::optional<Value> findValue(std::string_view key) {
     std::optional<Value> value;
     const NameSet names({&key, 1});
-    someHead(
-        object, [&names](std::string_view head) { return names.matches(head); },
-        [&](int line, std::string_view head, std::string_view tail) {
-            if (head.find(':') == head.size() - 1 || head.ends_with(key)) {
+    someColonPrefix(
+        object, [&names](std::string_view colonPrefix) { return names.matches(colonPrefix); },
+        [&](int line, std::string_view colonPrefix, std::string_view tail) {
+            if (colonPrefix.find(':') == colonPrefix.size() - 1 || colonPrefix.ends_with(key)) {
                 value = Value{line, tail};
             }
             return value.has_value();

@@ -168,8 +168,8 @@ extern Entry object;
 // Returns whether it did. `matches` must look at the end of the head alone: it sees all lines as
 // one text first, so that lines are told apart only where something has been found.
 template <class Matches, class Visit>
-bool someHead(EntryView entry, Matches matches, Visit visit) {
-    return someHead(entry.text(), [&](std::string_view text) {
+bool someColonPrefix(EntryView entry, Matches matches, Visit visit) {
+    return someColonPrefix(entry.text(), [&](std::string_view text) {
         if (!matches(text)) {
             return false;
         }
@@ -177,8 +177,8 @@ bool someHead(EntryView entry, Matches matches, Visit visit) {
         const std::string_view line = entry.line(index);
         const std::string_view tail =
             line.substr(static_cast<std::size_t>(text.data() + text.size() - line.data()));
-        const std::string_view head = line.substr(0, line.size() - tail.size());
-        return matches(head) && visit(index, head, tail);
+        const std::string_view colonPrefix = line.substr(0, line.size() - tail.size());
+        return matches(colonPrefix) && visit(index, colonPrefix, tail);
     });
 }
 

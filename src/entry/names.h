@@ -21,25 +21,27 @@ public:
     }
 
     // Whether `head` ends in one of the names, without regard to case.
-    bool matches(std::string_view head) const {
-        return (lastLetters_ & lastLetterOf(head)) != 0 &&
-               std::any_of(names_.begin(), names_.end(),
-                           [head](std::string_view name) { return endsIgnoringCase(head, name); });
+    bool matches(std::string_view colonPrefix) const {
+        return (lastLetters_ & lastLetterOf(colonPrefix)) != 0 &&
+               std::any_of(names_.begin(), names_.end(), [colonPrefix](std::string_view name) {
+                   return endsIgnoringCase(colonPrefix, name);
+               });
     }
 
     // Whether `line` holds one of the names.
     bool matchesSome(std::string_view line) const {
-        return someHead(line, [this](std::string_view head) { return matches(head); });
+        return someColonPrefix(
+            line, [this](std::string_view colonPrefix) { return matches(colonPrefix); });
     }
 
 private:
     // A bit for what stands before the colon, whatever its case. Most heads are told apart by it.
-    static constexpr std::uint32_t lastLetterOf(std::string_view head) {
+    static constexpr std::uint32_t lastLetterOf(std::string_view colonPrefix) {
         constexpr unsigned withoutCase = 31;
-        if (head.size() < 2) {
+        if (colonPrefix.size() < 2) {
             return ~std::uint32_t{0};  // a colon alone, which any head may end in
         }
-        const auto last = static_cast<unsigned char>(head[head.size() - 2]);
+        const auto last = static_cast<unsigned char>(colonPrefix[colonPrefix.size() - 2]);
         return std::uint32_t{1} << (last & withoutCase);
     }
 

@@ -69,27 +69,27 @@ bool namesResourceCredentials(std::string_view dnLine) {
 }
 
 // The kind of the current entry, and the line that tells it.
-struct Telling {
+struct ClassLine {
     ObjectClass kind = UNINTERESTING_OBJECTCLASS;
     int line = -1;
 };
 
-Telling findTelling() {
-    Telling telling;
-    someHead(
-        object, [](std::string_view head) { return isObjectClassName(head); },
-        [&telling](int line, std::string_view, std::string_view) {
+ClassLine findClassLine() {
+    ClassLine classLine;
+    someColonPrefix(
+        object, [](std::string_view colonPrefix) { return isObjectClassName(colonPrefix); },
+        [&classLine](int line, std::string_view, std::string_view) {
             const ObjectClass kind = kindNamedIn(object.line(line));
             if (kind != UNINTERESTING_OBJECTCLASS) {
-                telling = {kind, line};
+                classLine = {kind, line};
             }
             return kind != UNINTERESTING_OBJECTCLASS;
         });
-    return telling;
+    return classLine;
 }
 
 ObjectClass kindOfObject() {
-    const ObjectClass kind = findTelling().kind;
+    const ObjectClass kind = findClassLine().kind;
     const bool isContainer = kind == CONTAINER_OBJECTCLASS;
     return isContainer && namesResourceCredentials(object.line(0)) ? RESCREDS_CONTAINER : kind;
 }
@@ -102,6 +102,6 @@ void determineTheObjectsObjectClass() {
           traceTexts[static_cast<std::size_t>(objectClass)]);
 }
 
-int lineThatTellsObjectClass() {
-    return findTelling().line;
+int lineOfObjectClass() {
+    return findClassLine().line;
 }

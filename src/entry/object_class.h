@@ -28,11 +28,11 @@ extern ObjectClass objectClass;
 void determineTheObjectsObjectClass();
 
 // The index of the line that tells the current entry's class, or -1 when none does.
-int lineThatTellsObjectClass();
+int lineOfObjectClass();
 
 // Whether `head`, a line up to one of its colons, ends in the name of the attribute that tells
 // object classes. Only these two spellings count, as the registry writes no other.
-inline bool isObjectClassName(std::string_view head) {
-    return head.ends_with("lass:") &&
-           (head.ends_with("objectClass:") || head.ends_with("objectclass:"));
+inline bool isObjectClassName(std::string_view colonPrefix) {
+    return colonPrefix.ends_with("lass:") &&
+           (colonPrefix.ends_with("objectClass:") || colonPrefix.ends_with("objectclass:"));
 }

@@ -46,7 +46,7 @@ const char* dostristr(std::string_view haystack, std::string_view needle);
 // Returns whether it did. An attribute name ends in its only colon, so that looking for one
 // anywhere in a line comes down to looking at how these heads end.
 template <class Visit>
-bool someHead(std::string_view line, Visit visit) {
+bool someColonPrefix(std::string_view line, Visit visit) {
     const char* const begin = line.data();
     const char* const end = begin + line.size();
     for (const char* at = begin; at != end;) {

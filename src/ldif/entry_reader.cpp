@@ -4,9 +4,9 @@
 #include "driver/diagnostics/trace.h"
 #include "entry/entry.h"
 #include "entry/text.h"
-#include "ldif/claims.h"
-#include "ldif/pass_through.h"
+#include "ldif/pass_through_entries.h"
 #include "ldif/run_files.h"
+#include "ldif/run_locks.h"
 
 bool changetypeSeen = false;
 FilePosition filePositionOfChangetypeSearch;
@@ -40,8 +40,8 @@ void lookForChangetype(std::string_view lines, const LineReader& stream) {
         return;
     }
     filePositionOfChangetypeSearch.offset = end;
-    changetypeSeen =
-        someHead(lines, [](std::string_view head) { return head.ends_with("changetype:"); });
+    changetypeSeen = someColonPrefix(
+        lines, [](std::string_view colonPrefix) { return colonPrefix.ends_with("changetype:"); });
 }
 
 enum Source { EXPORT, WORK_FILE };

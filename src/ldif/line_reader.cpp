@@ -80,7 +80,7 @@ int LineReader::readLine(std::string_view& line) {
 }
 
 LineReader::Run LineReader::readRunAtHand() {
-    constexpr std::size_t mostLines = 1000;
+    constexpr std::size_t maxLines = 1000;
     runEnds_.clear();
     if (holdsNul_) {
         return {};
@@ -88,7 +88,7 @@ LineReader::Run LineReader::readRunAtHand() {
     const char* const begin = buffer_.data() + next_;
     const char* const end = buffer_.data() + end_;
     const char* at = begin;
-    while (end - at >= 2 && runEnds_.size() < mostLines) {
+    while (end - at >= 2 && runEnds_.size() < maxLines) {
         const char first = *at == ' ' ? at[1] : *at;  // that of the value, in a continuation
         if (static_cast<unsigned char>(first) <= '#') {
             break;  // may be blank or a comment

@@ -12,9 +12,9 @@
 #include "entry/filters.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
-#include "ldif/claims.h"
 #include "ldif/entry_reader.h"
 #include "ldif/run_files.h"
+#include "ldif/run_locks.h"
 #include "ldif/work_file.h"
 
 namespace {

@@ -17,10 +17,10 @@
 #include "entry/entry.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
-#include "ldif/claims.h"
 #include "ldif/entry_reader.h"
-#include "ldif/pass_through.h"
+#include "ldif/pass_through_entries.h"
 #include "ldif/run_files.h"
+#include "ldif/run_locks.h"
 
 namespace {
 
@@ -52,9 +52,9 @@ void openInput() {
 }
 
 void openWorkFile() {
-    std::optional<Message> problem = claimWorkFile();
+    std::optional<Message> problem = lockWorkFile();
     if (!problem && stagedFile.open(temp_input_ldif_filename, O_APPEND | O_NOFOLLOW) != 0) {
-        problem = claimMessage(temp_input_ldif_filename);
+        problem = lockMessage(temp_input_ldif_filename);
     }
     if (problem) {
         fail(format("copyOriginalInputFileToTempInputFile():  Unable to open temporary input LDIF "
@@ -105,9 +105,10 @@ Line lineAt(std::string_view lines, std::size_t at) {
 
 void writeToOutput(std::string_view attributes) {
     std::size_t written = 0;
-    someHead(attributes, [&](std::string_view head) {
-        const std::size_t colon = head.size() - 1;
-        if (colon >= written && isEntryIdentifier(head, attributes.substr(head.size()))) {
+    someColonPrefix(attributes, [&](std::string_view colonPrefix) {
+        const std::size_t colon = colonPrefix.size() - 1;
+        if (colon >= written &&
+            isEntryIdentifier(colonPrefix, attributes.substr(colonPrefix.size()))) {
             const Line line = lineAt(attributes, colon);
             writeOrFail(ofp, attributes.substr(written, line.start - written));
             written = line.end;
@@ -121,9 +122,9 @@ void writeToOutput(std::string_view attributes) {
 // Entry identifiers stay in the work file; they are dropped when the new entries are written.
 void writeToWorkFile(std::string_view attributes) {
     std::size_t written = 0;
-    someHead(attributes, [&](std::string_view head) {
-        if (head.size() > written && isNormalized(head)) {
-            const Line line = lineAt(attributes, head.size() - 1);
+    someColonPrefix(attributes, [&](std::string_view colonPrefix) {
+        if (colonPrefix.size() > written && isNormalized(colonPrefix)) {
+            const Line line = lineAt(attributes, colonPrefix.size() - 1);
             writeOrFail(stagedFile, attributes.substr(written, line.start - written));
             std::string attribute(attributes.substr(line.start, line.end - line.start));
             commaSpaceEater(attribute);
@@ -175,9 +176,9 @@ bool belongsInOutput() {
     }
 }
 
-bool isNormalized(std::string_view head) {
+bool isNormalized(std::string_view colonPrefix) {
     // This one spelling alone: owners are compared without blanks beside their commas anyway.
-    return head.ends_with("secdn:");
+    return colonPrefix.ends_with("secdn:");
 }
 
 int copyOriginalInputFileToTempInputFile() {

@@ -22,4 +22,4 @@ bool belongsInOutput();
 
 // Whether a line of the work file that has `head`, the line up to one of its colons, loses the
 // blanks beside its commas.
-bool isNormalized(std::string_view head);
+bool isNormalized(std::string_view colonPrefix);

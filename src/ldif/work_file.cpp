@@ -22,7 +22,7 @@ struct Stretch {
 
 // Entries stepped over in the current pass, those that stand back to back as one. When there are
 // too many, the last one also takes in what is between them.
-constexpr std::size_t mostStretches = 65536;
+constexpr std::size_t maxStretches = 65536;
 std::vector<Stretch> steppedOver;
 
 // What the last pass has left, up to the end of the file, and which of it is next; written by
@@ -34,7 +34,7 @@ bool isRemainderKnown = false;
 
 void noteSteppedOver(off_t start, off_t end) {
     if (!steppedOver.empty() &&
-        (steppedOver.back().end == start || steppedOver.size() == mostStretches)) {
+        (steppedOver.back().end == start || steppedOver.size() == maxStretches)) {
         steppedOver.back().end = end;
     } else {
         steppedOver.push_back({start, end});
@@ -58,7 +58,7 @@ int blankLineByLine(LineReader& stream) {
         zr_printf_utf8(positionMessage("fgetpos()", returnCode));
         return -1;
     }
-    constexpr std::size_t mostAtOnce = 256 * 1024;  // of an entry that may be of any size
+    constexpr std::size_t maxAtOnce = 256 * 1024;  // of an entry that may be of any size
     static std::string blanks;
     blanks.clear();
     bool objectHasBegun = false;
@@ -72,7 +72,7 @@ int blankLineByLine(LineReader& stream) {
             continue;
         }
         objectHasBegun = true;
-        if (blanks.size() + nextLine.size() > mostAtOnce) {
+        if (blanks.size() + nextLine.size() > maxAtOnce) {
             if (stream.overwrite(start, blanks) != 0) {
                 return -1;
             }

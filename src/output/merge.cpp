@@ -85,7 +85,7 @@ void append(std::string_view& line) {
 }
 
 // What the heads of a line, up to each of its colons, tell of it.
-struct LineHeads {
+struct LinePrefixes {
     std::string_view name;  // the first of them
     bool holdsObjectClassName = false;
     bool namesDomain = false;
@@ -99,17 +99,19 @@ public:
     }
 
     // Those of `line`, which must be the next one.
-    LineHeads read(std::string_view line) {
-        LineHeads heads;
+    LinePrefixes read(std::string_view line) {
+        LinePrefixes colonPrefixes;
         while (colon_ < line.data() + line.size()) {
-            const std::string_view head(line.data(),
-                                        static_cast<std::size_t>(colon_ + 1 - line.data()));
-            heads.name = heads.name.empty() ? head : heads.name;
-            heads.holdsObjectClassName = heads.holdsObjectClassName || isObjectClassName(head);
-            heads.namesDomain = heads.namesDomain || endsIgnoringCase(head, "secauthority:");
+            const std::string_view colonPrefix(line.data(),
+                                               static_cast<std::size_t>(colon_ + 1 - line.data()));
+            colonPrefixes.name = colonPrefixes.name.empty() ? colonPrefix : colonPrefixes.name;
+            colonPrefixes.holdsObjectClassName =
+                colonPrefixes.holdsObjectClassName || isObjectClassName(colonPrefix);
+            colonPrefixes.namesDomain =
+                colonPrefixes.namesDomain || endsIgnoringCase(colonPrefix, "secauthority:");
             findColon(colon_ + 1);
         }
-        return heads;
+        return colonPrefixes;
     }
 
 private:
@@ -126,27 +128,27 @@ void mergeFirst(EntryView entry, Lines& first, Lines& second, NameSearch& search
     HeadReader reader(entry.text());
     for (std::size_t i = 0; i < first.size(); ++i) {
         std::string_view& line = first[i];
-        const LineHeads heads = reader.read(line);
+        const LinePrefixes colonPrefixes = reader.read(line);
         // Anywhere in the line, and before anything else is asked of it: a line that only speaks of
         // an object class in its value is kept as well.
-        if (heads.holdsObjectClassName) {
+        if (colonPrefixes.holdsObjectClassName) {
             append(line);
             continue;
         }
-        if (heads.name.empty()) {
+        if (colonPrefixes.name.empty()) {
             failWithoutColon(entry, i, "mergeObjects():  attributeClone = ");
         }
-        if (isDnName(heads.name)) {
+        if (isDnName(colonPrefixes.name)) {
             append(line);
             continue;
         }
-        if (isOnDropList(heads.name)) {
+        if (isOnDropList(colonPrefixes.name)) {
             continue;
         }
-        const std::size_t match = search.find(second, heads.name);
+        const std::size_t match = search.find(second, colonPrefixes.name);
         const bool found = match != second.size();
         // The entry's own domain counts, not that of its mapping entry.
-        if (!found || heads.namesDomain) {
+        if (!found || colonPrefixes.namesDomain) {
             append(line);
         } else {
             append(second[match]);

@@ -42,8 +42,8 @@ void NameSearch::findParts(EntryView entry) {
     const std::span<const std::uint32_t> lineEnds = entry.lineEnds();
     std::uint32_t line = 0;
     std::uint32_t begin = 0;
-    someHead(text, [&](std::string_view head) {
-        const auto end = static_cast<std::uint32_t>(head.size());
+    someColonPrefix(text, [&](std::string_view colonPrefix) {
+        const auto end = static_cast<std::uint32_t>(colonPrefix.size());
         while (end > lineEnds[line]) {
             begin = lineEnds[line++];
         }

@@ -76,8 +76,8 @@ int writeRun(const Writer& writer, OutputFile& stream, EntryView entry, int firs
 // Writes all lines of the entry but its old DN line, in runs between those that the filter drops.
 int writeLines(const Writer& writer, OutputFile& stream, EntryView entry, const NameSet& filter) {
     int first = 1;
-    const bool failed = someHead(
-        entry, [&filter](std::string_view head) { return filter.matches(head); },
+    const bool failed = someColonPrefix(
+        entry, [&filter](std::string_view colonPrefix) { return filter.matches(colonPrefix); },
         [&](int line, std::string_view, std::string_view) {
             if (line < first) {
                 return false;

@@ -16,7 +16,7 @@
 namespace {
 
 bool isEndPredicted() {
-    return std::any_of(kinds().begin(), kinds().end(), [](const KindText& text) {
+    return std::any_of(kinds().begin(), kinds().end(), [](const FindingText& text) {
         return text.severity == Severity::ENDS && total(text.kind) > 0;
     });
 }
@@ -31,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     writeFile(input, fuzz.text);
     scanInput(fuzz.first);
     const bool isPredicted = isEndPredicted();
-    const Result result = run({{}, fuzz.text}, mostSlots, false);
+    const Result result = run({{}, fuzz.text}, maxSlots, false);
     require(!result.refusal || isPredicted, "a refusal is predicted");
     workplace.leave();
     return 0;

@@ -25,12 +25,12 @@ struct FatalEnd {
 };
 
 std::string expanded(std::string_view text) {
-    constexpr int mostRuns = 8;
+    constexpr int maxRuns = 8;
     constexpr std::size_t runLength = 4090;
     std::string result;
     int runs = 0;
     for (const char c : text) {
-        if (c == '\x1e' && ++runs <= mostRuns) {
+        if (c == '\x1e' && ++runs <= maxRuns) {
             result.append(runLength, 'l');
         } else {
             result += c;

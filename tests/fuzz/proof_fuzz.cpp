@@ -25,19 +25,19 @@
 
 namespace {
 
-constexpr std::size_t mostShown = 10;
+constexpr std::size_t maxShown = 10;
 
 // Makes the text the input, and tells whether it is without findings.
 bool isSoundInput(std::string_view text) {
     writeFile(input, text);
-    scanInput(mostShown);
+    scanInput(maxShown);
     return totalOfAllKinds() == 0;
 }
 
 std::uint64_t differences(std::string_view migrated) {
     writeFile(output, migrated);
-    beginFindings(mostShown);
-    prove(input, output);
+    beginFindings(maxShown);
+    compareOutput(input, output);
     resetProgram();
     return totalOfAllKinds();
 }
@@ -114,7 +114,7 @@ void verifyOther(std::string_view text, std::string_view migrated) {
 
 void verifyOwn(const FuzzInput& fuzz) {
     const bool isSound = isSoundInput(fuzz.text);
-    const Result result = run({{}, fuzz.text}, mostSlots, false);
+    const Result result = run({{}, fuzz.text}, maxSlots, false);
     require(result.output.has_value(), "there is an output");
     const std::string other = mutated(*result.output, fuzz);
     const bool isAccepted = differences(other) == 0;

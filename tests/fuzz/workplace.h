@@ -42,7 +42,7 @@ struct Result {
 };
 
 // Four bits for the users and four for the groups: 1 to 15 slots, or as many as there can be.
-inline constexpr unsigned mostSlots = 0xff;
+inline constexpr unsigned maxSlots = 0xff;
 
 // Migrates the export in the current folder. Requires that the run ends with status 0 or refuses
 // the export, and leaves the input as it is.

@@ -104,12 +104,12 @@ ShortText speedField(const Progress& progress) {
 ShortText timeLeftField(const Progress& progress) {
     ShortText field;
     if (hasRate(progress)) {
-        constexpr double mostSeconds = 99 * 3600 + 59 * 60 + 59;
+        constexpr double maxSeconds = 99 * 3600 + 59 * 60 + 59;
         const auto moved = static_cast<double>(progress.done - progress.begin);
         const auto left = static_cast<double>(progress.total - progress.done);
         const double wanted = left / moved * static_cast<double>(progress.elapsed.count()) / 1000;
         const auto seconds =
-            static_cast<std::int64_t>(std::ceil(std::clamp(wanted, 0.0, mostSeconds)));
+            static_cast<std::int64_t>(std::ceil(std::clamp(wanted, 0.0, maxSeconds)));
         const std::int64_t minutes = seconds / 60;
         if (minutes >= 60) {
             field.append(minutes / 60);

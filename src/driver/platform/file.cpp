@@ -41,10 +41,10 @@ FileState stateFrom(const struct stat& status) {
 
 // The name that opening `name` leads to in the end, whether or not there is such a file.
 std::filesystem::path followLinks(const std::string& name) {
-    constexpr int mostLinks = 40;  // as many as Linux itself follows, path_resolution(7)
+    constexpr int maxLinks = 40;  // as many as Linux itself follows, path_resolution(7)
     std::filesystem::path path = name;
     std::error_code error;
-    for (int links = 0; links < mostLinks && std::filesystem::is_symlink(path, error); ++links) {
+    for (int links = 0; links < maxLinks && std::filesystem::is_symlink(path, error); ++links) {
         path = path.parent_path() / std::filesystem::read_symlink(path, error);
     }
     return path;

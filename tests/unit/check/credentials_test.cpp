@@ -12,13 +12,13 @@ protected:
     void SetUp() override {
         forgetCredentials();
         for (const std::uint64_t lines : {5U, 3U, 5U, 9U}) {
-            expectCredential(lines, place += 100);
+            expectCredential(lines, offset += 100);
         }
     }
     void TearDown() override {
         forgetCredentials();
     }
-    off_t place = 0;
+    off_t offset = 0;
 };
 
 using Places = std::vector<off_t>;
@@ -26,12 +26,12 @@ using Places = std::vector<off_t>;
 TEST_F(CredentialsTest, AreTakenInTheirOrder) {
     EXPECT_TRUE(takeCredential(5));
     EXPECT_TRUE(takeCredential(3));
-    EXPECT_EQ(placesOfMissingCredentials(), (Places{300, 400}));
+    EXPECT_EQ(offsetsOfMissingCredentials(), (Places{300, 400}));
     EXPECT_TRUE(takeCredential(5));
     EXPECT_TRUE(takeCredential(9));
-    EXPECT_EQ(placesOfMissingCredentials(), Places());
+    EXPECT_EQ(offsetsOfMissingCredentials(), Places());
     EXPECT_FALSE(takeCredential(9));
-    EXPECT_EQ(placesOfMissingCredentials(), Places());
+    EXPECT_EQ(offsetsOfMissingCredentials(), Places());
 }
 
 TEST_F(CredentialsTest, AreTakenInAnyOrder) {
@@ -41,23 +41,23 @@ TEST_F(CredentialsTest, AreTakenInAnyOrder) {
     EXPECT_FALSE(takeCredential(4));
     EXPECT_TRUE(takeCredential(5));
     EXPECT_FALSE(takeCredential(5));
-    EXPECT_EQ(placesOfMissingCredentials(), Places{200});
+    EXPECT_EQ(offsetsOfMissingCredentials(), Places{200});
 }
 
 TEST_F(CredentialsTest, OfEqualOnesTheFirstIsTakenFirst) {
     EXPECT_TRUE(takeCredential(9));
     EXPECT_TRUE(takeCredential(5));
-    std::vector<off_t> missing = placesOfMissingCredentials();
+    std::vector<off_t> missing = offsetsOfMissingCredentials();
     std::sort(missing.begin(), missing.end());
     EXPECT_EQ(missing, (Places{200, 300}));
 }
 
 TEST_F(CredentialsTest, ThoseTakenAreFoundAgain) {
-    EXPECT_EQ(placeOfTakenCredential(5), -1);
+    EXPECT_EQ(offsetOfTakenCredential(5), -1);
     EXPECT_TRUE(takeCredential(5));
     EXPECT_TRUE(takeCredential(5));
-    EXPECT_EQ(placeOfTakenCredential(5), 100);
-    EXPECT_EQ(placeOfTakenCredential(3), -1);
+    EXPECT_EQ(offsetOfTakenCredential(5), 100);
+    EXPECT_EQ(offsetOfTakenCredential(3), -1);
 }
 
 TEST_F(CredentialsTest, ManyThatComeBackwardsTakeNoLonger) {
@@ -69,7 +69,7 @@ TEST_F(CredentialsTest, ManyThatComeBackwardsTakeNoLonger) {
     for (std::uint64_t i = count; i > 0; --i) {
         ASSERT_TRUE(takeCredential(i - 1));
     }
-    EXPECT_TRUE(placesOfMissingCredentials().empty());
+    EXPECT_TRUE(offsetsOfMissingCredentials().empty());
 }
 
 }  // namespace

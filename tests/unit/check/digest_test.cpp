@@ -31,7 +31,7 @@ TEST(DigestIgnoringCase, FoldsTheAsciiLettersAlone) {
     }
 }
 
-TEST(DigestOf, TellsCapitalsFromSmallLetters) {
+TEST(DigestOf, DistinguishesCapitalsFromSmallLetters) {
     EXPECT_NE(digestOf("cn: Ann"), digestOf("cn: ann"));
     EXPECT_EQ(digestOf("cn: ann"), digestIgnoringCase("CN: ANN"));
 }

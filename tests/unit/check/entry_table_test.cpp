@@ -14,7 +14,7 @@ TEST(EntryTableTest, AnEmptyOneHasNothingToTake) {
     EntryTable table;
     EXPECT_TRUE(table.empty());
     EXPECT_EQ(table.take(1), -1);
-    EXPECT_TRUE(table.places().empty());
+    EXPECT_TRUE(table.offsets().empty());
 }
 
 TEST(EntryTableTest, EntriesAreTakenByTheirLinesAlone) {
@@ -22,7 +22,7 @@ TEST(EntryTableTest, EntriesAreTakenByTheirLinesAlone) {
     table.add(7, 300);
     table.add(7 + 16, 200);
     EXPECT_EQ(table.take(8), -1);
-    EXPECT_EQ(table.places(), (std::vector<off_t>{200, 300}));
+    EXPECT_EQ(table.offsets(), (std::vector<off_t>{200, 300}));
     EXPECT_EQ(table.take(7), 300);
     EXPECT_EQ(table.take(7), -1);
     EXPECT_EQ(table.take(23), 200);
@@ -31,10 +31,10 @@ TEST(EntryTableTest, EntriesAreTakenByTheirLinesAlone) {
 
 TEST(EntryTableTest, EqualEntriesCostNoMoreThanOthers) {
     EntryTable table;
-    for (off_t place = 0; place < 200'000; ++place) {
-        table.add(1, place);
+    for (off_t offset = 0; offset < 200'000; ++offset) {
+        table.add(1, offset);
     }
-    for (off_t place = 0; place < 200'000; ++place) {
+    for (off_t offset = 0; offset < 200'000; ++offset) {
         ASSERT_NE(table.take(1), -1);
     }
     EXPECT_TRUE(table.empty());
@@ -44,11 +44,11 @@ TEST(EntryTableTest, ItHoldsWhatAMultimapHolds) {
     Dice dice(1);
     EntryTable table;
     std::multimap<std::uint64_t, off_t> expected;
-    for (off_t place = 0; place < 20'000; ++place) {
+    for (off_t offset = 0; offset < 20'000; ++offset) {
         const std::uint64_t lines = dice.upTo(500);
         if (dice.upTo(2) != 0) {
-            table.add(lines, place);
-            expected.emplace(lines, place);
+            table.add(lines, offset);
+            expected.emplace(lines, offset);
             continue;
         }
         const off_t taken = table.take(lines);
@@ -61,12 +61,12 @@ TEST(EntryTableTest, ItHoldsWhatAMultimapHolds) {
             expected.erase(found);
         }
     }
-    std::vector<off_t> places;
-    for (const auto& [lines, place] : expected) {
-        places.push_back(place);
+    std::vector<off_t> offsets;
+    for (const auto& [lines, offset] : expected) {
+        offsets.push_back(offset);
     }
-    std::sort(places.begin(), places.end());
-    EXPECT_EQ(table.places(), places);
+    std::sort(offsets.begin(), offsets.end());
+    EXPECT_EQ(table.offsets(), offsets);
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ constexpr std::size_t longestLine = 4095;  // with its line feed
 
 // A line of the export, or a piece of one, as one finds it by dividing the whole text.
 struct Part {
-    off_t place;
+    off_t offset;
     std::int64_t line;
     std::size_t size;
     std::string text;  // up to a zero byte
@@ -51,11 +51,11 @@ bool isBlank(const std::string& text) {
 
 // An entry of the export as one finds it by reading those parts again.
 struct Expected {
-    off_t place = 0;
+    off_t offset = 0;
     std::int64_t line = 0;
     off_t end = 0;
     bool endsInBlanks = false;
-    bool isTornOff = false;
+    bool isSplitOff = false;
     bool isLast = false;
     bool hasLongLine = false;
     std::vector<std::string> lines;
@@ -68,8 +68,8 @@ std::vector<Expected> entriesOf(std::string_view text) {
     const auto finish = [&](off_t end, bool isLast) {
         entry.end = end;
         entry.isLast = isLast;
-        entry.isTornOff =
-            !entries.empty() && entries.back().endsInBlanks && entries.back().end == entry.place;
+        entry.isSplitOff =
+            !entries.empty() && entries.back().endsInBlanks && entries.back().end == entry.offset;
         entries.push_back(entry);
         entry = Expected();
     };
@@ -80,11 +80,11 @@ std::vector<Expected> entriesOf(std::string_view text) {
         if (isBlank(part.text)) {
             if (!entry.lines.empty()) {
                 entry.endsInBlanks = part.beginsLine && part.text.starts_with(' ');
-                finish(part.place + static_cast<off_t>(part.size), false);
+                finish(part.offset + static_cast<off_t>(part.size), false);
             }
         } else if (isText) {
             if (entry.lines.empty()) {
-                entry.place = part.place;
+                entry.offset = part.offset;
                 entry.line = part.line;
             }
             if (!part.text.starts_with(' ')) {
@@ -162,18 +162,18 @@ protected:
         const std::vector<Expected> entries = entriesOf(content);
         for (const Expected& entry : entries) {
             ASSERT_TRUE(readNextEntry());
-            ASSERT_EQ(current.place, entry.place);
+            ASSERT_EQ(current.offset, entry.offset);
             ASSERT_EQ(current.line, entry.line);
             ASSERT_EQ(current.end, entry.end);
-            ASSERT_EQ(current.endsInBlanks, entry.endsInBlanks) << entry.place;
-            ASSERT_EQ(current.isTornOff, entry.isTornOff) << entry.place;
-            ASSERT_EQ(current.isLast, entry.isLast) << entry.place;
-            ASSERT_EQ(current.hasLongLine, entry.hasLongLine) << entry.place;
+            ASSERT_EQ(current.endsInBlanks, entry.endsInBlanks) << entry.offset;
+            ASSERT_EQ(current.isSplitOff, entry.isSplitOff) << entry.offset;
+            ASSERT_EQ(current.isLast, entry.isLast) << entry.offset;
+            ASSERT_EQ(current.hasLongLine, entry.hasLongLine) << entry.offset;
             ASSERT_FALSE(current.isOversized);
             ASSERT_EQ(linesOf(object), entry.lines);
             for (std::size_t i = 0; i < entry.attributes.size(); ++i) {
                 ASSERT_EQ(lineOfCurrentAttribute(static_cast<int>(i)), entry.attributes[i])
-                    << entry.place << ' ' << i;
+                    << entry.offset << ' ' << i;
             }
         }
         ASSERT_FALSE(readNextEntry());
@@ -185,12 +185,12 @@ protected:
         expectEntriesOf(content);
         SCOPED_TRACE(testing::PrintToString(std::string(content)));
         for (const Expected& entry : entriesOf(content)) {
-            ASSERT_TRUE(readEntryAt(entry.place)) << entry.place;
+            ASSERT_TRUE(readEntryAt(entry.offset)) << entry.offset;
             ASSERT_EQ(linesOf(object), entry.lines);
-            ASSERT_EQ(lineAt(entry.place), entry.line);
+            ASSERT_EQ(lineAt(entry.offset), entry.line);
             for (std::size_t i = 0; i < entry.attributes.size(); ++i) {
-                ASSERT_EQ(lineOfAttribute(entry.place, static_cast<int>(i)), entry.attributes[i])
-                    << entry.place << ' ' << i;
+                ASSERT_EQ(lineOfAttribute(entry.offset, static_cast<int>(i)), entry.attributes[i])
+                    << entry.offset << ' ' << i;
             }
         }
     }
@@ -237,7 +237,7 @@ TEST_F(ExportFileTest, ThePiecesOfAnEntryAreThoseOfItsLines) {
     });
     ASSERT_EQ(pieces.size(), 6U);
     const Piece& rest = pieces[3];
-    EXPECT_EQ(rest.place, 10 + 4095);
+    EXPECT_EQ(rest.offset, 10 + 4095);
     EXPECT_EQ(rest.line, 3);
     EXPECT_FALSE(rest.beginsLine);
     const Piece& cut = pieces[4];
@@ -258,7 +258,7 @@ TEST_F(ExportFileTest, AnOversizedEntryStaysUnread) {
     ASSERT_TRUE(readNextEntry());
     EXPECT_TRUE(current.isOversized);
     EXPECT_FALSE(current.isLast);
-    EXPECT_EQ(current.place, 11);
+    EXPECT_EQ(current.offset, 11);
     EXPECT_EQ(current.line, 3);
     EXPECT_EQ(current.end, static_cast<off_t>(next));
     static int visited;
@@ -270,7 +270,7 @@ TEST_F(ExportFileTest, AnOversizedEntryStaysUnread) {
     EXPECT_EQ(visited, 250'001);
     ASSERT_TRUE(readNextEntry());
     EXPECT_FALSE(current.isOversized);
-    EXPECT_EQ(current.place, static_cast<off_t>(next));
+    EXPECT_EQ(current.offset, static_cast<off_t>(next));
     EXPECT_EQ(current.line, 3 + 250'250 + 2);
     EXPECT_EQ(linesOf(object), (std::vector<std::string>{"dn: b\n"}));
     EXPECT_FALSE(readEntryAt(11));
@@ -385,12 +385,12 @@ TEST_F(ExportFileTest, NothingIsNamedInAnEntryThatIsInPieces) {
 
 // ---- Findings
 
-TEST_F(ExportFileTest, AFindingTellsItsLineAndTheDnOfItsEntry) {
+TEST_F(ExportFileTest, AFindingHasItsLineAndTheDnOfItsEntry) {
     read("# c\ndn: a\n b\nx: 1\n folded\ny: 2\n\ndn: c\n");
-    findAt(Kind::CUT_TEXT, 2, "an effect", 5);
-    findEntry(Kind::CUT_TEXT, "another");
-    findAtPlace(32, Kind::CUT_TEXT, "a third");
-    const std::vector<Finding>& findings = shown(Kind::CUT_TEXT);
+    reportAt(FindingType::CUT_TEXT, 2, "an effect", 5);
+    reportEntry(FindingType::CUT_TEXT, "another");
+    reportAtOffset(32, FindingType::CUT_TEXT, "a third");
+    const std::vector<Finding>& findings = shown(FindingType::CUT_TEXT);
     ASSERT_EQ(findings.size(), 3U);
     EXPECT_EQ(findings[0].line, 6);
     EXPECT_EQ(findings[0].dn, "dn: ab");
@@ -404,20 +404,20 @@ TEST_F(ExportFileTest, AFindingTellsItsLineAndTheDnOfItsEntry) {
 
 TEST_F(ExportFileTest, AFindingAtAFoldedLineIsOneAtItsAttribute) {
     read("dn: a\nx: 1\n# c\ny: 2\n z\n");
-    findAtLine(Kind::CUT_TEXT, 3, "an effect");
-    EXPECT_EQ(shown(Kind::CUT_TEXT).front().line, 4);
+    reportAtLine(FindingType::CUT_TEXT, 3, "an effect");
+    EXPECT_EQ(shown(FindingType::CUT_TEXT).front().line, 4);
 }
 
 TEST_F(ExportFileTest, FindingsBeyondTheLimitAreCounted) {
     beginFindings(1);
     read("dn: a\n");
-    findEntry(Kind::CUT_TEXT, "one");
-    findEntry(Kind::CUT_TEXT, "two");
-    findAt(Kind::CUT_TEXT, 0, "three");
-    findAtPlace(0, Kind::CUT_TEXT, "four");
-    ASSERT_EQ(shown(Kind::CUT_TEXT).size(), 1U);
-    EXPECT_EQ(shown(Kind::CUT_TEXT).front().effect, "one");
-    EXPECT_EQ(total(Kind::CUT_TEXT), 4U);
+    reportEntry(FindingType::CUT_TEXT, "one");
+    reportEntry(FindingType::CUT_TEXT, "two");
+    reportAt(FindingType::CUT_TEXT, 0, "three");
+    reportAtOffset(0, FindingType::CUT_TEXT, "four");
+    ASSERT_EQ(shown(FindingType::CUT_TEXT).size(), 1U);
+    EXPECT_EQ(shown(FindingType::CUT_TEXT).front().effect, "one");
+    EXPECT_EQ(total(FindingType::CUT_TEXT), 4U);
 }
 
 // ---- Lines of a text

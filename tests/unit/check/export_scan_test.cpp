@@ -54,13 +54,13 @@ TEST_F(ExportScanTest, AVersionOfThreeCharactersIsFine) {
 TEST_F(ExportScanTest, AVersionWithoutABlankIsNotSet) {
     scan(std::string(domain) + "version:3.0\n");
     EXPECT_EQ(kindsFound(), "version-not-set ");
-    EXPECT_EQ(shown(Kind::VERSION_NOT_SET).front().line, 4);
+    EXPECT_EQ(shown(FindingType::VERSION_NOT_SET).front().line, 4);
 }
 
 TEST_F(ExportScanTest, AClassNamedInAValueIsMistaken) {
     scan("dn: cn=a\nobjectClass: person\nnote: objectClass: secResCreds\n");
     EXPECT_EQ(kindsFound(), "class-mistaken ");
-    EXPECT_EQ(shown(Kind::CLASS_MISTAKEN).front().line, 3);
+    EXPECT_EQ(shown(FindingType::CLASS_MISTAKEN).front().line, 3);
 }
 
 }  // namespace

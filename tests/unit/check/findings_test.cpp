@@ -31,16 +31,16 @@ TEST_F(FindingsTest, WhatIsNotKnownIsNoFinding) {
 }
 
 TEST(Kinds, EveryKindIsListedOnceInTheOrderOfTheEnumeration) {
-    ASSERT_EQ(kinds().size(), static_cast<std::size_t>(Kind::END));
+    ASSERT_EQ(kinds().size(), static_cast<std::size_t>(FindingType::END));
     for (std::size_t i = 0; i < kinds().size(); ++i) {
         EXPECT_EQ(static_cast<std::size_t>(kinds()[i].kind), i) << kinds()[i].id;
     }
 }
 
-TEST(Kinds, IdsAndTitlesTellTheKindsApart) {
+TEST(Kinds, IdsAndTitlesAreUnique) {
     std::set<std::string_view> ids;
     std::set<std::string_view> titles;
-    for (const KindText& text : kinds()) {
+    for (const FindingText& text : kinds()) {
         ids.insert(text.id);
         titles.insert(text.title);
         EXPECT_EQ(text.id.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-"),
@@ -53,8 +53,8 @@ TEST(Kinds, IdsAndTitlesTellTheKindsApart) {
     EXPECT_EQ(titles.count(""), 0U);
 }
 
-TEST(Kinds, EveryKindTellsWhatToDo) {
-    for (const KindText& text : kinds()) {
+TEST(Kinds, EveryTypeHasAFix) {
+    for (const FindingText& text : kinds()) {
         EXPECT_NE(text.repair, "") << text.id;
         EXPECT_FALSE(text.repair.ends_with('.')) << text.id;
         EXPECT_FALSE(text.title.ends_with('.')) << text.id;
@@ -62,65 +62,66 @@ TEST(Kinds, EveryKindTellsWhatToDo) {
 }
 
 TEST(Kinds, SeveritiesFollowOneAnother) {
-    EXPECT_TRUE(std::is_sorted(
-        kinds().begin(), kinds().end(),
-        [](const KindText& one, const KindText& other) { return one.severity < other.severity; }));
+    EXPECT_TRUE(std::is_sorted(kinds().begin(), kinds().end(),
+                               [](const FindingText& one, const FindingText& other) {
+                                   return one.severity < other.severity;
+                               }));
 }
 
 TEST_F(FindingsTest, TheFirstOfAKindAreKeptInOrderAndAllAreCounted) {
     beginFindings(2);
     for (const std::int64_t line : {30, 10, 20}) {
-        EXPECT_EQ(isShown(Kind::LONG_LINE), line != 20);
-        addFinding(Kind::LONG_LINE, inLine(line));
+        EXPECT_EQ(isShown(FindingType::LONG_LINE), line != 20);
+        addFinding(FindingType::LONG_LINE, inLine(line));
     }
-    ASSERT_EQ(shown(Kind::LONG_LINE).size(), 2U);
-    EXPECT_EQ(shown(Kind::LONG_LINE)[0].line, 30);
-    EXPECT_EQ(shown(Kind::LONG_LINE)[1].line, 10);
-    EXPECT_EQ(total(Kind::LONG_LINE), 3U);
+    ASSERT_EQ(shown(FindingType::LONG_LINE).size(), 2U);
+    EXPECT_EQ(shown(FindingType::LONG_LINE)[0].line, 30);
+    EXPECT_EQ(shown(FindingType::LONG_LINE)[1].line, 10);
+    EXPECT_EQ(total(FindingType::LONG_LINE), 3U);
 }
 
 TEST_F(FindingsTest, TheLimitIsOneOfEachKind) {
     beginFindings(1);
-    addFinding(Kind::LONG_LINE, inLine(1));
-    EXPECT_TRUE(isShown(Kind::CUT_TEXT));
-    addFinding(Kind::CUT_TEXT, inLine(2));
-    EXPECT_EQ(shown(Kind::LONG_LINE).front().line, 1);
-    EXPECT_EQ(shown(Kind::CUT_TEXT).front().line, 2);
+    addFinding(FindingType::LONG_LINE, inLine(1));
+    EXPECT_TRUE(isShown(FindingType::CUT_TEXT));
+    addFinding(FindingType::CUT_TEXT, inLine(2));
+    EXPECT_EQ(shown(FindingType::LONG_LINE).front().line, 1);
+    EXPECT_EQ(shown(FindingType::CUT_TEXT).front().line, 2);
     EXPECT_EQ(totalOfAllKinds(), 2U);
 }
 
 TEST_F(FindingsTest, WithALimitOfZeroFindingsAreCountedAlone) {
     beginFindings(0);
-    EXPECT_FALSE(isShown(Kind::LONG_LINE));
-    addFinding(Kind::LONG_LINE, inLine(1));
-    countFinding(Kind::LONG_LINE);
-    EXPECT_TRUE(shown(Kind::LONG_LINE).empty());
-    EXPECT_EQ(total(Kind::LONG_LINE), 2U);
+    EXPECT_FALSE(isShown(FindingType::LONG_LINE));
+    addFinding(FindingType::LONG_LINE, inLine(1));
+    countFinding(FindingType::LONG_LINE);
+    EXPECT_TRUE(shown(FindingType::LONG_LINE).empty());
+    EXPECT_EQ(total(FindingType::LONG_LINE), 2U);
 }
 
 TEST_F(FindingsTest, OneThatIsOnlyCountedTakesNoRoom) {
     beginFindings(1);
-    countFinding(Kind::LONG_LINE);
-    addFinding(Kind::LONG_LINE, inLine(7));
-    ASSERT_EQ(shown(Kind::LONG_LINE).size(), 1U);
-    EXPECT_EQ(total(Kind::LONG_LINE), 2U);
+    countFinding(FindingType::LONG_LINE);
+    addFinding(FindingType::LONG_LINE, inLine(7));
+    ASSERT_EQ(shown(FindingType::LONG_LINE).size(), 1U);
+    EXPECT_EQ(total(FindingType::LONG_LINE), 2U);
 }
 
 TEST_F(FindingsTest, BeginningForgetsAll) {
     beginFindings(5);
-    addFinding(Kind::LONG_LINE, inLine(1));
+    addFinding(FindingType::LONG_LINE, inLine(1));
     beginFindings(5);
     EXPECT_EQ(totalOfAllKinds(), 0U);
-    EXPECT_TRUE(shown(Kind::LONG_LINE).empty());
+    EXPECT_TRUE(shown(FindingType::LONG_LINE).empty());
 }
 
 TEST_F(FindingsTest, OnlyWhatDiffersIsKept) {
     beginFindings(1);
-    for (const KindText& text : kinds()) {
+    for (const FindingText& text : kinds()) {
         addFinding(text.kind, inLine(1));
     }
     keepDifferencesAlone();
-    for (const KindText& text : kinds()) {
+    for (const FindingText& text : kinds()) {
         const bool isKept = text.severity == Severity::DIFFERS;
         EXPECT_EQ(total(text.kind), isKept ? 1U : 0U) << text.id;
         EXPECT_EQ(shown(text.kind).size(), isKept ? 1U : 0U) << text.id;

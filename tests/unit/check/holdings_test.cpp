@@ -42,7 +42,7 @@ constexpr std::uint64_t views = 10 * 16;
 constexpr std::uint64_t colons = 10 * 16;
 
 TEST_F(HoldingsTest, WithoutOwnersNothingIsHeld) {
-    EXPECT_EQ(mostHeld(1, 1, 5000), 0U);
+    EXPECT_EQ(maxHeld(1, 1, 5000), 0U);
 }
 
 TEST_F(HoldingsTest, AnOwnerTakesItsSlotItsEntriesAndTheirMerge) {
@@ -50,7 +50,7 @@ TEST_F(HoldingsTest, AnOwnerTakesItsSlotItsEntriesAndTheirMerge) {
     holdEntry(0, false, Part::OWN, entryOf(10, 100), 0);
     holdEntry(0, false, Part::MAPPING, entryOf(10, 100), 0);
     holdEntry(0, false, Part::POLICY, entryOf(10, 100), 7);
-    EXPECT_EQ(mostHeld(1, 1, 0),
+    EXPECT_EQ(maxHeld(1, 1, 0),
               100 + 3 * stored + 7 + placesFor(1) + 2 * stored + 2 * views + colons);
 }
 
@@ -59,25 +59,25 @@ TEST_F(HoldingsTest, AnEntryBelowUsersIsMergedWithTheResultOfTheOthers) {
         holdEntry(0, false, part, entryOf(10, 100), 0);
     }
     holdOwner(0, false, 0);
-    EXPECT_EQ(mostHeld(1, 1, 0), 3 * stored + placesFor(1) + 5 * stored + 3 * views + 2 * colons);
+    EXPECT_EQ(maxHeld(1, 1, 0), 3 * stored + placesFor(1) + 5 * stored + 3 * views + 2 * colons);
 }
 
 TEST_F(HoldingsTest, TheMergeTakesThePlaceOfTheEntryRead) {
     holdOwner(0, true, 0);
     holdEntry(0, true, Part::OWN, entryOf(1, 1000), 0);
-    const std::uint64_t alone = mostHeld(1, 1, 0);
-    EXPECT_EQ(mostHeld(1, 1, 600), alone - 600);
-    EXPECT_EQ(mostHeld(1, 1, 100'000), alone - 1008);
+    const std::uint64_t alone = maxHeld(1, 1, 0);
+    EXPECT_EQ(maxHeld(1, 1, 600), alone - 600);
+    EXPECT_EQ(maxHeld(1, 1, 100'000), alone - 1008);
 }
 
 TEST_F(HoldingsTest, PassesTakeOwnersInTheirOrder) {
     for (OwnerNumber i = 0; i < 10; ++i) {
         holdOwner(i, false, i < 2 ? 1000 : 10);
     }
-    EXPECT_EQ(mostHeld(1, 1, 0), 1000 + placesFor(1));
-    EXPECT_EQ(mostHeld(2, 1, 0), 2000 + placesFor(2));
-    EXPECT_EQ(mostHeld(3, 1, 0), 2010 + placesFor(3));
-    EXPECT_EQ(mostHeld(10, 1, 0), 2080 + placesFor(10));
+    EXPECT_EQ(maxHeld(1, 1, 0), 1000 + placesFor(1));
+    EXPECT_EQ(maxHeld(2, 1, 0), 2000 + placesFor(2));
+    EXPECT_EQ(maxHeld(3, 1, 0), 2010 + placesFor(3));
+    EXPECT_EQ(maxHeld(10, 1, 0), 2080 + placesFor(10));
 }
 
 TEST_F(HoldingsTest, UsersAndGroupsOfOnePassAreHeldTogether) {
@@ -85,8 +85,8 @@ TEST_F(HoldingsTest, UsersAndGroupsOfOnePassAreHeldTogether) {
     holdOwner(1, true, 10);
     holdOwner(2, false, 500);
     holdOwner(3, true, 700);
-    EXPECT_EQ(mostHeld(1, 1, 0), 1200 + 2 * placesFor(1));
-    EXPECT_EQ(mostHeld(2, 1, 0), 700 + placesFor(1));
+    EXPECT_EQ(maxHeld(1, 1, 0), 1200 + 2 * placesFor(1));
+    EXPECT_EQ(maxHeld(2, 1, 0), 700 + placesFor(1));
 }
 
 TEST_F(HoldingsTest, WhatAMergeHasTakenStays) {
@@ -94,11 +94,11 @@ TEST_F(HoldingsTest, WhatAMergeHasTakenStays) {
     holdEntry(0, false, Part::OWN, entryOf(10, 100), 0);
     holdEntry(0, false, Part::MAPPING, entryOf(10, 100), 0);
     holdOwner(1, false, 5000);
-    EXPECT_EQ(mostHeld(1, 1, 0), 5000 + placesFor(1) + 2 * stored + 2 * views + colons);
+    EXPECT_EQ(maxHeld(1, 1, 0), 5000 + placesFor(1) + 2 * stored + 2 * views + colons);
 }
 
 // The slots of owners alone, of the sizes `bytes`.
-std::uint64_t mostOfPasses(const std::vector<std::uint64_t>& bytes, std::size_t slots) {
+std::uint64_t maxOfPasses(const std::vector<std::uint64_t>& bytes, std::size_t slots) {
     std::uint64_t most = 0;
     for (std::size_t from = 0; from < bytes.size(); from += slots) {
         const std::size_t held = std::min(slots, bytes.size() - from);
@@ -120,8 +120,8 @@ TEST_F(HoldingsTest, OfManyThousandOwnersNoPassTakesMoreThanIsPredicted) {
         holdOwner(i, false, bytes.back());
     }
     for (const std::size_t slots : {50'000U, 20'000U, 7001U, 1000U, 400U, 3U, 1U}) {
-        const std::uint64_t exact = mostOfPasses(bytes, slots);
-        const std::uint64_t predicted = mostHeld(slots, 1, 0);
+        const std::uint64_t exact = maxOfPasses(bytes, slots);
+        const std::uint64_t predicted = maxHeld(slots, 1, 0);
         EXPECT_GE(predicted, exact) << slots;
         EXPECT_LE(predicted, exact + exact / 4) << slots;
     }

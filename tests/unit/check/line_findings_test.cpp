@@ -35,7 +35,7 @@ protected:
         ASSERT_TRUE(readNextEntry());
     }
     // The line of the only finding of this kind, 0 when there is none.
-    static std::int64_t lineOf(Kind kind) {
+    static std::int64_t lineOf(FindingType kind) {
         EXPECT_LE(total(kind), 1U);
         return shown(kind).empty() ? 0 : shown(kind).front().line;
     }
@@ -43,53 +43,53 @@ protected:
 
 TEST_F(LineFindingsTest, AFoldedCommentIsToldInItsFirstLine) {
     read("dn: a\n# one\n# two\n folded\nx: 1\n");
-    tellLineTrouble();
-    EXPECT_EQ(lineOf(Kind::FOLDED_COMMENT), 3);
+    reportLineFindings();
+    EXPECT_EQ(lineOf(FindingType::FOLDED_COMMENT), 3);
 }
 
 TEST_F(LineFindingsTest, ACommentInFrontOfAFoldedLineOfAnAttributeIsOneThatIsFolded) {
     read("dn: a\nx: 1\n# c\n  2\n");
-    tellLineTrouble();
-    EXPECT_EQ(lineOf(Kind::FOLDED_COMMENT), 3);
+    reportLineFindings();
+    EXPECT_EQ(lineOf(FindingType::FOLDED_COMMENT), 3);
 }
 
 TEST_F(LineFindingsTest, CommentsOnLinesOfTheirOwnAreFine) {
     read("# c\ndn: a\n b\n# c\n# d\nx: 1\n# e\n\n");
-    tellLineTrouble();
+    reportLineFindings();
     EXPECT_EQ(totalOfAllKinds(), 0U);
 }
 
 TEST_F(LineFindingsTest, AZeroByteIsToldInItsLine) {
     read(std::string_view("dn: a\nx: 1\0\n\n", 13));
-    tellLineTrouble();
-    EXPECT_EQ(lineOf(Kind::CUT_TEXT), 2);
+    reportLineFindings();
+    EXPECT_EQ(lineOf(FindingType::CUT_TEXT), 2);
 }
 
 TEST_F(LineFindingsTest, TextBehindACarriageReturnIsLost) {
     read("dn: a\r\nx: 1\ry\n folded\r\n\r\n");
-    tellLineTrouble();
-    EXPECT_EQ(lineOf(Kind::CUT_TEXT), 2);
+    reportLineFindings();
+    EXPECT_EQ(lineOf(FindingType::CUT_TEXT), 2);
 }
 
 TEST_F(LineFindingsTest, CarriageReturnsAtTheEndOfALineAreNoText) {
     read("dn: a\r\nx: 1\r\r\n\r\n");
-    tellLineTrouble();
+    reportLineFindings();
     EXPECT_EQ(totalOfAllKinds(), 0U);
 }
 
 TEST_F(LineFindingsTest, ALineOfAnyLengthIsToldOnce) {
     read("dn: a\nx: " + std::string(20'000, 'y') + "\n\n");
-    tellLongLines();
-    EXPECT_EQ(lineOf(Kind::LONG_LINE), 2);
+    reportLongLines();
+    EXPECT_EQ(lineOf(FindingType::LONG_LINE), 2);
 }
 
 TEST_F(LineFindingsTest, FromFourThousandAndNinetyFiveBytesOnALineIsTooLong) {
     read("dn: a\nx: " + std::string(4091, 'y') + "\n\n");
-    tellLongLines();
-    EXPECT_EQ(lineOf(Kind::LONG_LINE), 0);
+    reportLongLines();
+    EXPECT_EQ(lineOf(FindingType::LONG_LINE), 0);
     read("dn: a\nx: " + std::string(4092, 'y') + "\n\n");
-    tellLongLines();
-    EXPECT_EQ(lineOf(Kind::LONG_LINE), 2);
+    reportLongLines();
+    EXPECT_EQ(lineOf(FindingType::LONG_LINE), 2);
 }
 
 TEST_F(LineFindingsTest, ALineDroppedForItsOwnNameIsCountedAlone) {
@@ -105,9 +105,9 @@ TEST_F(LineFindingsTest, ALineDroppedForAnotherNameIsTold) {
     read("dn: a\n b\nmotto: mind the acl: x\n\n");
     dropLine("motto: mind the acl: x", 1, filteredNames);
     EXPECT_EQ(linesOfRule(Rule::FILTERED_WORDS), 1U);
-    EXPECT_EQ(lineOf(Kind::FILTERED_WORD), 3);
+    EXPECT_EQ(lineOf(FindingType::FILTERED_WORD), 3);
     dropLine("oldacl: x", 1, filteredNames);
-    EXPECT_EQ(total(Kind::FILTERED_WORD), 2U);
+    EXPECT_EQ(total(FindingType::FILTERED_WORD), 2U);
 }
 
 }  // namespace

@@ -30,7 +30,7 @@ protected:
         owner.newDn = Packed64(newDn);
         owner.set(NAMED);
         owner.record = Packed40(record);
-        owner.places[0] = Packed40(1);
+        owner.offsets[0] = Packed40(1);
     }
     OwnerNumber take(std::optional<std::uint64_t> key) {
         Owner* const chosen = namesakes.choose(50, key);

@@ -38,7 +38,7 @@ protected:
                 break;
             }
             ASSERT_TRUE(reader_.read(entry)) << at;
-            ASSERT_EQ(entry.place, static_cast<off_t>(at));
+            ASSERT_EQ(entry.offset, static_cast<off_t>(at));
             ASSERT_EQ(entry.line, line);
             ASSERT_EQ(reader_.firstLine(),
                       content.substr(at, content.find('\n', at) - at).substr(0, block));

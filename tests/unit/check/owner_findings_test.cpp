@@ -50,17 +50,17 @@ TEST_F(OwnerFindingsTest, WhatAnOwnerLacksIsToldAtTheEntryThatNeedsIt) {
     scan(userEntry("ann") + mappingEntry("bob") + usersEntry("cleo"));
     findTroubleOfOwners();
     EXPECT_EQ(kindsFound(), "user-without-mapping mapping-without-user users-entry-without-user ");
-    EXPECT_EQ(shown(Kind::USER_WITHOUT_MAPPING).front().line, 1);
-    EXPECT_EQ(shown(Kind::MAPPING_WITHOUT_USER).front().line, 6);
-    EXPECT_EQ(shown(Kind::USERS_ENTRY_WITHOUT_USER).front().line, 10);
-    EXPECT_EQ(shown(Kind::MAPPING_WITHOUT_USER).front().message, MESSAGE_PROCESSING_FAILED);
+    EXPECT_EQ(shown(FindingType::USER_WITHOUT_MAPPING).front().line, 1);
+    EXPECT_EQ(shown(FindingType::MAPPING_WITHOUT_USER).front().line, 6);
+    EXPECT_EQ(shown(FindingType::USERS_ENTRY_WITHOUT_USER).front().line, 10);
+    EXPECT_EQ(shown(FindingType::MAPPING_WITHOUT_USER).front().message, MESSAGE_PROCESSING_FAILED);
 }
 
 TEST_F(OwnerFindingsTest, AValueThatIsReplacedIsToldAtItsLine) {
     scan(userEntry("ann", "mail: a\nmail: b\n") + mappingEntry("ann", "mail: c\n"));
     findTroubleOfOwners();
-    ASSERT_EQ(total(Kind::REPLACED_VALUE), 1U);
-    EXPECT_EQ(shown(Kind::REPLACED_VALUE).front().line, 5);
+    ASSERT_EQ(total(FindingType::REPLACED_VALUE), 1U);
+    EXPECT_EQ(shown(FindingType::REPLACED_VALUE).front().line, 5);
     EXPECT_EQ(kindsFound(), "replaced-value ");
 }
 
@@ -78,20 +78,20 @@ TEST_F(OwnerFindingsTest, OfTwoOwnersOfOneNameTheSecondIsTold) {
          mappingEntry("other"));
     findTroubleOfOwners();
     ASSERT_EQ(kindsFound(), "same-new-name ");
-    EXPECT_EQ(shown(Kind::SAME_NEW_NAME).front().line, 10);
+    EXPECT_EQ(shown(FindingType::SAME_NEW_NAME).front().line, 10);
 }
 
 std::optional<Lines> linesOfRecord(const Owner& owner) {
-    const std::optional<DemandedRecord> record = demandedRecord(owner);
+    const std::optional<ExpectedRecord> record = expectedRecord(owner);
     return record ? std::optional(Lines(record->lines.begin(), record->lines.end())) : std::nullopt;
 }
 
-TEST_F(OwnerFindingsTest, OfAnOwnerThatLacksAnEntryNothingIsDemanded) {
+TEST_F(OwnerFindingsTest, OfAnOwnerThatLacksAnEntryNothingIsExpected) {
     scan(userEntry("ann"));
-    EXPECT_FALSE(demandedRecord(ownerAt(0)));
+    EXPECT_FALSE(expectedRecord(ownerAt(0)));
 }
 
-TEST_F(OwnerFindingsTest, TheDemandedRecordIsTheMergedEntry) {
+TEST_F(OwnerFindingsTest, TheExpectedRecordIsTheMergedEntry) {
     scan(userEntry("ann", "secuuid: 1\nmotto: a\n  folded\naclEntry: x\n") +
          mappingEntry("ann", "secUUID: 2\n") + usersEntry("ann", "lastLogin: 3\n"));
     findTroubleOfOwners();
@@ -104,7 +104,7 @@ TEST_F(OwnerFindingsTest, TheDemandedRecordIsTheMergedEntry) {
 TEST_F(OwnerFindingsTest, TheNamesShownAreThoseOfLinesThatAreWhole) {
     scan(userEntry("ann", "motto: a\n folded\n") +
          mappingEntry("ann", "secUUID: 2\n\rx\n secret: c\n"));
-    const std::optional<DemandedRecord> record = demandedRecord(ownerAt(0));
+    const std::optional<ExpectedRecord> record = expectedRecord(ownerAt(0));
     ASSERT_TRUE(record);
     EXPECT_TRUE(record->names.contains("motto"));
     EXPECT_FALSE(record->names.contains("secret"));

@@ -148,9 +148,9 @@ TEST_F(OwnersTest, ClearingForgetsAll) {
 TEST(OwnerTest, PartsAreThereOnceTheyHaveAPlace) {
     Owner owner;
     EXPECT_FALSE(owner.has(Part::OWN));
-    owner.places[static_cast<std::size_t>(Part::OWN)] = Packed40(1);
+    owner.offsets[static_cast<std::size_t>(Part::OWN)] = Packed40(1);
     EXPECT_TRUE(owner.has(Part::OWN));
-    EXPECT_EQ(owner.place(Part::OWN), 0);
+    EXPECT_EQ(owner.offset(Part::OWN), 0);
     EXPECT_FALSE(owner.has(Part::POLICY_DATA));
 }
 
@@ -239,7 +239,7 @@ protected:
     }
     static MergedLines take(Owner& owner, Part part, const Sketch& sketch) {
         const MergedLines merged = takeIn(owner, part, sketch);
-        owner.places[static_cast<std::size_t>(part)] = Packed40(1);
+        owner.offsets[static_cast<std::size_t>(part)] = Packed40(1);
         return merged;
     }
     static Sketch withClasses(std::uint64_t sum, std::uint32_t count) {

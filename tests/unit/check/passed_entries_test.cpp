@@ -11,10 +11,10 @@
 
 namespace {
 
-std::vector<Demand> passed;
+std::vector<ExpectedEntry> passed;
 
-void notePassed(const Demand& demand) {
-    passed.push_back(demand);
+void notePassed(const ExpectedEntry& expected) {
+    passed.push_back(expected);
 }
 
 class PassedEntriesTest : public ScanFixture {
@@ -32,17 +32,17 @@ protected:
     }
 };
 
-TEST_F(PassedEntriesTest, AnEntryIsDemandedUnfoldedAndWithoutItsIdentifier) {
+TEST_F(PassedEntriesTest, AnEntryIsExpectedUnfoldedAndWithoutItsIdentifier) {
     scan("# c\ndn: cn=a\nobjectClass: person\ncn: a\n b\nkvo-entryuuid: 1\n",
          {.passedThrough = notePassed});
     ASSERT_EQ(passed.size(), 1U);
     EXPECT_EQ(passed[0].lines, chainOf({"dn: cn=a", "objectClass: person", "cn: ab"}));
-    EXPECT_EQ(passed[0].place, 4);
+    EXPECT_EQ(passed[0].offset, 4);
     EXPECT_FALSE(passed[0].addsInstallDate);
     EXPECT_EQ(ruleLines[static_cast<std::size_t>(Rule::ENTRY_IDENTIFIERS)], 1U);
 }
 
-TEST_F(PassedEntriesTest, AnInstallationDateThatIsAddedIsNoPartOfTheLinesDemanded) {
+TEST_F(PassedEntriesTest, AnInstallationDateThatIsAddedIsNoPartOfTheLinesExpected) {
     scan("dn: secAuthority=Default\nobjectClass: secAuthorityInfo\nsecAuthority: Default\n",
          {.passedThrough = notePassed});
     ASSERT_EQ(passed.size(), 1U);
@@ -58,7 +58,7 @@ TEST_F(PassedEntriesTest, ClassesInOtherSpellingsAreTold) {
         beginFindings(10);
         scan("dn: cn=a\nobjectClass: top\n" + line + "\n");
         EXPECT_EQ(kindsFound(), "class-not-recognised ") << line;
-        EXPECT_EQ(shown(Kind::CLASS_NOT_RECOGNISED).front().line, 3) << line;
+        EXPECT_EQ(shown(FindingType::CLASS_NOT_RECOGNISED).front().line, 3) << line;
     }
 }
 
@@ -74,7 +74,7 @@ TEST_F(PassedEntriesTest, AnEntryThatHasTheNewDnOfAUserIsTold) {
          "principalName: ann\n");
     findTroubleOfOwners();
     EXPECT_EQ(kindsFound(), "same-new-name ");
-    EXPECT_EQ(shown(Kind::SAME_NEW_NAME).front().line, 1);
+    EXPECT_EQ(shown(FindingType::SAME_NEW_NAME).front().line, 1);
 }
 
 }  // namespace

@@ -45,17 +45,17 @@ TEST_F(PlacesTest, LinesAreCountedFromTheNearestPlaceNotedBefore) {
 }
 
 TEST_F(PlacesTest, APlaceNotedIsNotReadAgain) {
-    LinePlaces places;
+    LinePlaces offsets;
     constexpr off_t far = off_t{1} << 39U;
-    places.note(far, 5'000'000'000);
-    EXPECT_EQ(places.lineAt(file_, far), 5'000'000'000);
+    offsets.note(far, 5'000'000'000);
+    EXPECT_EQ(offsets.lineAt(file_, far), 5'000'000'000);
 }
 
 TEST_F(PlacesTest, ThereIsNoLineBehindTheEndOfTheFile) {
     write("dn: a\n");
-    const LinePlaces places;
-    EXPECT_EQ(places.lineAt(file_, 6), 2);
-    EXPECT_EQ(places.lineAt(file_, 7), 0);
+    const LinePlaces offsets;
+    EXPECT_EQ(offsets.lineAt(file_, 6), 2);
+    EXPECT_EQ(offsets.lineAt(file_, 7), 0);
 }
 
 }  // namespace

@@ -82,8 +82,8 @@ TEST_F(PlanTest, MemoryIsThatOfTheOwnersHeldAtOnce) {
     for (OwnerNumber i = 0; i < 14; ++i) {
         holdOwner(i, i >= 10, 1000);
     }
-    EXPECT_EQ(planFor(0, 0).memory, ofProgram + withHeap(mostHeld(10, 4, 0)));
-    EXPECT_EQ(planFor(5, 1).memory, ofProgram + withHeap(mostHeld(5, 1, 0) + 32));
+    EXPECT_EQ(planFor(0, 0).memory, ofProgram + withHeap(maxHeld(10, 4, 0)));
+    EXPECT_EQ(planFor(5, 1).memory, ofProgram + withHeap(maxHeld(5, 1, 0) + 32));
     EXPECT_LT(planFor(5, 1).memory, planFor(0, 0).memory);
     EXPECT_EQ(planFor(2'000'000'000, 2'000'000'000).memory, planFor(0, 0).memory);
 }
@@ -164,15 +164,15 @@ TEST_F(PlanTest, NothingIsWrongAroundAnExportWithRoom) {
 TEST_F(PlanTest, OneByteTooLittleIsTooLittle) {
     const TemporaryFolder folder;
     findTroubleAround(writeFile(folder.path("export"), ""), {3, 4, 6});
-    ASSERT_EQ(total(Kind::DISK_TOO_SMALL), 1U);
+    ASSERT_EQ(total(FindingType::DISK_TOO_SMALL), 1U);
     EXPECT_EQ(totalOfAllKinds(), 1U);
-    EXPECT_EQ(shown(Kind::DISK_TOO_SMALL).front().message, MESSAGE_CANNOT_WRITE);
+    EXPECT_EQ(shown(FindingType::DISK_TOO_SMALL).front().message, MESSAGE_CANNOT_WRITE);
 }
 
 TEST_F(PlanTest, AFullDiskIsTooSmall) {
     const TemporaryFolder folder;
     findTroubleAround(writeFile(folder.path("export"), ""), {3, 4, 0});
-    EXPECT_EQ(total(Kind::DISK_TOO_SMALL), 1U);
+    EXPECT_EQ(total(FindingType::DISK_TOO_SMALL), 1U);
 }
 
 TEST_F(PlanTest, FreeSpaceThatIsNotKnownIsNoFindingButReported) {
@@ -196,7 +196,7 @@ TEST_F(PlanTest, AnExportThatAnotherProgramHasLockedIsFound) {
     if (!unknown().empty()) {
         GTEST_SKIP() << unknown().front();
     }
-    EXPECT_EQ(total(Kind::EXPORT_NOT_WRITABLE), 1U);
+    EXPECT_EQ(total(FindingType::EXPORT_NOT_WRITABLE), 1U);
     EXPECT_EQ(totalOfAllKinds(), 1U);
 }
 
@@ -205,15 +205,15 @@ TEST_F(PlanTest, AWorkFileThatIsNotEmptyIsLeftOver) {
     const std::string name = writeFile(folder.path("export"), "");
     writeFile(name + ".tmp", "\n");
     findTroubleAround(name, {});
-    EXPECT_EQ(total(Kind::LEFT_OVER_WORK_FILE), 1U);
+    EXPECT_EQ(total(FindingType::LEFT_OVER_WORK_FILE), 1U);
     EXPECT_EQ(totalOfAllKinds(), 1U);
 }
 
 TEST_F(PlanTest, AnExportThatMayNotBeWrittenIsFound) {
     const std::string name = "/proc/self/exe";  // not even root may
     findTroubleAround(name, {});
-    ASSERT_EQ(total(Kind::EXPORT_NOT_WRITABLE), 1U);
-    EXPECT_EQ(shown(Kind::EXPORT_NOT_WRITABLE).front().message, MESSAGE_CANNOT_OPEN);
+    ASSERT_EQ(total(FindingType::EXPORT_NOT_WRITABLE), 1U);
+    EXPECT_EQ(shown(FindingType::EXPORT_NOT_WRITABLE).front().message, MESSAGE_CANNOT_OPEN);
 }
 
 TEST_F(PlanTest, AnExportThatIsGoneIsNotJudged) {

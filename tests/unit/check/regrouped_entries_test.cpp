@@ -42,7 +42,7 @@ TEST_F(RegroupedEntriesTest, AnEntryThatBreaksApartDoesNotComeBack) {
 TEST_F(RegroupedEntriesTest, ALongAttributeEndsTheMergeOfAGroup) {
     scan(groupStart + folded(5000));
     EXPECT_EQ(kindsFound(), "long-attribute ");
-    EXPECT_EQ(shown(Kind::LONG_ATTRIBUTE).front().line, 4);
+    EXPECT_EQ(shown(FindingType::LONG_ATTRIBUTE).front().line, 4);
 }
 
 TEST_F(RegroupedEntriesTest, ALongAttributeOfAPolicyIsWrittenAsItIs) {
@@ -59,11 +59,11 @@ TEST_F(RegroupedEntriesTest, ALongLineTearsEvenAPolicyApart) {
 
 TEST_F(RegroupedEntriesTest, AChangeTypeCountsInRegroupedEntriesAlone) {
     scan("dn: cn=a\nchangetype: add\nobjectClass: person\n");
-    EXPECT_FALSE(isChangetypeDemanded());
+    EXPECT_FALSE(isChangetypeExpected());
     scan("dn: cn=Policy,secAuthority=Default,cn=a\nchangetype: add\nobjectClass: secPolicy\n");
-    EXPECT_TRUE(isChangetypeDemanded());
+    EXPECT_TRUE(isChangetypeExpected());
     scan("dn: cn=a\nobjectClass: person\n");
-    EXPECT_FALSE(isChangetypeDemanded());
+    EXPECT_FALSE(isChangetypeExpected());
 }
 
 }  // namespace

@@ -172,7 +172,7 @@ TEST_F(PassLoopTest, WhatIsSurelyBlankIsNotReadAgain) {
 
     // A work file that was left behind is read once more, from the first entry stepped over.
     setWorkFile(entries);
-    ASSERT_FALSE(claimWorkFile());
+    ASSERT_FALSE(lockWorkFile());
     constexpr std::uint32_t fromCredentials = 14;
     EXPECT_EQ(linesRead(), all + end + fromCredentials + end);
 }

@@ -135,10 +135,10 @@ TEST(EntryStorage, MayBeFilledAnewAfterItHasBeenCleared) {
 // What somebody sees who looks at heads that end in `name`, up to `most` of them.
 std::vector<std::string> headsOf(const Entry& entry, std::string_view name, std::size_t most) {
     std::vector<std::string> seen;
-    const bool stopped = someHead(
-        entry, [name](std::string_view head) { return head.ends_with(name); },
-        [&](int line, std::string_view head, std::string_view tail) {
-            seen.push_back(std::to_string(line) + '|' + std::string(head) + '|' +
+    const bool stopped = someColonPrefix(
+        entry, [name](std::string_view colonPrefix) { return colonPrefix.ends_with(name); },
+        [&](int line, std::string_view colonPrefix, std::string_view tail) {
+            seen.push_back(std::to_string(line) + '|' + std::string(colonPrefix) + '|' +
                            std::string(tail));
             return seen.size() == most;
         });

@@ -39,10 +39,10 @@ TEST(NameSet, MayHoldOneNameOrNone) {
 }
 
 TEST(Filters, DifferInControlsAlone) {
-    for (const std::string_view head : {"kvo-entryuuid:", "KVO-ENTRYUUID:", "aclEntry:", "aci:",
-                                        "acl:", "oracl:", "description: aci:"}) {
-        EXPECT_TRUE(unmergedFilter.matches(head)) << head;
-        EXPECT_TRUE(mergedFilter.matches(head)) << head;
+    for (const std::string_view colonPrefix : {"kvo-entryuuid:", "KVO-ENTRYUUID:", "aclEntry:",
+                                               "aci:", "acl:", "oracl:", "description: aci:"}) {
+        EXPECT_TRUE(unmergedFilter.matches(colonPrefix)) << colonPrefix;
+        EXPECT_TRUE(mergedFilter.matches(colonPrefix)) << colonPrefix;
     }
     EXPECT_TRUE(unmergedFilter.matches("Control:"));
     EXPECT_FALSE(mergedFilter.matches("Control:"));

@@ -99,9 +99,9 @@ std::ptrdiff_t naiveOffsetOf(std::string_view needle, std::string_view haystack)
 
 TEST(Dostristr, AgreesWithTheNaiveSearch) {
     std::mt19937 random(20260);
-    const auto randomText = [&random](std::size_t mostLetters) {
+    const auto randomText = [&random](std::size_t maxLetters) {
         constexpr std::string_view letters = "aAbB: ";
-        std::string text(random() % mostLetters + 1, ' ');
+        std::string text(random() % maxLetters + 1, ' ');
         for (char& c : text) {
             c = letters[random() % letters.size()];
         }
@@ -116,16 +116,16 @@ TEST(Dostristr, AgreesWithTheNaiveSearch) {
 }
 
 TEST(SomeHead, VisitsTheLineUpToEachColonUntilToldToStop) {
-    std::vector<std::string> heads;
-    const auto collect = [&heads](std::string_view head) {
-        heads.emplace_back(head);
-        return head == "a:b:";
+    std::vector<std::string> colonPrefixes;
+    const auto collect = [&colonPrefixes](std::string_view colonPrefix) {
+        colonPrefixes.emplace_back(colonPrefix);
+        return colonPrefix == "a:b:";
     };
-    EXPECT_TRUE(someHead("a:b:c:d", collect));
-    EXPECT_EQ(heads, (std::vector<std::string>{"a:", "a:b:"}));
-    EXPECT_FALSE(someHead("x::", collect));
-    EXPECT_EQ(heads, (std::vector<std::string>{"a:", "a:b:", "x:", "x::"}));
-    EXPECT_FALSE(someHead("none", collect));
+    EXPECT_TRUE(someColonPrefix("a:b:c:d", collect));
+    EXPECT_EQ(colonPrefixes, (std::vector<std::string>{"a:", "a:b:"}));
+    EXPECT_FALSE(someColonPrefix("x::", collect));
+    EXPECT_EQ(colonPrefixes, (std::vector<std::string>{"a:", "a:b:", "x:", "x::"}));
+    EXPECT_FALSE(someColonPrefix("none", collect));
 }
 
 TEST(EndsIgnoringCase, ComparesTheEndAlone) {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "driver/diagnostics/failure.h"
-#include "ldif/claims.h"
+#include "ldif/run_locks.h"
 #include "ldif/work_file.h"
 #include "support/allocations.h"
 #include "support/ldif_fixture.h"
@@ -233,14 +233,14 @@ TEST_F(EntryReader, ChangetypeIsLookedForAgainInWhatAnEarlierRunHasLeft) {
         "abc" + std::string(1, '\0') + std::string(8178, 'z') + "changetype: x\n";
     ASSERT_EQ(line.find("changetype:"), 8182U);
     openWorkFile(line + "\n");
-    ASSERT_FALSE(claimWorkFile());
+    ASSERT_FALSE(lockWorkFile());
     readWorkFile(tifp);
     EXPECT_FALSE(changetypeSeen);
     EXPECT_EQ(deleteNextObjectFromTemporaryInputLDIFFile(tifp), 0);
     EXPECT_FALSE(changetypeSeen);
     readWorkFile(tifp);
     EXPECT_TRUE(changetypeSeen);
-    releaseClaims();
+    releaseLocks();
 }
 
 TEST_F(EntryReader, ChangetypeInOtherCasesOrInTheExportIsNotSeen) {

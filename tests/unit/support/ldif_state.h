@@ -2,9 +2,9 @@
 #pragma once
 
 #include "entry/entry.h"
-#include "ldif/claims.h"
 #include "ldif/entry_reader.h"
 #include "ldif/run_files.h"
+#include "ldif/run_locks.h"
 #include "ldif/work_file.h"
 
 // Closes all files, and forgets what reading them has left behind.
@@ -12,7 +12,7 @@ inline void resetRunFiles() {
     ifp.close();
     tifp.close();
     ofp.close();
-    releaseClaims();
+    releaseLocks();
     nextLine = {};
     lineNum = 0;
     areDnsCertain = true;

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "check/demands.h"
+#include "check/expected_entry.h"
 #include "check/export_scan.h"
 #include "check/findings.h"
 #include "check/inventory.h"
@@ -25,7 +25,7 @@ protected:
     }
 
     // Scans this export.
-    void scan(std::string_view content, const DemandTakers& takers = {}) {
+    void scan(std::string_view content, const ExpectedEntryTakers& takers = {}) {
         writeInput(content);
         scanExport(input_ldif_filename, takers);
     }
@@ -33,7 +33,7 @@ protected:
     // The kinds found, each with a blank behind it.
     static std::string kindsFound() {
         std::string found;
-        for (const KindText& text : kinds()) {
+        for (const FindingText& text : kinds()) {
             found += total(text.kind) > 0 ? std::string(text.id) + ' ' : std::string();
         }
         return found;

@@ -1,4 +1,4 @@
-#include "ldif/pass_through.h"
+#include "ldif/pass_through_entries.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "ldif/claims.h"
+#include "ldif/run_locks.h"
 
 #include <gmock/gmock.h>
 #include <sys/fsuid.h>
@@ -20,11 +20,11 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-class Claims : public LdifFixture {
+class RunLocks : public LdifFixture {
 protected:
     void stage(std::string_view content) {
         writeFile(temp_input_ldif_filename, content);
-        ASSERT_FALSE(claimWorkFile());
+        ASSERT_FALSE(lockWorkFile());
         noteStagedWorkFile();
     }
     static std::string reasonOf(const std::optional<Message>& problem) {
@@ -36,22 +36,22 @@ protected:
     }
 };
 
-TEST_F(Claims, BothFilesAreLockedUntilTheyAreReleased) {
+TEST_F(RunLocks, BothFilesAreLockedUntilTheyAreReleased) {
     writeInput("dn: cn=a\n");
-    ASSERT_FALSE(claimInput());
-    ASSERT_FALSE(claimWorkFile());
+    ASSERT_FALSE(lockInput());
+    ASSERT_FALSE(lockWorkFile());
     const File input = openFile(input_ldif_filename, 0);
     const File work = openFile(temp_input_ldif_filename, 0);
     EXPECT_EQ(lockFile(input), -1);
     EXPECT_EQ(lockFile(work), -1);
-    releaseClaims();
+    releaseLocks();
     EXPECT_EQ(lockFile(input), 0);
     EXPECT_EQ(lockFile(work), 0);
 }
 
-TEST_F(Claims, SizesAreThoseOfTheClaimAndOfTheEndOfStaging) {
+TEST_F(RunLocks, SizesAreThoseOfTheLockAndOfTheEndOfStaging) {
     writeInput("dn: cn=a\n");
-    ASSERT_FALSE(claimInput());
+    ASSERT_FALSE(lockInput());
     stage("dn: cn=b\n\n");
     append(input_ldif_filename, "more");
     append(temp_input_ldif_filename, "more");
@@ -59,54 +59,54 @@ TEST_F(Claims, SizesAreThoseOfTheClaimAndOfTheEndOfStaging) {
     EXPECT_EQ(workFileSize(), 10);
 }
 
-TEST_F(Claims, FilesOfAnotherRunAreNotHad) {
+TEST_F(RunLocks, FilesOfAnotherRunAreNotHad) {
     writeInput("dn: cn=a\n");
     const File input = openFile(input_ldif_filename, 0);
     const File work = openLockedFile(temp_input_ldif_filename);
     ASSERT_EQ(lockFile(input), 0);
-    EXPECT_THAT(reasonOf(claimInput()), StartsWith("another migration is using it"));
-    EXPECT_THAT(reasonOf(claimWorkFile()), StartsWith("another migration is using it"));
+    EXPECT_THAT(reasonOf(lockInput()), StartsWith("another migration is using it"));
+    EXPECT_THAT(reasonOf(lockWorkFile()), StartsWith("another migration is using it"));
 }
 
-TEST_F(Claims, MissingExportIsLeftToStaging) {
-    EXPECT_FALSE(claimInput());
+TEST_F(RunLocks, MissingExportIsLeftToStaging) {
+    EXPECT_FALSE(lockInput());
     EXPECT_EQ(endingOf(requireUnchangedInput).status, 0);
 
     writeInput("dn: cn=a\n");
     EXPECT_THAT(endingOf(requireInputInPlace), FailsWith(380928305));
 }
 
-TEST_F(Claims, WorkFileIsCreatedForItsOwnerAloneAndKeepsWhatIsThere) {
-    ASSERT_FALSE(claimWorkFile());
+TEST_F(RunLocks, WorkFileIsCreatedForItsOwnerAloneAndKeepsWhatIsThere) {
+    ASSERT_FALSE(lockWorkFile());
     EXPECT_EQ(fileMode(temp_input_ldif_filename), 0600);
     EXPECT_FALSE(holdsLeftOvers());
     writeFile(temp_input_ldif_filename, "left behind");
-    ASSERT_FALSE(claimWorkFile());
+    ASSERT_FALSE(lockWorkFile());
     EXPECT_EQ(workFile(), "left behind");
     EXPECT_TRUE(holdsLeftOvers());
-    releaseClaims();
+    releaseLocks();
     EXPECT_FALSE(holdsLeftOvers());
 }
 
-TEST_F(Claims, WorkFileMustBeARegularFile) {
+TEST_F(RunLocks, WorkFileMustBeARegularFile) {
     for (const char* device : {"/dev/null", "/dev/zero", "/dev/full"}) {
         temp_input_ldif_filename = device;
-        EXPECT_EQ(reasonOf(claimWorkFile()), "it is not a regular file") << device;
+        EXPECT_EQ(reasonOf(lockWorkFile()), "it is not a regular file") << device;
     }
     temp_input_ldif_filename = folder.path("pipe");
     ASSERT_EQ(::mkfifo(temp_input_ldif_filename.c_str(), 0600), 0);
-    EXPECT_EQ(reasonOf(claimWorkFile()), "it is not a regular file");
+    EXPECT_EQ(reasonOf(lockWorkFile()), "it is not a regular file");
 
     temp_input_ldif_filename = folder.path("link");
     std::filesystem::create_symlink(writeFile(folder.path("elsewhere"), ""),
                                     temp_input_ldif_filename);
-    EXPECT_EQ(reasonOf(claimWorkFile()), systemReason(ELOOP));
+    EXPECT_EQ(reasonOf(lockWorkFile()), systemReason(ELOOP));
     std::filesystem::remove(folder.path("elsewhere"));
-    EXPECT_EQ(reasonOf(claimWorkFile()), systemReason(ELOOP));
+    EXPECT_EQ(reasonOf(lockWorkFile()), systemReason(ELOOP));
     EXPECT_FALSE(std::filesystem::exists(folder.path("elsewhere")));
 }
 
-TEST_F(Claims, WorkFileMustBelongToItsUserAlone) {
+TEST_F(RunLocks, WorkFileMustBelongToItsUserAlone) {
     const FileState own = {
         .kind = FileKind::REGULAR, .names = 1, .isOwn = true, .isOpenToOthers = false};
     EXPECT_EQ(workFileProblem(own), "");
@@ -125,50 +125,50 @@ TEST_F(Claims, WorkFileMustBelongToItsUserAlone) {
     EXPECT_EQ(workFileProblem(state), "it is not a regular file");
 }
 
-TEST_F(Claims, WorkFileThatOthersShareIsRefusedAndLeftAlone) {
+TEST_F(RunLocks, WorkFileThatOthersShareIsRefusedAndLeftAlone) {
     const std::string& name = temp_input_ldif_filename;
     writeFile(name, "left behind");
     std::filesystem::permissions(name, std::filesystem::perms(0666));
-    EXPECT_EQ(reasonOf(claimWorkFile()), "others than its owner may write to it. Remove it");
+    EXPECT_EQ(reasonOf(lockWorkFile()), "others than its owner may write to it. Remove it");
     std::filesystem::permissions(name, std::filesystem::perms(0600));
     std::filesystem::create_hard_link(name, folder.path("hard"));
-    EXPECT_EQ(reasonOf(claimWorkFile()), "it has another name, a hard link. Remove it");
+    EXPECT_EQ(reasonOf(lockWorkFile()), "it has another name, a hard link. Remove it");
     EXPECT_EQ(readFile(name), "left behind");
 }
 
-TEST_F(Claims, NewWorkFileMayBelongToWhomTheFileSystemGivesIt) {
+TEST_F(RunLocks, NewWorkFileMayBelongToWhomTheFileSystemGivesIt) {
     const std::filesystem::path name = temp_input_ldif_filename;
     std::filesystem::permissions(name.parent_path(), std::filesystem::perms::all);
     const Ending ending = endingOf([] {
         constexpr uid_t nobody = 65534;
         ::setfsuid(
             nobody);  // root alone may do that, and it is for root that it makes a difference
-        ::_exit(claimWorkFile() ? 1 : 42);
+        ::_exit(lockWorkFile() ? 1 : 42);
     });
     EXPECT_EQ(ending.status, 42);
     EXPECT_EQ(stateOf(temp_input_ldif_filename).isOwn, ::geteuid() != 0);
 }
 
-TEST_F(Claims, MessagesSuspectAWorkFileThatWasLeftBehind) {
+TEST_F(RunLocks, MessagesSuspectAWorkFileThatWasLeftBehind) {
     const std::string suspicion = "The work file \"" + temp_input_ldif_filename + "\", which an";
-    ASSERT_FALSE(claimWorkFile());
+    ASSERT_FALSE(lockWorkFile());
     EXPECT_THAT(migrationFailed("why").arguments.at(2), Not(HasSubstr(suspicion)));
-    releaseClaims();
+    releaseLocks();
     writeFile(temp_input_ldif_filename, "left behind");
-    ASSERT_FALSE(claimWorkFile());
+    ASSERT_FALSE(lockWorkFile());
     // What fails while the export is staged has not been found in the work file.
     EXPECT_THAT(migrationFailed("why").arguments.at(2), Not(HasSubstr(suspicion)));
     noteStagedWorkFile();
     EXPECT_THAT(migrationFailed("why").arguments.at(2), StartsWith(suspicion));
     EXPECT_THAT(slotOccupied("one", "other").arguments.at(3), StartsWith(suspicion));
-    releaseClaims();
+    releaseLocks();
     EXPECT_THAT(migrationFailed("why").arguments.at(2), Not(HasSubstr(suspicion)));
 }
 
-TEST_F(Claims, EveryReasonHasItsWords) {
+TEST_F(RunLocks, EveryReasonHasItsWords) {
     const auto reasonFor = [](int error) {
         errno = error;
-        const Message message = claimMessage("file");
+        const Message message = lockMessage("file");
         EXPECT_EQ(message.id, 380928304);
         return message.arguments.at(1);
     };
@@ -181,9 +181,9 @@ TEST_F(Claims, EveryReasonHasItsWords) {
     EXPECT_EQ(reasonFor(ENOLCK), "No locks available");
 }
 
-TEST_F(Claims, ExportMustNotChange) {
+TEST_F(RunLocks, ExportMustNotChange) {
     writeInput("dn: cn=a\n");
-    ASSERT_FALSE(claimInput());
+    ASSERT_FALSE(lockInput());
     EXPECT_EQ(endingOf(requireUnchangedInput).status, 0);
 
     append(input_ldif_filename, "cn: a\n");
@@ -193,31 +193,31 @@ TEST_F(Claims, ExportMustNotChange) {
                                          "\": another program has changed or replaced it since"));
 }
 
-TEST_F(Claims, ExportMustStayWhereItIsUntilItIsStaged) {
+TEST_F(RunLocks, ExportMustStayWhereItIsUntilItIsStaged) {
     writeInput("dn: cn=a\n");
-    ASSERT_FALSE(claimInput());
+    ASSERT_FALSE(lockInput());
     EXPECT_EQ(endingOf(requireInputInPlace).status, 0);
     std::filesystem::rename(writeFile(folder.path("new"), "dn: cn=b\n"), input_ldif_filename);
     EXPECT_THAT(endingOf(requireInputInPlace), FailsWith(380928305));
 }
 
-TEST_F(Claims, DeviceIsNoExport) {
+TEST_F(RunLocks, DeviceIsNoExport) {
     for (const char* device : {"/dev/null", "/dev/zero"}) {
         input_ldif_filename = device;
-        EXPECT_EQ(reasonOf(claimInput()), "it is not a regular file") << device;
+        EXPECT_EQ(reasonOf(lockInput()), "it is not a regular file") << device;
     }
 }
 
-TEST_F(Claims, ExportThatIsAPipeIsLeftToStaging) {
+TEST_F(RunLocks, ExportThatIsAPipeIsLeftToStaging) {
     input_ldif_filename = folder.path("pipe");
     ASSERT_EQ(::mkfifo(input_ldif_filename.c_str(), 0600), 0);
-    EXPECT_FALSE(claimInput());
+    EXPECT_FALSE(lockInput());
 }
 
-TEST_F(Claims, ChangeOfAnExportIsNoticedAlthoughItsTimeIsSetBack) {
+TEST_F(RunLocks, ChangeOfAnExportIsNoticedAlthoughItsTimeIsSetBack) {
     writeInput("dn: cn=a\n");
     const auto time = std::filesystem::last_write_time(input_ldif_filename);
-    ASSERT_FALSE(claimInput());
+    ASSERT_FALSE(lockInput());
     const std::int64_t before = stateOf(input_ldif_filename).changedTime;
     do {
         writeInput("dn: cn=b\n");
@@ -226,9 +226,9 @@ TEST_F(Claims, ChangeOfAnExportIsNoticedAlthoughItsTimeIsSetBack) {
     EXPECT_THAT(endingOf(requireInputInPlace), FailsWith(380928305));
 }
 
-TEST_F(Claims, ExportThatHasBeenReadMayBeRenamedLinkedAndProtected) {
+TEST_F(RunLocks, ExportThatHasBeenReadMayBeRenamedLinkedAndProtected) {
     writeInput("dn: cn=a\n");
-    ASSERT_FALSE(claimInput());
+    ASSERT_FALSE(lockInput());
     const std::int64_t before = stateOf(input_ldif_filename).changedTime;
     do {
         std::filesystem::permissions(input_ldif_filename, std::filesystem::perms::owner_read);
@@ -239,7 +239,7 @@ TEST_F(Claims, ExportThatHasBeenReadMayBeRenamedLinkedAndProtected) {
     EXPECT_EQ(endingOf(requireUnchangedInput).status, 0);
 }
 
-TEST_F(Claims, FileThatCannotBeSeenIsNotBlamedOnAnotherProgram) {
+TEST_F(RunLocks, FileThatCannotBeSeenIsNotBlamedOnAnotherProgram) {
     errno = EACCES;
     EXPECT_EQ(reasonOfChange({}, "another program has replaced it"), "Permission denied");
     for (const int gone : {ENOENT, ENOTDIR}) {
@@ -252,15 +252,15 @@ TEST_F(Claims, FileThatCannotBeSeenIsNotBlamedOnAnotherProgram) {
               "another program has replaced it");
 }
 
-TEST_F(Claims, ExportMustNotBeWrittenInPlace) {
+TEST_F(RunLocks, ExportMustNotBeWrittenInPlace) {
     writeInput("dn: cn=a\n");
-    ASSERT_FALSE(claimInput());
+    ASSERT_FALSE(lockInput());
     const auto later = std::filesystem::file_time_type::clock::now() + std::chrono::hours(1);
     std::filesystem::last_write_time(input_ldif_filename, later);
     EXPECT_THAT(endingOf(requireUnchangedInput), FailsWith(380928305));
 }
 
-TEST_F(Claims, WorkFileMustKeepItsSize) {
+TEST_F(RunLocks, WorkFileMustKeepItsSize) {
     stage("dn: cn=a\n\n");
     EXPECT_EQ(endingOf(requireIntactWorkFile).status, 0);
     // The blanks of a last line of one character.
@@ -277,7 +277,7 @@ TEST_F(Claims, WorkFileMustKeepItsSize) {
     EXPECT_THAT(endingOf(requireIntactWorkFile), FailsWith(380928307));
 }
 
-TEST_F(Claims, WorkFileMustStayWhereItIs) {
+TEST_F(RunLocks, WorkFileMustStayWhereItIs) {
     stage("dn: cn=a\n\n");
     std::filesystem::rename(temp_input_ldif_filename, folder.path("elsewhere"));
     EXPECT_THAT(endingOf(requireIntactWorkFile), FailsWith(380928307));

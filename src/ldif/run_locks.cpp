@@ -1,4 +1,4 @@
-#include "ldif/claims.h"
+#include "ldif/run_locks.h"
 
 #include <fcntl.h>
 
@@ -12,13 +12,13 @@ namespace {
 
 // Open for their locks alone. A lock of flock(2), unlike one of fcntl(2), outlives the opening and
 // closing of the same file elsewhere.
-File claimedInput;
-File claimedWorkFile;
+File lockedInput;
+File lockedWorkFile;
 
-FileState inputAtStart;      // written by claimInput; of no kind where it could not be opened
+FileState inputAtStart;      // written by lockInput; of no kind where it could not be opened
 FileState stagedWorkFile;    // written by noteStagedWorkFile
 bool isStaged = false;       // whether stagedWorkFile is valid
-bool wasLeftBehind = false;  // written by claimWorkFile
+bool wasLeftBehind = false;  // written by lockWorkFile
 
 [[noreturn]] void failChangedInput(const FileState& now) {
     fail({}, {},
@@ -33,20 +33,20 @@ Message cannotOpen(const std::string& name, std::string_view reason) {
 
 }  // namespace
 
-std::optional<Message> claimInput() {
-    claimedInput = openFile(input_ldif_filename, 0);
-    if (!claimedInput.isOpen()) {
+std::optional<Message> lockInput() {
+    lockedInput = openFile(input_ldif_filename, 0);
+    if (!lockedInput.isOpen()) {
         return std::nullopt;
     }
-    inputAtStart = stateOf(claimedInput.descriptor());
+    inputAtStart = stateOf(lockedInput.descriptor());
     if (inputAtStart.kind == FileKind::PIPE) {
         return std::nullopt;
     }
     if (inputAtStart.kind == FileKind::OTHER) {
         errno = ENODEV;
     }
-    const bool isHad = inputAtStart.kind == FileKind::REGULAR && lockFile(claimedInput) == 0;
-    return isHad ? std::nullopt : std::optional(claimMessage(input_ldif_filename));
+    const bool isHad = inputAtStart.kind == FileKind::REGULAR && lockFile(lockedInput) == 0;
+    return isHad ? std::nullopt : std::optional(lockMessage(input_ldif_filename));
 }
 
 off_t inputSize() {
@@ -66,34 +66,34 @@ std::string_view workFileProblem(const FileState& state) {
     return state.names > 1 ? "it has another name, a hard link. Remove it" : "";
 }
 
-std::optional<Message> claimWorkFile() {
+std::optional<Message> lockWorkFile() {
     const std::string& name = temp_input_ldif_filename;
     // Not through a link, and no file that somebody else puts there meanwhile.
-    claimedWorkFile = openFile(name, O_CREAT | O_EXCL | O_NOFOLLOW);
-    const bool isNew = claimedWorkFile.isOpen();
+    lockedWorkFile = openFile(name, O_CREAT | O_EXCL | O_NOFOLLOW);
+    const bool isNew = lockedWorkFile.isOpen();
     if (!isNew && errno == EEXIST) {
-        claimedWorkFile = openFile(name, O_NOFOLLOW);
+        lockedWorkFile = openFile(name, O_NOFOLLOW);
     }
-    if (!claimedWorkFile.isOpen()) {
-        return claimMessage(name);
+    if (!lockedWorkFile.isOpen()) {
+        return lockMessage(name);
     }
-    const FileState state = stateOf(claimedWorkFile.descriptor());
+    const FileState state = stateOf(lockedWorkFile.descriptor());
     if (state.kind == FileKind::NONE) {
-        return claimMessage(name);
+        return lockMessage(name);
     }
     // Some file systems give every file to one user, or let everybody write to all of them.
     if (const auto problem = workFileProblem(state); !isNew && !problem.empty()) {
         return cannotOpen(name, problem);
     }
     wasLeftBehind = state.size > 0;
-    return lockFile(claimedWorkFile) == 0 ? std::nullopt : std::optional(claimMessage(name));
+    return lockFile(lockedWorkFile) == 0 ? std::nullopt : std::optional(lockMessage(name));
 }
 
 bool holdsLeftOvers() {
     return wasLeftBehind;
 }
 
-Message claimMessage(const std::string& name) {
+Message lockMessage(const std::string& name) {
     switch (errno) {
         case EWOULDBLOCK:
             return cannotOpen(name,
@@ -114,7 +114,7 @@ std::string reasonOfChange(const FileState& state, std::string_view other) {
 }
 
 void noteStagedWorkFile() {
-    stagedWorkFile = stateOf(claimedWorkFile.descriptor());
+    stagedWorkFile = stateOf(lockedWorkFile.descriptor());
     if (stagedWorkFile.kind == FileKind::NONE) {
         const int error = errno;
         fail({}, {}, {MESSAGE_CANNOT_READ, {temp_input_ldif_filename, systemReason(error)}});
@@ -138,7 +138,7 @@ void requireUnchangedInput() {
     if (inputAtStart.kind != FileKind::REGULAR) {
         return;  // a pipe has not been read, and what could not be opened was not claimed
     }
-    const FileState state = stateOf(claimedInput.descriptor());
+    const FileState state = stateOf(lockedInput.descriptor());
     const bool isUnchanged = state.kind == inputAtStart.kind && state.size == inputAtStart.size &&
                              state.modifiedTime == inputAtStart.modifiedTime;
     if (!isUnchanged) {
@@ -159,15 +159,15 @@ void requireIntactWorkFile() {
               {temp_input_ldif_filename,
                reasonOfChange(state, "another program has changed its size or replaced it")}});
     }
-    if (checkWrittenBack(claimedWorkFile) != 0) {
+    if (checkWrittenBack(lockedWorkFile) != 0) {
         const int error = errno;
         fail({}, {}, {MESSAGE_CANNOT_WRITE, {temp_input_ldif_filename, systemReason(error)}});
     }
 }
 
-void releaseClaims() {
-    claimedInput = File();
-    claimedWorkFile = File();
+void releaseLocks() {
+    lockedInput = File();
+    lockedWorkFile = File();
     inputAtStart = {};
     stagedWorkFile = {};
     isStaged = false;

@@ -18,7 +18,7 @@
 // Takes the lock of the export and notes its state. Returns the message to fail with when it cannot
 // be had. An export that cannot be opened is left to staging, which reports it in its own way, and
 // so is a pipe, which has no positions.
-std::optional<Message> claimInput();
+std::optional<Message> lockInput();
 
 // Why a file that exists cannot be the work file, as a clause; empty when it can. Whoever may write
 // to it, or has another name for it, decides what a run migrates.
@@ -26,7 +26,7 @@ std::string_view workFileProblem(const FileState& state);
 
 // Creates the work file unless it is there, and takes its lock. Returns the message to fail with
 // when it cannot be had.
-std::optional<Message> claimWorkFile();
+std::optional<Message> lockWorkFile();
 
 // How long the export was when its lock was taken.
 off_t inputSize();
@@ -35,7 +35,7 @@ off_t inputSize();
 bool holdsLeftOvers();
 
 // The message when `name` cannot be had for this run alone; errno gives the reason.
-Message claimMessage(const std::string& name);
+Message lockMessage(const std::string& name);
 
 // The reason why a file is not the one that it was: `other` is what another program has done to it,
 // unless `state`, from a look that has just failed, shows that the system did not let it be seen.
@@ -62,4 +62,4 @@ void requireUnchangedInput();
 void requireIntactWorkFile();
 
 // Gives up both locks and forgets what the files looked like.
-void releaseClaims();
+void releaseLocks();

@@ -13,7 +13,7 @@ void moveNextObjectToOutputLDIFFile();
 // Whether a line up to one of its colons ends in the name of the directory's entry identifier, in
 // one of the two spellings that the export has, and a blank stands behind it. Other spellings are
 // left alone.
-bool isEntryIdentifier(std::string_view head, std::string_view tail);
+bool isEntryIdentifier(std::string_view colonPrefix, std::string_view tail);
 
 // Whether a text holds one anywhere.
 bool holdsEntryIdentifier(std::string_view text);

@@ -1,4 +1,4 @@
-#include "ldif/pass_through.h"
+#include "ldif/pass_through_entries.h"
 
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
@@ -53,13 +53,13 @@ void moveNextObjectToOutputLDIFFile() {
     trace("moveNextObjectToOutputLDIFFile():  FUNCTION EXIT   \n");
 }
 
-bool isEntryIdentifier(std::string_view head, std::string_view tail) {
-    return (head.ends_with("KVO-ENTRYUUID:") || head.ends_with("kvo-entryuuid:")) &&
+bool isEntryIdentifier(std::string_view colonPrefix, std::string_view tail) {
+    return (colonPrefix.ends_with("KVO-ENTRYUUID:") || colonPrefix.ends_with("kvo-entryuuid:")) &&
            tail.starts_with(' ');
 }
 
 bool holdsEntryIdentifier(std::string_view text) {
-    return someHead(text, [text](std::string_view head) {
-        return isEntryIdentifier(head, text.substr(head.size()));
+    return someColonPrefix(text, [text](std::string_view colonPrefix) {
+        return isEntryIdentifier(colonPrefix, text.substr(colonPrefix.size()));
     });
 }
