@@ -4,7 +4,8 @@
     manual_test.py
 
 The manual pages must name every message, argument, option and type of finding that the programs have,
-and no other. Links between the documents must lead somewhere.
+and no other. Links between the documents must lead somewhere, and the map of the code in
+CONTRIBUTING.md must have every module and lead to rules that exist.
 """
 
 import pathlib
@@ -17,6 +18,19 @@ DOCUMENTS = [PROJECT / "README.md", PROJECT / "CONTRIBUTING.md", *PROJECT.glob("
 
 def text_of(name):
     return (PROJECT / name).read_text(encoding="utf-8")
+
+
+def modules():
+    """The text of each module, header included, by its path in src/ without an ending."""
+    texts = {}
+    for path in [*PROJECT.glob("src/**/*.h"), *PROJECT.glob("src/**/*.cpp")]:
+        name = str(path.relative_to(PROJECT / "src").with_suffix(""))
+        texts[name] = texts.get(name, "") + path.read_text(encoding="utf-8")
+    return texts
+
+
+MODULES = modules()
+MAP = text_of("CONTRIBUTING.md").split("\n## Map of the code\n", 1)[1]
 
 
 def section(page, title):
@@ -79,6 +93,19 @@ class DocumentsTest(unittest.TestCase):
             for target in re.findall(r"\]\(([^)#]+)", document.read_text(encoding="utf-8")):
                 with self.subTest(document=document.name, target=target):
                     self.assertTrue((document.parent / target).exists())
+
+    def test_the_map_of_the_code_has_every_module_and_no_other(self):
+        mapped = set(re.findall(r"`((?:driver|entry|ldif|cache|output|check)/[\w/]+)`", MAP))
+        self.assertEqual(MODULES.keys() - mapped, set(), "missing in the map")
+        self.assertEqual(mapped - MODULES.keys(), set(), "not in src/")
+
+    def test_the_map_of_the_code_leads_to_every_rule(self):
+        rows = re.findall(r"^\| (.+) \| `([\w/]+)` \| (`.+`) \|$", MAP, flags=re.MULTILINE)
+        self.assertTrue(rows)
+        for rule, module, names in rows:
+            for name in re.findall(r"`(\w+)`", names):
+                with self.subTest(rule):
+                    self.assertRegex(MODULES.get(module, ""), rf"\b{name}\b")
 
 
 if __name__ == "__main__":
