@@ -1,4 +1,4 @@
-# Makes of what is installed a tree that Debian takes; runs before the tree is packed.
+# Turns the installed tree into one that Debian accepts; runs before it is packed.
 
 set(tree ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr)
 set(documents ${tree}/share/doc/ldif-migrate)
@@ -12,6 +12,6 @@ execute_process(
     COMMAND gzip --best --no-name ${documents}/changelog.Debian ${pages}
     COMMAND_ERROR_IS_FATAL ANY)
 
-# Whoever makes the package may keep folders from others.
+# The umask of whoever makes the package does not matter.
 file(CHMOD_RECURSE ${tree} DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)

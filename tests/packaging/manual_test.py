@@ -1,95 +1,111 @@
 #!/usr/bin/env python3
-"""Compares what is told of the program in two places, word for word.
+"""Compares the documents with the sources.
 
     manual_test.py
 
-The manual page is all that an administrator has beside an installed program, and README.md all that
-somebody reads who has not installed it. Letter case, quotes and punctuation may differ.
+The manual pages must name every message, argument, option and type of finding that the programs have,
+and no other. Links between the documents must lead somewhere, and the map of the code in
+CONTRIBUTING.md must have every module and lead to rules that exist.
 """
 
-import difflib
-import html
 import pathlib
 import re
-import subprocess
 import unittest
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
-README = (PROJECT / "README.md").read_text(encoding="utf-8")
-MESSAGES = (PROJECT / "src/driver/diagnostics/messages.h").read_text(encoding="utf-8")
-FINDINGS = (PROJECT / "src/check/findings.cpp").read_text(encoding="utf-8")
-
-# Sections of the manual page, and what the same part of README.md begins with and ends before.
-PARTS = {
-    "Arguments": ("| `INPUT` | the export", "\n\n**Environment.**"),
-    "What the output holds": ("The output holds, in this order", "\n## Usage"),
-    "Progress": ("When standard error is a terminal", "\n\n**Exit status.**"),
-    "ENVIRONMENT": ("When `DEBUG_ERROR` is set", "\n\n**Progress.**"),
-    "EXIT STATUS": ("0 when the run came to its end", "\n\n**Files.**"),
-    "FILES": ("Besides the output the program", "\n## Check before"),
-    "DIAGNOSTICS": ("Errors and warnings go to", "\n## What is dropped"),
-    "What is dropped, on purpose": ("- Comments, and the folding", "\n## Limits"),
-    "Limits": ("- Object classes are recognised", "\n## Map of the code"),
-}
+DOCUMENTS = [PROJECT / "README.md", PROJECT / "CONTRIBUTING.md", *PROJECT.glob("docs/*.md")]
 
 
-def sections_of_page(name):
-    rendered = subprocess.run(["mandoc", "-T", "html", PROJECT / "man" / name], check=True,
-                              stdout=subprocess.PIPE, encoding="utf-8").stdout
-    content, _ = rendered.split('<table class="foot">')
-    _, *pieces = re.split(r"<h[12]\b[^>]*>(.*?)</h[12]>", content, flags=re.DOTALL)
-    return {" ".join(without_tags(title).split()): without_tags(text)
-            for title, text in zip(pieces[::2], pieces[1::2])}
+def text_of(name):
+    return (PROJECT / name).read_text(encoding="utf-8")
 
 
-def without_tags(text):
-    return html.unescape(re.sub(r"<[^>]*>", " ", text))
+def modules():
+    """The text of each module, header included, by its path in src/ without an ending."""
+    texts = {}
+    for path in [*PROJECT.glob("src/**/*.h"), *PROJECT.glob("src/**/*.cpp")]:
+        name = str(path.relative_to(PROJECT / "src").with_suffix(""))
+        texts[name] = texts.get(name, "") + path.read_text(encoding="utf-8")
+    return texts
 
 
-def part_of_readme(start, end):
-    return start + README.split(start, 1)[1].split(end, 1)[0]
+MODULES = modules()
+MAP = text_of("CONTRIBUTING.md").split("\n## Map of the code\n", 1)[1]
 
 
-def words(text):
-    stripped = (word.strip("*`|-.,:;()\"“”‘’").lower() for word in text.split())
-    return [word for word in stripped if word]
+def section(page, title):
+    """The part of a manual page between the heading `title` and the next one."""
+    _, rest = page.split(f'\n.S{"h" if title.isupper() else "s"} {title}\n', 1)
+    return re.split(r"^\.S[hs] ", rest, maxsplit=1, flags=re.MULTILINE)[0]
 
 
-def without_table_frames(text):
-    """Of a Markdown table, the rows below the headings; a notice needs nothing done."""
-    return re.sub(r"^\|.*\n\|[-|]+$|\| nothing \|$", "", text, flags=re.MULTILINE)
+def items(text, macro):
+    """What the list items that begin with `macro` are about."""
+    return re.findall(rf"^\.It {macro} ([\w-]+)", text, flags=re.MULTILINE)
 
 
-class ManualTest(unittest.TestCase):
-    def setUp(self):
-        self.page = sections_of_page("ldif-migrate.1")
+class MigrationPageTest(unittest.TestCase):
+    page = text_of("man/ldif-migrate.1")
+    source = text_of("src/driver/diagnostics/messages.cpp")
 
-    def test_manual_page_and_readme_say_the_same(self):
-        for section, (start, end) in PARTS.items():
-            with self.subTest(section):
-                readme = without_table_frames(part_of_readme(start, end))
-                differences = difflib.unified_diff(words(readme), words(self.page[section]),
-                                                   "README.md", "manual page", lineterm="")
-                self.assertEqual("\n".join(differences), "")
+    def test_it_has_every_message_with_its_severity(self):
+        numbers = dict(re.findall(r"^ +(MESSAGE_\w+) = (\d{9}),", text_of(
+            "src/driver/diagnostics/messages.h"), flags=re.MULTILINE))
+        catalogue = re.findall(r"^ +\{(MESSAGE_\w+), (\w+),", self.source, flags=re.MULTILINE)
+        self.assertEqual([name for name, _ in catalogue], list(numbers))
+        explained = re.findall(r"^\.It (\d{9} .*)$", section(self.page, "DIAGNOSTICS"),
+                               flags=re.MULTILINE)
+        self.assertEqual(" , ".join(explained).split(" , "),
+                         [f"{numbers[name]} {severity}" for name, severity in catalogue])
 
-    def test_every_message_is_explained(self):
-        numbers = re.findall(r"^    MESSAGE_\w+ = (\d+),", MESSAGES, flags=re.MULTILINE)
-        self.assertTrue(numbers)
-        rows = re.findall(r"^\| (\d{9}(?:, \d{9})*) \|", README, flags=re.MULTILINE)
-        self.assertEqual(", ".join(rows).split(", "), numbers)
+    def test_it_has_every_argument(self):
+        usage = re.search(r'"usage: ldif-migrate (.*)\\n"', self.source).group(1)
+        arguments = usage.replace("[", "").replace("]", "").split()
+        self.assertEqual(items(section(self.page, "Arguments"), "Ar"), arguments)
+        self.assertEqual(re.findall(r"Ar (\w+)", section(self.page, "SYNOPSIS")), arguments)
 
-    def test_every_kind_of_finding_is_explained(self):
-        table = FINDINGS.split("texts = {{", 1)[1].split("}};", 1)[0]
-        kinds = re.findall(r'"([^"]+)",\s*"([^"]+)",\s*"([^"]+)"\}', table)
-        self.assertEqual(len(kinds), table.count("{Kind::"))
-        page = words(" ".join(sections_of_page("ldif-migrate-check.1").values()))
-        text = f" {' '.join(page)} "
-        for identifier, title, repair in kinds:
-            with self.subTest(identifier):
-                self.assertIn(f" {' '.join(words(f'{identifier} {title}'))} ", text)
-                # Of an output nothing is repaired: it is not loaded.
-                if not repair.startswith("do not load"):
-                    self.assertIn(f" {' '.join(words(repair))} ", text)
+
+class CheckPageTest(unittest.TestCase):
+    page = text_of("man/ldif-migrate-check.1")
+
+    def test_it_has_every_option(self):
+        names = re.findall(r'\{"(\w+)", (?:required|no)_argument,', text_of("src/check/main.cpp"))
+        self.assertTrue(names)
+        self.assertEqual(items(section(self.page, "Options"), "Fl"), [f"-{name}" for name in names])
+        synopsis = section(self.page, "SYNOPSIS")
+        for name in names:
+            self.assertRegex(synopsis, rf"-{name}\b")
+
+    def test_it_has_every_type_of_finding_by_severity(self):
+        rows = re.findall(r'Severity::(\w+), "([a-z0-9-]+)"', text_of("src/check/findings.cpp"))
+        severities = list(dict.fromkeys(severity for severity, _ in rows))
+        headings = ["Errors", "Warnings", "Differences"]
+        self.assertEqual(len(severities), len(headings))
+        for severity, heading in zip(severities, headings):
+            with self.subTest(heading):
+                self.assertEqual(items(section(self.page, heading), "Cm"),
+                                 [name for row_severity, name in rows if row_severity == severity])
+
+
+class DocumentsTest(unittest.TestCase):
+    def test_links_lead_to_files(self):
+        for document in DOCUMENTS:
+            for target in re.findall(r"\]\(([^)#]+)", document.read_text(encoding="utf-8")):
+                with self.subTest(document=document.name, target=target):
+                    self.assertTrue((document.parent / target).exists())
+
+    def test_the_map_of_the_code_has_every_module_and_no_other(self):
+        mapped = set(re.findall(r"`((?:driver|entry|ldif|cache|output|check)/[\w/]+)`", MAP))
+        self.assertEqual(MODULES.keys() - mapped, set(), "missing in the map")
+        self.assertEqual(mapped - MODULES.keys(), set(), "not in src/")
+
+    def test_the_map_of_the_code_leads_to_every_rule(self):
+        rows = re.findall(r"^\| (.+) \| `([\w/]+)` \| (`.+`) \|$", MAP, flags=re.MULTILINE)
+        self.assertTrue(rows)
+        for rule, module, names in rows:
+            for name in re.findall(r"`(\w+)`", names):
+                with self.subTest(rule):
+                    self.assertRegex(MODULES.get(module, ""), rf"\b{name}\b")
 
 
 if __name__ == "__main__":
