@@ -188,19 +188,18 @@ class Case:
             subprocess.run(words, cwd=folder, check=True)
 
 
-class Clock:
-    """The local time at every second of a run, and at the one before: time(2) may lag behind."""
-
-    def __init__(self, environment):
-        self.environment, self.begin = environment, int(time.time())
-
-    def times(self):
-        for second in range(self.begin - 1, int(time.time()) + 1):
-            yield subprocess.run(["date", f"--date=@{second}", "+%Y%m%d%I%M%S"], check=True,
-                                 env=self.environment, capture_output=True).stdout.strip()
+# When a run began and ended, and the environment that decides its time zone.
+Moment = collections.namedtuple("Moment", "begin end environment")
 
 
-def fill_placeholders(expected, actual, clock):
+def local_times(moment):
+    """The local time at every second of the run, and at the one before: time(2) may lag behind."""
+    for second in range(int(moment.begin) - 1, int(moment.end) + 1):
+        yield subprocess.run(["date", f"--date=@{second}", "+%Y%m%d%I%M%S"], check=True,
+                             env=moment.environment, capture_output=True).stdout.strip()
+
+
+def fill_placeholders(expected, actual, moment):
     """`expected` with the placeholders that fit replaced by what `actual` has in their place."""
     if b"{" not in expected:
         return expected
@@ -210,7 +209,7 @@ def fill_placeholders(expected, actual, clock):
             continue
         pattern = re.escape(wanted).replace(rb"\{any\}", rb"[^\n]*")
         if b"{local-time}" in wanted:
-            times = b"(?:" + b"|".join(clock.times()) + b")"
+            times = b"(?:" + b"|".join(local_times(moment)) + b")"
             pattern = pattern.replace(rb"\{local\-time\}", times)
         if re.fullmatch(pattern, found):
             filled[number] = found
@@ -226,7 +225,7 @@ def difference(name, expected, actual):
     return "\n".join(diff)
 
 
-def compare_files(case, folder, before, clock):
+def compare_files(case, folder, before, moment):
     after = load_plain(folder)
     for name in sorted(before.keys() | after.keys() | case.expected.keys() | case.must_exist):
         actual = after.get(name)
@@ -242,7 +241,7 @@ def compare_files(case, folder, before, clock):
             elif expected is not None and actual is None:
                 yield f"{name}: missing"
             elif expected is not None:
-                expected = fill_placeholders(expected, actual, clock)
+                expected = fill_placeholders(expected, actual, moment)
                 if expected != actual:
                     yield difference(name, expected, actual)
         if actual is not None and name not in before:
@@ -265,23 +264,24 @@ def complaints(program, case):
         folder = Path(folder)
         case.prepare(folder)
         before = load_plain(folder)
-        clock = Clock(environment)
+        begin = time.time()
         run = subprocess.run([program, *case.arguments], cwd=folder, env=environment, umask=0,
                              stdin=subprocess.DEVNULL, capture_output=True,
                              timeout=TIME_LIMIT_SECONDS, check=False)
+        moment = Moment(begin, time.time(), environment)
         if run.returncode != case.status:
             yield f"exit status {run.returncode} instead of {case.status}"
         for name, expected, actual in (("stdout", case.stdout, run.stdout),
                                        ("stderr", case.stderr, run.stderr)):
-            expected = fill_placeholders(expected, actual, clock)
+            expected = fill_placeholders(expected, actual, moment)
             if expected != actual:
                 yield difference(name, expected, actual)
-        yield from compare_files(case, folder, before, clock)
+        yield from compare_files(case, folder, before, moment)
 
 
 def failure(program, path):
     """What is wrong with the case in the file `path`, as it is shown; empty when nothing is."""
-    title = "its form"
+    title = "not a case"
     try:
         case = Case(path)
         title = case.title

@@ -264,7 +264,7 @@ FAILED {self.path}: A person passes through.
 +dn: cn=b\\n
  \\n
 
-FAILED {self.path.with_name("spoilt.case")}: its form
+FAILED {self.path.with_name("spoilt.case")}: not a case
 
 ValueError: the last line is not "=== end"
 
