@@ -4,8 +4,8 @@
     changed_files_test.py PROGRAM
 
 The run is traced into a pipe that is read line by line, so that it never gets far ahead of what
-has been read, and the files are changed when a certain line has come. Staging is not traced: what has to
-come before it happens while the pipe is full and the run waits to write its first line.
+has been read, and the files are changed when a certain line has come. Staging is not traced: what
+has to come before it happens while the pipe is full and the run waits to write its first line.
 """
 
 import contextlib
@@ -49,7 +49,7 @@ class ChangedFilesTest(unittest.TestCase):
         self.input.write_text(EXPORT)
 
     def run_and_change(self, line, change, occurrence=1):
-        """Runs one pass for each group, and calls `change` when the trace holds `line` that often."""
+        """Runs one pass for each group; calls `change` when the trace holds `line` that often."""
         os.mkfifo(self.folder / "trace")
         # Open for writing as well, so that the reading does not wait and does not end too early.
         reading = os.open(self.folder / "trace", os.O_RDWR)

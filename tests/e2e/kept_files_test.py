@@ -3,9 +3,9 @@
 
     kept_files_test.py PROGRAM
 
-Each run has an output and a trace of an earlier run in its way. It is held against one that has
-not: what it prints and its status are the same. What comes into being there is listed with the case.
-Where root runs this, permissions are tried as another user.
+Each run finds an output and a trace of an earlier run. It is compared with a run that does not:
+what it prints and its status are the same. The files that the latter makes are listed with the
+test. Where root runs this, permissions are tried as another user.
 """
 
 import fcntl
@@ -52,7 +52,8 @@ class KeptFilesTest(unittest.TestCase):
                 if path.is_file() and not path.is_symlink() else path.lstat().st_mode
                 for path in folder.iterdir()}
 
-    def assert_keeps(self, prepare, message, made, *, notices=(), names=(INPUT, OUTPUT), trace=True):
+    def assert_keeps(self, prepare, message, made, *, notices=(), names=(INPUT, OUTPUT),
+                     trace=True):
         """That the run ends with the message, and makes files where none have been."""
         arguments = [*names, "1", "1", *([TRACE] if trace else [])]
         first = self.run_in(prepare, [], arguments)

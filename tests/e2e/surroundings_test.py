@@ -92,7 +92,7 @@ class SurroundingsTest(unittest.TestCase):
             '380928306 ERROR: cannot write "output.ldif": File too large.'), result.stderr)
 
     @unittest.skipUnless(WITH_LITTLE_MEMORY, "the build has a sanitizer")
-    def test_missing_memory_is_told(self):
+    def test_missing_memory_is_reported(self):
         def limit_memory():
             resource.setrlimit(resource.RLIMIT_AS, (24 << 20, 24 << 20))
 

@@ -49,7 +49,7 @@ class TwoRunsTest(unittest.TestCase):
         return status.rpartition(")")[2].split()[0] == "S"
 
     def start_held_run(self):
-        """Starts a run and returns it and a procedure that lets it go on, once it holds its locks."""
+        """Starts a run; once it holds its locks, returns it and a procedure that lets it go on."""
         reading, writing = os.pipe()
         os.set_blocking(writing, False)
         with contextlib.suppress(BlockingIOError):

@@ -15,7 +15,7 @@ CASES = pathlib.Path(__file__).resolve().parent.parent / "e2e"
 sys.path.insert(0, str(CASES))
 sys.dont_write_bytecode = True
 
-from run_case import Case  # noqa: E402, found by the line above
+from run_cases import Case  # noqa: E402, found by the line above
 
 MOST_BYTES = 4000
 END_OF_WORK_FILE = b"\x1d"
@@ -28,15 +28,15 @@ def slot_bits(count):
 
 def seed(case):
     """The bytes of the fuzz input for `case`, or None when it has no export."""
-    if "input.ldif" not in case.files or len(case.arguments) not in (4, 5):
+    if "input.ldif" not in case.given or len(case.arguments) not in (4, 5):
         return None
     users, groups = (slot_bits(count) for count in case.arguments[2:4])
     tracing = 1 if len(case.arguments) == 5 else 0
     echo = 2 if "DEBUG_ERROR" in case.environment else 0
-    left_over = case.files.get("input.ldif.tmp")
+    left_over = case.given.get("input.ldif.tmp")
     return b"".join([bytes([tracing + echo, users | groups << 4]),
                      b"" if left_over is None else left_over + END_OF_WORK_FILE,
-                     case.files["input.ldif"]])
+                     case.given["input.ldif"]])
 
 
 def main():
@@ -44,10 +44,10 @@ def main():
         sys.exit(__doc__)
     folder = pathlib.Path(sys.argv[1])
     folder.mkdir(parents=True, exist_ok=True)
-    for about in sorted(CASES.glob("*/about")):
-        content = seed(Case(about.parent))
+    for path in sorted(CASES.glob("*/*.case")):
+        content = seed(Case(path))
         if content is not None and len(content) <= MOST_BYTES:
-            (folder / about.parent.name).write_bytes(content)
+            (folder / f"{path.parent.name}-{path.stem}").write_bytes(content)
 
 
 if __name__ == "__main__":

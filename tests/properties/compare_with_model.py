@@ -29,7 +29,7 @@ import hostile  # noqa: E402
 import model  # noqa: E402
 from program import (EXPORT, MESSAGE, WORK_FILE, beside_messages, messages,  # noqa: E402
                      migrate)
-from run_case import difference  # noqa: E402
+from run_cases import difference  # noqa: E402
 from smallest import smallest  # noqa: E402
 import well_formed  # noqa: E402
 
