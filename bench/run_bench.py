@@ -34,7 +34,7 @@ import statistics
 import sys
 import tempfile
 
-sys.dont_write_bytecode = True
+sys.path.insert(1, sys.path[0] + "/../tests")
 from runs import Faulty, Runner  # noqa: E402
 from workloads import MIB, MIGRATE, workloads  # noqa: E402
 

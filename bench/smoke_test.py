@@ -11,8 +11,10 @@ import pathlib
 import shutil
 import subprocess
 import sys
-import tempfile
 import unittest
+
+sys.path.insert(1, sys.path[0] + "/../tests")
+from lib.testcase import FolderTest, take_program  # noqa: E402
 
 FOLDER = pathlib.Path(__file__).resolve().parent
 ROWS = ("one-pass", "16-passes", "64-passes", "scattered", "long-policy-25000",
@@ -24,12 +26,7 @@ ROWS = ("one-pass", "16-passes", "64-passes", "scattered", "long-policy-25000",
 TARGETS = 22  # of all rows
 
 
-class Smoke(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
-
+class Smoke(FolderTest):
     def bench(self, *options):
         """Returns the status, the lines of the table and what was complained of."""
         command = [sys.executable, "-B", FOLDER / "run_bench.py", PROGRAM, "--small", "--runs", "1",
@@ -96,5 +93,5 @@ class Smoke(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    PROGRAM = str(pathlib.Path(sys.argv.pop(1)).resolve())
+    PROGRAM = take_program()
     unittest.main()

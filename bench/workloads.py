@@ -6,18 +6,14 @@ run_bench.py has measured of a workload.
 
 import collections
 import functools
-import pathlib
 import shutil
-import sys
 
-import hostile_exports
+from lib.generators import alike
+from lib.programs import make_export
+from lib.testcase import EXAMPLES
 import long_entries
 
-REPOSITORY = pathlib.Path(__file__).resolve().parents[1]
-sys.path.insert(0, str(REPOSITORY / "tests" / "large"))
-from generator import make_export  # noqa: E402  (its folder must be known first)
-
-EXAMPLE = REPOSITORY / "examples" / "export.ldif"
+EXAMPLE = EXAMPLES / "export.ldif"
 USERS, MOST_GROUPS, USERS_PER_GROUP = 100000, 10000, 50
 POLICY_LINES = (25000, 50000, 100000)
 LONG_MERGE_LINES = 32000
@@ -188,8 +184,8 @@ def workloads(scale):
         *check_workloads("check", CHECK, clustered, users),
         *check_workloads("proof", PROVE, clustered, users),
         hostile_workload("check-findings", "check", CHECK, long_export(
-            "findings", hostile_exports.write_policy, FINDINGS // scale)),
+            "findings", alike.write_policy, FINDINGS // scale)),
         hostile_workload("proof-namesakes", "proof", PROVE, long_export(
-            "namesakes", hostile_exports.write_namesakes, NAMESAKES // scale)),
+            "namesakes", alike.write_namesakes, NAMESAKES // scale)),
     ]
     return {workload.name: workload for workload in listed}

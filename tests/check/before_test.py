@@ -8,19 +8,15 @@ made of. The check stands beside PROGRAM, which migrates.
 """
 
 import importlib
-import pathlib
 import sys
-import tempfile
 import unittest
 
-sys.dont_write_bytecode = True
-FOLDER = pathlib.Path(__file__).resolve().parent
-sys.path.append(str(FOLDER.parent / "properties"))
-from checker import CLEAN, FOUND, check  # noqa: E402
-from program import migrate  # noqa: E402
+sys.path.insert(1, sys.path[0] + "/..")
+from lib.programs import CLEAN, FOUND, check, checker_of, migrate  # noqa: E402
+from lib.testcase import FolderTest, take_program  # noqa: E402
 
-PROGRAM = pathlib.Path(sys.argv[1]).resolve()
-CHECK = PROGRAM.with_name("ldif-migrate-check")
+PROGRAM = take_program()
+CHECK = checker_of(PROGRAM)
 ENDED = 255
 TRIED = set()
 
@@ -45,11 +41,9 @@ def unlike(reported, expected):
             [one for one in expected if not any(is_same(other, one) for other in reported)])
 
 
-class BeforeTest(unittest.TestCase):
+class BeforeTest(FolderTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        super().setUp()
         self.export = self.folder / "export.ldif"
         self.output = self.folder / "output.ldif"
 
@@ -142,6 +136,5 @@ def add_tests(cases):
 
 
 if __name__ == "__main__":
-    sys.path.insert(0, str(FOLDER))
-    add_tests(importlib.import_module(sys.argv[2]).CASES)
-    unittest.main(argv=sys.argv[:1] + sys.argv[3:])
+    add_tests(importlib.import_module(sys.argv.pop(1)).CASES)
+    unittest.main()

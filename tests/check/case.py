@@ -2,7 +2,7 @@
 
 import collections
 
-import base
+from lib import base
 
 # `export` is what is checked and migrated. `found` lists what the check must find: the kind, the
 # line of the export, and how the entry's DN line begins, or None where no DN must be shown. `ends`

@@ -6,22 +6,18 @@
 The check stands beside PROGRAM, which migrates.
 """
 
-import pathlib
 import re
 import sys
-import tempfile
 import unittest
 
-sys.dont_write_bytecode = True
-FOLDER = pathlib.Path(__file__).resolve().parent
-sys.path.append(str(FOLDER.parent / "properties"))
+sys.path.insert(1, sys.path[0] + "/..")
 from case import edit  # noqa: E402
-from checker import CLEAN, FOUND, check  # noqa: E402
-from program import migrate  # noqa: E402
+from lib.programs import CLEAN, FOUND, check, checker_of, migrate  # noqa: E402
+from lib.testcase import EXAMPLES, FolderTest, take_program  # noqa: E402
 
-PROGRAM = pathlib.Path(sys.argv[1]).resolve()
-CHECK = PROGRAM.with_name("ldif-migrate-check")
-EXAMPLE = FOLDER.parent.parent / "examples" / "broken.ldif"
+PROGRAM = take_program()
+CHECK = checker_of(PROGRAM)
+EXAMPLE = EXAMPLES / "broken.ldif"
 
 # What each finding's advice comes down to.
 REPAIRS = {
@@ -131,11 +127,10 @@ cn: PolicyData
 KINDS = {kind for kinds in REPAIRS for kind in kinds.split(", ")}
 
 
-class ExampleTest(unittest.TestCase):
+class ExampleTest(FolderTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.export = pathlib.Path(folder.name) / "export.ldif"
+        super().setUp()
+        self.export = self.folder / "export.ldif"
         self.text = EXAMPLE.read_bytes().decode()
 
     def report_of(self, text):
@@ -183,4 +178,4 @@ class ExampleTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1] + sys.argv[2:])
+    unittest.main()

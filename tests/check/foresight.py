@@ -7,15 +7,12 @@ for everything that is not as it should be.
 import collections
 import os
 import pathlib
-import sys
 import tempfile
 
-FOLDER = pathlib.Path(__file__).resolve().parent
-sys.path += [str(FOLDER.parent / name) for name in ("large", "properties")]
-from check_migration import shown, strip_around_commas  # noqa: E402
-from checker import CLEAN, FOUND, check, kinds  # noqa: E402
-from program import messages, migrate  # noqa: E402
-from reading import classes, entries  # noqa: E402
+from lib.programs import CLEAN, FOUND, check, kinds, messages, migrate
+from lib.texts import shown
+from model.entry import without_blanks_at_commas
+from reading import classes, entries
 
 GATHERED = 380928313
 # Names that the migration drops or sets anew.
@@ -156,7 +153,7 @@ def comparable(attribute):
     if attribute.name == b"secauthority":
         return attribute.value.lower().rstrip(b" ")
     if attribute.name == b"secdn":
-        return strip_around_commas(attribute.value.lower()).rstrip(b" ")
+        return without_blanks_at_commas(attribute.value.lower()).rstrip(b" ")
     return attribute.value
 
 

@@ -1,9 +1,10 @@
 """What looks like a mistake and is none: nothing is to be found, and nothing is lost."""
 
-from base import (CONTAINER, CREDENTIAL, CREDENTIALS, DOMAIN, EXPORT, GROUP, GROUP_MAPPING, MAPPING,
-                  NEW_DOMAIN, NEW_GROUP, NEW_POLICIES, NEW_POLICY, NEW_USER, OUTPUT, PERSON, POLICY,
-                  POLICY_DATA, TEAM, USER, USERS_ENTRY)
 from case import Case, harmless
+from lib.base import (
+    CONTAINER, CREDENTIAL, CREDENTIALS, DOMAIN, EXPORT, GROUP, GROUP_MAPPING, MAPPING,
+    NEW_DOMAIN, NEW_GROUP, NEW_POLICIES, NEW_POLICY, NEW_USER, OUTPUT, PERSON, POLICY,
+    POLICY_DATA, TEAM, USER, USERS_ENTRY)
 from lines import LONG, description, folded
 from owners import ANN, BOB_OF_SALES, EDITORS, NEW_BOB_OF_SALES, at_the_end
 

@@ -11,13 +11,14 @@ import re
 import sys
 import unittest
 
-sys.dont_write_bytecode = True
+sys.path.insert(1, sys.path[0] + "/..")
+from lib.testcase import REPOSITORY  # noqa: E402
 import lines  # noqa: E402
 import names  # noqa: E402
 import owners  # noqa: E402
 
 FOLDER = pathlib.Path(__file__).resolve().parent
-TABLE = FOLDER.parent.parent / "src" / "check" / "findings.cpp"
+TABLE = REPOSITORY / "src" / "check" / "findings.cpp"
 KIND = re.compile(r'\{Kind::\w+, Severity::(ENDS|CHANGES|DIFFERS), "([a-z0-9-]+)"')
 # These are not about what the export holds.
 SURROUNDINGS = {"export-not-writable", "left-over-work-file", "work-file-refused",

@@ -8,18 +8,17 @@ that of an export of plain entries of the same kind, bytes of the report include
 or line is compared with all others, the ratio is ten and more at these sizes, and grows with them.
 """
 
-import pathlib
 import subprocess
 import sys
-import tempfile
 import unittest
 
-sys.dont_write_bytecode = True
-sys.path.append(str(pathlib.Path(__file__).resolve().parents[2] / "bench"))
-import hostile_exports as hostile  # noqa: E402
+sys.path.insert(1, sys.path[0] + "/..")
+from lib.generators import alike  # noqa: E402
+from lib.programs import checker_of  # noqa: E402
+from lib.testcase import make_folder, take_program  # noqa: E402
 
-PROGRAM = pathlib.Path(sys.argv[1]).resolve()
-CHECK = PROGRAM.with_name("ldif-migrate-check")
+PROGRAM = take_program()
+CHECK = checker_of(PROGRAM)
 MEASURE = PROGRAM.with_name("measure")
 RUNS, ROUNDS = 3, 4  # a round more only where other programs may have disturbed those before
 MOST = 2
@@ -48,9 +47,7 @@ def domains(*more):
 class LinearTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
-        cls.folder = pathlib.Path(folder.name)
+        cls.folder = make_folder(cls)
 
     def written(self, name, write, *arguments):
         write(self.folder / name, *arguments)
@@ -77,60 +74,60 @@ class LinearTest(unittest.TestCase):
         self.fail(f"{ratio:.1f} times the time of a plain byte")
 
     def test_credentials_that_are_others_and_backwards(self):
-        export = self.written("export", hostile.write_credentials, CREDENTIALS)
-        self.assertLinear([export, self.written("same", hostile.write_credentials, CREDENTIALS)],
-                          [export, self.written("output", hostile.write_changed_credentials,
+        export = self.written("export", alike.write_credentials, CREDENTIALS)
+        self.assertLinear([export, self.written("same", alike.write_credentials, CREDENTIALS)],
+                          [export, self.written("output", alike.write_changed_credentials,
                                                 CREDENTIALS)])
 
     def test_users_of_one_name(self):
-        plain = self.written("plain", hostile.write_users, USERS, plain_name)
-        records = self.written("records", hostile.write_records, USERS, plain_name)
-        export = self.written("export", hostile.write_namesakes, USERS)
+        plain = self.written("plain", alike.write_users, USERS, plain_name)
+        records = self.written("records", alike.write_records, USERS, plain_name)
+        export = self.written("export", alike.write_namesakes, USERS)
         self.assertLinear([plain, records],
-                          [export, self.written("output", hostile.write_records, USERS, ann)])
+                          [export, self.written("output", alike.write_records, USERS, ann)])
         self.assertLinear([plain], [export], ALL, MOST_SHOWN)
 
     def test_records_that_are_changed(self):
-        files = [self.written("plain", hostile.write_users, USERS, plain_name),
-                 self.written("records", hostile.write_records, USERS, plain_name)]
-        changed = [files[0], self.written("output", hostile.write_changed_records, USERS,
+        files = [self.written("plain", alike.write_users, USERS, plain_name),
+                 self.written("records", alike.write_records, USERS, plain_name)]
+        changed = [files[0], self.written("output", alike.write_changed_records, USERS,
                                           plain_name)]
         self.assertLinear(files, changed)
         self.assertLinear(files, changed, ALL, MOST_SHOWN)
 
     def test_users_whose_names_differ_by_one_bit(self):
-        self.assertLinear([self.written("plain", hostile.write_users, OWNERS, plain_name)],
-                          [self.written("export", hostile.write_colliding_names, OWNERS)])
+        self.assertLinear([self.written("plain", alike.write_users, OWNERS, plain_name)],
+                          [self.written("export", alike.write_colliding_names, OWNERS)])
 
     def test_domains_of_one_unkeyed_hash(self):
         self.assertLinear(
-            [self.written("plain", hostile.write_domain_users, hostile.plain_domains(DOMAINS))],
-            [self.written("export", hostile.write_domain_users,
-                          hostile.colliding_domains(DOMAINS))])
+            [self.written("plain", alike.write_domain_users, alike.plain_domains(DOMAINS))],
+            [self.written("export", alike.write_domain_users,
+                          alike.colliding_domains(DOMAINS))])
 
     def test_comments(self):
-        plain = self.written("plain", hostile.write_commented, CREDENTIALS, "{}\n{}")
+        plain = self.written("plain", alike.write_commented, CREDENTIALS, "{}\n{}")
         for form in ("# c\n{}\n{}", "{}\n# c\n{}"):
-            export = self.written("export", hostile.write_commented, CREDENTIALS, form)
+            export = self.written("export", alike.write_commented, CREDENTIALS, form)
             self.assertLinear([plain], [export])
 
     def test_domains_whose_dates_are_wrong(self):
-        export = self.written("export", hostile.write_entries, domains())
+        export = self.written("export", alike.write_entries, domains())
         dated = domains("installDate: 20250102030405.0Z")
         wrong = [[*one[:2], "version: 5.0", one[3]] for one in reversed(dated)]
-        self.assertLinear([export, self.written("plain", hostile.write_entries, dated)],
-                          [export, self.written("output", hostile.write_entries, wrong)])
+        self.assertLinear([export, self.written("plain", alike.write_entries, dated)],
+                          [export, self.written("output", alike.write_entries, wrong)])
 
     def test_findings_in_one_entry(self):
-        plain = self.written("plain", hostile.write_policy, LINES,
+        plain = self.written("plain", alike.write_policy, LINES,
                              "secNote{:06d}: as of spring")
         for form in ("secNote{:06d}: acl: of spring", "secNote{:06d}: of\rspring",
                      "secNote{:06d}: of\0spring", "secNote{:06d}: x,kvo-entryuuid: s"):
             with self.subTest(form):
-                export = self.written("export", hostile.write_policy, LINES, form)
+                export = self.written("export", alike.write_policy, LINES, form)
                 self.assertLinear([plain], [export])
                 self.assertLinear([plain], [export], ALL, MOST_SHOWN)
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1] + sys.argv[2:])
+    unittest.main()

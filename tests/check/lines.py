@@ -1,9 +1,10 @@
 """Lines that a migration reads otherwise than they are meant, or not at all."""
 
-from base import (CREDENTIAL, CREDENTIALS, DOMAIN, EXPORT, GROUP, GROUP_MAPPING, MAPPING,
-                  NEW_DOMAIN, NEW_GROUP, NEW_POLICIES, NEW_POLICY, NEW_USER, OUTPUT, PERSON, POLICY,
-                  POLICY_DATA, TEAM, USER, USERS_ENTRY)
 from case import Case, changes, ends
+from lib.base import (
+    CREDENTIAL, CREDENTIALS, DOMAIN, EXPORT, GROUP, GROUP_MAPPING, MAPPING, NEW_DOMAIN,
+    NEW_GROUP, NEW_POLICIES, NEW_POLICY, NEW_USER, OUTPUT, PERSON, POLICY, POLICY_DATA, TEAM,
+    USER, USERS_ENTRY)
 from owners import ANN, EDITORS, no_group, no_mapping, no_user
 
 

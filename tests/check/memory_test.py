@@ -8,20 +8,17 @@ is as the system counts it, so that a build with a sanitizer tells nothing.
 """
 
 import json
-import pathlib
 import subprocess
 import sys
-import tempfile
 import unittest
 
-sys.dont_write_bytecode = True
-FOLDER = pathlib.Path(__file__).resolve().parent
-sys.path += [str(FOLDER.parent / "large"), str(FOLDER.parent.parent / "bench")]
-from generator import make_export  # noqa: E402
-import hostile_exports as hostile  # noqa: E402
+sys.path.insert(1, sys.path[0] + "/..")
+from lib.generators import alike  # noqa: E402
+from lib.programs import checker_of, make_export  # noqa: E402
+from lib.testcase import FolderTest, take_program  # noqa: E402
 
-PROGRAM = pathlib.Path(sys.argv[1]).resolve()
-CHECK = PROGRAM.with_name("ldif-migrate-check")
+PROGRAM = take_program()
+CHECK = checker_of(PROGRAM)
 MEASURE = PROGRAM.with_name("measure")
 KIBIBYTE, MEBIBYTE = 2**10, 2**20
 LARGE = 20_000_000
@@ -36,17 +33,17 @@ def long_lines(size, name="secNote", width=LINE):
 def with_lines(kind, lines):
     """Some users, and an entry of that kind that has these lines, too."""
     entries = [entry for number in range(OWNERS_OF_ALL)
-               for entry in hostile.user(number, f"user{number}")]
+               for entry in alike.user(number, f"user{number}")]
     if kind == "user":
-        entries += hostile.user(OWNERS_OF_ALL, "ann", lines)
+        entries += alike.user(OWNERS_OF_ALL, "ann", lines)
     elif kind == "mapping":
-        entries += hostile.user(OWNERS_OF_ALL, "ann", (), lines)
+        entries += alike.user(OWNERS_OF_ALL, "ann", (), lines)
     elif kind == "policy":
-        entries += hostile.user(OWNERS_OF_ALL, "ann")
+        entries += alike.user(OWNERS_OF_ALL, "ann")
         dn = entries[-2][0].replace("dn: ", "dn: cn=Policy,")
         entries.append([dn, "objectclass: secPolicy", "cn: Policy", *lines])
     elif kind == "credential":
-        entries.append([*hostile.credential(1), *lines])
+        entries.append([*alike.credential(1), *lines])
     else:
         entries.append(["dn: cn=large,o=example", "objectclass: person", *lines])
     return entries
@@ -60,11 +57,9 @@ LARGE_ENTRIES = (
     ("policy", [*long_lines(LARGE), "secdn: cn=a , o=b"]), ("credential", long_lines(LARGE)))
 
 
-class MemoryTest(unittest.TestCase):
+class MemoryTest(FolderTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        super().setUp()
         self.export = self.folder / "export.ldif"
         self.output = self.folder / "output.ldif"
 
@@ -119,7 +114,7 @@ class LargeEntries(MemoryTest):
     def test_migration_and_check(self):
         for kind, lines in LARGE_ENTRIES:
             with self.subTest(kind=kind, lines=len(lines)):
-                hostile.write_entries(self.export, with_lines(kind, lines))
+                alike.write_entries(self.export, with_lines(kind, lines))
                 for counts in ((OWNERS_OF_ALL + 1, 1), (50, 1)):
                     self.assertPredicted(counts)
                 longest = sum(len(line) + 1 for line in lines)
@@ -129,8 +124,8 @@ class LargeEntries(MemoryTest):
 def of_ann(own=(), mapping=(), users=None, policy=None):
     """Some users, the entries of one more with these lines, and then as many users again."""
     few = OWNERS_OF_ALL // 2
-    entries = [entry for number in range(few) for entry in hostile.user(number, f"user{number}")]
-    entries += hostile.user(OWNERS_OF_ALL, "ann", own, mapping)
+    entries = [entry for number in range(few) for entry in alike.user(number, f"user{number}")]
+    entries += alike.user(OWNERS_OF_ALL, "ann", own, mapping)
     owner = f"cn=user{OWNERS_OF_ALL:06d},o=example"
     if users is not None:
         entries.append(["dn: principalName=ann,cn=Users,secAuthority=Default",
@@ -140,7 +135,7 @@ def of_ann(own=(), mapping=(), users=None, policy=None):
         entries.append([f"dn: cn=Policy,secAuthority=Default,{owner}", "objectclass: secPolicy",
                         *policy])
     return entries + [entry for number in range(few)
-                      for entry in hostile.user(few + number, f"user{few + number}")]
+                      for entry in alike.user(few + number, f"user{few + number}")]
 
 
 def group(number, own=(), mapping=()):
@@ -154,7 +149,7 @@ class MergedEntries(MemoryTest):
     """What a merge takes counts: its result twice for a user below cn=Users, and every colon."""
 
     def assertPredictedFor(self, entries, *all_counts):
-        hostile.write_entries(self.export, entries)
+        alike.write_entries(self.export, entries)
         for counts in all_counts:
             self.assertPredicted(counts)
 
@@ -184,22 +179,22 @@ class SkewedSizes(MemoryTest):
 
     def test_large_users_first(self):
         large = long_lines(100_000)
-        hostile.write_entries(self.export, (
+        alike.write_entries(self.export, (
             entry for number in range(6000)
-            for entry in hostile.user(number, f"u{number}", large if number < 100 else ())))
+            for entry in alike.user(number, f"u{number}", large if number < 100 else ())))
         for counts in ((6000, 1), (1000, 1), (100, 1), (10, 1)):
             self.assertPredicted(counts)
 
     def test_large_users_last(self):
         large = long_lines(100_000)
-        hostile.write_entries(self.export, (
+        alike.write_entries(self.export, (
             entry for number in range(6000)
-            for entry in hostile.user(number, f"u{number}", large if number >= 5900 else ())))
+            for entry in alike.user(number, f"u{number}", large if number >= 5900 else ())))
         for counts in ((1000, 1), (70, 1)):
             self.assertPredicted(counts)
 
     def test_groups_of_very_different_sizes(self):
-        hostile.write_entries(self.export, (
+        alike.write_entries(self.export, (
             entry for number in range(300)
             for entry in group(number, [f"member: cn=user{member:07d},o=example"
                                         for member in range(60_000 // (number + 1))])))
@@ -210,20 +205,20 @@ class SkewedSizes(MemoryTest):
 class HostileExports(MemoryTest):
     def test_wrong_credentials(self):
         count = 100_000
-        hostile.write_credentials(self.export, count)
-        hostile.write_changed_credentials(self.output, count)
+        alike.write_credentials(self.export, count)
+        alike.write_changed_credentials(self.output, count)
         self.assertModest(credentials=count, differing=2 * count)
 
     def test_namesakes(self):
         count = 40_000
-        hostile.write_namesakes(self.export, count)
-        hostile.write_records(self.output, count, lambda _: "ann")
+        alike.write_namesakes(self.export, count)
+        alike.write_records(self.output, count, lambda _: "ann")
         self.assertModest(owners=count)
 
     def test_nothing_in_common(self):
         count = 100_000
-        hostile.write_credentials(self.output, count)
-        hostile.write_entries(self.export, ([f"dn: cn=person{n},o=x", "objectclass: person"]
+        alike.write_credentials(self.output, count)
+        alike.write_entries(self.export, ([f"dn: cn=person{n},o=x", "objectclass: person"]
                                             for n in range(count)))
         self.assertModest(differing=2 * count)
 
@@ -237,26 +232,26 @@ class HostileExports(MemoryTest):
 
     def test_domains_with_long_names(self):
         count = 10_000
-        hostile.write_domain_users(self.export,
+        alike.write_domain_users(self.export,
                                    (b"Sales%06d" % n + b"x" * 1000 for n in range(count)))
         self.output.write_text("")
         self.assertModest(owners=count, domains=count)
 
     def test_one_owner_of_large_entries(self):
         size = 5_000_000
-        own, mapping = hostile.user(0, "ann", long_lines(size, "own"), long_lines(size, "map"))
+        own, mapping = alike.user(0, "ann", long_lines(size, "own"), long_lines(size, "map"))
         users = ["dn: principalName=ann,cn=Users,secAuthority=Default", *own[1:5], mapping[2],
                  *long_lines(size, "usr")]
-        hostile.write_entries(self.export, [own, mapping, users])
+        alike.write_entries(self.export, [own, mapping, users])
         self.output.write_text("")
         self.assertModest(owners=1, longest=3 * size, merged_lines=3 * size // LINE)
 
     def test_findings_in_one_entry(self):
         lines = 40_000
-        hostile.write_tab_lines(self.export, lines)
+        alike.write_tab_lines(self.export, lines)
         self.output.write_text("")
         self.assertModest(owners=1, longest=self.export.stat().st_size, merged_lines=lines)
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1] + sys.argv[2:])
+    unittest.main()

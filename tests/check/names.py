@@ -1,8 +1,9 @@
 """Values, names and domains that come out of a migration otherwise than they went in."""
 
-from base import (DOMAIN, EXPORT, NEW_DOMAIN, NEW_GROUP, NEW_POLICIES, NEW_POLICY, OUTPUT, PERSON,
-                  POLICY, TEAM)
 from case import Case, changes, edit
+from lib.base import (
+    DOMAIN, EXPORT, NEW_DOMAIN, NEW_GROUP, NEW_POLICIES, NEW_POLICY, OUTPUT, PERSON, POLICY,
+    TEAM)
 from lines import ANNS_USERS_ENTRY
 from owners import (ANN, BOB, BOBS_MAPPING, BOBS_USER, BOB_OF_SALES, EDITORS, NEW_BOB,
                     NEW_BOB_OF_SALES, at_the_end)

@@ -1,8 +1,9 @@
 """Entries without their owner, owners without an entry: what ends a migration."""
 
-from base import (GROUP, GROUP_MAPPING, MAPPING, NEW_GROUP, NEW_POLICIES,
-                  NEW_POLICY, NEW_USER, POLICY, POLICY_DATA, USER, USERS_ENTRY)
 from case import ends
+from lib.base import (
+    GROUP, GROUP_MAPPING, MAPPING, NEW_GROUP, NEW_POLICIES, NEW_POLICY, NEW_USER, POLICY,
+    POLICY_DATA, USER, USERS_ENTRY)
 
 ANN = "secAuthority=Default,cn=Ann Lee,o=acme"
 BOB = "secAuthority=Default,cn=Bob Ray,o=acme"

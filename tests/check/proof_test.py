@@ -15,19 +15,18 @@ import sys
 import tempfile
 import unittest
 
-sys.dont_write_bytecode = True
-FOLDER = pathlib.Path(__file__).resolve().parent
-sys.path += [str(FOLDER.parent / name) for name in ("large", "properties")]
-from check_migration import KINDS, strip_around_commas  # noqa: E402
-import base  # noqa: E402
-from checker import CLEAN, FOUND, check, kinds, shown  # noqa: E402
+sys.path.insert(1, sys.path[0] + "/..")
 from expectation import records_of, text_of  # noqa: E402
-from generator import make_export  # noqa: E402
-from program import migrate  # noqa: E402
+from lib import base  # noqa: E402
+from lib.generators import sound  # noqa: E402
+from lib.programs import (CLEAN, FOUND, check, checker_of, kinds, make_export,  # noqa: E402
+                          migrate, shown_of)
+from lib.testcase import EXAMPLES, make_folder, take_program  # noqa: E402
+from model.entry import without_blanks_at_commas  # noqa: E402
+from model.expected import KINDS  # noqa: E402
 from reading import classes, entries  # noqa: E402
-import sound  # noqa: E402
 
-EXAMPLE = FOLDER.parent.parent / "examples" / "export.ldif"
+EXAMPLE = EXAMPLES / "export.ldif"
 # A domain without an install date, which gets one.
 DATELESS = b"""
 dn: secAuthority=Sales,cn=Subdomains,secAuthority=Default
@@ -66,15 +65,11 @@ REGROUPED = {b"secuser", b"secmap", b"secgroup", b"secpolicy", b"secrescreds"}
 ALL = (1000, 1000)
 SEVERAL_PASSES = ((1, 1), (2, 1), (3, 2))
 REBUILT = ("user", "policy container", "policy", "group")
-# The entry of the export that is shown for a record, by the kind of the record, where it is made
-# of several.
-LEADING = {"user": "user", "group": "group"}
 
 
 def line_of(record):
     """The number of the line in the export that is shown for the record."""
-    kind = LEADING.get(record.kind)
-    return record.sources[kind] if kind else next(iter(record.sources.values()))
+    return record.sources[0]
 
 
 def lines_in(content):
@@ -96,7 +91,7 @@ def counts(found):
         if is_regrouped(entry, kinds_of_it):
             rules["accessControl"] += sum(name in ACCESS_CONTROL for name in names)
             rules["normalized"] += sum(line.startswith(b"secdn:")
-                                       and strip_around_commas(line) != line for line in lines)
+                                       and without_blanks_at_commas(line) != line for line in lines)
             rules["containersAdded"] += b"secpolicy" in kinds_of_it
         if b"secauthorityinfo" in kinds_of_it:
             rules["versions"] += b"version" in names
@@ -119,10 +114,8 @@ class ProofTest(unittest.TestCase):
     @classmethod
     def prepare(cls, content, slots=ALL):
         """Migrates the export; what must be found in it and in its output follows."""
-        folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
-        cls.export = pathlib.Path(folder.name) / "export.ldif"
-        cls.output = pathlib.Path(folder.name) / "output.ldif"
+        folder = make_folder(cls)
+        cls.export, cls.output = folder / "export.ldif", folder / "output.ldif"
         cls.export.write_bytes(content)
         run = migrate(PROGRAM, content, slots)
         assert run.status == 0, run.stderr
@@ -143,7 +136,7 @@ class ProofTest(unittest.TestCase):
     def assertFound(self, run, expected, circumstance=None):
         """Holds what is shown of each kind to the expected pairs of lines."""
         self.assertEqual((run.status, run.stderr), (FOUND, b""), circumstance)
-        found = {kind: sorted(shown(run, kind), key=str) for kind in kinds(run)}
+        found = {kind: sorted(shown_of(run, kind), key=str) for kind in kinds(run)}
         self.assertEqual(found, {kind: sorted(lines, key=str) for kind, lines in expected.items()},
                          circumstance)
 
@@ -446,7 +439,7 @@ class OtherExports(ProofTest):
         [user] = [record for record in self.records if record.kind == "user"]
         self.export.write_bytes(SMALL.replace(b"Default%a", b"Default%b"))
         self.assertFound(check(CHECK, self.export, self.output),
-                         {"changed-entry": [(user.sources["user"], user.line)]})
+                         {"changed-entry": [(line_of(user), user.line)]})
 
     def test_OneEntryLess(self):
         self.export.write_bytes(SMALL.partition(b"\n\n")[2])
@@ -501,7 +494,7 @@ class Secrets(ProofTest):
 
 
 if __name__ == "__main__":
-    PROGRAM = str(pathlib.Path(sys.argv.pop(1)).resolve())
-    CHECK = str(pathlib.Path(PROGRAM).with_name("ldif-migrate-check"))
+    PROGRAM = take_program()
+    CHECK = checker_of(PROGRAM)
     STEP = int(sys.argv.pop(1))
     unittest.main()

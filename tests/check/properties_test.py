@@ -15,23 +15,17 @@ after that time at the latest.
 
 import collections
 import itertools
-import pathlib
 import re
 import resource
 import sys
 
-sys.dont_write_bytecode = True
-sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "properties"))
-import broken  # noqa: E402
-import campaign  # noqa: E402
-from checker import CLEAN  # noqa: E402
+sys.path.insert(1, sys.path[0] + "/..")
 from foresight import PROPERTIES, examine  # noqa: E402
-import generate  # noqa: E402
-from smallest import shorter  # noqa: E402
-import sound  # noqa: E402
+from lib import campaign  # noqa: E402
+from lib.generators import PROFILES  # noqa: E402
+from lib.programs import CLEAN, checker_of  # noqa: E402
+from lib.smallest import shorter  # noqa: E402
 
-PROFILES = {"broken": broken.make, "sound": sound.make, **generate.PROFILES}
-SHOWN = 5
 MOST_MEMORY = 512 * 2**20  # by far enough for any small export, with a sanitizer as well
 Exported = collections.namedtuple("Exported", "export")
 
@@ -40,17 +34,6 @@ def nothing_is_found(case):
     """In a sound export nothing is found."""
     if case.before.status != CLEAN:
         yield f"found: {case.before.stdout}"
-
-
-def faults(case, properties):
-    """The properties that do not hold, with the first few reasons."""
-    found = {}
-    for check in properties:
-        reasons = list(check(case))[:SHOWN]
-        if reasons:
-            found[check] = "\n  ".join([f"{check.__name__}: {' '.join(check.__doc__.split())}",
-                                        *reasons])
-    return found
 
 
 def entries_of(text):
@@ -80,21 +63,20 @@ def show_smallest(programs, export, check, keep):
     small = shorter(small, "export", lambda text: text.splitlines(keepends=True), fails)
     print("made small:", *(repr(line)[1:] for line in small.export.splitlines(keepends=True)),
           sep="\n    ")
-    print(*faults(examine(*programs, small.export), [check]).values(), sep="\n")
+    print(*campaign.faults(examine(*programs, small.export), [check]).values(), sep="\n")
     campaign.keep(keep, f"{check.__name__}.ldif", small.export)
 
 
 def main():
     arguments = campaign.parse(__doc__, PROFILES, None)
-    programs = (arguments.program,
-                str(pathlib.Path(arguments.program).with_name("ldif-migrate-check")))
+    programs = (arguments.program, checker_of(arguments.program))
     endings, failed, made_small = collections.Counter(), 0, set()
     for seed in campaign.seeds(arguments):
         profile = arguments.profile or list(PROFILES)[seed % len(PROFILES)]
         export = PROFILES[profile](seed)
         case = examine(*programs, export)
         endings[ending(case) if case.before.document else "not checked"] += 1
-        found = faults(case, (*PROPERTIES, *[nothing_is_found] * (profile == "sound")))
+        found = campaign.faults(case, (*PROPERTIES, *[nothing_is_found] * (profile == "sound")))
         if found:
             failed += 1
             campaign.show_failure(arguments, seed, profile, found.values())

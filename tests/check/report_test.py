@@ -9,31 +9,26 @@ The check stands beside PROGRAM, which migrates, and so does make_export.
 import os
 import pathlib
 import sys
-import tempfile
 import unittest
 
-sys.dont_write_bytecode = True
-FOLDER = pathlib.Path(__file__).resolve().parent
-sys.path += [str(FOLDER.parent / name) for name in ("large", "properties")]
-import base  # noqa: E402
-from checker import CLEAN, FOUND, check  # noqa: E402
-from generator import make_export  # noqa: E402
+sys.path.insert(1, sys.path[0] + "/..")
+from lib import base  # noqa: E402
+from lib.programs import (CLEAN, FOUND, check, checker_of, make_export, messages,  # noqa: E402
+                          migrate)
+from lib.testcase import EXAMPLES, FolderTest, take_program  # noqa: E402
 from owners import BOBS_POLICY, BOBS_USER  # noqa: E402
-from program import messages, migrate  # noqa: E402
 
-PROGRAM = pathlib.Path(sys.argv[1]).resolve()
-CHECK = PROGRAM.with_name("ldif-migrate-check")
-EXAMPLE = FOLDER.parent.parent / "examples" / "export.ldif"
+PROGRAM = take_program()
+CHECK = checker_of(PROGRAM)
+EXAMPLE = EXAMPLES / "export.ldif"
 PASS_BEGINS, WRITING = 380928312, 380928313
 NOTHING = {"other": 0, "secUser": 0, "secPolicyData": 0, "secPolicy": 0, "secGroup": 0, "secMap": 0,
            "secAuthorityInfo": 0, "resCredsContainer": 0, "secResCreds": 0, "container": 0}
 
 
-class ReportTest(unittest.TestCase):
+class ReportTest(FolderTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        super().setUp()
         self.export = self.folder / "export.ldif"
 
     def report_of(self, text, *options, status=CLEAN):
@@ -324,4 +319,4 @@ class FindingsTest(ReportTest):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1] + sys.argv[2:])
+    unittest.main()

@@ -27,14 +27,11 @@ import subprocess
 import sys
 import tempfile
 
-sys.dont_write_bytecode = True
-FOLDER = pathlib.Path(__file__).resolve().parent
-sys.path.append(str(FOLDER.parent / "properties"))
-import broken  # noqa: E402
-import hostile  # noqa: E402
-import sound  # noqa: E402
+sys.path.insert(1, sys.path[0] + "/..")
+from lib.generators import broken, hostile, sound  # noqa: E402
+from lib.programs import TIME_LIMIT_SECONDS, checker_of  # noqa: E402
+from lib.testcase import EXAMPLES  # noqa: E402
 
-EXAMPLES = FOLDER.parent.parent / "examples"
 LARGEST = 100_000
 PIECE, PIECE_IN_BASE64 = 6, 8
 LIMIT = ("--limit", "1000000")
@@ -218,12 +215,12 @@ class Runs:
 
     def __init__(self, program, looks_at, folder):
         self.program, self.looks_at, self.folder = program, looks_at, folder
-        self.checker = program.with_name("ldif-migrate-check")
+        self.checker = checker_of(program)
         self.leaks = []
 
     def run(self, markers, allowed, *command):
         ended = subprocess.run(command, cwd=self.folder, check=False, capture_output=True,
-                               timeout=60, stdin=subprocess.DEVNULL)
+                               timeout=TIME_LIMIT_SECONDS, stdin=subprocess.DEVNULL)
         printed = ended.stdout + ended.stderr
         if b"Sanitizer" in printed or ended.returncode < 0:
             self.leaks.append(f"{command}: {printed}")

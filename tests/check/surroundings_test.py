@@ -10,7 +10,6 @@ root) is named on standard output and left out.
 import fcntl
 import json
 import os
-import pathlib
 import re
 import resource
 import shutil
@@ -19,11 +18,12 @@ import sys
 import tempfile
 import unittest
 
-sys.dont_write_bytecode = True
-import base  # noqa: E402
-from checker import CLEAN, FOUND, TIME_LIMIT_SECONDS  # noqa: E402
+sys.path.insert(1, sys.path[0] + "/..")
+from lib import base  # noqa: E402
+from lib.programs import CLEAN, FOUND, TIME_LIMIT_SECONDS  # noqa: E402
+from lib.testcase import FolderTest, take_program  # noqa: E402
 
-PROGRAM = pathlib.Path(sys.argv[1]).resolve()
+PROGRAM = take_program()
 NOT_CHECKED, ENDED = 2, 255
 NOBODY = 65534
 EXPORT, OUTPUT, WORK = "export.ldif", "output.ldif", "export.ldif.tmp"
@@ -40,11 +40,9 @@ def left_out(what, why):
     print(f"left out: {what}: {why}", flush=True)
 
 
-class SurroundingsTest(unittest.TestCase):
+class SurroundingsTest(FolderTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        super().setUp()
         self.programs = self.folder / "programs"
         self.programs.mkdir()
         for name in (PROGRAM.name, "ldif-migrate-check"):
@@ -511,4 +509,4 @@ class FilesTest(SurroundingsTest):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1] + sys.argv[2:])
+    unittest.main()

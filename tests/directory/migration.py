@@ -5,14 +5,12 @@ import pathlib
 import signal
 import subprocess
 import sys
-import tempfile
 import unittest
 
-FOLDER = pathlib.Path(__file__).resolve().parent
-sys.path.insert(0, str(FOLDER.parent / "large"))
-from generator import make_export  # noqa: E402
+from lib.programs import make_export
+from lib.testcase import EXAMPLES, FolderTest
 
-EXAMPLES = FOLDER.parent.parent / "examples"
+FOLDER = pathlib.Path(__file__).resolve().parent
 SETTINGS = argparse.Namespace()
 
 
@@ -28,13 +26,11 @@ def run_tests(description):
     unittest.main(argv=[sys.argv[0], *SETTINGS.tests])
 
 
-class MigrationTest(unittest.TestCase):
+class MigrationTest(FolderTest):
     """A test with a fresh folder, an export in it and what the program makes of it."""
 
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        super().setUp()
         self.export = self.folder / "export.ldif"
         self.output = self.folder / "output.ldif"
 

@@ -9,7 +9,7 @@ entry and value by value. N is the number of users in the generated export, 2,00
 
 import sys
 
-sys.dont_write_bytecode = True
+sys.path.insert(1, sys.path[0] + "/..")
 from migration import SETTINGS, MigrationTest, run_tests  # noqa: E402
 from readings import entry_of, first_difference, net_ldap_reading  # noqa: E402
 from readings import own_reading, python_ldap_reading  # noqa: E402

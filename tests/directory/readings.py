@@ -9,16 +9,13 @@ import base64
 import json
 import pathlib
 import subprocess
-import sys
 
 import ldap.dn
 import ldif
 
-FOLDER = pathlib.Path(__file__).resolve().parent
-sys.path.insert(0, str(FOLDER.parent / "large"))
-from check_migration import unfold  # noqa: E402
-from records import records  # noqa: E402
+from lib.ldif import records, unfold
 
+FOLDER = pathlib.Path(__file__).resolve().parent
 DN_VALUED = ("member", "secdn")
 
 

@@ -21,15 +21,15 @@ import sys
 import tempfile
 import time
 
-import endings
-import exports
-import fault_loop
-
-sys.path.append(str(exports.REPOSITORY / "tests" / "check"))
-import base  # noqa: E402  (its folder must be known first)
+sys.path.insert(1, sys.path[0] + "/..")
+import endings  # noqa: E402
+import exports  # noqa: E402
+import fault_loop  # noqa: E402
+from lib import base  # noqa: E402
+from lib.programs import CLEAN, FOUND, checker_of  # noqa: E402
 
 EXPORT, OUTPUT, WORK, REPORT = "export.ldif", "output.ldif", "export.ldif.tmp", "report"
-CLEAN, FOUND, NOT_CHECKED = 0, 1, 2
+NOT_CHECKED = 2
 
 # The kinds of call, and what each may fail with. "short" moves half of the bytes.
 ERRORS = {
@@ -261,7 +261,7 @@ def forbidden_calls(place):
 
 
 def run_loops(arguments, name, case):
-    check = str(pathlib.Path(arguments.program).resolve().with_name("ldif-migrate-check"))
+    check = checker_of(os.path.abspath(arguments.program))
     place = Place(check, os.path.abspath(arguments.interposer), case,
                   undisturbed_run(check, name, case))
     all_seen, all_found = collections.Counter(), list(forbidden_calls(place))

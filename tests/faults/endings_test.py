@@ -6,19 +6,21 @@
 
 import errno
 import os
-import pathlib
 import subprocess
 import sys
 import unittest
 
-import check_loop
-import endings
-import exports
-import fault_loop
-from endings import INPUT, OUTPUT, SNAPSHOT, TRACE, WORK
+sys.path.insert(1, sys.path[0] + "/..")
+import check_loop  # noqa: E402
+import endings  # noqa: E402
+import exports  # noqa: E402
+import fault_loop  # noqa: E402
+from endings import INPUT, OUTPUT, SNAPSHOT, TRACE, WORK  # noqa: E402
+from lib.programs import checker_of  # noqa: E402
+from lib.testcase import take_program  # noqa: E402
 
-PROGRAM = sys.argv[1]
-CHECK = pathlib.Path(PROGRAM).with_name("ldif-migrate-check")
+PROGRAM = take_program()
+CHECK = checker_of(PROGRAM)
 
 # Calls that open, read, change or move files. Each that the program makes needs a kind of its own.
 CALLS_ON_FILES = {
@@ -366,4 +368,4 @@ class KindsTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1])
+    unittest.main()

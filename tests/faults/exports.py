@@ -22,10 +22,10 @@ import subprocess
 import sys
 import tempfile
 
-REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
-LARGE = REPOSITORY / "tests" / "large"
-sys.path.insert(0, str(LARGE))
-from generator import make_export  # noqa: E402  (its folder must be known first)
+from lib.programs import make_export
+from lib.testcase import EXAMPLES, REPOSITORY
+
+CHECK_MIGRATION = REPOSITORY / "tests" / "large" / "check_migration.py"
 
 INPUT, OUTPUT, WORK, TRACE = "input.ldif", "output.ldif", "input.ldif.tmp", "trace.txt"
 SNAPSHOT = "TEMPORARY_INPUT_LDIF_FILE"
@@ -52,7 +52,7 @@ Undisturbed = collections.namedtuple("Undisturbed", "run staged passed_through f
 
 
 def example_text():
-    return (REPOSITORY / "examples" / "export.ldif").read_bytes()
+    return (EXAMPLES / "export.ldif").read_bytes()
 
 
 def generated_text(program, users, groups, padding):
@@ -85,7 +85,7 @@ def export_named(name, program):
 
 
 def migrated_example():
-    return (REPOSITORY / "examples" / "migrated.ldif").read_bytes()
+    return (EXAMPLES / "migrated.ldif").read_bytes()
 
 
 def environment(**changes):
@@ -156,7 +156,7 @@ def fits_export(files):
         for name, content in ((INPUT, files.input), (OUTPUT, files.output)):
             (pathlib.Path(folder) / name).write_bytes(content)
         checked = subprocess.run(
-            [sys.executable, "-B", LARGE / "check_migration.py", INPUT, OUTPUT], cwd=folder,
+            [sys.executable, "-B", CHECK_MIGRATION, INPUT, OUTPUT], cwd=folder,
             stdout=subprocess.DEVNULL, check=False)
     return checked.returncode == 0
 

@@ -23,8 +23,9 @@ import sys
 import tempfile
 import time
 
-import endings
-import exports
+sys.path.insert(1, sys.path[0] + "/..")
+import endings  # noqa: E402
+import exports  # noqa: E402
 
 # The kinds of call, and what each may fail with. "short" moves half of the bytes.
 ERRORS = {

@@ -27,7 +27,8 @@ import sys
 import tempfile
 import time
 
-import exports
+sys.path.insert(1, sys.path[0] + "/..")
+import exports  # noqa: E402
 
 SIGNALS = (signal.SIGKILL, signal.SIGTERM, signal.SIGINT, signal.SIGHUP)
 PROMPT_SECONDS = 10

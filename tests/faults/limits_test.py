@@ -11,20 +11,20 @@ unreadable midway is tried by fault_loop.py.
 
 import errno
 import os
-import pathlib
 import resource
 import shutil
 import stat
 import subprocess
 import sys
-import tempfile
 import unittest
 
-import endings
-import exports
-from exports import INPUT, OUTPUT, SNAPSHOT, TRACE, WORK
+sys.path.insert(1, sys.path[0] + "/..")
+import endings  # noqa: E402
+import exports  # noqa: E402
+from exports import INPUT, OUTPUT, SNAPSHOT, TRACE, WORK  # noqa: E402
+from lib.testcase import FolderTest, make_folder, take_program  # noqa: E402
 
-PROGRAM = os.path.abspath(sys.argv[1])
+PROGRAM = take_program()
 EXAMPLE, PASSES = exports.EXAMPLE, exports.export_named("passes", PROGRAM)
 NOBODY = 65534
 LONGEST_PATH, LONGEST_NAME = 4095, 255
@@ -48,15 +48,7 @@ def left_out(what, why):
     print(f"left out: {what}: {why}", flush=True)
 
 
-class Limits(unittest.TestCase):
-    def setUp(self):
-        self.folder = self.make_folder()
-
-    def make_folder(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        return pathlib.Path(folder.name)
-
+class Limits(FolderTest):
     def assertFails(self, run, message, files, reason):
         """That the run ends with the message, which names one of the files and the reason."""
         text = run.stderr.decode()
@@ -107,7 +99,7 @@ class FullDiskTest(Limits):
 
     def run_with_limit(self, size):
         limit = (size, resource.RLIM_INFINITY)
-        return exports.run_in(self.make_folder(), PROGRAM, PASSES, preexec_fn=lambda: (
+        return exports.run_in(make_folder(self), PROGRAM, PASSES, preexec_fn=lambda: (
             resource.setrlimit(resource.RLIMIT_FSIZE, limit)))
 
     def test_file_size_limit_below_what_staging_writes(self):
@@ -133,7 +125,7 @@ class FullDiskTest(Limits):
         self.assertUndisturbed(self.run_with_limit(len(self.whole)))
 
     def run_on_small_file_system(self, size):
-        source, mount_point, left = (self.make_folder() for _ in range(3))
+        source, mount_point, left = (make_folder(self) for _ in range(3))
         (source / INPUT).write_bytes(PASSES.text)
         user = [] if os.geteuid() == 0 else ["--user", "--map-root-user"]
         ended = subprocess.run(
@@ -345,4 +337,4 @@ class LongNamesTest(Limits):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1])
+    unittest.main()

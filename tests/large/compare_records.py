@@ -11,8 +11,8 @@ import argparse
 import hashlib
 import sys
 
-sys.dont_write_bytecode = True
-from records import records  # noqa: E402
+sys.path.insert(1, sys.path[0] + "/..")
+from lib.ldif import records  # noqa: E402
 
 SHOWN = 5
 

@@ -22,8 +22,8 @@ import sys
 import tempfile
 import time
 
-sys.dont_write_bytecode = True
-from generator import make_export  # noqa: E402
+sys.path.insert(1, sys.path[0] + "/..")
+from lib.programs import make_export  # noqa: E402
 
 FOLDER = pathlib.Path(__file__).resolve().parent
 MEGABYTE = 1e6

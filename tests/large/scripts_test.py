@@ -9,11 +9,11 @@ The small migration below was worked out by hand.
 import pathlib
 import subprocess
 import sys
-import tempfile
 import unittest
 
-sys.dont_write_bytecode = True
-from generator import make_export  # noqa: E402
+sys.path.insert(1, sys.path[0] + "/..")
+from lib.programs import make_export  # noqa: E402
+from lib.testcase import FolderTest, take_program  # noqa: E402
 
 FOLDER = pathlib.Path(__file__).resolve().parent
 
@@ -113,12 +113,7 @@ RECORDS = OUTPUT.split("\n\n")[:-1]
 AUTHORITY, PERSON, USER, CONTAINER, POLICY, GROUP, CREDENTIAL = range(7)
 
 
-class ScriptsTest(unittest.TestCase):
-    def setUp(self):
-        holder = tempfile.TemporaryDirectory()
-        self.addCleanup(holder.cleanup)
-        self.folder = pathlib.Path(holder.name)
-
+class ScriptsTest(FolderTest):
     def file(self, name, text):
         path = self.folder / name
         path.write_text(text, encoding="utf-8", newline="\n")
@@ -241,5 +236,5 @@ class ScriptsTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    PROGRAM = sys.argv.pop(1)
+    PROGRAM = take_program()
     unittest.main()

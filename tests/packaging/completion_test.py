@@ -7,15 +7,17 @@ The programs themselves are replaced by functions that print their arguments.
 """
 
 import os
-import pathlib
 import pty
 import select
 import subprocess
-import tempfile
+import sys
 import time
 import unittest
 
-COMPLETIONS = pathlib.Path(__file__).resolve().parents[2] / "completions"
+sys.path.insert(1, sys.path[0] + "/..")
+from lib.testcase import REPOSITORY, FolderTest  # noqa: E402
+
+COMPLETIONS = REPOSITORY / "completions"
 TIME_LIMIT_SECONDS = 20
 SETUP = f"""
 PS1=
@@ -31,11 +33,9 @@ ldif-migrate-check() {{ show "$@"; }}
 OPTIONS = ["--users", "--groups", "--limit", "--json", "--help", "--version"]
 
 
-class CompletionTest(unittest.TestCase):
+class CompletionTest(FolderTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        super().setUp()
         (self.folder / "export of today.ldif").touch()
         (self.folder / "migrated.ldif").touch()
         (self.folder / "folder").mkdir()

@@ -12,10 +12,11 @@ import platform
 import shutil
 import subprocess
 import sys
-import tempfile
 import unittest
 
-PROJECT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(1, sys.path[0] + "/..")
+from lib.testcase import REPOSITORY, make_folder  # noqa: E402
+
 PROGRAMS = ["ldif-migrate", "ldif-migrate-check"]
 DOCUMENTS = "./usr/share/doc/ldif-migrate/"
 FOLDERS = {"./usr/", "./usr/bin/", "./usr/share/", "./usr/share/bash-completion/",
@@ -35,9 +36,7 @@ def output_of(*command):
 class PackageTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
-        cls.folder = pathlib.Path(folder.name)
+        cls.folder = make_folder(cls)
         # What the maker of the package hides from others must not be hidden in the package.
         subprocess.run([CPACK, "--config", BUILD_FOLDER / "CPackConfig.cmake", "-B", cls.folder],
                        check=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, umask=0o077)
@@ -75,7 +74,7 @@ class PackageTest(unittest.TestCase):
         for program in PROGRAMS:
             page = self.tree / f"usr/share/man/man1/{program}.1.gz"
             self.assertEqual(gzip.decompress(page.read_bytes()),
-                             (PROJECT / f"man/{program}.1").read_bytes())
+                             (REPOSITORY / f"man/{program}.1").read_bytes())
 
     def test_its_program_migrates_its_example(self):
         examples = self.tree / DOCUMENTS / "examples"
@@ -111,7 +110,7 @@ class PackageTest(unittest.TestCase):
 
     @unittest.skipUnless(shutil.which("lintian"), "lintian is not installed")
     def test_lintian_is_silent(self):
-        checked = subprocess.run(["lintian", "--cfg", PROJECT / "packaging/lintianrc",
+        checked = subprocess.run(["lintian", "--cfg", REPOSITORY / "packaging/lintianrc",
                                   "--allow-root", "--fail-on", "error,warning,info", self.package],
                                  check=False, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                  stderr=subprocess.STDOUT, encoding="utf-8")

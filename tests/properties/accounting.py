@@ -1,34 +1,37 @@
 """Where each line of a well-formed export has to be after the migration, and why not.
 
-The places are worked out from what was put into the export. Every line that is not in its record
-as it was must fall under one of the rules below; a tally counts how often each was the reason.
+The places are worked out from what was put into the export, the lines of each by the model. Every
+line that is not in its record as it was must fall under a rule of the model or one of those below;
+a tally counts how often each was the reason.
 """
 
 import collections
-import pathlib
 import re
-import sys
+import time
 
-sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "large"))
-from check_migration import (NOT_MERGED, NOT_WRITTEN, NOT_WRITTEN_NOR_CONTROL,  # noqa: E402
-                             adjusted, filtered, merge, name_of, replace_first, shown,
-                             strip_around_commas, with_new_version)
-from well_formed import (AUTHORITY, CREDENTIAL, GROUP, GROUP_MAP, MAP, PASSED,  # noqa: E402
-                         POLICY, USER, USERS_USER)
+from lib.generators.well_formed import (
+    AUTHORITY, CREDENTIAL, GROUP, GROUP_MAP, MAP, PASSED, POLICY, USER, USERS_USER)
+from lib.texts import shown
+from model import entry as model_entry
+from model import records, staging
+from model.migration import Run
 
 KEPT = "in its record"
-EDITED = "edited: version, secUUID, or blanks around commas of a secdn"
 ADDED = "added: secDomainId or installDate"
-DN = "dropped: the old DN of a regrouped entry"
 DATA_DROPPED = "dropped: policy data has no place in the new layout"
-IDENTIFIER = "dropped: the directory's identifier of an entry that is passed through"
-BY_NAME = "dropped: access control, control or identifier, by name, when entries are merged"
-CLASS = "dropped: an object class of an entry merged into another"
-BY_FILTER = "dropped: access control, control or identifier, named anywhere in the line"
-REPLACED = "replaced: a like-named line of the entry merged into its own"
-AUTHORITY_KEPT = "replaced: the like-named secAuthority line of the leading entry"
+RULES = {
+    **dict.fromkeys(("version", "secuuid", "blanks at commas"),
+                    "edited: version, secUUID, or blanks around commas of a secdn"),
+    "entry identifier": "dropped: the directory's identifier of an entry that is passed through",
+    "old dn": "dropped: the old DN of a regrouped entry",
+    "not merged": "dropped: object class, access control, control or identifier of entries merged",
+    "not written": "dropped: access control, control or identifier, named anywhere in the line",
+    "replaced by the second entry's": "replaced: a like-named line of the entry merged into its own",
+    "replaced by the first entry's": "replaced: the like-named secAuthority line of the leading "
+                                     "entry"}
 ADDED_DATE = re.compile(rb"installDate: \d{14}\.0Z")
-CLASS_TEXTS = (b"objectclass:", b"objectClass:")
+CLASSES = {USER: model_entry.SECUSER, USERS_USER: model_entry.SECUSER,
+           GROUP: model_entry.SECGROUP, AUTHORITY: model_entry.SECAUTHORITYINFO}
 
 # A record that must be in the output: its kind, its DN line and the entries that its lines come
 # from, the one that leads the record first.
@@ -78,17 +81,46 @@ def user_places(owner, base, sources):
 
 def faults_of(record, place, changetype, tally):
     """What is wrong with the lines of the record behind its DN line."""
-    if place.kind in (USER, GROUP):
-        yield from faults_of_merged(record, place.sources, tally)
-    elif place.kind == CONTAINER:
+    if place.kind == CONTAINER:
         if record[1:] != container_lines(changetype):
             yield "not the lines of a policy container"
-    elif place.kind in (PASSED, AUTHORITY):
-        yield from faults_of_passed(record, place.sources[0], tally)
-    else:
-        kept = filtered_lines(place.sources[0], tally)
-        if record[1:] != kept:
-            yield "not its lines without those that are dropped: " + text_of_lines(kept)
+        return
+    run = Run(1, 1, b"", time.localtime)
+    expected = expected_lines(run, place, tally)
+    if place.kind == AUTHORITY and ADDED_DATE.fullmatch(expected[-1]) and record:
+        if not ADDED_DATE.fullmatch(record[-1]):
+            yield "no install date added at its end"
+        expected[-1] = record[-1]  # the clock goes on
+    if (record if place.kind in STAYING else record[1:]) != expected:
+        yield "not the lines that its entries give: " + text_of_lines(expected)
+    tally[KEPT] += len(expected)
+    for rule, _ in run.dropped:
+        if rule in RULES:
+            tally[RULES[rule]] += 1
+
+
+def expected_lines(run, place, tally):
+    """The lines of the record by the model, without the new DN of an entry that gets one."""
+    entries = [adjusted(run, source, tally) for source in place.sources]
+    if place.kind in (PASSED, AUTHORITY):
+        return list(staging.passed_lines(run, entries[0]))
+    staged = [list(staging.regrouped_lines(run, lines)) for lines in entries]
+    if place.kind == CREDENTIAL:
+        return list(records.written(run, staged[0], records.NOT_WRITTEN_OF_POLICIES))
+    for lines in staged:
+        run.drop("old dn", lines[:1])
+    if place.kind == POLICY:
+        return list(records.written(run, staged[0][1:], records.NOT_WRITTEN_OF_POLICIES))
+    merged = records.merge_all(run, *staged)
+    return list(records.written(run, merged[1:], records.NOT_WRITTEN))
+
+
+def adjusted(run, source, tally):
+    """The lines of an entry with the small edits that it gets on its way in."""
+    lines = list(source.lines)
+    staging.adjust(run, CLASSES.get(source.kind), lines)
+    tally[ADDED] += len(lines) - len(source.lines)
+    return lines
 
 
 def text_of_lines(lines):
@@ -103,157 +135,3 @@ def has_change_types(entries):
 def container_lines(changetype):
     return [b"changetype: add"] * changetype + [b"objectclass: container", b"objectclass: top",
                                                 b"cn: Policies"]
-
-
-def faults_of_passed(record, entry, tally):
-    lines = list(entry.lines)
-    if entry.kind == AUTHORITY:
-        replace_first(lines, b"version: ", with_new_version)
-        if not any(b"installdate: " in line.lower() for line in lines):
-            if not ADDED_DATE.fullmatch(record[-1]):
-                yield "no install date added at its end"
-            lines.append(record[-1])
-    count_edits(entry.lines, lines, tally)
-    kept = [line for line in lines
-            if b"KVO-ENTRYUUID: " not in line and b"kvo-entryuuid: " not in line]
-    tally[KEPT] += len(kept)
-    tally[IDENTIFIER] += len(lines) - len(kept)
-    if record != kept:
-        yield "not its lines without the identifiers: " + text_of_lines(kept)
-
-
-def staged_entry(entry):
-    """The lines of an entry that is regrouped, or of a credential, as they are gathered."""
-    kind = {USER: "user", USERS_USER: "user", GROUP: "group"}.get(entry.kind)
-    return [strip_around_commas(line) if b"secdn:" in line else line
-            for line in adjusted(list(entry.lines), kind)]
-
-
-def staged(entry, tally):
-    """Those lines behind the DN line, counted if they were edited or added."""
-    lines = staged_entry(entry)
-    count_edits(entry.lines, lines, tally)
-    return lines[1:]
-
-
-def count_edits(before, after, tally):
-    tally[EDITED] += sum(old != new for old, new in zip(before, after))
-    tally[ADDED] += len(after) - len(before)
-
-
-def filtered_lines(entry, tally):
-    """What the output keeps of a credential or a policy behind its DN."""
-    lines = staged(entry, tally)
-    kept = filtered(lines, NOT_WRITTEN_NOR_CONTROL)
-    tally[KEPT] += len(kept)
-    tally[BY_FILTER] += len(lines) - len(kept)
-    return kept
-
-
-def faults_of_merged(record, sources, tally):
-    """What is wrong with the record of a user or group, made of the sources' lines."""
-    lines = [staged(entry, tally) for entry in sources]
-    tally[DN] += len(lines)
-    absent, made_up = compare_lines(record[1:], lines)
-    tally[KEPT] += sum(map(len, lines)) - sum(map(len, absent))
-    for rank in range(len(lines)):
-        for line in unexplained(absent[rank], lines, rank, tally):
-            yield f"lost without a reason: {shown(line)}"
-    for line in made_up:
-        yield f"made up: {shown(line)}"
-    expected = merged_lines(sources)
-    if record[1:] != expected:
-        yield "not the lines of its entries when they are merged: " + text_of_lines(expected)
-
-
-def merged_lines(sources):
-    """The lines of a user or group in their order; the user entry and its mapping merge first."""
-    *leading, entry, mapping = [staged_entry(source) for source in sources]
-    merged = merge(entry, mapping)
-    if leading:
-        merged = merge(leading[0], merged)
-    return filtered(merged[1:], NOT_WRITTEN)
-
-
-def compare_lines(record, lines):
-    """The lines of each entry that the record lacks, and those of the record that none has.
-
-    Of equal lines of several entries the one that the rules keep is the one that is there: an
-    object class or secAuthority line of an earlier entry, any other line of a later one.
-    """
-    left = collections.Counter(record)
-    absent = [[] for _ in lines]
-    ranks = range(len(lines))
-    for earlier_stays, order in ((True, ranks), (False, reversed(ranks))):
-        for rank in order:
-            for line in lines[rank]:
-                if is_kept_of_earlier(line) != earlier_stays:
-                    continue
-                if left[line]:
-                    left[line] -= 1
-                else:
-                    absent[rank].append(line)
-    return absent, left.elements()
-
-
-def is_kept_of_earlier(line):
-    return any(text in line for text in CLASS_TEXTS) or b"secauthority:" in line.lower()
-
-
-def unexplained(absent, lines, rank, tally):
-    """The lines, missing from the entry of this rank, that no rule drops or replaces."""
-    partnered = []
-    for line in absent:
-        if not filtered([line], NOT_WRITTEN):
-            tally[BY_FILTER] += 1
-        elif rank == 0 and any(text in line for text in CLASS_TEXTS):
-            yield line
-        elif name_of(line) in CLASS_TEXTS:
-            tally[CLASS] += 1
-        elif name_of(line) in NOT_MERGED:
-            tally[BY_NAME] += 1
-        else:
-            partnered.append(line)
-    yield from without_partner(partnered, lines, rank, tally)
-
-
-def without_partner(absent, lines, rank, tally):
-    """The lines for which no line of their own is left that can have replaced them."""
-    earlier = [line for source in lines[:rank] for line in source]
-    later = [line for source in lines[rank + 1:] for line in source]
-    choices = [replacers(line, earlier, later) for line in absent]
-    taken = {}
-    for number, line in enumerate(absent):
-        if claim(number, choices, taken, set()):
-            tally[AUTHORITY_KEPT if b"secauthority:" in line.lower() else REPLACED] += 1
-        else:
-            yield line
-
-
-def replacers(line, earlier, later):
-    """The places of lines that may replace the line: a later entry's that holds its name, or an
-    earlier entry's secAuthority line whose name it holds."""
-    lowered = line.lower()
-    found = [("earlier", place) for place, other in enumerate(earlier)
-             if b"secauthority:" in other.lower() and name_of(other).lower() in lowered]
-    if b"secauthority:" not in lowered:
-        found += [("later", place) for place, other in enumerate(later)
-                  if name_of(line).lower() in other.lower()]
-    return found
-
-
-def claim(number, choices, taken, tried):
-    """Gives the line a replacer that no other line has, moving others to theirs if need be."""
-    for choice in choices[number]:
-        if choice not in tried:
-            tried.add(choice)
-            if choice not in taken or claim(taken[choice], choices, taken, tried):
-                taken[choice] = number
-                return True
-    return False
-
-
-def show(tally, counted):
-    """Prints how many of what was counted fell under each rule."""
-    for rule, count in tally.most_common():
-        print(f"{count:9} {counted} {rule}")

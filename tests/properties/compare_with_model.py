@@ -15,23 +15,18 @@ latest.
 """
 
 import collections
-import pathlib
 import random
 import sys
 import time
 
-sys.dont_write_bytecode = True
-TESTS = pathlib.Path(__file__).resolve().parent.parent
-sys.path += [str(TESTS / "e2e"), str(TESTS / "model")]
-import campaign  # noqa: E402
-from generate import PROFILES  # noqa: E402
-import hostile  # noqa: E402
-import model  # noqa: E402
-from program import (EXPORT, MESSAGE, WORK_FILE, beside_messages, messages,  # noqa: E402
-                     migrate)
-from run_cases import difference  # noqa: E402
-from smallest import smallest  # noqa: E402
-import well_formed  # noqa: E402
+sys.path.insert(1, sys.path[0] + "/..")
+from lib import campaign  # noqa: E402
+from lib.generators import MIGRATING, hostile, well_formed  # noqa: E402
+from lib.programs import (EXPORT, MESSAGE, WORK_FILE, beside_messages, messages,  # noqa: E402
+                          migrate)
+from lib.smallest import smallest  # noqa: E402
+from lib.texts import difference  # noqa: E402
+from model import migration  # noqa: E402
 
 # `work_file` is what an earlier run left, or None; the flags are those of the runs.
 Case = collections.namedtuple("Case", "export work_file slots traced debug_error")
@@ -42,7 +37,7 @@ SLOTS = ((1, 1), (1, 1), (2, 1), (1, 3), (3, 2), (5, 5), (1000, 1000), (20000000
 
 def make_case(seed, profile):
     rng = random.Random(f"comparison {seed}")
-    export = PROFILES[profile](seed)
+    export = MIGRATING[profile](seed)
     left = rng.choices((None, b"", left_behind(rng)), (10, 1, 4))[0]
     if left and rng.random() < 0.2:
         export = b""  # so that the end of what was left behind is the end of the work file
@@ -65,7 +60,7 @@ def differences(program, case):
     found = []
     # The model takes the clock as an argument; time(2) may lag behind by a second.
     for second in range(run.began - 1, run.ended + 1):
-        result = model.migrate(
+        result = migration.migrate(
             case.export, *case.slots, work_file=case.work_file or b"", traced=case.traced,
             now=time.localtime(second))
         found = list(compare(run, result, case.debug_error))
@@ -116,10 +111,10 @@ def show(program, case, keep):
 
 
 def main():
-    arguments = campaign.parse(__doc__, PROFILES, None)
+    arguments = campaign.parse(__doc__, MIGRATING, None)
     cases, failed = 0, 0
     for seed in campaign.seeds(arguments):
-        profile = arguments.profile or list(PROFILES)[seed % len(PROFILES)]
+        profile = arguments.profile or list(MIGRATING)[seed % len(MIGRATING)]
         case = make_case(seed, profile)
         cases += 1
         found = differences(arguments.program, case)

@@ -10,9 +10,9 @@ import re
 
 from accounting import (ADDED_DATE, CONTAINER, DATA_DROPPED, STAYING, faults_of,
                         has_change_types, places, text_of_lines)
-from check_migration import shown
-from program import beside_messages, messages
-from well_formed import CREDENTIAL, DATA, GROUP, POLICY, USER
+from lib.generators.well_formed import CREDENTIAL, DATA, GROUP, POLICY, USER
+from lib.programs import beside_messages, messages
+from lib.texts import shown
 
 # A run of the program with the file that it was given and, if that was well formed, its entries.
 Trial = collections.namedtuple("Trial", "run text entries slots")

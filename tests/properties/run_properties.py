@@ -15,17 +15,14 @@ import collections
 import random
 import sys
 
-sys.dont_write_bytecode = True
-from accounting import show  # noqa: E402
-import campaign  # noqa: E402
-from generate import PROFILES  # noqa: E402
-from program import EXPORT, migrate  # noqa: E402
+sys.path.insert(1, sys.path[0] + "/..")
+from lib import campaign  # noqa: E402
+from lib.generators import MIGRATING, well_formed  # noqa: E402
+from lib.programs import EXPORT, migrate  # noqa: E402
 import properties  # noqa: E402
 from properties import Case, HostileCase, Trial  # noqa: E402
-import well_formed  # noqa: E402
 
 LARGE = (1000, 1000)
-SHOWN = 5
 
 
 def well_formed_case(program, seed, tally):
@@ -44,12 +41,11 @@ def well_formed_case(program, seed, tally):
 
 
 def hostile_case(program, profile, seed, tally):
-    text = PROFILES[profile](seed)
+    text = MIGRATING[profile](seed)
     slots = random.Random(f"runs of {seed}").choice(((1, 1), (2, 1), (3, 3), LARGE))
     runs = [migrate(program, text, slots, watched=watched) for watched in (False, True)]
     tally[f"that end with status {runs[0].status}"] += 1
     return HostileCase(*(Trial(run, text, None, slots) for run in runs))
-
 
 
 def make_case(program, profile, seed, tally):
@@ -59,26 +55,23 @@ def make_case(program, profile, seed, tally):
     return hostile_case(program, profile, seed, tally), properties.HOSTILE_PROPERTIES
 
 
-def faults(case, checks):
-    """A text for each property that does not hold, with the first few reasons."""
-    for check in checks:
-        found = list(check(case))
-        if found:
-            reasons = "\n  ".join(found[:SHOWN])
-            yield f"{check.__name__}: {' '.join(check.__doc__.split())}\n  {reasons}"
+def show(tally, counted):
+    """Prints how many of what was counted fell under each rule."""
+    for rule, count in tally.most_common():
+        print(f"{count:9} {counted} {rule}")
 
 
 def main():
-    arguments = campaign.parse(__doc__, PROFILES, "well-formed")
+    arguments = campaign.parse(__doc__, MIGRATING, "well-formed")
     tally, states, cases, failed = collections.Counter(), 0, 0, 0
     for seed in campaign.seeds(arguments):
         case, checks = make_case(arguments.program, arguments.profile, seed, tally)
         cases += 1
         states += len(case.watched.run.seen)
-        found = list(faults(case, checks))
+        found = campaign.faults(case, checks)
         if found:
             failed += 1
-            campaign.show_failure(arguments, seed, arguments.profile, found)
+            campaign.show_failure(arguments, seed, arguments.profile, found.values())
             if failed == 1:
                 campaign.keep(arguments.keep, EXPORT, case.watched.text)
     show(tally, "lines" if arguments.profile == "well-formed" else "exports")

@@ -1,7 +1,6 @@
-#!/usr/bin/env python3
 """Holds whole runs of the model to results worked out by hand, one small rule per test.
 
-    model_test.py [TEST ...]
+    python3 -m unittest model.migration_test
 """
 import os
 import subprocess
@@ -11,8 +10,8 @@ import time
 import unittest
 from unittest import mock
 
-import model
-from model_samples import (CONTAINER_RECORD, CREDENTIALS, END, FAILED, GROUP, GROUP_MAP,
+from model import migration
+from model.samples import (CONTAINER_RECORD, CREDENTIALS, END, FAILED, GROUP, GROUP_MAP,
                            GROUP_RECORD, LEFT_BEHIND, PASS, POLICY, POLICY_DATA, POLICY_RECORD, STAGING,
                            STAGING_FAILED, STAGING_ON_LEFT_OVERS, USER, USER_MAP, USER_RECORD, echo_of, migrate, of)
 
@@ -226,7 +225,7 @@ class Passes(unittest.TestCase):
         self.assertEqual(result.work, b"dn: x\n")
 
     def test_the_settings_are_echoed(self):
-        self.assertEqual(model.migrate(b"", 1, 3000000000, input_name="i").echo, [
+        self.assertEqual(migration.migrate(b"", 1, 3000000000, input_name="i").echo, [
             b"DEBUG_ERROR flag is on................ \n",
             b"main():  input_ldif_filename           = i \n",
             b"main():  output_ldif_filename          = output.ldif \n",
@@ -250,26 +249,23 @@ class Residue(unittest.TestCase):
 
 class CommandLine(unittest.TestCase):
     def run_in(self, folder, *arguments):
-        program = os.path.join(os.path.dirname(os.path.abspath(model.__file__)), "model.py")
-        run = subprocess.run([sys.executable, "-B", program, *arguments], cwd=folder,
+        tests = os.path.dirname(os.path.dirname(os.path.abspath(migration.__file__)))
+        run = subprocess.run([sys.executable, "-B", "-m", "model.migration", *arguments],
+                             cwd=folder, env={**os.environ, "PYTHONPATH": tests},
                              stdout=subprocess.PIPE, check=False)
         return run.returncode, [int(line) for line in run.stdout.split()]
 
     def test_files_are_left_as_the_program_leaves_them(self):
         with tempfile.TemporaryDirectory() as folder:
             export, output = (os.path.join(folder, name) for name in ("in", "out"))
-            model.write_bytes(export, USER)
+            migration.write_bytes(export, USER)
             self.assertEqual(self.run_in(folder, "in", "out", "1", "1"),
                              (255, STAGING + PASS + [FAILED]))
-            self.assertEqual(model.read_bytes(output),
+            self.assertEqual(migration.read_bytes(output),
                              b"dn: principalName=jdoe,cn=Users,secAuthority=default\n")
-            model.write_bytes(export + ".tmp", USER)
-            model.write_bytes(export, USER_MAP)
+            migration.write_bytes(export + ".tmp", USER)
+            migration.write_bytes(export, USER_MAP)
             self.assertEqual(self.run_in(folder, "in", "out", "1", "1"),
                              (0, STAGING_ON_LEFT_OVERS + PASS + END))
-            self.assertEqual(model.read_bytes(output), USER_RECORD)
+            self.assertEqual(migration.read_bytes(output), USER_RECORD)
             self.assertEqual(sorted(os.listdir(folder)), ["in", "out"])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,8 +1,8 @@
 """The cache of the model: gathers the entries of one user or group under their owner.
 
-An owner holds at most one entry of each sort. Owners are found by their DN without regard to case.
+An owner holds at most one entry of each sort. Owners are found by their DN case-insensitively.
 """
-import model_entry as entry
+from model import entry
 
 # What the program calls the move of an entry of each sort.
 MOVES = {
@@ -24,9 +24,14 @@ class Owner:
         self.dn = dn
         self.policy_dn = None
         self.entries = {}
+        self.numbers = {}
 
     def lines(self, sort):
         return self.entries.get(sort, [])
+
+    def sources(self, *sorts):
+        """The numbers of the entries of these sorts, of those that there are."""
+        return [self.numbers[sort] for sort in sorts if sort in self.numbers]
 
 
 class Owners:
@@ -110,6 +115,7 @@ def move(run, owners, owner, sort, lines):
                 MOVES[sort].encode(), blank),
             b"%s = %s\n" % (sort.encode(), owner.lines(sort)[0]))
     owner.entries[sort] = lines
+    owner.numbers[sort] = run.work_number
     owners.held[sort] += 1
 
 

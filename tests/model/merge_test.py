@@ -1,21 +1,19 @@
-#!/usr/bin/env python3
 """Holds the model's merging of two entries to results worked out by hand.
 
-    model_merge_test.py [TEST ...]
+    python3 -m unittest model.merge_test
 """
 import unittest
 
-import model
-import model_records as records
+from model import migration, records
 
 
 class Merge(unittest.TestCase):
     def merged(self, first, second):
         """The merged lines, or what is echoed when the merge is fatal."""
-        run = model.Run(1, 1, b"", None)
+        run = migration.Run(1, 1, b"", None)
         try:
             return records.merge(run, first.splitlines(True), second.splitlines(True))
-        except model.Fatal:
+        except migration.Fatal:
             return [what for sort, what in run.events if sort == "echo"]
 
     def check(self, first, second, expected):
@@ -65,5 +63,9 @@ class Merge(unittest.TestCase):
                                    b"mergeObjects(): inputObject2 = a: 1\n\n")
 
 
-if __name__ == "__main__":
-    unittest.main()
+class MergeAll(unittest.TestCase):
+    def test_the_last_two_entries_merge_first(self):
+        run = migration.Run(1, 1, b"", None)
+        self.assertEqual(records.merge_all(run, [b"a: 1\n", b"c: 1\n"], [b"a: 2\n"],
+                                           [b"a: 3\n", b"b: 3\n"]),
+                         [b"a: 3\n", b"c: 1\n", b"b: 3\n"])

@@ -1,11 +1,10 @@
-#!/usr/bin/env python3
 """Holds the model's view of files and entries to results worked out by hand.
 
-    model_entry_test.py [TEST ...]
+    python3 -m unittest model.entry_test
 """
 import unittest
 
-import model_entry as entry
+from model import entry
 
 
 class Reading(unittest.TestCase):
@@ -123,7 +122,3 @@ class Lookup(unittest.TestCase):
 
     def test_base64_keeps_its_second_colon(self):
         self.assertEqual(entry.attribute_value([b"cn:: eA==\n"], b"cn"), b": eA==")
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,4 +1,4 @@
-"""Exports, and outputs that are wrong, in which many entries or lines have something in common.
+"""Exports, and wrong outputs, in which many entries or lines have something in common.
 
 A check that compared each of them with all others would take minutes.
 """

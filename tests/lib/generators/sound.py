@@ -3,19 +3,16 @@
 They are made of what an administrator may well have: users with every entry, groups, several
 domains, credentials, folded lines, comments, odd line ends and spellings, entries in any order,
 access control and identifiers that are dropped on purpose. Left out is all that the migration
-changes or loses without a word: no attribute is in two entries of one user or group with two
+changes or loses silently: no attribute is in two entries of one user or group with two
 values, and no value holds the name of an attribute.
 """
 
-import pathlib
 import random
-import sys
 
-sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "properties"))
-from well_formed import (AUTHORITY, CREDENTIAL, DATA, GIVEN_NAMES, GROUP, GROUP_MAP,  # noqa: E402
-                         MAP, PASSED, POLICY, SURNAMES, USER, USERS_USER, Entry, Export, Work,
-                         add, attribute, base64_line, gaps, identifier, recased, respelled,
-                         sentence, text_of)
+from lib.generators.well_formed import (
+    AUTHORITY, CREDENTIAL, DATA, GIVEN_NAMES, GROUP, GROUP_MAP, MAP, PASSED, POLICY, SURNAMES, USER,
+    USERS_USER, Entry, Export, Work, add, attribute, base64_line, gaps, identifier, recased,
+    respelled, sentence, text_of)
 
 PEOPLE = ("ou=people,o=example", "ou=staff,o=Example Inc.", "cn=Users,dc=example",
           "ou=a+l=b,o=example")

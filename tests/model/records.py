@@ -1,5 +1,8 @@
 """The records of the new layout in the model: new DNs, merged entries, and what is left out."""
-import model_entry as entry
+import functools
+
+from model import entry
+
 
 NOT_MERGED = (
     b"objectclass:", b"objectClass:", b"KVO-ENTRYUUID:", b"kvo-entryuuid:", b"control:",
@@ -31,6 +34,8 @@ def write_user(run, owner):
     name = b"principalName=" + principal
     first_component = owner.dn.split(b",")[0]
     user_dn = new_dn_line(name + b",cn=Users", owner.dn, first_component)
+    run.begin_record("user", owner.sources(
+        "secUser_matrix", "secMap_for_secUser_matrix", "Users_secUser_matrix"))
     run.output += user_dn
     if not mapping:
         run.fail(
@@ -38,16 +43,17 @@ def write_user(run, owner):
             b"writeSecUserAddToOutputFile():  ERROR:  Passing a NULL pointer to mergeObjects() \n",
             b"secUser_matrix = %s\n" % sec_user[0],
             b"secMap_for_secUser_matrix = NULL\n")
-    merged = merge(run, sec_user, mapping)
-    if owner.lines("Users_secUser_matrix"):
-        merged = merge(run, owner.lines("Users_secUser_matrix"), merged)
-    write_lines(run, merged, NOT_WRITTEN)
+    users_entry = owner.lines("Users_secUser_matrix")
+    leading = [users_entry] if users_entry else []
+    write_lines(run, merge_all(run, *leading, sec_user, mapping), NOT_WRITTEN)
 
     if owner.policy_dn is not None:
         domain = b"" if is_in_default_domain(owner.policy_dn) else domain_in_policy_dn(run, owner)
         policy_dn = new_dn_line(b"cn=Policy,cn=Policies," + name + b",cn=Users",
                                 owner.policy_dn, domain)
+        run.begin_record("policy container", owner.sources("secPolicy_matrix"))
         write_policy_container(run, user_dn)
+        run.begin_record("policy", owner.sources("secPolicy_matrix"))
         run.output += policy_dn
         write_lines(run, owner.lines("secPolicy_matrix"), NOT_WRITTEN_OF_POLICIES)
     run.drop("policy data", owner.lines("secPolicyData_matrix"))
@@ -67,6 +73,7 @@ def write_group(run, owner):
     if not common_name:
         fail_without_common_name(run, owner)
     first_component = owner.dn.split(b",")[0]
+    run.begin_record("group", owner.sources("secGroup_matrix", "secMap_for_secGroup_matrix"))
     run.output += new_dn_line(b"cn=" + common_name + b",cn=Groups", owner.dn, first_component)
     if not mapping:
         run.fail(
@@ -79,12 +86,16 @@ def write_group(run, owner):
 def write_lines(run, lines, words):
     """All lines but the first, which is the old DN line, and a blank line behind them."""
     run.drop("old dn", lines[:1])
-    for line in lines[1:]:
+    run.output += b"".join(written(run, lines[1:], words)) + b"\n"
+
+
+def written(run, lines, words, rule="not written"):
+    """The lines without those that hold one of the words in any case."""
+    for line in lines:
         if entry.holds(line.lower(), words):
-            run.drop("not written", [line])
+            run.drop(rule, [line])
         else:
-            run.output += line
-    run.output += b"\n"
+            yield line
 
 
 # New DNs
@@ -153,7 +164,13 @@ def fail_without_common_name(run, owner):
         FLUSH_FAILED)
 
 
-# Merging two entries
+# Merging entries
+
+
+def merge_all(run, *entries):
+    """The last two merged, and then each entry with what those behind it have become."""
+    return functools.reduce(lambda merged, leading: merge(run, leading, merged),
+                            reversed(entries))
 
 
 def merge(run, first, second):

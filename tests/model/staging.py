@@ -4,9 +4,10 @@ Entries that need no regrouping go to the output at once; a few entries are edit
 """
 import re
 
-import model_entry as entry
+from model import entry
 
 ROOM_FOR_LINES = 250000
+PASSED = "passed through"
 ENTRY_IDENTIFIERS = (b"KVO-ENTRYUUID: ", b"kvo-entryuuid: ")
 TO_BE_REGROUPED = (entry.SECUSER, entry.SECGROUP, entry.SECPOLICYDATA, entry.SECPOLICY,
                    entry.SECMAP, entry.RESCREDS_CONTAINER, entry.SECRESCREDS)
@@ -14,17 +15,21 @@ TO_BE_REGROUPED = (entry.SECUSER, entry.SECGROUP, entry.SECPOLICYDATA, entry.SEC
 
 def stage(run, export):
     file = entry.TextFile(export)
+    number, counted = 1, 0
     while True:
         start = file.position
         lines, comments = entry.read_entry(file)
         run.drop("comment", comments)
+        if not lines:
+            return
+        number += file.content.count(b"\n", counted, file.begin)
+        counted = file.begin
         if len(lines) >= ROOM_FOR_LINES:
             file.position = start
+            run.begin_record(PASSED, [number])
             pass_through(run, file)
-        elif lines:
-            stage_entry(run, lines)
         else:
-            return
+            stage_entry(run, lines, number)
 
 
 def pass_through(run, file):
@@ -43,7 +48,7 @@ def pass_through(run, file):
                 run.output += line
 
 
-def stage_entry(run, lines):
+def stage_entry(run, lines, number):
     kind = entry.object_class(lines)
     if lines[0].startswith(b" "):
         run.fail(
@@ -57,29 +62,31 @@ def stage_entry(run, lines):
     is_new_policy = kind == entry.SECPOLICY and entry.in_any_case(
         dn, b"cn=Policies,secAuthority=")
     if kind in TO_BE_REGROUPED and not is_new_policy:
-        write_to_work_file(run, lines)
+        run.numbers[len(run.work.content)] = number
+        run.work.content += b"".join(line + b"\n" for line in regrouped_lines(run, lines)) + b"\n"
     else:
-        write_to_output(run, lines)
+        run.begin_record(PASSED, [number])
+        run.output += b"".join(line + b"\n" for line in passed_lines(run, lines)) + b"\n"
 
 
-def write_to_output(run, lines):
+def passed_lines(run, lines):
+    """The attributes of an entry that goes to the output."""
     for attribute in entry.unfolded_attributes(lines):
         if entry.holds(attribute, ENTRY_IDENTIFIERS):
             run.drop("entry identifier", [attribute])
         else:
-            run.output += attribute + b"\n"
-    run.output += b"\n"
+            yield attribute
 
 
-def write_to_work_file(run, lines):
+def regrouped_lines(run, lines):
+    """The attributes of an entry that goes to the work file."""
     for attribute in entry.unfolded_attributes(lines):
         if b"secdn:" in attribute:
             compact = entry.without_blanks_at_commas(attribute)
             if compact != attribute:
                 run.drop("blanks at commas", [attribute])
             attribute = compact
-        run.work.content += attribute + b"\n"
-    run.work.content += b"\n"
+        yield attribute
 
 
 def adjust(run, kind, lines):

@@ -1,5 +1,5 @@
 """Small entries and the records that they become, for the tests of the model."""
-import model
+from model import migration
 
 STAGING = [380928308, 380928309, 380928310, 380928311]
 LEFT_BEHIND = 380928316
@@ -39,7 +39,7 @@ def of(name, text):
 
 
 def migrate(export, max_users=9, max_groups=9, **more):
-    return model.migrate(export, max_users, max_groups, **more)
+    return migration.migrate(export, max_users, max_groups, **more)
 
 
 def echo_of(result):

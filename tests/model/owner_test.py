@@ -1,15 +1,11 @@
-#!/usr/bin/env python3
 """Holds the model's gathering and naming of entries to results worked out by hand.
 
-    model_owner_test.py [TEST ...]
+    python3 -m unittest model.owner_test
 """
 import unittest
 
-import model
-import model_cache
-import model_entry as entry
-import model_records as records
-from model_samples import (CONTAINER_RECORD, END, FAILED, GROUP, GROUP_MAP, GROUP_RECORD,
+from model import cache, entry, migration, records
+from model.samples import (CONTAINER_RECORD, END, FAILED, GROUP, GROUP_MAP, GROUP_RECORD,
                            OCCUPIED, PASS, POLICY, POLICY_DATA, POLICY_RECORD, STAGING, USER,
                            USER_MAP, USER_RECORD, echo_of, migrate, of)
 
@@ -80,10 +76,10 @@ class Association(unittest.TestCase):
 
     def test_owners_end_in_a_line_feed_even_when_the_line_does_not(self):
         lines = [b"dn: cn=a, o=b"]
-        self.assertEqual(model_cache.associate_with_user(None, entry.SECUSER, lines),
+        self.assertEqual(cache.associate_with_user(None, entry.SECUSER, lines),
                          (b"cn=a,o=b\n", b"cn=a,o=b\n"))
         self.assertEqual(lines, [b"dn: cn=a,o=b\n"])
-        self.assertEqual(model_cache.associate_with_group(None, entry.SECGROUP, [b"dn: cn=a"]),
+        self.assertEqual(cache.associate_with_group(None, entry.SECGROUP, [b"dn: cn=a"]),
                          (b"cn=a\n", b"cn=a\n"))
 
     def test_mappings_without_a_domain_are_fatal(self):
@@ -155,10 +151,10 @@ class Handlers(unittest.TestCase):
 
     def test_a_users_entry_that_blanks_hid_at_first_counts_as_one_when_moved(self):
         dn = b"dn: cn=jdoe,cn=Users , secAuthority=Default\n"
-        owner = model_cache.Owners(1)
-        run = model.Run(1, 1, USER.replace(USER.split(b"\n")[0] + b"\n", dn), None)
+        owner = cache.Owners(1)
+        run = migration.Run(1, 1, USER.replace(USER.split(b"\n")[0] + b"\n", dn), None)
         run.users = owner
-        model_cache.take_in(run, entry.SECUSER, run.read_work_entry())
+        cache.take_in(run, entry.SECUSER, run.read_work_entry())
         self.assertEqual(owner.slots[0].dn, b"cn=jdoe,cn=Users,secAuthority=Default\n")
         self.assertEqual(list(owner.slots[0].entries), ["Users_secUser_matrix"])
 
@@ -217,18 +213,14 @@ class NewDNs(unittest.TestCase):
             records.FLUSH_FAILED])
 
     def test_a_policy_finds_its_domain_anywhere_in_its_dn(self):
-        run, owner = model.Run(1, 1, b"", None), model_cache.Owner(b"")
+        run, owner = migration.Run(1, 1, b"", None), cache.Owner(b"")
         for dn in (b"cn=Policy,cn=x,SecAuthority=Sales,o=y\n", b"SecAuthority=Sales,o=y\n"):
             owner.policy_dn = dn
             self.assertEqual(records.domain_in_policy_dn(run, owner), b"SecAuthority=Sales")
         for dn in (b"cn=Policy,o=y\n", b"cn=Policy,secauthority=Sales\n"):
             owner.policy_dn = dn
-            with self.assertRaises(model.Fatal):
+            with self.assertRaises(migration.Fatal):
                 records.domain_in_policy_dn(run, owner)
         self.assertEqual(run.events, [
             ("echo", b"createNewSecPolicyDN(): Missing secAuthority in dn: cn=Policy,o=y\n\n"),
             ("message", FAILED), ("message", FAILED)])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -2,7 +2,7 @@
 
 import random
 
-import well_formed
+from lib.generators import well_formed
 
 # Lines that some rule reacts to, alone or where they do not belong.
 LINES = tuple(line.encode() for line in (

@@ -1,9 +1,11 @@
-"""The command line of the scripts that try any number of random cases, one for each seed."""
+"""The scripts that try any number of random cases, one for each seed: command line and loop."""
 
 import argparse
 import pathlib
 import sys
 import time
+
+SHOWN = 5  # reasons why a property does not hold
 
 
 def parse(description, profiles, profile):
@@ -26,6 +28,16 @@ def seeds(arguments):
         if time.monotonic() > end:
             return
         yield seed
+
+
+def faults(case, properties):
+    """The properties that do not hold of the case, each with a text of the first few reasons."""
+    found = {}
+    for check in properties:
+        if reasons := list(check(case))[:SHOWN]:
+            found[check] = "\n  ".join([f"{check.__name__}: {' '.join(check.__doc__.split())}",
+                                        *reasons])
+    return found
 
 
 def keep(folder, name, content):

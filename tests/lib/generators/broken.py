@@ -1,12 +1,8 @@
 """Sound exports with something broken in them, as it happens to exports."""
 
-import pathlib
 import random
-import sys
 
-sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "properties"))
-import hostile  # noqa: E402
-import sound  # noqa: E402
+from lib.generators import hostile, sound
 
 # Texts and what one of their occurrences becomes, beside what hostile exports have.
 SUBSTITUTIONS = tuple((old.encode(), new.encode("latin-1")) for old, new in (

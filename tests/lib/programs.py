@@ -1,18 +1,21 @@
-"""Running the program once on an export, in a folder of its own."""
+"""Running the programs: each run of ldif-migrate has a folder of its own.
+
+The check, ldif-migrate-check, and make_export are in the same folder as ldif-migrate, whichever
+build that is.
+"""
 
 import collections
 import fcntl
+import json
 import os
 import pathlib
 import re
 import select
 import subprocess
-import sys
 import tempfile
 import time
 
-sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "large"))
-from records import records  # noqa: E402
+from lib.ldif import records
 
 EXPORT, OUTPUT, WORK_FILE = "input.ldif", "output.ldif", "input.ldif.tmp"
 TRACE, SNAPSHOT = "trace.txt", "TEMPORARY_INPUT_LDIF_FILE"
@@ -21,18 +24,55 @@ ENDLESS = "that of a run that was stopped after a minute"
 PASSES_BEGIN = b"BEGIN MAIN PROCESSING LOOP."
 MESSAGE = re.compile(rb"(\d{9}) (NOTICE|WARNING|ERROR): [^\n]*\n")
 SMALLEST_PIPE = 4096
+CLEAN, FOUND = 0, 1
 
 # What a run left behind: None for a file that is not there. `export` holds the input afterwards,
 # `records` the output in records, `seen` the states of the work file that were seen during the
 # passes of a watched run.
 Run = collections.namedtuple(
     "Run", "status stdout stderr output records work snapshot trace export seen began ended")
+# What a check has printed; `document` is what the JSON holds, or None when there is none.
+Checked = collections.namedtuple("Checked", "status document stdout stderr")
+
+
+def checker_of(program):
+    return pathlib.Path(program).with_name("ldif-migrate-check")
+
+
+def make_export(program, path, *options):
+    """Has make_export write the generated export `path`."""
+    generator = pathlib.Path(program).resolve().with_name("make_export")
+    subprocess.run([generator, path, *map(str, options)], check=True)
+
+
+def check(checker, export, output=None, options=("--json",)):
+    """Checks an export, or the output with it if there is one."""
+    command = [checker, *options, export] + ([] if output is None else [output])
+    ended = subprocess.run(command, check=False, stdin=subprocess.DEVNULL, capture_output=True,
+                           timeout=TIME_LIMIT_SECONDS)
+    document = None
+    if ended.returncode in (CLEAN, FOUND) and "--json" in options:
+        document = json.loads(ended.stdout)
+    return Checked(ended.returncode, document, ended.stdout, ended.stderr)
+
+
+def kinds(checked, severity=None):
+    """The kinds that were found, or those of the severity."""
+    return {found["kind"] for found in checked.document["findings"]
+            if severity in (None, found["severity"])}
+
+
+def shown_of(checked, kind):
+    """What is shown of a kind: the lines in the export and in the output, None for none."""
+    return [(one.get("line"), one.get("outputLine"))
+            for found in checked.document["findings"] if found["kind"] == kind
+            for one in found["shown"]]
 
 
 def migrate(program, export, slots, traced=False, debug_error=False, work_file=None,
             watched=False):
     """Runs the program; `slots` are the counts of users and of groups."""
-    with tempfile.TemporaryDirectory(prefix="properties-") as name:
+    with tempfile.TemporaryDirectory(prefix="migrate-") as name:
         folder = pathlib.Path(name)
         (folder / EXPORT).write_bytes(export)
         if work_file is not None:

@@ -73,11 +73,12 @@ def without_blanks_at_commas(text):
 
 
 class TextFile:
-    """Bytes and the place in them where reading goes on."""
+    """Bytes, the offset where reading goes on and that of the entry that was read last."""
 
     def __init__(self, content):
         self.content = bytearray(content)
         self.position = 0
+        self.begin = 0
 
 
 def next_line(file):
@@ -92,6 +93,7 @@ def next_line(file):
 def read_entry(file):
     """The lines of the next entry, none at the end of the file, and the comments met on the way."""
     lines, comments = [], []
+    place = file.position
     while (line := next_line(file)) is not None:
         if is_blank(line):
             if lines:
@@ -99,7 +101,9 @@ def read_entry(file):
         elif line.startswith(b"#"):
             comments.append(line)
         else:
+            file.begin = file.begin if lines else place
             lines.append(line)
+        place = file.position
     return lines, comments
 
 

@@ -1,4 +1,4 @@
-"""Reading LDIF files as records, for the scripts beside this one and for others."""
+"""Reading LDIF files as records."""
 
 
 def records(path):
@@ -22,3 +22,14 @@ def numbered_records(path):
                 lines = []
     if lines:
         yield number + 1 - len(lines), lines
+
+
+def unfold(lines):
+    """The lines of a record with each continuation line joined to the one before it."""
+    unfolded = []
+    for line in lines:
+        if line.startswith(b" "):
+            unfolded[-1] += line[1:]
+        else:
+            unfolded.append(line)
+    return unfolded

@@ -1,7 +1,6 @@
-#!/usr/bin/env python3
 """A plain model of the whole migration, to compare the program with.
 
-    model.py INPUT OUTPUT MAX_USERS MAX_GROUPS
+    python3 -m model.migration INPUT OUTPUT MAX_USERS MAX_GROUPS
 
 behaves like the program as far as it is modelled: it writes OUTPUT, extends, blanks and removes
 INPUT.tmp, and prints the number of each message on a line of its own. Exit status as the
@@ -9,19 +8,21 @@ program's. Not modelled: the trace, memory and disks that fail, the command line
 
 As a module, migrate() does the same on bytes; see there.
 """
+import collections
 import os
 import sys
 import time
 
-import model_cache as cache
-import model_entry as entry
-import model_records as records
-import model_staging as staging
+from model import cache, entry, records, staging
 
 RESOURCE_CREDENTIALS = (entry.RESCREDS_CONTAINER, entry.SECRESCREDS)
 NOT_IN_WORK_FILE = (entry.UNINTERESTING, entry.SECAUTHORITYINFO, entry.CONTAINER)
-NOT_IN_RESIDUE = (b"kvo-entryuuid:", b"aclentry:", b"aci:", b"acl:", b"control:")
+NOT_IN_RESIDUE = records.NOT_WRITTEN_OF_POLICIES
 INT_MAX = 2147483647
+
+# A record of the output: its kind, its lines without their ends, and the numbers of the lines of
+# the export where the entries begin that it is made of, the one that it is named after first.
+Record = collections.namedtuple("Record", "kind lines sources")
 
 
 class Fatal(Exception):
@@ -42,6 +43,9 @@ class Run:
         self.passes = 0
         self.events = []
         self.dropped = []
+        self.begun = []
+        self.numbers = {}
+        self.work_number = None
 
     def message(self, *numbers):
         self.events += [("message", number) for number in numbers]
@@ -58,6 +62,16 @@ class Run:
         """Note lines that a rule drops or replaces."""
         self.dropped += [(rule, line) for line in lines]
 
+    def begin_record(self, kind, sources):
+        """Note what is written to the output from here on."""
+        self.begun.append((kind, len(self.output), sources))
+
+    def records(self):
+        ends = [begin for _, begin, _ in self.begun[1:]] + [len(self.output)]
+        for (kind, begin, sources), end in zip(self.begun, ends):
+            lines = bytes(self.output[begin:end]).removesuffix(b"\n\n").split(b"\n")
+            yield Record(kind, lines, sources)
+
     def step_over(self):
         if self.first_stepped_over is None:
             self.first_stepped_over = self.work.position
@@ -68,6 +82,7 @@ class Run:
         start = self.work.position
         lines, comments = entry.read_entry(self.work)
         self.work.position = start
+        self.work_number = self.numbers.get(self.work.begin)
         if any(b"changetype:" in line for line in lines + comments):
             self.changetype_seen = True
         return lines
@@ -101,6 +116,7 @@ class Result:
     events      messages and lines in the order of all: ("message", number), ("echo", bytes) and
                 ("always", bytes)
     inventory   see Inventory
+    records     what the output consists of: each a Record
     """
 
     def __init__(self, run, status, traced, snapshot):
@@ -113,6 +129,7 @@ class Result:
         self.echo = [what for sort, what in run.events if sort == "echo"]
         self.always = [what for sort, what in run.events if sort == "always"]
         self.inventory = Inventory(run)
+        self.records = list(run.records())
 
 
 def migrate(export, max_users, max_groups, *, work_file=b"", traced=False,
@@ -184,12 +201,9 @@ def copy_residue(run):
         if entry.object_class(lines) not in RESOURCE_CREDENTIALS:
             run.fail(380928302, b"copyRemainingObjectsToOutputLDIFFile():  ERROR:  The object "
                                 b"class of this object was unrecognizable.  EXITING. \n")
-        for line in lines:
-            if entry.holds(line.lower(), NOT_IN_RESIDUE):
-                run.drop("not in the residue", [line])
-            else:
-                run.output += line
-        run.output += b"\n"
+        run.begin_record("credential", [run.work_number])
+        run.output += b"".join(
+            records.written(run, lines, NOT_IN_RESIDUE, "not in the residue")) + b"\n"
         entry.delete_entry(run.work)
 
 
