@@ -57,7 +57,6 @@ and real line feeds are layout. Quoted arguments of the program may hold escapes
 import argparse
 import collections
 import concurrent.futures
-import difflib
 import os
 import re
 import shlex
@@ -66,6 +65,9 @@ import sys
 import tempfile
 import time
 from pathlib import Path
+
+sys.path.insert(1, sys.path[0] + "/..")
+from lib.texts import difference  # noqa: E402
 
 CASES = Path(__file__).resolve().parent
 NOTICES = {
@@ -214,15 +216,6 @@ def fill_placeholders(expected, actual, moment):
         if re.fullmatch(pattern, found):
             filled[number] = found
     return b"".join(filled)
-
-
-def difference(name, expected, actual):
-    def lines(content):
-        return [repr(line)[2:-1] for line in content.splitlines(keepends=True)]
-
-    diff = difflib.unified_diff(lines(expected), lines(actual), f"expected {name}",
-                                f"actual {name}", lineterm="")
-    return "\n".join(diff)
 
 
 def compare_files(case, folder, before, moment):

@@ -4,6 +4,7 @@
 The program under test is a small script that each test words itself.
 """
 
+import os
 import subprocess
 import sys
 import tempfile
@@ -235,7 +236,8 @@ class RunCasesTest(unittest.TestCase):
         (self.folder / "run_cases.py").write_bytes(RUN_CASES.read_bytes())
         return subprocess.run(
             [sys.executable, "-B", self.folder / "run_cases.py", self.program(script), *names],
-            capture_output=True, text=True, check=False)
+            capture_output=True, text=True, check=False,
+            env={**os.environ, "PYTHONPATH": str(RUN_CASES.parent.parent)})
 
     def test_runner_runs_all_cases_a_topic_or_one(self):
         for self.path in (self.path, self.path.with_name("too.case"), self.folder / "b" / "c.case"):
