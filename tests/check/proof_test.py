@@ -147,7 +147,7 @@ class ProofTest(unittest.TestCase):
 
 class RightOutputs(ProofTest):
     def assertProven(self, content, slots=ALL):
-        """All is found that the export demands, and no line of it is lost without a rule."""
+        """All is found that the export gives, and no line of it is lost without a rule."""
         self.prepare(content, slots)
         run = check(CHECK, self.export, self.output)
         self.assertClean(run, (content, slots))

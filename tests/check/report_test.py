@@ -305,7 +305,7 @@ class FindingsTest(ReportTest):
                          (67, "dn: secAuthority=Default,cn=Bob Ray,o=acme"))
 
     def test_no_value_is_shown(self):
-        """What is torn off an entry begins with a value, which may be a secret."""
+        """What is split off an entry begins with a value, which may be a secret."""
         for broken in ("ann\n \nuserPassword: hunter2\n", "ann\n\n hunter2\n",
                        "ann\nuserPassword hunter2\n", "ann\n\thunter2\n",
                        "ann\ndescription: hunter2 acl: 1\n", "ann\n# x\n hunter2\n",
