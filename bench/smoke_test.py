@@ -3,7 +3,8 @@
 
     smoke_test.py PROGRAM [TEST...]
 
-The figures of such runs tell nothing; that they come, and that runs which differ are noticed, does.
+The figures of such runs mean nothing; the tests are that there are some, and that runs which differ
+are noticed.
 """
 
 import os

@@ -3,8 +3,8 @@
 
     before_test.py PROGRAM CASES [TEST...]
 
-CASES is owners, lines, names or harmless, the modules with the cases; case.py tells what these are
-made of. The check stands beside PROGRAM, which migrates.
+CASES is owners, lines, names or harmless, the modules with the cases; case.py describes what
+these are made of. The check is beside PROGRAM, which migrates.
 """
 
 import importlib
@@ -18,7 +18,8 @@ from lib.testcase import FolderTest, take_program  # noqa: E402
 PROGRAM = take_program()
 CHECK = checker_of(PROGRAM)
 ENDED = 255
-TRIED = set()
+TRIED = set()  # sound exports and outputs: many cases are fixed by undoing their edits
+SHOWN = set()  # texts of findings that have been looked for in a report for people
 
 
 def encoded(text):
@@ -99,7 +100,15 @@ class BeforeTest(FolderTest):
                 self.assertTrue(one["effect"])
 
     def compare_text(self, report):
-        """What is for people tells what is for programs."""
+        """The report for people has what the one for programs has.
+
+        A case without a text of its own would only repeat this.
+        """
+        texts = {text for found in report["findings"] for one in found["shown"]
+                 for text in (found["title"], found["repair"], one["effect"])}
+        if texts <= SHOWN:
+            return
+        SHOWN.update(texts)
         run = self.check()
         self.assertEqual(run.status, FOUND)
         text = run.stdout.decode("latin-1")
@@ -112,13 +121,14 @@ class BeforeTest(FolderTest):
                 self.assertRegex(text, rf"\b{one['line']}\b")
 
     def run_sound(self, text, output):
-        if (text, output) in TRIED:  # many cases are mended by undoing their edits
+        if (text, output) in TRIED:
             return
         self.export.write_bytes(encoded(text))
         run = self.check("--json")
         self.assertEqual(findings(run.document), [])
         self.assertEqual(run.status, CLEAN)
-        self.assertEqual(self.check().status, CLEAN)
+        if not TRIED:  # without findings, all reports for people are alike
+            self.assertEqual(self.check().status, CLEAN)
         ended = self.migrate(text, run.document)
         self.assertEqual((ended.status, ended.stderr), (0, b""))
         self.assertEqual(ended.output.decode("latin-1"), output)

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Finds one of everything in examples/broken.ldif, mends it as told, and migrates it.
+"""Finds one of everything in examples/broken.ldif, fixes it as suggested, and migrates it.
 
     example_test.py PROGRAM [TEST...]
 
-The check stands beside PROGRAM, which migrates.
+The check is beside PROGRAM, which migrates.
 """
 
 import re
@@ -143,7 +143,7 @@ class ExampleTest(FolderTest):
         self.assertEqual({found["kind"]: found["total"] for found in run.document["findings"]},
                          {kind: 1 for kind in KINDS})
 
-    def test_comments_tell_of_each_in_its_place(self):
+    def test_comments_name_each_in_its_place(self):
         places = {}
         for number, line in enumerate(self.text.split("\n"), 1):
             if match := re.match(r"# ([a-z0-9-]+(, [a-z0-9-]+)*)[:.]", line):
@@ -154,14 +154,14 @@ class ExampleTest(FolderTest):
             # The comment stands above the entry or above the line that is meant.
             self.assertIn(one["line"] - places[found["kind"]], range(-5, 7), found)
 
-    def test_each_repair_mends_what_it_is_for(self):
+    def test_each_repair_fixes_its_finding(self):
         for kinds, edits in REPAIRS.items():
             with self.subTest(kinds=kinds):
                 run = self.report_of(edit(self.text, *edits))
                 self.assertEqual({found["kind"] for found in run.document["findings"]},
                                  KINDS - set(kinds.split(", ")))
 
-    def test_when_all_is_mended_it_migrates(self):
+    def test_when_all_is_fixed_it_migrates(self):
         text = edit(self.text, *(pair for edits in REPAIRS.values() for pair in edits))
         run = self.report_of(text)
         self.assertEqual((run.status, run.document["findings"]), (CLEAN, []))

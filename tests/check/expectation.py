@@ -9,7 +9,7 @@ from model import expected
 ADDED_DATE = re.compile(rb"installDate: \d{14}\.0Z")
 
 # A record: its kind, its lines without their ends, the numbers of the DN lines of the entries that
-# it is made of, the one that is shown for it first, and the number of its own DN line in the output.
+# it is made of, the one that is shown for it first, and that of its own DN line in the output.
 Record = collections.namedtuple("Record", "kind lines sources line")
 
 

@@ -4,7 +4,7 @@
     memory_test.py PROGRAM [TEST...]
 
 The check, make_export and measure stand beside PROGRAM, which migrates. What a run holds at most
-is as the system counts it, so that a build with a sanitizer tells nothing.
+is as the system counts it, so that a build with a sanitizer shows nothing.
 """
 
 import json
@@ -86,7 +86,7 @@ class MemoryTest(FolderTest):
 
     def assertModest(self, owners=0, credentials=0, longest=0, differing=0, merged_lines=0,
                      domains=0):
-        """The check takes what its description tells, before and after."""
+        """The check takes what its description states, before and after."""
         most = (4 * MEBIBYTE + 100 * owners + 10 * credentials + 3 * longest
                 + 32 * differing + 100 * merged_lines + 20 * domains) * 1.03
         most += 128 * KIBIBYTE  # how much of the libraries is in memory differs from run to run

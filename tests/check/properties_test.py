@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Check, migrate and prove random exports: the check must foresee what the migration does.
+"""Check, migrate and verify random exports: the check must predict what the migration does.
 
     properties_test.py PROGRAM --cases N [--seed S] [--profile PROFILE] [--seconds T]
                        [--keep FOLDER]
 
-PROGRAM migrates; the check stands beside it. The profiles are those of tests/properties
+PROGRAM migrates; the check is beside it. The profiles are those of tests/properties
 (well-formed, hostile, crowded) and sound, of exports in which nothing may be found, and broken, of
 such exports with a damage or a few; without one, cases of all alternate. The exports have the seeds
 S, S + 1 and so on. A case that fails prints its seed, what is wrong and the command that repeats
@@ -20,7 +20,7 @@ import resource
 import sys
 
 sys.path.insert(1, sys.path[0] + "/..")
-from foresight import PROPERTIES, examine  # noqa: E402
+from predictions import PROPERTIES, examine  # noqa: E402
 from lib import campaign  # noqa: E402
 from lib.generators import PROFILES  # noqa: E402
 from lib.programs import CLEAN, checker_of  # noqa: E402

@@ -122,10 +122,10 @@ class PlanTest(ReportTest):
     def test_plans_are_kept(self):
         for options in (("--scattered",), ("--seed", 3, "--groups", 40)):
             with self.subTest(options=options):
-                make_export(PROGRAM, self.export, "--users", 150, *options)
+                make_export(PROGRAM, self.export, "--users", 60, *options)
                 report = self.report_of_generated()
                 self.assertEqual(report["run"]["passes"], 1)
-                self.assertEqual(report["run"]["users"], 150)
+                self.assertEqual(report["run"]["users"], 60)
                 self.assertEqual(report["run"]["users"], report["inventory"]["users"])
                 self.assertEqual(report["run"]["groups"], report["inventory"]["groups"])
                 self.assertPlans(report)
@@ -159,10 +159,10 @@ class DiskTest(ReportTest):
     def test_room_for_work_file_and_output(self):
         for options in ((), ("--scattered",), ("--changetype",)):
             with self.subTest(options=options):
-                make_export(PROGRAM, self.export, "--users", 200, *options)
+                make_export(PROGRAM, self.export, "--users", 60, *options)
                 disk = self.report_of_generated()["disk"]
                 # A traced run leaves its work file.
-                run = migrate(PROGRAM, self.export.read_bytes(), (200, 200), traced=True)
+                run = migrate(PROGRAM, self.export.read_bytes(), (60, 60), traced=True)
                 self.assertEqual(disk["workFile"], len(run.work))
                 self.assertGreaterEqual(disk["output"], len(run.output))
                 self.assertLessEqual(disk["output"], len(run.output) * 1.01)
@@ -305,7 +305,7 @@ class FindingsTest(ReportTest):
                          (67, "dn: secAuthority=Default,cn=Bob Ray,o=acme"))
 
     def test_no_value_is_shown(self):
-        """What is torn off an entry begins with a value, which may be a secret."""
+        """What is split off an entry begins with a value, which may be a secret."""
         for broken in ("ann\n \nuserPassword: hunter2\n", "ann\n\n hunter2\n",
                        "ann\nuserPassword hunter2\n", "ann\n\thunter2\n",
                        "ann\ndescription: hunter2 acl: 1\n", "ann\n# x\n hunter2\n",

@@ -211,7 +211,7 @@ def allowed_of_output(text):
 
 
 class Runs:
-    """Runs the programs in a folder, and tells what they betray."""
+    """Runs the programs in a folder, and lists what they betray."""
 
     def __init__(self, program, looks_at, folder):
         self.program, self.looks_at, self.folder = program, looks_at, folder

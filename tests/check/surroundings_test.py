@@ -391,7 +391,7 @@ class FilesTest(SurroundingsTest):
                 path.unlink()
 
     def leave_work_file(self, number, words):
-        """Migrates the broken export, which is mended afterwards."""
+        """Migrates the broken export, which is fixed afterwards."""
         self.assertMigrationEnds(number, words)
         self.export.write_text(base.EXPORT)
         self.assertEqual(self.only_finding(), ("left-over-work-file", "changes", None))

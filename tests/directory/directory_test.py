@@ -60,7 +60,7 @@ class DirectoryTest(MigrationTest):
         return own_reading(result)
 
     def difference(self, entries):
-        """Searches for each entry by its DN; tells the first that is not there as expected."""
+        """Searches for each entry by its DN; the first that is not there as expected."""
         names = self.folder / "names"
         names.write_text("".join(ldap.filter.escape_filter_chars(dn.decode()) + "\n"
                                  for dn, _ in entries))

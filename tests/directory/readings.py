@@ -93,7 +93,7 @@ def normal_values(name, values):
 
 
 def first_difference(expected, found):
-    """Tells where two lists of entries part; nothing when they are the same."""
+    """Where two lists of entries part; nothing when they are the same."""
     for wanted, got in zip(expected, found):
         if wanted != got:
             return f"expected {wanted}\n   found {got}"

@@ -48,7 +48,7 @@ RULES = (
     ("open read close", None, COPYING, {IGNORED}),
     ("unlink open write close", SNAPSHOT, None, {IGNORED}),
 
-    # At start-up the input is opened for its lock alone. What is opened next tells why it cannot
+    # At start-up the input is opened for its lock alone. What is opened next shows why it cannot
     # be, or staging that what it could open is not locked.
     ("open", INPUT, STARTUP, {Fatal(OPEN), Fatal(READ_INPUT, INPUT, False)}),
     ("flock", INPUT, None, {Fatal(OPEN, INPUT)}),
@@ -194,7 +194,7 @@ def complaints_about_end(disturbance, run, allowed):
             continue
         reason = os.strerror(disturbance.error)
         if end.has_reason and reason not in run.stderr.decode():
-            yield f"the message does not tell the reason, {reason}: {run.stderr}"
+            yield f"the message does not give the reason, {reason}: {run.stderr}"
         if end.file and f'"{end.file}"' not in run.stderr.decode():
             yield f"the message does not name {end.file}: {run.stderr}"
 

@@ -56,7 +56,7 @@ def example_text():
 
 
 def generated_text(program, users, groups, padding):
-    """An export whose entries have more lines of 3,000 bytes, as `padding` tells for a class."""
+    """An export whose entries have more lines of 3,000 bytes, as `padding` has it for a class."""
     with tempfile.TemporaryDirectory() as folder:
         made = pathlib.Path(folder) / "made"
         make_export(program, made, "--users", users, "--groups", groups, "--scattered")

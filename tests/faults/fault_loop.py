@@ -5,7 +5,7 @@
 
 For every export and every kind of call, the n-th call fails, n = 1, 2, 3 and so on, until a run
 makes fewer; first that call alone, then all from that one on. What an undisturbed run makes, how
-a disturbed one may end and what it must leave is told in exports.py and endings.py beside this
+a disturbed one may end and what it must leave is in exports.py and endings.py beside this
 script. The table at the end says what was tried and how the runs ended; the status is 0 when all
 ended as they may.
 

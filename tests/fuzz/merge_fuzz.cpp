@@ -1,10 +1,8 @@
 // Merging arbitrary entries, one after the other, each of them leading.
 //
-// The result is that of the naive merge. That every line of it comes from an entry and that no line
-// is lost but by a rule is asked without a second merge, too.
+// The result is that of the naive merge, and a line without a colon is refused.
 
 #include <algorithm>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -37,28 +35,6 @@ bool isRefused(const Lines& first, const Lines& second) {
            std::any_of(second.begin(), second.end(), lacksColon);
 }
 
-// Whether a line may be missing whatever the other entry holds.
-bool mayGo(const std::string& line) {
-    const std::string name = nameOf(line);
-    return name == "dn:" || name == "DN:" ||
-           std::find(std::begin(dropList), std::end(dropList), name) != std::end(dropList);
-}
-
-// Each line of one entry can use up one line of the other, no more.
-void requireNothingLost(const Lines& first, const Lines& second, Lines result) {
-    Lines inputs = first;
-    inputs.insert(inputs.end(), second.begin(), second.end());
-    std::sort(inputs.begin(), inputs.end());
-    std::sort(result.begin(), result.end());
-    require(std::includes(inputs.begin(), inputs.end(), result.begin(), result.end()),
-            "every line comes from an entry, once");
-    Lines missing;
-    std::set_difference(inputs.begin(), inputs.end(), result.begin(), result.end(),
-                        std::back_inserter(missing));
-    std::erase_if(missing, mayGo);
-    require(missing.size() <= std::min(first.size(), second.size()), "lines go in pairs");
-}
-
 Entry mergedWith(const Entry& leading, const Entry& other) {
     const Lines first = linesOf(leading);
     const Lines second = linesOf(other);
@@ -67,7 +43,6 @@ Entry mergedWith(const Entry& leading, const Entry& other) {
     if (!isMerged) {
         return {};
     }
-    requireNothingLost(first, second, linesOf(object));
     require(linesOf(object) == naiveMerge(first, second), "the lines of the naive merge");
     return object;
 }

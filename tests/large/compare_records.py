@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tell whether two LDIF files hold the same records, in whatever order.
+"""Compare whether two LDIF files hold the same records, in whatever order.
 
     compare_records.py A B
 

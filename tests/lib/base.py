@@ -1,6 +1,6 @@
 """A small export in which nothing is wrong, and what a migration makes of it.
 
-Every case is an edit of it. The comments tell the lines at which the entries begin.
+Every case is an edit of it. The comments give the lines at which the entries begin.
 """
 
 DOMAIN = """\

@@ -37,7 +37,10 @@ CLASS_WORDS = [
 
 def holds(text, words):
     """Whether any of the words stands somewhere in the text, in exactly this case."""
-    return any(word in text for word in words)
+    for word in words:
+        if word in text:
+            return True
+    return False
 
 
 def find_in_any_case(text, word):
@@ -54,7 +57,7 @@ def is_blank(line):
 
 def before_line_end(text):
     """The text up to its first carriage return or line feed."""
-    return re.split(b"[\r\n]", text, maxsplit=1)[0]
+    return text.partition(b"\n")[0].partition(b"\r")[0]
 
 
 def with_line_feed(text):

@@ -11,7 +11,7 @@ UNDATED_LINE = b"installDate: 00000120000.0Z"
 
 
 class BadExport(Exception):
-    """The export does not migrate, or to an output that cannot be known or told apart."""
+    """The export does not migrate, or its records cannot be known or distinguished."""
 
 
 def no_date():

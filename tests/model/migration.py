@@ -171,7 +171,7 @@ def migrate(export, max_users, max_groups, *, work_file=b"", traced=False,
 
 
 def gather(run):
-    """Make one pass; tell whether anything but resource credentials was read."""
+    """Make one pass; return whether anything but resource credentials was read."""
     run.passes += 1
     run.work.position = run.first_stepped_over or 0
     run.first_stepped_over = None

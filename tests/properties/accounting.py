@@ -26,7 +26,7 @@ RULES = {
     "old dn": "dropped: the old DN of a regrouped entry",
     "not merged": "dropped: object class, access control, control or identifier of entries merged",
     "not written": "dropped: access control, control or identifier, named anywhere in the line",
-    "replaced by the second entry's": "replaced: a like-named line of the entry merged into its own",
+    "replaced by the second entry's": "replaced: a like-named line of the entry merged into it",
     "replaced by the first entry's": "replaced: the like-named secAuthority line of the leading "
                                      "entry"}
 ADDED_DATE = re.compile(rb"installDate: \d{14}\.0Z")

@@ -56,7 +56,7 @@ def every_run_ends_well(case):
 
 
 def each_pass_fills_the_slots(case):
-    """The notices tell of as many gathering passes as the slots require and not one more; a last
+    """The notices announce as many gathering passes as the slots require and not one more; a last
     pass reads the credentials if there are any."""
     for trial in trials(case):
         owned = {kind: sum(entry.kind == kind for entry in trial.entries)
@@ -185,7 +185,7 @@ def work_file_keeps_its_size(case):
 
 
 def no_more_owners_are_held_than_slots(case):
-    """The dumps before each writing, when a pass holds most, tell of no more users, groups or
+    """The dumps before each writing, when a pass holds most, count no more users, groups or
     entries of a kind than there are slots."""
     for trial in trials(case):
         for name, count in HELD.findall(trial.run.trace or b""):

@@ -32,7 +32,7 @@ EVERY_KIND = {
 
 
 def has_everything(export):
-    """Tells whether the export is small and has a subdomain and every kind of entry."""
+    """Whether the export is small and has a subdomain and every kind of entry."""
     return (len(export.entries) < 30 and {entry.kind for entry in export.entries} == EVERY_KIND
             and not all(owner.default for owner in export.owners)
             and sum(entry.kind == well_formed.POLICY for entry in export.entries) > 1)

@@ -126,7 +126,7 @@ def write_domain_users(path, names):
 
 
 def colliding(number):
-    """A name of square and curly brackets, which differ by the bit that tells the case of letters."""
+    """A name of square and curly brackets, which differ by the bit that is the case of letters."""
     return "".join("[{"[number >> bit & 1] for bit in range(16))
 
 

@@ -81,7 +81,7 @@ class Work:
         return self.number
 
     def claim(self, *names):
-        """Tells whether nothing had the names yet, whatever the case of their letters."""
+        """Whether nothing had the names yet, whatever the case of their letters."""
         names = {name.lower() for name in names}
         if names & self.taken:
             return False

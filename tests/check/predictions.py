@@ -1,4 +1,4 @@
-"""What must hold of every export: the check foresees what the migration does with it.
+"""What must hold of every export: the check predicts what the migration does with it.
 
 A case is an export with everything that came of it. Each property is a function that yields a text
 for everything that is not as it should be.
@@ -21,13 +21,13 @@ DROPPED = (b"dn", b"objectclass", b"kvo-entryuuid", b"aclentry", b"acl", b"aci",
 ALL = ("--json", "--limit", "1000000")
 
 # What came of an export: the check's runs before and after, the migration in between with the
-# counts that the check told, the bytes of the work file of such a migration, and whether the check
-# left its surroundings as they were. There is no run after when the migration has failed.
-Case = collections.namedtuple("Case", "export before slots migration work_file after untouched")
+# counts that the check suggests, and whether the check left its surroundings unchanged. There is no
+# run after when the migration has failed.
+Case = collections.namedtuple("Case", "export before slots migration after untouched")
 
 
 def examine(program, checker, export):
-    with tempfile.TemporaryDirectory(prefix="foresight-") as name:
+    with tempfile.TemporaryDirectory(prefix="predictions-") as name:
         folder = pathlib.Path(name)
         path, output = folder / "export.ldif", folder / "output.ldif"
         path.write_bytes(export)
@@ -35,18 +35,17 @@ def examine(program, checker, export):
         before = check(checker, path, options=ALL)
         untouched = state(folder) == surroundings
         if before.document is None:
-            return Case(export, before, None, None, None, None, untouched)
+            return Case(export, before, None, None, None, untouched)
         slots = recommended(before)
-        migration = migrate(program, export, slots)
-        after = work_file = None
+        # A traced run leaves its work file, and differs from others in nothing else.
+        migration = migrate(program, export, slots, traced=True)
+        after = None
         if migration.status == 0:
-            # A traced run leaves its work file.
-            work_file = len(migrate(program, export, slots, traced=True).work)
             output.write_bytes(migration.output)
             surroundings = state(folder)
             after = check(checker, path, output, ALL)
             untouched = untouched and state(folder) == surroundings
-        return Case(export, before, slots, migration, work_file, after, untouched)
+        return Case(export, before, slots, migration, after, untouched)
 
 
 def state(folder):
@@ -81,54 +80,54 @@ def nothing_found_means_a_good_migration(case):
             yield f"not proven: {shown(case.after.stdout)}"
 
 
-def failures_are_foreseen(case):
+def failures_are_predicted(case):
     """Where the migration fails, a finding says so, with the number of its message."""
     if case.migration and case.migration.status:
         if not kinds(case.before, "ends"):
             yield f"no finding that ends it: {shown(case.migration.stderr)}"
             return
-        told = {one.get("message") for found in case.before.document["findings"]
-                if found["severity"] == "ends" for one in found["shown"]}
+        predicted = {one.get("message") for found in case.before.document["findings"]
+                     if found["severity"] == "ends" for one in found["shown"]}
         came = set(messages(case.migration.stderr))
-        if not came <= told:
-            yield f"ends with {came} where {told} was foreseen"
+        if not came <= predicted:
+            yield f"ends with {came} where {predicted} was predicted"
 
 
-def foreseen_failures_come(case):
+def predicted_failures_come(case):
     """Where a finding says that the migration fails, it does."""
     if case.migration and case.migration.status == 0 and kinds(case.before, "ends"):
         yield f"ends with 0 in spite of {kinds(case.before, 'ends')}"
 
 
-def differences_are_foreseen(case):
-    """Where the migration ends with 0, but its output is not what the export demands, a finding
+def differences_are_predicted(case):
+    """Where the migration ends with 0, but its output is not what the export gives, a finding
     has said that something would be changed or lost."""
     if case.after and case.after.status != CLEAN and not kinds(case.before, "changes"):
-        yield f"not foreseen: {shown(case.after.stdout)}"
+        yield f"not predicted: {shown(case.after.stdout)}"
 
 
-def passes_are_as_foretold(case):
-    """A migration takes as many passes as the check tells."""
+def passes_are_as_predicted(case):
+    """A migration takes as many passes as the check predicts."""
     if case.after:
         counted = messages(case.migration.stdout).count(GATHERED)
         if counted != case.before.document["run"]["passes"]:
             yield f"{counted} passes, not {case.before.document['run']['passes']}"
 
 
-def losses_are_foreseen(case):
+def losses_are_predicted(case):
     """Every value of the export is somewhere in the output, but for those that are dropped on
-    purpose by their names; or a finding tells of the entry that it is from. The parts of an
+    purpose by their names; or a finding names the entry that it is from. The parts of an
     attribute that breaks may take the place of values of other entries."""
     if (case.migration and case.migration.status == 0
             and "long-attribute-broken" not in kinds(case.before)):
         kept = {value for entry in entries(case.migration.output) for value in values(entry)}
-        told = {one.get("line", 0) for found in case.before.document["findings"]
-                for one in found["shown"]}
+        found_at = {one.get("line", 0) for found in case.before.document["findings"]
+                    for one in found["shown"]}
         for entry in entries(case.export):
             lost = values(entry) - kept
-            # A second DN line parts entries here, but not in the migration: it is told as well.
+            # A second DN line parts entries here, but not in the migration: it is found as well.
             if (lost and b"secpolicydata" not in classes(entry)
-                    and not told.intersection(range(entry.first, entry.last + 2))):
+                    and not found_at.intersection(range(entry.first, entry.last + 2))):
                 yield f"lost of lines {entry.first} to {entry.last}: {lost}"
 
 
@@ -139,8 +138,8 @@ def disk_space_suffices(case):
         disk = case.before.document["disk"]
         if len(case.migration.output) > disk["output"]:
             yield f"an output of {len(case.migration.output)} bytes, not {disk['output']}"
-        if case.work_file != disk["workFile"]:
-            yield f"a work file of {case.work_file} bytes, not {disk['workFile']}"
+        if len(case.migration.work) != disk["workFile"]:
+            yield f"a work file of {len(case.migration.work)} bytes, not {disk['workFile']}"
 
 
 def values(entry):
@@ -157,6 +156,6 @@ def comparable(attribute):
     return attribute.value
 
 
-PROPERTIES = (ends_as_it_must, nothing_found_means_a_good_migration, failures_are_foreseen,
-              foreseen_failures_come, differences_are_foreseen, passes_are_as_foretold,
-              losses_are_foreseen, disk_space_suffices)
+PROPERTIES = (ends_as_it_must, nothing_found_means_a_good_migration, failures_are_predicted,
+              predicted_failures_come, differences_are_predicted, passes_are_as_predicted,
+              losses_are_predicted, disk_space_suffices)
