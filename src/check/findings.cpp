@@ -5,10 +5,13 @@
 #include <cstddef>
 #include <utility>
 
+#include "driver/diagnostics/enum_table.h"
+#include "entry/entry.h"
+
 namespace {
 
 // clang-format off
-constexpr std::array<FindingText, static_cast<std::size_t>(FindingType::END)> texts = {{
+constexpr std::array<FindingText, static_cast<std::size_t>(FindingType::END)> findingTable = {{
     {FindingType::EXPORT_NOT_WRITABLE, Severity::ENDS, "export-not-writable",
      "The export cannot be opened for reading and writing, or is locked",
      "give the user who runs the migration the permission to write it, although it is not changed, or wait for the other program"},
@@ -182,18 +185,29 @@ constexpr std::array<FindingText, static_cast<std::size_t>(FindingType::END)> te
      "do not load the output; see where the entry comes from, and migrate again"},
 }};
 // clang-format on
+static_assert(isInOrderOf(findingTable, &FindingText::type));
 
 struct Found {
     std::uint64_t total = 0;
     std::vector<Finding> shown;
 };
 
-std::array<Found, texts.size()> found;
+std::array<Found, findingTable.size()> found;
 std::size_t maxShown = 0;
 std::vector<std::string> notKnown;
 
-Found& foundOf(FindingType kind) {
-    return found[static_cast<std::size_t>(kind)];
+Found& foundOf(FindingType type) {
+    return found[static_cast<std::size_t>(type)];
+}
+
+std::string_view attributeName(std::string_view line) {
+    constexpr std::string_view characters =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-;.";
+    constexpr std::size_t maxSize = 64;  // more than any name has
+    line = line.substr(0, maxSize);
+    const std::size_t end = line.find_first_not_of(characters);
+    const bool isName = end != std::string_view::npos && line[end] == ':';
+    return isName ? line.substr(0, end) : std::string_view();
 }
 
 }  // namespace
@@ -205,26 +219,26 @@ void beginFindings(std::size_t limit) {
 }
 
 void keepDifferencesAlone() {
-    for (const FindingText& text : texts) {
+    for (const FindingText& text : findingTable) {
         if (text.severity != Severity::DIFFERS) {
-            foundOf(text.kind) = {};
+            foundOf(text.type) = {};
         }
     }
 }
 
-bool isShown(FindingType kind) {
-    return foundOf(kind).shown.size() < maxShown;
+bool isShown(FindingType type) {
+    return foundOf(type).shown.size() < maxShown;
 }
 
-void countFinding(FindingType kind, std::uint64_t times) {
-    foundOf(kind).total += times;
+void countFinding(FindingType type, std::uint64_t times) {
+    foundOf(type).total += times;
 }
 
-void addFinding(FindingType kind, Finding finding) {
-    const bool isKept = isShown(kind);
-    countFinding(kind);
+void addFinding(FindingType type, Finding finding) {
+    const bool isKept = isShown(type);
+    countFinding(type);
     if (isKept) {
-        foundOf(kind).shown.push_back(std::move(finding));
+        foundOf(type).shown.push_back(std::move(finding));
     }
 }
 
@@ -236,15 +250,15 @@ const std::vector<std::string>& unknown() {
     return notKnown;
 }
 
-std::uint64_t total(FindingType kind) {
-    return foundOf(kind).total;
+std::uint64_t total(FindingType type) {
+    return foundOf(type).total;
 }
 
-const std::vector<Finding>& shown(FindingType kind) {
-    return foundOf(kind).shown;
+const std::vector<Finding>& shown(FindingType type) {
+    return foundOf(type).shown;
 }
 
-std::uint64_t totalOfAllKinds() {
+std::uint64_t totalOfAllTypes() {
     std::uint64_t sum = 0;
     for (const Found& one : found) {
         sum += one.total;
@@ -252,6 +266,19 @@ std::uint64_t totalOfAllKinds() {
     return sum;
 }
 
-std::span<const FindingText> kinds() {
-    return texts;
+std::span<const FindingText> findingTypes() {
+    return findingTable;
+}
+
+std::string shownDn(std::string_view line) {
+    if (!isDnLine(line)) {
+        return {};
+    }
+    const std::string whole = quoted(line);
+    return whole.substr(1, whole.size() - 2);
+}
+
+std::string shownName(std::string_view line) {
+    const std::string_view name = attributeName(line);
+    return std::string(name.empty() ? unnamed : name);
 }

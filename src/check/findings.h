@@ -1,7 +1,13 @@
-// Findings: what the check has found, sorted by kind.
+// Findings, sorted by type, and how they may show a line.
 //
-// A kind is one way in which a migration goes wrong, or in which its output differs from what its
-// export demands. Of each kind the first few findings are kept for the report and all are counted.
+// A type is one way in which a migration goes wrong, or in which its output differs from what is
+// expected of its export. Of each type the first few findings are kept for the report and all are
+// counted.
+//
+// A finding shows of a line its DN or the name of its attribute alone, never a value or a piece of
+// one. A value that was broken apart may be where a DN or a name is expected. So only what looks
+// like one is shown: a DN line begins with "dn:", and an attribute name consists of at most 63
+// letters, digits and the characters "-", "." and ";" in front of a colon.
 #pragma once
 
 #include <sys/types.h>
@@ -13,9 +19,9 @@
 #include <vector>
 
 enum class Severity : std::uint8_t {
-    ENDS,     // the migration would end with an error
-    CHANGES,  // it would change or lose something without a word
-    DIFFERS,  // the output is not what the export demands
+    ENDS,     // the migration would fail
+    CHANGES,  // it would silently change or lose something
+    DIFFERS,  // the output is not the expected one
 };
 
 enum class FindingType : std::uint8_t {
@@ -80,11 +86,11 @@ enum class FindingType : std::uint8_t {
 };
 
 struct FindingText {
-    FindingType kind;
+    FindingType type;
     Severity severity;
-    std::string_view id;      // in JSON, such as "user-without-mapping"
-    std::string_view title;   // heads the findings of the kind
-    std::string_view repair;  // what to do about each of them
+    std::string_view id;     // such as "user-without-mapping"
+    std::string_view title;  // heads the findings of the type
+    std::string_view fix;    // what to do about each of them
 };
 
 struct Finding {
@@ -92,31 +98,38 @@ struct Finding {
     std::int64_t outputLine = 0;  // of the output, from 1 on; 0: none
     std::string dn;               // the DN line, as quoted() shows it; may be empty
     std::string effect;           // what the migration would do, or what differs
-    int message = 0;              // the number of the message that a migration would end with, or 0
+    int message = 0;              // the number of the message that the migration fails with, or 0
 };
 
-// Keeps at most `limit` findings of each kind from here on, and forgets all there were.
+// Keeps at most `limit` findings of each type from here on, and forgets all there were.
 void beginFindings(std::size_t limit);
 
-// Forgets what was found, but for what differs in the output.
+// Forgets all findings but those of the output.
 void keepDifferencesAlone();
 
-// Whether another finding of the kind would be kept.
-bool isShown(FindingType kind);
+// Whether another finding of the type would be kept.
+bool isShown(FindingType type);
 
 // Counts findings that are not to be kept.
-void countFinding(FindingType kind, std::uint64_t times = 1);
+void countFinding(FindingType type, std::uint64_t times = 1);
 
-// Counts a finding, and keeps it while there is room.
-void addFinding(FindingType kind, Finding finding);
+// Counts a finding, and keeps it unless the limit is reached.
+void addFinding(FindingType type, Finding finding);
 
-// Notes what could not be found out and is no reason to end the check, with the reason.
+// Notes something that could not be found out, which is no reason to end the check, and why.
 void addUnknown(std::string what);
 const std::vector<std::string>& unknown();
 
-std::uint64_t total(FindingType kind);
-const std::vector<Finding>& shown(FindingType kind);
-std::uint64_t totalOfAllKinds();
+std::uint64_t total(FindingType type);
+const std::vector<Finding>& shown(FindingType type);
+std::uint64_t totalOfAllTypes();
 
-// Every kind, in the order of the report.
-std::span<const FindingText> kinds();
+// Every type, in the order of the report.
+std::span<const FindingText> findingTypes();
+
+// A DN line as findings show it, its line end left out; empty for any other line.
+std::string shownDn(std::string_view line);
+
+// The name of the attribute that the line begins with; "(unnamed)" for any other line.
+std::string shownName(std::string_view line);
+inline constexpr std::string_view unnamed = "(unnamed)";

@@ -8,6 +8,7 @@
 #include <charconv>
 #include <csignal>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -16,9 +17,9 @@
 #include "check/failing.h"
 #include "check/findings.h"
 #include "check/owner_findings.h"
-#include "check/plan.h"
 #include "check/proof.h"
 #include "check/report.h"
+#include "check/surroundings.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
 #include "driver/diagnostics/printable.h"
@@ -58,17 +59,19 @@ struct Options {
     failCheck(format("%s\n%sTry \"ldif-migrate-check --help\" for more.", problem, usage));
 }
 
-void requireReport(bool isWritten) {
-    if (!isWritten) {
-        failCheck(format("cannot write the report: %s", systemReason(errno)));
+// `error` is that of writing the report, or 0.
+void requireReport(int error) {
+    if (error != 0) {
+        failCheck(format("cannot write the report: %s", systemReason(error)));
     }
 }
 
-// What standard output leads to. One that is closed would be replaced by /dev/null, which takes
-// everything.
+// The file that takes the report. Standard output that is closed would be replaced by /dev/null,
+// which takes everything.
 FileState requireStandardOutput() {
     const FileState state = stateOf(STDOUT_FILENO);
-    requireReport(state.kind != FileKind::NONE);
+    requireReport(state.kind == FileKind::NONE ? errno : 0);
+    requireReport(occupyStandardDescriptors() ? 0 : errno);
     return state;
 }
 
@@ -91,7 +94,7 @@ void requireOtherFiles(const Request& request, const FileState& report) {
 
 // Some file systems report only now that they cannot keep what was written.
 void closeStandardOutput() {
-    requireReport(File(STDOUT_FILENO).close() == 0);
+    requireReport(File(STDOUT_FILENO).close() == 0 ? 0 : errno);
 }
 
 // A full quota or a reader that has gone away is then a failed write like any other.
@@ -101,7 +104,7 @@ void turnWriteSignalsIntoErrors() {
 }
 
 [[noreturn]] void show(std::string_view text) {
-    requireReport(writeText(STDOUT_FILENO, text) == text.size());
+    requireReport(writeText(STDOUT_FILENO, text) == text.size() ? 0 : errno);
     closeStandardOutput();
     std::exit(nothingFound);
 }
@@ -185,28 +188,27 @@ void checkBefore(const Options& options) {
     beginFindings(options.limit);
     scanExport(request.exportName, {});
     findTroubleOfOwners();
-    const DiskNeed need = diskNeed(request.exportName);
-    findTroubleAround(request.exportName, need);
+    const std::optional<std::uint64_t> freeSpace = freeDiskSpace(request.exportName);
+    checkSurroundings(request.exportName, freeSpace);
     requireUnchangedExport();
-    requireReport(reportBefore(request, need) == 0);
+    requireReport(reportBefore(request, freeSpace));
 }
 
 void checkAfter(const Options& options) {
     const Request& request = options.request;
     beginFindings(options.limit);
     compareOutput(request.exportName, *request.outputName);
-    requireReport(reportAfter(request) == 0);
+    requireReport(reportAfter(request));
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     const FileState report = requireStandardOutput();
-    requireReport(occupyStandardDescriptors());
     turnWriteSignalsIntoErrors();
     const Options options = readArguments(argc, argv);
     requireOtherFiles(options.request, report);
     options.request.outputName ? checkAfter(options) : checkBefore(options);
     closeStandardOutput();
-    return totalOfAllKinds() == 0 ? nothingFound : somethingFound;
+    return totalOfAllTypes() == 0 ? nothingFound : somethingFound;
 }

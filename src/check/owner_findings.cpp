@@ -14,7 +14,6 @@
 #include "check/inventory.h"
 #include "check/passed_entries.h"
 #include "check/regrouped_entries.h"
-#include "check/shown.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
 #include "entry/entry.h"

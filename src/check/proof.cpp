@@ -26,7 +26,6 @@
 #include "check/owners.h"
 #include "check/places.h"
 #include "check/regrouped_entries.h"
-#include "check/shown.h"
 #include "driver/diagnostics/format.h"
 #include "entry/entry.h"
 #include "entry/text.h"

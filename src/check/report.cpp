@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <string_view>
 
@@ -12,7 +13,8 @@
 #include "check/json.h"
 #include "check/owners.h"
 #include "check/proof.h"
-#include "check/shell_word.h"
+#include "check/sizing.h"
+#include "driver/diagnostics/enum_table.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/printable.h"
 #include "driver/platform/file.h"
@@ -20,49 +22,40 @@
 
 namespace {
 
+template <class Value>
 struct Named {
+    Value value;
     std::string_view inJson;
     std::string_view inText;
 };
 
-constexpr std::array<Named, 10> classNames = {{
-    {"other", "other entries, as they are"},
-    {"secUser", "user entries"},
-    {"secPolicyData", "policy data, which the newer layout has no place for"},
-    {"secPolicy", "policies"},
-    {"secGroup", "group entries"},
-    {"secMap", "mapping entries"},
-    {"secAuthorityInfo", "domains' own entries"},
-    {"resCredsContainer", "containers of resource credentials"},
-    {"secResCreds", "resource credentials"},
-    {"container", "containers"},
+constexpr std::array<Named<Content>, static_cast<std::size_t>(Content::END)> contentNames = {{
+    {Content::PASSED, "passed", "entries that stay as they are"},
+    {Content::USER, "users", "users"},
+    {Content::CONTAINER, "containers", "policy containers"},
+    {Content::POLICY, "policies", "policies"},
+    {Content::GROUP, "groups", "groups"},
+    {Content::CREDENTIAL, "credentials", "resource credentials"},
 }};
+static_assert(isInOrderOf(contentNames, &Named<Content>::value));
 
-constexpr std::array<Named, static_cast<std::size_t>(Content::END)> contentNames = {{
-    {"passed", "entries that stay as they are"},
-    {"users", "users"},
-    {"containers", "policy containers"},
-    {"policies", "policies"},
-    {"groups", "groups"},
-    {"credentials", "resource credentials"},
+constexpr std::array<Named<Rule>, static_cast<std::size_t>(Rule::END)> ruleNames = {{
+    {Rule::ENTRY_IDENTIFIERS, "entryIdentifiers", "entry identifiers dropped"},
+    {Rule::ACCESS_CONTROL, "accessControl", "lines of access control and controls dropped"},
+    {Rule::FILTERED_WORDS, "filteredWords", "lines dropped for a word that they hold"},
+    {Rule::POLICY_DATA, "policyData", "lines of policy data dropped"},
+    {Rule::OLD_NAMES, "oldNames", "old DNs of merged entries dropped"},
+    {Rule::OLD_CLASSES, "oldClasses", "object classes of merged entries dropped"},
+    {Rule::EQUAL_LINES, "equalLines", "lines that merged entries had in common"},
+    {Rule::REPLACED_LINES, "replacedLines", "lines replaced by those of another entry"},
+    {Rule::NORMALIZED, "normalized", "lines that lost blanks beside commas"},
+    {Rule::VERSIONS, "versions", "versions set to 6.0"},
+    {Rule::RESPELLED, "respelled", "identifiers respelled as secUUID"},
+    {Rule::DOMAIN_IDS_ADDED, "domainIdsAdded", "domain identifiers added"},
+    {Rule::DATES_ADDED, "datesAdded", "installation dates added"},
+    {Rule::CONTAINERS_ADDED, "containersAdded", "policy containers added"},
 }};
-
-constexpr std::array<Named, static_cast<std::size_t>(Rule::END)> ruleNames = {{
-    {"entryIdentifiers", "entry identifiers dropped"},
-    {"accessControl", "lines of access control and controls dropped"},
-    {"filteredWords", "lines dropped for a word that they hold"},
-    {"policyData", "lines of policy data dropped"},
-    {"oldNames", "old DNs of merged entries dropped"},
-    {"oldClasses", "object classes of merged entries dropped"},
-    {"equalLines", "lines that merged entries had in common"},
-    {"replacedLines", "lines replaced by those of another entry"},
-    {"normalized", "lines that lost blanks beside commas"},
-    {"versions", "versions set to 6.0"},
-    {"respelled", "identifiers respelled as secUUID"},
-    {"domainIdsAdded", "domain identifiers added"},
-    {"datesAdded", "installation dates added"},
-    {"containersAdded", "policy containers added"},
-}};
+static_assert(isInOrderOf(ruleNames, &Named<Rule>::value));
 
 std::string_view severityName(Severity severity) {
     switch (severity) {
@@ -103,9 +96,9 @@ std::string line(std::uint64_t number, std::string_view what) {
 
 std::string inventoryText() {
     std::string text = line(inventory.bytes, "bytes") + line(inventory.entries, "entries:");
-    for (std::size_t i = 0; i < classNames.size(); ++i) {
+    for (std::size_t i = 0; i < classTable.size(); ++i) {
         if (inventory.byClass[i] != 0) {
-            text += format("    %s", line(inventory.byClass[i], classNames[i].inText));
+            text += format("    %s", line(inventory.byClass[i], classTable[i].label));
         }
     }
     return text + line(inventory.users, "users") + line(inventory.groups, "groups") +
@@ -130,11 +123,12 @@ std::string plansText(const Request& request) {
     return text;
 }
 
-std::string diskText(const DiskNeed& need) {
+std::string diskText(std::optional<std::uint64_t> freeSpace) {
     return format("\nRoom on the disk:\n\n%s  for the work file, removed at the end\n"
                   "%s  for the output, at most\n%s  free on the disk of the export\n",
-                  aligned(mebibytes(need.workFile), 16), aligned(mebibytes(need.output), 16),
-                  aligned(need.free ? mebibytes(*need.free) : "not known", 16));
+                  aligned(mebibytes(inventory.workFileBytes), 16),
+                  aligned(mebibytes(inventory.outputBytes), 16),
+                  aligned(freeSpace ? mebibytes(*freeSpace) : "not known", 16));
 }
 
 std::string unknownText() {
@@ -163,27 +157,27 @@ std::string findingText(const Finding& finding) {
                        : format("        %s\n", effect));
 }
 
-std::string kindText(const FindingText& kind) {
-    std::string text = format("\n  %s: %s [%s]\n    To do: %s.\n", kind.title,
-                              grouped(total(kind.kind)), kind.id, kind.repair);
-    for (const Finding& finding : shown(kind.kind)) {
-        text += findingText(finding);
+std::string typeText(const FindingText& text) {
+    std::string whole = format("\n  %s: %s [%s]\n    To do: %s.\n", text.title,
+                               grouped(total(text.type)), text.id, text.fix);
+    for (const Finding& finding : shown(text.type)) {
+        whole += findingText(finding);
     }
-    const std::uint64_t left = total(kind.kind) - shown(kind.kind).size();
-    return left == 0 ? text : text + format("    and %s more\n", grouped(left));
+    const std::uint64_t left = total(text.type) - shown(text.type).size();
+    return left == 0 ? whole : whole + format("    and %s more\n", grouped(left));
 }
 
 std::string severityText(Severity severity, std::string_view heading) {
     std::string text;
-    for (const FindingText& kind : kinds()) {
-        if (kind.severity == severity && total(kind.kind) != 0) {
-            text += kindText(kind);
+    for (const FindingText& one : findingTypes()) {
+        if (one.severity == severity && total(one.type) != 0) {
+            text += typeText(one);
         }
     }
     return text.empty() ? text : format("\n%s\n%s", heading, text);
 }
 
-std::string proofText() {
+std::string verificationText() {
     std::string text = format("\n%s%s\n", aligned("demanded", 16), aligned("found", 16));
     for (std::size_t i = 0; i < balances.size(); ++i) {
         text += aligned(grouped(balances[i].expected), 16) +
@@ -221,18 +215,18 @@ void addFinding(JsonText& json, const Finding& finding) {
 
 void addFindings(JsonText& json) {
     json.beginArray("findings");
-    for (const FindingText& kind : kinds()) {
-        if (total(kind.kind) == 0) {
+    for (const FindingText& text : findingTypes()) {
+        if (total(text.type) == 0) {
             continue;
         }
         json.beginObject();
-        json.addText("kind", kind.id);
-        json.addText("severity", severityName(kind.severity));
-        json.addText("title", kind.title);
-        json.addText("repair", kind.repair);
-        json.addNumber("total", total(kind.kind));
+        json.addText("kind", text.id);
+        json.addText("severity", severityName(text.severity));
+        json.addText("title", text.title);
+        json.addText("repair", text.fix);
+        json.addNumber("total", total(text.type));
         json.beginArray("shown");
-        for (const Finding& finding : shown(kind.kind)) {
+        for (const Finding& finding : shown(text.type)) {
             addFinding(json, finding);
         }
         json.endArray();
@@ -262,8 +256,8 @@ void addInventory(JsonText& json) {
     json.addNumber("bytes", inventory.bytes);
     json.addNumber("entries", inventory.entries);
     json.beginObject("byClass");
-    for (std::size_t i = 0; i < classNames.size(); ++i) {
-        json.addNumber(classNames[i].inJson, inventory.byClass[i]);
+    for (std::size_t i = 0; i < classTable.size(); ++i) {
+        json.addNumber(classTable[i].name, inventory.byClass[i]);
     }
     json.endObject();
     json.addNumber("users", inventory.users);
@@ -274,7 +268,7 @@ void addInventory(JsonText& json) {
     json.endObject();
 }
 
-std::string jsonBefore(const Request& request, const DiskNeed& need) {
+std::string jsonBefore(const Request& request, std::optional<std::uint64_t> freeSpace) {
     JsonText json;
     beginDocument(json, request);
     addInventory(json);
@@ -288,9 +282,9 @@ std::string jsonBefore(const Request& request, const DiskNeed& need) {
     }
     json.endArray();
     json.beginObject("disk");
-    json.addNumber("workFile", need.workFile);
-    json.addNumber("output", need.output);
-    json.addNumber("free", need.free);
+    json.addNumber("workFile", inventory.workFileBytes);
+    json.addNumber("output", inventory.outputBytes);
+    json.addNumber("free", freeSpace);
     json.endObject();
     json.beginArray("unknown");
     for (const std::string& one : unknown()) {
@@ -325,17 +319,17 @@ std::string jsonAfter(const Request& request) {
 }
 
 std::string countedFindings() {
-    const std::uint64_t total = totalOfAllKinds();
+    const std::uint64_t total = totalOfAllTypes();
     return total == 1 ? "1 finding" : format("%s findings", grouped(total));
 }
 
-std::string textBefore(const Request& request, const DiskNeed& need) {
+std::string textBefore(const Request& request, std::optional<std::uint64_t> freeSpace) {
     std::string text = format("%s: before the migration\n\n", printable(request.exportName)) +
-                       inventoryText() + plansText(request) + diskText(need) + unknownText();
+                       inventoryText() + plansText(request) + diskText(freeSpace) + unknownText();
     text += severityText(Severity::ENDS, "WOULD END THE MIGRATION WITH AN ERROR");
     text += severityText(Severity::CHANGES, "WOULD BE CHANGED OR LOST WITHOUT A WORD");
     const Plan run = planFor(request.users, request.groups);
-    if (totalOfAllKinds() == 0) {
+    if (totalOfAllTypes() == 0) {
         text += format("\n%s Migrate with\n\n"
                        "    ldif-migrate %s OUTPUT %ld %ld\n",
                        unknown().empty() ? "Nothing found."
@@ -350,22 +344,22 @@ std::string textBefore(const Request& request, const DiskNeed& need) {
 std::string textAfter(const Request& request) {
     std::string text = format("%s: after the migration of %s\n", printable(*request.outputName),
                               printable(request.exportName)) +
-                       proofText();
+                       verificationText();
     text += severityText(Severity::DIFFERS, "THE OUTPUT IS NOT WHAT THE EXPORT DEMANDS");
-    return text + (totalOfAllKinds() == 0
+    return text + (totalOfAllTypes() == 0
                        ? std::string(
                              "\nEverything that the rules keep is there, once, and nothing else.\n")
                        : format("\n%s. Do not load the output.\n", countedFindings()));
 }
 
 int write(const std::string& text) {
-    return writeText(STDOUT_FILENO, text) == text.size() ? 0 : -1;
+    return writeText(STDOUT_FILENO, text) == text.size() ? 0 : errno;
 }
 
 }  // namespace
 
-int reportBefore(const Request& request, const DiskNeed& need) {
-    return write(request.asJson ? jsonBefore(request, need) : textBefore(request, need));
+int reportBefore(const Request& request, std::optional<std::uint64_t> freeSpace) {
+    return write(request.asJson ? jsonBefore(request, freeSpace) : textBefore(request, freeSpace));
 }
 
 int reportAfter(const Request& request) {

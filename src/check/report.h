@@ -1,13 +1,11 @@
-// The report: everything that the check has learned, as text or as JSON, on standard output.
+// The report: what the check has found, as text or as JSON, on standard output.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string>
 
-#include "check/plan.h"
-
-// What was checked, and how.
+// What is checked, and how.
 struct Request {
     std::string exportName;
     std::optional<std::string> outputName = {};  // after the migration
@@ -16,7 +14,8 @@ struct Request {
     bool asJson = false;
 };
 
-// Writes the report of a check before a migration, or of the proof after one. Returns 0, or -1 when
-// standard output does not take it.
-int reportBefore(const Request& request, const DiskNeed& need);
+// Write the report of a check before a migration, or of the verification after one. `freeSpace` is
+// what the disk of the export has left, if known. Return 0, or the error number when standard
+// output does not take the report.
+int reportBefore(const Request& request, std::optional<std::uint64_t> freeSpace);
 int reportAfter(const Request& request);

@@ -39,6 +39,44 @@ std::size_t sequenceLength(unsigned char byte) {
     return byte < 0xe0 ? 2 : byte < 0xf0 ? 3 : 4;
 }
 
+bool isPrintableAscii(char c) {
+    return c >= ' ' && c <= '~';
+}
+
+// Whether a shell takes the character literally, wherever it is.
+bool isPlain(char c) {
+    constexpr std::string_view marks = "_@%+=:,./-";
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           marks.find(c) != std::string_view::npos;
+}
+
+std::string inQuotes(std::string_view text) {
+    std::string word = "'";
+    for (const char c : text) {
+        word += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return word + '\'';
+}
+
+std::string inNumbers(std::string_view text) {
+    std::string word = "$'";
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '\'' || c == '\\') {
+            word += '\\';
+        }
+        if (isPrintableAscii(c)) {
+            word += c;
+        } else {
+            word += '\\';
+            for (const unsigned shift : {6U, 3U, 0U}) {
+                word += static_cast<char>('0' + (byte >> shift & 7U));
+            }
+        }
+    }
+    return word + '\'';
+}
+
 }  // namespace
 
 Character firstCharacter(std::string_view text) {
@@ -63,17 +101,26 @@ Character firstCharacter(std::string_view text) {
     return {length, true, isPrintable, code};
 }
 
-std::string printable(std::string_view text, std::size_t most) {
+std::string printable(std::string_view text, std::size_t maxSize) {
     std::string shown;
     while (!text.empty()) {
         const Character character = firstCharacter(text);
         const std::string_view next =
             character.isPrintable ? text.substr(0, character.length) : "?";
-        if (next.size() > most - shown.size()) {
+        if (next.size() > maxSize - shown.size()) {
             return shown + "...";
         }
         shown += next;
         text.remove_prefix(character.length);
     }
     return shown;
+}
+
+std::string shellWord(std::string_view fileName) {
+    const std::string name = std::string(fileName.starts_with('-') ? "./" : "").append(fileName);
+    if (!std::all_of(name.begin(), name.end(), isPrintableAscii)) {
+        return inNumbers(name);
+    }
+    const bool isPlainWord = !name.empty() && std::all_of(name.begin(), name.end(), isPlain);
+    return isPlainWord ? name : inQuotes(name);
 }

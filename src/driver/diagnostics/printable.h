@@ -1,4 +1,4 @@
-// What of a text may be printed.
+// How names are printed: for a reader, and for a shell.
 //
 // Names of entries and of files hold whatever somebody has put into them. A terminal obeys control
 // characters (C0, DEL, C1), bidirectional controls and the separators of lines and paragraphs make
@@ -22,5 +22,9 @@ Character firstCharacter(std::string_view text);
 
 // `text` with a question mark in place of every character that must not be printed, and of every
 // byte that belongs to none. Cut between two characters, with "..." behind it, where it would
-// become longer than `most` bytes.
-std::string printable(std::string_view text, std::size_t most = std::string_view::npos);
+// become longer than `maxSize` bytes.
+std::string printable(std::string_view text, std::size_t maxSize = std::string_view::npos);
+
+// The name of a file as bash(1) reads it: in quotes where it needs any, in $'...' with the numbers
+// of all bytes that are not printable ASCII, and behind ./ where it would look like an option.
+std::string shellWord(std::string_view fileName);

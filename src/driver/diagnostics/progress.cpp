@@ -104,7 +104,7 @@ void redrawProgress(std::int64_t done, std::int32_t users, std::int32_t groups) 
     progress.users = users;
     progress.groups = groups;
     progress.elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(now - began);
-    const int error = errno;  // somebody may be about to tell of it
+    const int error = errno;  // the caller may be about to report it
     draw();
     errno = error;
 }

@@ -4,30 +4,35 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <string>
 #include <string_view>
 
 namespace {
 
-// Reads a whole file. Returns 0, or -1 with the reason in errno.
+// Reads a whole file. Returns 0, or the error number.
 int readWhole(const char* name, std::string& text) {
     const File file = openFileForReading(name);
     std::array<char, 4096> block;
-    ssize_t count = file.isOpen() ? 1 : -1;
-    while (count > 0) {
-        count = readBytes(file.descriptor(), block.data(), block.size());
-        text.append(block.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    if (!file.isOpen()) {
+        return errno;
     }
-    return count == 0 ? 0 : -1;
+    for (;;) {
+        const ssize_t count = readBytes(file.descriptor(), block.data(), block.size());
+        if (count <= 0) {
+            return count < 0 ? errno : 0;
+        }
+        text.append(block.data(), static_cast<std::size_t>(count));
+    }
 }
 
 }  // namespace
 
-LockState lockStateOf(const FileState& file) {
+LockLookup lookUpLock(const FileState& file) {
     std::string list;
-    if (readWhole(lockList, list) != 0) {
-        return LockState::UNKNOWN;
+    if (const int error = readWhole(lockList, list); error != 0) {
+        return {LockState::UNKNOWN, error};
     }
     // As in "1: FLOCK  ADVISORY  WRITE 4711 fe:00:10952769 0 EOF".
     std::array<char, 64> place;
@@ -38,9 +43,9 @@ LockState lockStateOf(const FileState& file) {
         const std::string_view line = rest.substr(0, rest.find('\n'));
         if (line.find(" FLOCK ") != std::string_view::npos &&
             line.find(place.data()) != std::string_view::npos) {
-            return LockState::HELD;
+            return {LockState::HELD};
         }
         rest.remove_prefix(std::min(line.size() + 1, rest.size()));
     }
-    return LockState::FREE;
+    return {LockState::FREE};
 }

@@ -12,6 +12,10 @@ inline constexpr const char* lockList = "/proc/locks";
 
 enum class LockState { FREE, HELD, UNKNOWN };
 
-// Whether another process holds a lock on the file, or waits for one; UNKNOWN, with the reason in
-// errno, when the list cannot be read.
-LockState lockStateOf(const FileState& file);
+struct LockLookup {
+    LockState state = LockState::FREE;
+    int error = 0;  // of reading the list; the state is UNKNOWN then
+};
+
+// Whether another process holds a lock on the file, or waits for one.
+LockLookup lookUpLock(const FileState& file);

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "check/checked_file.h"
+#include "check/findings.h"
 #include "check/places.h"
-#include "check/shown.h"
 #include "support/dice.h"
 #include "support/ldif_fixture.h"
 #include "support/process.h"

@@ -15,7 +15,7 @@ constexpr std::string_view domain =
 TEST_F(ExportScanTest, AnEmptyExportHoldsNothing) {
     scan("");
     EXPECT_EQ(inventory.entries, 0U);
-    EXPECT_EQ(kindsFound(), "");
+    EXPECT_EQ(typesFound(), "");
 }
 
 TEST_F(ExportScanTest, EntriesAreCountedByClass) {
@@ -48,18 +48,18 @@ TEST_F(ExportScanTest, AnotherScanBeginsAnew) {
 
 TEST_F(ExportScanTest, AVersionOfThreeCharactersIsFine) {
     scan(std::string(domain) + "version: 3.0\n");
-    EXPECT_EQ(kindsFound(), "");
+    EXPECT_EQ(typesFound(), "");
 }
 
 TEST_F(ExportScanTest, AVersionWithoutABlankIsNotSet) {
     scan(std::string(domain) + "version:3.0\n");
-    EXPECT_EQ(kindsFound(), "version-not-set ");
+    EXPECT_EQ(typesFound(), "version-not-set ");
     EXPECT_EQ(shown(FindingType::VERSION_NOT_SET).front().line, 4);
 }
 
 TEST_F(ExportScanTest, AClassNamedInAValueIsMistaken) {
     scan("dn: cn=a\nobjectClass: person\nnote: objectClass: secResCreds\n");
-    EXPECT_EQ(kindsFound(), "class-mistaken ");
+    EXPECT_EQ(typesFound(), "class-mistaken ");
     EXPECT_EQ(shown(FindingType::CLASS_MISTAKEN).front().line, 3);
 }
 

@@ -56,7 +56,7 @@ TEST_F(LineFindingsTest, ACommentInFrontOfAFoldedLineOfAnAttributeIsOneThatIsFol
 TEST_F(LineFindingsTest, CommentsOnLinesOfTheirOwnAreFine) {
     read("# c\ndn: a\n b\n# c\n# d\nx: 1\n# e\n\n");
     reportLineFindings();
-    EXPECT_EQ(totalOfAllKinds(), 0U);
+    EXPECT_EQ(totalOfAllTypes(), 0U);
 }
 
 TEST_F(LineFindingsTest, AZeroByteIsToldInItsLine) {
@@ -74,7 +74,7 @@ TEST_F(LineFindingsTest, TextBehindACarriageReturnIsLost) {
 TEST_F(LineFindingsTest, CarriageReturnsAtTheEndOfALineAreNoText) {
     read("dn: a\r\nx: 1\r\r\n\r\n");
     reportLineFindings();
-    EXPECT_EQ(totalOfAllKinds(), 0U);
+    EXPECT_EQ(totalOfAllTypes(), 0U);
 }
 
 TEST_F(LineFindingsTest, ALineOfAnyLengthIsToldOnce) {
@@ -94,19 +94,19 @@ TEST_F(LineFindingsTest, FromFourThousandAndNinetyFiveBytesOnALineIsTooLong) {
 
 TEST_F(LineFindingsTest, ALineDroppedForItsOwnNameIsCountedAlone) {
     read("dn: a\naclEntry: x\n\n");
-    dropLine("aclEntry: x", 1, filteredNames);
-    dropLine("KVO-EntryUUID: x", 1, filteredNames);
+    dropLine("aclEntry: x", 1, FROM_UNMERGED);
+    dropLine("KVO-EntryUUID: x", 1, FROM_UNMERGED);
     EXPECT_EQ(linesOfRule(Rule::ACCESS_CONTROL), 1U);
     EXPECT_EQ(linesOfRule(Rule::ENTRY_IDENTIFIERS), 1U);
-    EXPECT_EQ(totalOfAllKinds(), 0U);
+    EXPECT_EQ(totalOfAllTypes(), 0U);
 }
 
 TEST_F(LineFindingsTest, ALineDroppedForAnotherNameIsTold) {
     read("dn: a\n b\nmotto: mind the acl: x\n\n");
-    dropLine("motto: mind the acl: x", 1, filteredNames);
+    dropLine("motto: mind the acl: x", 1, FROM_UNMERGED);
     EXPECT_EQ(linesOfRule(Rule::FILTERED_WORDS), 1U);
     EXPECT_EQ(lineOf(FindingType::FILTERED_WORD), 3);
-    dropLine("oldacl: x", 1, filteredNames);
+    dropLine("oldacl: x", 1, FROM_UNMERGED);
     EXPECT_EQ(total(FindingType::FILTERED_WORD), 2U);
 }
 

@@ -43,13 +43,13 @@ protected:
 TEST_F(OwnerFindingsTest, AnOwnerWithBothEntriesIsFine) {
     scan(userEntry("ann") + mappingEntry("ann"));
     findTroubleOfOwners();
-    EXPECT_EQ(kindsFound(), "");
+    EXPECT_EQ(typesFound(), "");
 }
 
 TEST_F(OwnerFindingsTest, WhatAnOwnerLacksIsToldAtTheEntryThatNeedsIt) {
     scan(userEntry("ann") + mappingEntry("bob") + usersEntry("cleo"));
     findTroubleOfOwners();
-    EXPECT_EQ(kindsFound(), "user-without-mapping mapping-without-user users-entry-without-user ");
+    EXPECT_EQ(typesFound(), "user-without-mapping mapping-without-user users-entry-without-user ");
     EXPECT_EQ(shown(FindingType::USER_WITHOUT_MAPPING).front().line, 1);
     EXPECT_EQ(shown(FindingType::MAPPING_WITHOUT_USER).front().line, 6);
     EXPECT_EQ(shown(FindingType::USERS_ENTRY_WITHOUT_USER).front().line, 10);
@@ -61,13 +61,13 @@ TEST_F(OwnerFindingsTest, AValueThatIsReplacedIsToldAtItsLine) {
     findTroubleOfOwners();
     ASSERT_EQ(total(FindingType::REPLACED_VALUE), 1U);
     EXPECT_EQ(shown(FindingType::REPLACED_VALUE).front().line, 5);
-    EXPECT_EQ(kindsFound(), "replaced-value ");
+    EXPECT_EQ(typesFound(), "replaced-value ");
 }
 
 TEST_F(OwnerFindingsTest, AValueThatBothEntriesHoldIsNotLost) {
     scan(userEntry("ann", "mail: a\n") + mappingEntry("ann", "mail: a\n"));
     findTroubleOfOwners();
-    EXPECT_EQ(kindsFound(), "");
+    EXPECT_EQ(typesFound(), "");
     EXPECT_EQ(ruleLines[static_cast<std::size_t>(Rule::EQUAL_LINES)], 1U);
 }
 
@@ -77,7 +77,7 @@ TEST_F(OwnerFindingsTest, OfTwoOwnersOfOneNameTheSecondIsTold) {
          "secAuthority: Default\nprincipalName: ANN\n\n" +
          mappingEntry("other"));
     findTroubleOfOwners();
-    ASSERT_EQ(kindsFound(), "same-new-name ");
+    ASSERT_EQ(typesFound(), "same-new-name ");
     EXPECT_EQ(shown(FindingType::SAME_NEW_NAME).front().line, 10);
 }
 

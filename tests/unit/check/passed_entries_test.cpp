@@ -57,14 +57,14 @@ TEST_F(PassedEntriesTest, ClassesInOtherSpellingsAreTold) {
           "objectClass:: c2VjVXNlcg==", "objectClass:\tsecResCreds"}) {
         beginFindings(10);
         scan("dn: cn=a\nobjectClass: top\n" + line + "\n");
-        EXPECT_EQ(kindsFound(), "class-not-recognised ") << line;
+        EXPECT_EQ(typesFound(), "class-not-recognised ") << line;
         EXPECT_EQ(shown(FindingType::CLASS_NOT_RECOGNISED).front().line, 3) << line;
     }
 }
 
 TEST_F(PassedEntriesTest, ClassesThatOnlyHoldTheNameOfOneAreFine) {
     scan("dn: cn=a\nobjectClass: mySECUSER\nobjectClass:: AAAA\n");
-    EXPECT_EQ(kindsFound(), "");
+    EXPECT_EQ(typesFound(), "");
 }
 
 TEST_F(PassedEntriesTest, AnEntryThatHasTheNewDnOfAUserIsTold) {
@@ -73,7 +73,7 @@ TEST_F(PassedEntriesTest, AnEntryThatHasTheNewDnOfAUserIsTold) {
          "dn: secAuthority=Default,cn=a\nobjectClass: secUser\nsecAuthority: Default\n"
          "principalName: ann\n");
     findTroubleOfOwners();
-    EXPECT_EQ(kindsFound(), "same-new-name ");
+    EXPECT_EQ(typesFound(), "same-new-name ");
     EXPECT_EQ(shown(FindingType::SAME_NEW_NAME).front().line, 1);
 }
 

@@ -15,7 +15,7 @@ protected:
         }
     }
     LockState state() const {
-        return lockStateOf(stateOf(name_));
+        return lookUpLock(stateOf(name_)).state;
     }
 
     TemporaryFolder folder_;

@@ -31,10 +31,10 @@ protected:
     }
 
     // The kinds found, each with a blank behind it.
-    static std::string kindsFound() {
+    static std::string typesFound() {
         std::string found;
-        for (const FindingText& text : kinds()) {
-            found += total(text.kind) > 0 ? std::string(text.id) + ' ' : std::string();
+        for (const FindingText& text : findingTypes()) {
+            found += total(text.type) > 0 ? std::string(text.id) + ' ' : std::string();
         }
         return found;
     }

@@ -1,20 +1,133 @@
-#include "check/plan.h"
+#include "check/sizing.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <bit>
 #include <string>
 #include <vector>
 
 #include "check/findings.h"
-#include "check/holdings.h"
 #include "check/inventory.h"
-#include "driver/diagnostics/messages.h"
-#include "driver/platform/file.h"
 #include "support/dice.h"
-#include "support/process.h"
-#include "support/temporary_folder.h"
 
 namespace {
+
+class HoldingsTest : public testing::Test {
+protected:
+    void SetUp() override {
+        forgetHoldings();
+    }
+    void TearDown() override {
+        forgetHoldings();
+    }
+};
+
+// An entry of so many lines, each with a colon and `size` bytes long.
+Entry entryOf(std::size_t lines, std::size_t size) {
+    Entry entry;
+    for (std::size_t i = 0; i < lines; ++i) {
+        entry.append("a:" + std::string(size - 3, 'x') + '\n');
+    }
+    return entry;
+}
+
+std::uint64_t tableFor(std::uint64_t owners) {
+    return owners == 0 ? 0 : 8 * std::bit_ceil(2 * owners);
+}
+
+// What stays in memory from a merge of entries with 10 lines of 100 bytes: 4 bytes for the entry
+// and 4 for each line of it beside the text, a view of each line, and 16 bytes for a colon
+// searched.
+constexpr std::uint64_t stored = 10 * 100 + 4 + 10 * 4;
+constexpr std::uint64_t views = 10 * 16;
+constexpr std::uint64_t colons = 10 * 16;
+
+TEST_F(HoldingsTest, WithoutOwnersNothingIsHeld) {
+    EXPECT_EQ(maxHeld(1, 1, 5000), 0U);
+}
+
+TEST_F(HoldingsTest, AnOwnerTakesItsSlotItsEntriesAndTheirMerge) {
+    holdOwner(0, false, 100);
+    holdEntry(0, false, Part::OWN, entryOf(10, 100), 0);
+    holdEntry(0, false, Part::MAPPING, entryOf(10, 100), 0);
+    holdEntry(0, false, Part::POLICY, entryOf(10, 100), 7);
+    EXPECT_EQ(maxHeld(1, 1, 0),
+              100 + 3 * stored + 7 + tableFor(1) + 2 * stored + 2 * views + colons);
+}
+
+TEST_F(HoldingsTest, AnEntryBelowUsersIsMergedWithTheResultOfTheOthers) {
+    for (const Part part : {Part::OWN, Part::MAPPING, Part::USERS_ENTRY}) {
+        holdEntry(0, false, part, entryOf(10, 100), 0);
+    }
+    holdOwner(0, false, 0);
+    EXPECT_EQ(maxHeld(1, 1, 0), 3 * stored + tableFor(1) + 5 * stored + 3 * views + 2 * colons);
+}
+
+TEST_F(HoldingsTest, TheMergeTakesThePlaceOfTheEntryRead) {
+    holdOwner(0, true, 0);
+    holdEntry(0, true, Part::OWN, entryOf(1, 1000), 0);
+    const std::uint64_t alone = maxHeld(1, 1, 0);
+    EXPECT_EQ(maxHeld(1, 1, 600), alone - 600);
+    EXPECT_EQ(maxHeld(1, 1, 100'000), alone - 1008);
+}
+
+TEST_F(HoldingsTest, PassesTakeOwnersInTheirOrder) {
+    for (OwnerNumber i = 0; i < 10; ++i) {
+        holdOwner(i, false, i < 2 ? 1000 : 10);
+    }
+    EXPECT_EQ(maxHeld(1, 1, 0), 1000 + tableFor(1));
+    EXPECT_EQ(maxHeld(2, 1, 0), 2000 + tableFor(2));
+    EXPECT_EQ(maxHeld(3, 1, 0), 2010 + tableFor(3));
+    EXPECT_EQ(maxHeld(10, 1, 0), 2080 + tableFor(10));
+}
+
+TEST_F(HoldingsTest, UsersAndGroupsOfOnePassAreHeldTogether) {
+    holdOwner(0, false, 10);
+    holdOwner(1, true, 10);
+    holdOwner(2, false, 500);
+    holdOwner(3, true, 700);
+    EXPECT_EQ(maxHeld(1, 1, 0), 1200 + 2 * tableFor(1));
+    EXPECT_EQ(maxHeld(2, 1, 0), 700 + tableFor(1));
+}
+
+TEST_F(HoldingsTest, WhatAMergeHasTakenStays) {
+    holdOwner(0, false, 0);
+    holdEntry(0, false, Part::OWN, entryOf(10, 100), 0);
+    holdEntry(0, false, Part::MAPPING, entryOf(10, 100), 0);
+    holdOwner(1, false, 5000);
+    EXPECT_EQ(maxHeld(1, 1, 0), 5000 + tableFor(1) + 2 * stored + 2 * views + colons);
+}
+
+// The slots of owners alone, of the sizes `bytes`.
+std::uint64_t maxOfPasses(const std::vector<std::uint64_t>& bytes, std::size_t slots) {
+    std::uint64_t max = 0;
+    for (std::size_t from = 0; from < bytes.size(); from += slots) {
+        const std::size_t held = std::min(slots, bytes.size() - from);
+        std::uint64_t sum = tableFor(held);
+        for (std::size_t i = from; i < from + held; ++i) {
+            sum += bytes[i];
+        }
+        max = std::max(max, sum);
+    }
+    return max;
+}
+
+TEST_F(HoldingsTest, OfManyThousandOwnersNoPassTakesMoreThanIsPredicted) {
+    Dice dice(7);
+    std::vector<std::uint64_t> bytes;
+    for (OwnerNumber i = 0; i < 50'000; ++i) {
+        const std::size_t max = i < 500 || dice.upTo(5000) == 0 ? 100'000 : 1000;
+        bytes.push_back(500 + dice.upTo(max));
+        holdOwner(i, false, bytes.back());
+    }
+    for (const std::size_t slots : {50'000U, 20'000U, 7001U, 1000U, 400U, 3U, 1U}) {
+        const std::uint64_t exact = maxOfPasses(bytes, slots);
+        const std::uint64_t predicted = maxHeld(slots, 1, 0);
+        EXPECT_GE(predicted, exact) << slots;
+        EXPECT_LE(predicted, exact + exact / 4) << slots;
+    }
+}
 
 class PlanTest : public testing::Test {
 protected:
@@ -139,89 +252,6 @@ TEST_F(PlanTest, NoPlanIsListedTwice) {
         passes.push_back(plan.passes);
     }
     EXPECT_EQ(passes, (std::vector<std::uint64_t>{1, 2, 3}));
-}
-
-TEST_F(PlanTest, WorkFileAndOutputNeedWhatWasCounted) {
-    inventory.workFileBytes = 30;
-    inventory.outputBytes = 507;
-    const TemporaryFolder folder;
-    const DiskNeed need = diskNeed(folder.path("export"));
-    EXPECT_EQ(need.workFile, 30U);
-    EXPECT_EQ(need.output, 507U);
-    EXPECT_GT(need.free.value_or(0), 0U);
-    EXPECT_GT(diskNeed("export").free.value_or(0), 0U);
-    EXPECT_TRUE(unknown().empty());
-}
-
-TEST_F(PlanTest, NothingIsWrongAroundAnExportWithRoom) {
-    const TemporaryFolder folder;
-    const std::string name = writeFile(folder.path("export"), "");
-    writeFile(name + ".tmp", "");
-    findTroubleAround(name, {3, 4, 7});
-    EXPECT_EQ(totalOfAllKinds(), 0U);
-}
-
-TEST_F(PlanTest, OneByteTooLittleIsTooLittle) {
-    const TemporaryFolder folder;
-    findTroubleAround(writeFile(folder.path("export"), ""), {3, 4, 6});
-    ASSERT_EQ(total(FindingType::DISK_TOO_SMALL), 1U);
-    EXPECT_EQ(totalOfAllKinds(), 1U);
-    EXPECT_EQ(shown(FindingType::DISK_TOO_SMALL).front().message, MESSAGE_CANNOT_WRITE);
-}
-
-TEST_F(PlanTest, AFullDiskIsTooSmall) {
-    const TemporaryFolder folder;
-    findTroubleAround(writeFile(folder.path("export"), ""), {3, 4, 0});
-    EXPECT_EQ(total(FindingType::DISK_TOO_SMALL), 1U);
-}
-
-TEST_F(PlanTest, FreeSpaceThatIsNotKnownIsNoFindingButReported) {
-    const TemporaryFolder folder;
-    const std::string name = writeFile(folder.path("export"), "");
-    const DiskNeed need = diskNeed(folder.path("missing/export"));
-    EXPECT_FALSE(need.free);
-    findTroubleAround(name, {3, 4, {}});
-    EXPECT_EQ(totalOfAllKinds(), 0U);
-    EXPECT_EQ(unknown(),
-              (std::vector<std::string>{"how much is free on the disk of the export: \"" +
-                                        folder.path("missing") + "\": No such file or directory"}));
-}
-
-TEST_F(PlanTest, AnExportThatAnotherProgramHasLockedIsFound) {
-    const TemporaryFolder folder;
-    const std::string name = writeFile(folder.path("export"), "");
-    const File other = openFile(name, 0);
-    ASSERT_EQ(lockFile(other), 0);
-    findTroubleAround(name, {});
-    if (!unknown().empty()) {
-        GTEST_SKIP() << unknown().front();
-    }
-    EXPECT_EQ(total(FindingType::EXPORT_NOT_WRITABLE), 1U);
-    EXPECT_EQ(totalOfAllKinds(), 1U);
-}
-
-TEST_F(PlanTest, AWorkFileThatIsNotEmptyIsLeftOver) {
-    const TemporaryFolder folder;
-    const std::string name = writeFile(folder.path("export"), "");
-    writeFile(name + ".tmp", "\n");
-    findTroubleAround(name, {});
-    EXPECT_EQ(total(FindingType::LEFT_OVER_WORK_FILE), 1U);
-    EXPECT_EQ(totalOfAllKinds(), 1U);
-}
-
-TEST_F(PlanTest, AnExportThatMayNotBeWrittenIsFound) {
-    const std::string name = "/proc/self/exe";  // not even root may
-    findTroubleAround(name, {});
-    ASSERT_EQ(total(FindingType::EXPORT_NOT_WRITABLE), 1U);
-    EXPECT_EQ(shown(FindingType::EXPORT_NOT_WRITABLE).front().message, MESSAGE_CANNOT_OPEN);
-}
-
-TEST_F(PlanTest, AnExportThatIsGoneIsNotJudged) {
-    const TemporaryFolder folder;
-    const Ending ending = endingOf([&] { findTroubleAround(folder.path("missing"), {}); });
-    EXPECT_EQ(ending.status, 2);
-    EXPECT_EQ(ending.errors, "ldif-migrate-check: cannot check \"" + folder.path("missing") +
-                                 "\": No such file or directory\n");
 }
 
 }  // namespace
