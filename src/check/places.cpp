@@ -18,7 +18,7 @@ void LinePlaces::note(off_t offset, std::int64_t line) {
 std::int64_t LinePlaces::lineAt(const CheckedFile& file, off_t offset) const {
     const auto next =
         std::upper_bound(places_.begin(), places_.end(), offset,
-                         [](off_t sought, const Place& offset) { return sought < offset.offset; });
+                         [](off_t sought, const Place& place) { return sought < place.offset; });
     Place at = next == places_.begin() ? Place{0, 1} : *(next - 1);
     if (last_.offset > at.offset && last_.offset <= offset) {
         at = last_;
