@@ -1,7 +1,6 @@
 #include "check/passed_entries.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -15,26 +14,13 @@
 #include "check/owners.h"
 #include "driver/diagnostics/format.h"
 #include "entry/adjustments.h"
+#include "entry/filters.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
 #include "ldif/entry_reader.h"
 #include "ldif/pass_through_entries.h"
 
 namespace {
-
-struct RegroupedClass {
-    std::string_view name;
-    std::string_view base64;
-};
-constexpr std::array<RegroupedClass, 7> regroupedClasses = {{
-    {"secUser", "c2VjVXNlcg=="},
-    {"secPolicyData", "c2VjUG9saWN5RGF0YQ=="},
-    {"secPolicy", "c2VjUG9saWN5"},
-    {"secGroup", "c2VjR3JvdXA="},
-    {"secMap", "c2VjTWFw"},
-    {"secAuthorityInfo", "c2VjQXV0aG9yaXR5SW5mbw=="},
-    {"secResCreds", "c2VjUmVzQ3JlZHM="},
-}};
 
 // The class of the registry that a line names in a spelling that is not recognised, or empty.
 std::string_view unrecognisedClass(std::string_view line) {
@@ -48,11 +34,12 @@ std::string_view unrecognisedClass(std::string_view line) {
     constexpr std::string_view blanks = " \t";
     value.remove_prefix(std::min(value.find_first_not_of(blanks), value.size()));
     value = value.substr(0, value.find_last_not_of(blanks) + 1);
-    const auto found = std::find_if(
-        regroupedClasses.begin(), regroupedClasses.end(), [&](const RegroupedClass& one) {
-            return isBase64 ? value == one.base64 : equalIgnoringCase(value, one.name);
+    const auto found =
+        std::find_if(classTable.begin(), classTable.end(), [&](const ClassNames& one) {
+            return !one.base64.empty() &&
+                   (isBase64 ? value == one.base64 : equalIgnoringCase(value, one.name));
         });
-    return found == regroupedClasses.end() ? std::string_view() : found->name;
+    return found == classTable.end() ? std::string_view() : found->name;
 }
 
 void reportUnrecognisedClass(std::string_view line, int index) {
@@ -103,7 +90,7 @@ int oversizedPieces = 0;
 void takeOversizedLine(std::string_view piece) {
     oversizedRead +=
         oversizedPieces++ <= MOST_LINES_OF_AN_OBJECT ? piece.size() + sizeof(std::uint32_t) : 0;
-    if (holdsEntryIdentifier(piece)) {
+    if (passThroughDrops(piece)) {
         countRule(Rule::ENTRY_IDENTIFIERS);
         return;
     }
@@ -119,8 +106,7 @@ void takeOversizedLine(std::string_view piece) {
 }  // namespace
 
 void passThrough(std::string_view attributes, bool addsInstallDate) {
-    constexpr std::array<std::string_view, 1> identifiers = {"kvo-entryuuid:"};
-    const bool holdsIdentifier = holdsEntryIdentifier(attributes);
+    const bool losesLines = passThroughDrops(attributes);
     const bool isPlain =
         objectClass == UNINTERESTING_OBJECTCLASS || objectClass == CONTAINER_OBJECTCLASS;
     LinesDigest digest;
@@ -129,8 +115,8 @@ void passThrough(std::string_view attributes, bool addsInstallDate) {
         if (isPlain) {
             reportUnrecognisedClass(line, index);
         }
-        if (holdsIdentifier && holdsEntryIdentifier(line)) {
-            dropLine(line, index, identifiers);
+        if (losesLines && passThroughDrops(line)) {
+            dropLine(line, index, FROM_PASS_THROUGH);
             return;
         }
         digest.add(digestOfLine(line));

@@ -32,7 +32,7 @@ void addCredential(bool isBroken) {
     LinesDigest digest;
     visitLines(object.text(), [&](std::string_view line, int index) {
         if (unmergedFilter.matchesSome(line)) {
-            dropLine(line, index, filteredNames);
+            dropLine(line, index, FROM_UNMERGED);
             discountOutput(isBroken ? 0 : line.size() + 1);
         } else {
             digest.add(digestOfLine(line));

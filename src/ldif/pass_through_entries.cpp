@@ -3,7 +3,7 @@
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
-#include "entry/text.h"
+#include "entry/filters.h"
 #include "ldif/run_files.h"
 
 namespace {
@@ -40,7 +40,7 @@ void moveNextObjectToOutputLDIFFile() {
         } else {
             traceNote("THIS IS A LINE OF THE OBJECT.  ");
             entryHasBegun = true;
-            if (!holdsEntryIdentifier(nextLine)) {
+            if (!passThroughDrops(nextLine)) {
                 trace("moveNextObjectToOutputLDIFFile():  Writing this line to the output LDIF "
                       "file. \n");
                 writeOrFail(nextLine);
@@ -51,15 +51,4 @@ void moveNextObjectToOutputLDIFFile() {
     // What is written next stands right behind it, so that such an entry must not be the last one
     // of an export.
     trace("moveNextObjectToOutputLDIFFile():  FUNCTION EXIT   \n");
-}
-
-bool isEntryIdentifier(std::string_view colonPrefix, std::string_view tail) {
-    return (colonPrefix.ends_with("KVO-ENTRYUUID:") || colonPrefix.ends_with("kvo-entryuuid:")) &&
-           tail.starts_with(' ');
-}
-
-bool holdsEntryIdentifier(std::string_view text) {
-    return someColonPrefix(text, [text](std::string_view colonPrefix) {
-        return isEntryIdentifier(colonPrefix, text.substr(colonPrefix.size()));
-    });
 }

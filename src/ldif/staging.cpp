@@ -15,10 +15,10 @@
 #include "entry/adjustments.h"
 #include "entry/attribute_lookup.h"
 #include "entry/entry.h"
+#include "entry/filters.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
 #include "ldif/entry_reader.h"
-#include "ldif/pass_through_entries.h"
 #include "ldif/run_files.h"
 #include "ldif/run_locks.h"
 
@@ -108,7 +108,7 @@ void writeToOutput(std::string_view attributes) {
     someColonPrefix(attributes, [&](std::string_view colonPrefix) {
         const std::size_t colon = colonPrefix.size() - 1;
         if (colon >= written &&
-            isEntryIdentifier(colonPrefix, attributes.substr(colonPrefix.size()))) {
+            passThroughDrops(colonPrefix, attributes.substr(colonPrefix.size()))) {
             const Line line = lineAt(attributes, colon);
             writeOrFail(ofp, attributes.substr(written, line.start - written));
             written = line.end;
