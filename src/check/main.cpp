@@ -15,7 +15,6 @@
 #include "check/export_scan.h"
 #include "check/failing.h"
 #include "check/findings.h"
-#include "check/owner_findings.h"
 #include "check/plan.h"
 #include "check/proof.h"
 #include "check/report.h"
@@ -184,7 +183,6 @@ void checkBefore(const Options& options) {
     const Request& request = options.request;
     beginFindings(options.limit);
     scanExport(request.exportName, {});
-    findTroubleOfOwners();
     const DiskNeed need = diskNeed(request.exportName);
     findTroubleAround(request.exportName, need);
     requireUnchangedExport();
