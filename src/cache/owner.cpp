@@ -1,20 +1,17 @@
 #include "cache/owner.h"
 
 #include <algorithm>
-#include <optional>
+#include <array>
 
 #include "cache/object_cache.h"
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
 #include "entry/attribute_lookup.h"
-#include "entry/entry.h"
-#include "entry/object_class.h"
 #include "entry/text.h"
 
 std::string saved_secUser_dn;
 std::string saved_secGroup_dn;
-std::string searchedDn;
 
 namespace {
 
@@ -24,46 +21,57 @@ struct Association {
     std::string_view function;
     OwnerTable& owners;
     std::string& savedDn;
-    std::string_view mappedAttribute;  // names the owner in a mapping entry
     std::string_view upperKind;
     std::string_view mixedKind;
     std::string_view indexLabel;
     std::string_view exitPrefix;
-    bool ofUsers;
+    OwnerKind kind;
+    std::string_view classes;    // in the error of an entry of another class
+    std::string_view echoLabel;  // before its DN line
 };
 
 const Association userAssociation = {"learnIndexOfAssociatedSecUserDN",
                                      secUser_dn,
                                      saved_secUser_dn,
-                                     "secdn",
                                      "SECUSER",
                                      "secUser",
                                      "     The index returned is:    ",
                                      "\n",
-                                     true};
+                                     OwnerKind::USER,
+                                     "secPolicy, secPolicyData, secMap, or secUser",
+                                     "dn: "};
 const Association groupAssociation = {"learnIndexOfAssociatedSecGroupDN",
                                       secGroup_dn,
                                       saved_secGroup_dn,
-                                      "secDN",
                                       "SECGROUP",
                                       "secGroup",
                                       "     The index returned is:     ",
                                       "",
-                                      false};
+                                      OwnerKind::GROUP,
+                                      "secGroup or secMap",
+                                      "learnIndexOfAssociatedSecGroupDN():  object = "};
 
-[[noreturn]] void failMalformed(std::string_view problem) {
-    fail({}, {}, migrationFailed(aboutObject(problem)));
-}
+// ---- The owner of an entry.
 
-void traceKind(const Association& association, std::string_view kind) {
-    trace("%s(): \n   The input object is %s object \n", association.function, kind);
+bool hasOwnerOfKind(ObjectClass kind, OwnerKind ownerKind) {
+    switch (kind) {
+        case SECUSER_OBJECTCLASS:
+        case SECPOLICYDATA_OBJECTCLASS:
+        case SECPOLICY_OBJECTCLASS:
+            return ownerKind == OwnerKind::USER;
+        case SECGROUP_OBJECTCLASS:
+            return ownerKind == OwnerKind::GROUP;
+        case SECMAP_OBJECTCLASS:
+            return true;
+        default:
+            return false;
+    }
 }
 
 // Where the DN value begins in the DN line: behind "dn:", which is not checked, and blanks.
-std::size_t dnValueStart() {
-    const std::string_view line = object.line(0);
-    const std::string_view value = line.substr(std::min<std::size_t>(3, line.size()));
-    return line.size() - withoutLeadingBlanks(value).size();
+std::size_t dnValueStart(std::string_view dnLine) {
+    const std::string_view value = dnLine.substr(std::min<std::size_t>(3, dnLine.size()));
+    return dnLine.size() - withoutLeadingBlanks(value).size();
 }
 
 // Ends `text` in exactly one line feed instead of any other white space.
@@ -71,116 +79,158 @@ void endInLineFeed(std::string& text) {
     trim(text) += '\n';
 }
 
-// Takes the part of the DN line from `start` on, which is rewritten to the DN searched.
-void searchDnLine(std::size_t start, bool normalizeCommas) {
-    const std::string_view part = object.line(0).substr(start);
-    searchedDn = part;
-    endInLineFeed(searchedDn);
-    if (normalizeCommas) {
-        commaSpaceEater(searchedDn);
+// The owner DN is what stands in the DN line from `start` on. It is stored before the line is
+// trimmed and keeps white space at its end: an owner of such a DN is not found again, and that is
+// how it has always been.
+void takeOwnerFromDnLine(std::string_view dnLine, std::size_t start, OwnerKind kind,
+                         EntryOwner& owner) {
+    owner.stored = dnLine.substr(start);
+    owner.sought = owner.stored;
+    endInLineFeed(owner.sought);
+    if (kind == OwnerKind::USER) {
+        commaSpaceEater(owner.sought);
     }
-    if (searchedDn != part) {
-        object.replaceTail(0, start, searchedDn);
+    if (owner.sought != owner.stored) {
+        owner.rewrittenFrom = start;
     }
-}
-
-// The association of an ordinary user, a policy or policy data: the owner DN is what stands in
-// the DN line from `start` on. The saved DN is copied before the line is trimmed and keeps white
-// space at its end: an owner stored with it is not found again, and that is how it has always
-// been.
-void searchUserPart(std::size_t start) {
-    saved_secUser_dn = object.line(0).substr(start);
-    searchDnLine(start, true);
-    commaSpaceEater(saved_secUser_dn);
-}
-
-void searchOwnerOfUsersEntry() {
-    traceKind(userAssociation, "a 'Users' SECUSER");
-    std::optional<std::string> authority = obtainAttributeValueFromObjArray("secAuthority");
-    std::optional<std::string> dn = obtainAttributeValueFromObjArray("secDN");
-    if (!authority || !dn) {
-        failMalformed(authority ? "has no secDN attribute" : "has no secAuthority attribute");
+    if (kind == OwnerKind::USER) {
+        commaSpaceEater(owner.stored);
     }
-    // The kind is traced once more, without its heading.
-    trace("   secAuthority_attribute_value = %s \n"
-          "   secDN_attribute_value        = %s \n"
-          "   The input object is a 'Users' SECUSER object \n",
-          *authority, *dn);
-    commaSpaceEater(*dn);
-    // What follows a colon is no part of the domain's name.
-    authority->resize(std::min(authority->find(':'), authority->size()));
-    saved_secUser_dn = "secAuthority=";
-    saved_secUser_dn += *authority;
-    saved_secUser_dn += ',';
-    saved_secUser_dn += *dn;
-    endInLineFeed(saved_secUser_dn);
-    commaSpaceEater(saved_secUser_dn);
-    searchedDn = saved_secUser_dn;
-}
-
-void searchOrdinaryUser() {
-    // Traced twice, in two wordings.
-    traceKind(userAssociation, "an 'ordinary' SECUSER");
-    traceKind(userAssociation, "an ordinary  SECUSER");
-    searchUserPart(dnValueStart());
 }
 
 // The owner of a policy is its parent: everything behind the first comma. A blank that stands
 // there belongs to the owner DN, so that such a policy finds no user.
-void searchOwnerOfPolicy() {
-    const std::size_t comma = object.line(0).find(',', dnValueStart());
+void takeOwnerOfPolicy(std::string_view dnLine, EntryOwner& owner) {
+    const std::size_t comma = dnLine.find(',', dnValueStart(dnLine));
     if (comma == std::string_view::npos) {
-        failMalformed("has a DN without a comma, so that it belongs to nobody");
+        owner.problem = OwnerProblem::NO_COMMA;
+        return;
     }
-    searchUserPart(comma + 1);
+    takeOwnerFromDnLine(dnLine, comma + 1, OwnerKind::USER, owner);
 }
 
-// Saves the owner DN of a mapping entry: the secAuthority RDN of its own DN before the DN that it
-// maps.
-void saveMappedDn(const Association& association) {
-    std::optional<std::string> mapped =
-        obtainAttributeValueFromObjArray(association.mappedAttribute);
-    if (mapped) {
-        commaSpaceEater(*mapped);
-    }
-    const std::optional<std::string> dn = obtainAttributeValueFromObjArray("dn");
-    const std::string_view dnText = dn ? std::string_view(*dn) : std::string_view();
-    const char* found = dostristr(dnText, "secAuthority");
-    if (found == nullptr || (association.ofUsers && !mapped)) {
-        const std::string_view problem =
-            found == nullptr ? "has no secAuthority in its DN" : "has no secDN attribute";
-        fail({},
-             format("%s(): Missing secAuthority in dn: %s\n", association.function,
-                    dn ? dnText : "null"),
-             migrationFailed(aboutObject(problem)));
-    }
-    if (!mapped) {
-        failMalformed("has no secDN attribute");
-    }
-    const std::string_view authority =
-        dnText.substr(static_cast<std::size_t>(found - dnText.data()));
-    association.savedDn = authority.substr(0, authority.find(','));
-    association.savedDn += ',';
-    association.savedDn += *mapped;
-}
-
-void searchMappedOwner(const Association& association) {
-    traceKind(association, "a SECMAP");
-    saveMappedDn(association);
-    endInLineFeed(association.savedDn);
+// The owner DN of an entry below cn=Users or of a mapping entry: the domain before the DN that its
+// attribute holds.
+void takeOwnerFromAttributes(std::string_view domain, OwnerKind kind, EntryOwner& owner) {
+    owner.stored += domain;
+    owner.stored += ',';
+    owner.stored += *owner.secDn;
+    endInLineFeed(owner.stored);
     // For groups, blanks beside the commas of the whole DN count.
-    if (association.ofUsers) {
-        commaSpaceEater(association.savedDn);
+    if (kind == OwnerKind::USER) {
+        commaSpaceEater(owner.stored);
     }
-    searchedDn = association.savedDn;
+    owner.sought = owner.stored;
 }
 
-[[noreturn]] void failWrongClass(const Association& association, std::string_view expected,
-                                 std::string_view echoLabel) {
-    const std::string error = format("%s():  ERROR: The object is not %s.  objectClass = %d \n",
-                                     association.function, expected, static_cast<int>(objectClass));
-    fail(error, error + format("%s%s\n", echoLabel, firstLineOr(object, "null")),
-         migrationFailed(aboutObject("is of a kind that has no owner")));
+void takeOwnerOfUsersEntry(EntryView entry, EntryOwner& owner) {
+    owner.secAuthority = obtainAttributeValueFromObjArray("secAuthority", entry);
+    owner.secDn = obtainAttributeValueFromObjArray("secDN", entry);
+    if (!owner.secAuthority || !owner.secDn) {
+        owner.problem = owner.secAuthority ? OwnerProblem::NO_SECDN : OwnerProblem::NO_SECAUTHORITY;
+        return;
+    }
+    owner.stored = "secAuthority=";
+    // What follows a colon is no part of the domain's name.
+    const std::string_view domain = *owner.secAuthority;
+    takeOwnerFromAttributes(domain.substr(0, domain.find(':')), OwnerKind::USER, owner);
+}
+
+// The domain of a mapping entry's owner is the secAuthority RDN of its own DN.
+void takeMappedOwner(EntryView entry, OwnerKind kind, EntryOwner& owner) {
+    owner.secDn =
+        obtainAttributeValueFromObjArray(kind == OwnerKind::USER ? "secdn" : "secDN", entry);
+    owner.dn = obtainAttributeValueFromObjArray("dn", entry);
+    const std::string_view dn = owner.dn ? std::string_view(*owner.dn) : std::string_view();
+    const char* found = dostristr(dn, "secAuthority");
+    if (found == nullptr || !owner.secDn) {
+        owner.problem =
+            found == nullptr ? OwnerProblem::NO_SECAUTHORITY_IN_DN : OwnerProblem::NO_SECDN;
+        return;
+    }
+    commaSpaceEater(*owner.secDn);
+    const std::string_view authority = dn.substr(static_cast<std::size_t>(found - dn.data()));
+    takeOwnerFromAttributes(authority.substr(0, authority.find(',')), kind, owner);
+}
+
+// ---- What the associations do with it.
+
+void traceKind(const Association& association, std::string_view kind) {
+    trace("%s(): \n   The input object is %s object \n", association.function, kind);
+}
+
+void traceKindOfObject(const Association& association) {
+    if (!hasOwnerOfKind(objectClass, association.kind)) {
+        return;
+    }
+    switch (objectClass) {
+        case SECUSER_OBJECTCLASS:
+            if (isUsersEntry(object.line(0))) {
+                traceKind(association, "a 'Users' SECUSER");
+                break;
+            }
+            // Traced twice, in two wordings.
+            traceKind(association, "an 'ordinary' SECUSER");
+            traceKind(association, "an ordinary  SECUSER");
+            break;
+        case SECPOLICYDATA_OBJECTCLASS:
+            traceKind(association, "a SECPOLICYDATA");
+            break;
+        case SECPOLICY_OBJECTCLASS:
+            traceKind(association, "a SECPOLICY");
+            break;
+        case SECGROUP_OBJECTCLASS:
+            traceKind(association, "a SECGROUP");
+            break;
+        case SECMAP_OBJECTCLASS:
+            traceKind(association, "a SECMAP");
+            break;
+        default:
+            break;
+    }
+}
+
+// What messages say of an entry that has no owner.
+constexpr std::array<std::string_view, static_cast<std::size_t>(OwnerProblem::END)> problemTexts = {
+    "",
+    "is of a kind that has no owner",
+    "has a DN without a comma, so that it belongs to nobody",
+    "has no secAuthority in its DN",
+    "has no secAuthority attribute",
+    "has no secDN attribute"};
+
+// What traces and standard output get when an entry has no owner.
+struct OwnerError {
+    std::string trace;
+    std::string echo;
+};
+
+OwnerError errorOf(const Association& association, const EntryOwner& owner) {
+    if (owner.problem == OwnerProblem::WRONG_CLASS) {
+        std::string error =
+            format("%s():  ERROR: The object is not %s.  objectClass = %d \n", association.function,
+                   association.classes, static_cast<int>(objectClass));
+        std::string echo =
+            error + format("%s%s\n", association.echoLabel, firstLineOr(object, "null"));
+        return {std::move(error), std::move(echo)};
+    }
+    // A user's mapping entry without secDN is echoed as one without a domain.
+    const bool isEchoed =
+        owner.problem == OwnerProblem::NO_SECAUTHORITY_IN_DN ||
+        (owner.problem == OwnerProblem::NO_SECDN && objectClass == SECMAP_OBJECTCLASS &&
+         association.kind == OwnerKind::USER);
+    return {{},
+            isEchoed ? format("%s(): Missing secAuthority in dn: %s\n", association.function,
+                              owner.dn.value_or("null"))
+                     : ""};
+}
+
+void requireOwner(const Association& association, const EntryOwner& owner) {
+    if (owner.problem != OwnerProblem::NONE) {
+        const OwnerError error = errorOf(association, owner);
+        const auto problem = static_cast<std::size_t>(owner.problem);
+        fail(error.trace, error.echo, migrationFailed(aboutObject(problemTexts[problem])));
+    }
 }
 
 // Groups have always been traced with the users' wording.
@@ -188,11 +238,14 @@ void traceComputedDn(const Association& association) {
     trace("   Its DN is  %s"
           "   The computed saved_secUser_dn is:  %s",
           object.line(0), association.savedDn);
+    if (association.kind == OwnerKind::USER) {
+        trace("   Its strlen is:  %d \n", association.savedDn.size());
+    }
 }
 
 // The group search lists every slot that a scan would compare.
 void traceComparedSlots(const Association& association, int found) {
-    if (!debug || association.ofUsers) {
+    if (!debug || association.kind == OwnerKind::USER) {
         return;
     }
     const int last = found < 0 ? association.owners.slotCount() - 1 : found;
@@ -201,17 +254,17 @@ void traceComparedSlots(const Association& association, int found) {
     }
 }
 
-int search(const Association& association) {
+int search(const Association& association, std::string_view sought) {
     const std::string_view function = association.function;
     trace("\n%s():  BEGIN SEARCH WITHIN %s ARRAY  \n", function, association.owners.name());
-    const int index = association.owners.find(searchedDn);
+    const int index = association.owners.find(sought);
     traceComparedSlots(association, index);
     if (index < 0) {
         trace("%s():  The %s DN WAS NOT FOUND  \n", function, association.upperKind);
         return index;
     }
     // Equal texts are of one length, so that this would mean that the table is damaged.
-    if (debug && association.owners.dn(index).size() != searchedDn.size()) {
+    if (debug && association.owners.dn(index).size() != sought.size()) {
         fail(format("%s():  LENGTH MISMATCH ON %s_DN/POINTER.  EXITING. \n", function,
                     association.upperKind),
              {}, {NO_MESSAGE, {}});
@@ -225,71 +278,64 @@ int search(const Association& association) {
     return index;
 }
 
-void finish(const Association& association) {
+int learnIndex(const Association& association) {
+    static EntryOwner owner;
+    trace("%s():  FUNCTION ENTRY \n", association.function);
+    traceKindOfObject(association);
+    learnOwner(object, objectClass, association.kind, owner);
+    requireOwner(association, owner);
+    if (owner.secAuthority) {
+        // The kind is traced once more, without its heading.
+        trace("   secAuthority_attribute_value = %s \n"
+              "   secDN_attribute_value        = %s \n"
+              "   The input object is a 'Users' SECUSER object \n",
+              *owner.secAuthority, *owner.secDn);
+    }
+    rewriteDnLine(owner);
+    association.savedDn.swap(owner.stored);
+    traceComputedDn(association);
+    const int index = search(association, owner.sought);
     if (!association.savedDn.ends_with('\n')) {
         association.savedDn += '\n';
     }
     trace("%s%s():  FUNCTION EXIT \n", association.exitPrefix, association.function);
-}
-
-void searchUser() {
-    switch (objectClass) {
-        case SECUSER_OBJECTCLASS:
-            isUsersEntry(object.line(0)) ? searchOwnerOfUsersEntry() : searchOrdinaryUser();
-            break;
-        case SECPOLICYDATA_OBJECTCLASS:
-            traceKind(userAssociation, "a SECPOLICYDATA");
-            searchOwnerOfPolicy();
-            break;
-        case SECPOLICY_OBJECTCLASS:
-            traceKind(userAssociation, "a SECPOLICY");
-            searchOwnerOfPolicy();
-            break;
-        case SECMAP_OBJECTCLASS:
-            searchMappedOwner(userAssociation);
-            break;
-        default:
-            failWrongClass(userAssociation, "secPolicy, secPolicyData, secMap, or secUser", "dn: ");
-    }
-}
-
-void searchGroup() {
-    switch (objectClass) {
-        case SECGROUP_OBJECTCLASS:
-            traceKind(groupAssociation, "a SECGROUP");
-            saved_secGroup_dn = object.line(0).substr(dnValueStart());
-            searchDnLine(dnValueStart(), false);
-            break;
-        case SECMAP_OBJECTCLASS:
-            searchMappedOwner(groupAssociation);
-            break;
-        default:
-            failWrongClass(groupAssociation, "secGroup or secMap",
-                           "learnIndexOfAssociatedSecGroupDN():  object = ");
-    }
+    return index;
 }
 
 }  // namespace
 
+void learnOwner(EntryView entry, ObjectClass kind, OwnerKind ownerKind, EntryOwner& owner) {
+    owner.problem = OwnerProblem::NONE;
+    owner.stored.clear();
+    owner.rewrittenFrom = std::string::npos;
+    owner.secDn.reset();
+    owner.secAuthority.reset();
+    const std::string_view dnLine = entry.line(0);
+    if (!hasOwnerOfKind(kind, ownerKind)) {
+        owner.problem = OwnerProblem::WRONG_CLASS;
+    } else if (kind == SECMAP_OBJECTCLASS) {
+        takeMappedOwner(entry, ownerKind, owner);
+    } else if (kind == SECPOLICY_OBJECTCLASS || kind == SECPOLICYDATA_OBJECTCLASS) {
+        takeOwnerOfPolicy(dnLine, owner);
+    } else if (kind == SECUSER_OBJECTCLASS && isUsersEntry(dnLine)) {
+        takeOwnerOfUsersEntry(entry, owner);
+    } else {
+        takeOwnerFromDnLine(dnLine, dnValueStart(dnLine), ownerKind, owner);
+    }
+}
+
+void rewriteDnLine(const EntryOwner& owner) {
+    if (owner.rewrittenFrom != std::string::npos) {
+        object.replaceTail(0, owner.rewrittenFrom, owner.sought);
+    }
+}
+
 int learnIndexOfAssociatedSecUserDN() {
-    trace("learnIndexOfAssociatedSecUserDN():  FUNCTION ENTRY \n");
-    saved_secUser_dn.clear();
-    searchUser();
-    traceComputedDn(userAssociation);
-    trace("   Its strlen is:  %d \n", saved_secUser_dn.size());
-    const int index = search(userAssociation);
-    finish(userAssociation);
-    return index;
+    return learnIndex(userAssociation);
 }
 
 int learnIndexOfAssociatedSecGroupDN() {
-    trace("learnIndexOfAssociatedSecGroupDN():  FUNCTION ENTRY \n");
-    saved_secGroup_dn.clear();
-    searchGroup();
-    traceComputedDn(groupAssociation);
-    const int index = search(groupAssociation);
-    finish(groupAssociation);
-    return index;
+    return learnIndex(groupAssociation);
 }
 
 void copySecPolicyDNFromObjectArrayToSecPolicyDNArray(int index) {
@@ -299,7 +345,7 @@ void copySecPolicyDNFromObjectArrayToSecPolicyDNArray(int index) {
     if (slot >= secPolicy_dn.size()) {
         secPolicy_dn.resize(slot + 1);
     }
-    secPolicy_dn[slot] = object.line(0).substr(dnValueStart());
+    secPolicy_dn[slot] = object.line(0).substr(dnValueStart(object.line(0)));
     // The trace has always called it the group's DN.
     trace("   The secPolicy dn copied was:   %s \n"
           "   The secGroup dn was copied to slot %d \n",

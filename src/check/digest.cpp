@@ -106,6 +106,16 @@ std::uint64_t digestOfLine(std::string_view line) {
     return digest.value();
 }
 
+LineSum sumOfLines(std::string_view lines) {
+    LineSum sum;
+    while (!lines.empty()) {
+        const std::string_view line = lines.substr(0, lines.find('\n'));
+        sum += line.empty() ? LineSum() : LineSum(digestOfLine(line));
+        lines.remove_prefix(std::min(line.size() + 1, lines.size()));
+    }
+    return sum;
+}
+
 void LinesDigest::add(std::uint64_t line) {
     sum += LineSum(line);
     chain = scattered(chain + firstFactor) ^ line;

@@ -70,6 +70,9 @@ private:
     std::uint64_t value_ = 0;
 };
 
+// The sum for lines that stand back to back; empty ones, which no entry has, do not count.
+LineSum sumOfLines(std::string_view lines);
+
 // The lines of an entry, without their line ends.
 struct LinesDigest {
     LineSum sum;              // in any order

@@ -3,7 +3,7 @@
 //
 // Every entry is read, classified, adjusted and divided into lines by the very procedures that the
 // migration uses. Where these would end the process, the scan asks first and tells a finding
-// instead. What is wrong with owners shows when the export has been read, see owner_findings.h.
+// instead. What is wrong with owners shows when the export has been read, see owner_records.h.
 #pragma once
 
 #include <string>

@@ -16,7 +16,6 @@
 #include "check/export_scan.h"
 #include "check/failing.h"
 #include "check/findings.h"
-#include "check/owner_findings.h"
 #include "check/proof.h"
 #include "check/report.h"
 #include "check/surroundings.h"
@@ -187,7 +186,6 @@ void checkBefore(const Options& options) {
     const Request& request = options.request;
     beginFindings(options.limit);
     scanExport(request.exportName, {});
-    findTroubleOfOwners();
     const std::optional<std::uint64_t> freeSpace = freeDiskSpace(request.exportName);
     checkSurroundings(request.exportName, freeSpace);
     requireUnchangedExport();

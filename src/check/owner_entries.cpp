@@ -1,6 +1,7 @@
 #include "check/owner_entries.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -17,17 +18,22 @@
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
 #include "entry/adjustments.h"
-#include "entry/attribute_lookup.h"
 #include "entry/entry.h"
 #include "entry/filters.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
 #include "output/merge.h"
 #include "output/new_dn.h"
+#include "output/record.h"
 
 namespace {
 
-bool tooManyDomains = false;
+// What the current entry says of its owner.
+EntryOwner named;
+
+std::string_view firstComponent(std::string_view dn) {
+    return dn.substr(0, dn.find(','));
+}
 
 // What the heap takes for a text of this size: with its zero byte and eight bytes of its own in
 // units of 16 bytes; nothing for one that a std::string holds itself.
@@ -37,25 +43,14 @@ std::uint64_t heapBlock(std::size_t size) {
     return size < sizeof(std::string) / 2 ? 0 : (size + 1 + own + unit - 1) / unit * unit;
 }
 
-// The owner of the current entry, as the migration would find it or open a slot for it; none when
-// there are too many domains. Sets `isNew` in the second case.
-std::optional<OwnerNumber> ownerOf(bool isGroup, bool& isNew) {
-    constexpr std::uint64_t groupSalt = 0x5851f42d4c957f2dU;
-    isGroup ? learnIndexOfAssociatedSecGroupDN() : learnIndexOfAssociatedSecUserDN();
-    const std::uint64_t salt = isGroup ? groupSalt : 0;
-    if (const auto number = findOwner(digestIgnoringCase(searchedDn) ^ salt)) {
-        return number;
-    }
-    isNew = true;
-    const std::string& saved = isGroup ? saved_secGroup_dn : saved_secUser_dn;
-    Owner& owner = addOwner(digestIgnoringCase(saved) ^ salt);
-    const std::string_view domain = std::string_view(saved).substr(0, saved.find(','));
+// Adds the owner that the current entry is the first to name.
+OwnerNumber addNewOwner(bool isGroup, std::uint64_t salt) {
+    Owner& owner = addOwner(digestIgnoringCase(named.stored) ^ salt);
+    const std::string_view domain = firstComponent(named.stored);
     noteDomain(domain.substr(domain.find('=') + 1));
-    const int number = isInDefaultDomain(saved) ? 0 : numberOfDomain(domain);
-    if (number < 0) {
-        return std::nullopt;
+    if (!isInDefaultDomain(named.stored)) {
+        owner.set(IN_SUBDOMAIN);
     }
-    owner.domain = static_cast<std::uint16_t>(number);
     if (isGroup) {
         owner.set(IS_GROUP);
     }
@@ -64,15 +59,24 @@ std::optional<OwnerNumber> ownerOf(bool isGroup, bool& isNew) {
     // policy, which may be empty, and a row in each matrix.
     constexpr std::uint64_t userSlot = 2 * sizeof(std::string) + 5 * sizeof(StoredEntry);
     constexpr std::uint64_t groupSlot = sizeof(std::string) + 2 * sizeof(StoredEntry);
-    const OwnerNumber last = ownerCount() - 1;
-    holdOwner(last, isGroup, (isGroup ? groupSlot : userSlot) + heapBlock(saved.size()));
-    return last;
+    const OwnerNumber number = ownerCount() - 1;
+    holdOwner(number, isGroup, (isGroup ? groupSlot : userSlot) + heapBlock(named.stored.size()));
+    return number;
+}
+
+// The owner of the current entry, as the migration would find it or open a slot for it. Sets
+// `isNew` in the second case.
+OwnerNumber ownerOf(bool isGroup, bool& isNew) {
+    constexpr std::uint64_t groupSalt = 0x5851f42d4c957f2dU;
+    const std::uint64_t salt = isGroup ? groupSalt : 0;
+    const auto number = findOwner(digestIgnoringCase(named.sought) ^ salt);
+    isNew = !number;
+    return number ? *number : addNewOwner(isGroup, salt);
 }
 
 // The domain of the current entry's owner as this entry spells it; null for the default domain.
 std::string_view domainOf(const Owner& owner) {
-    const std::string_view dn = searchedDn;
-    return owner.domain == 0 ? std::string_view() : dn.substr(0, dn.find(','));
+    return owner.has(IN_SUBDOMAIN) ? firstComponent(named.sought) : std::string_view();
 }
 
 // The first component of the current entry's DN, when it has one.
@@ -83,27 +87,26 @@ std::string shownDomain(const std::string& domain) {
 }
 
 void reportDomain(const Owner& owner) {
-    const std::string_view ownerDn = owner.has(IS_GROUP) ? saved_secGroup_dn : saved_secUser_dn;
-    std::string domain(withoutLineEnd(ownerDn.substr(0, ownerDn.find(','))));
+    const std::string domain(withoutLineEnd(firstComponent(named.stored)));
     const std::string_view value = std::string_view(domain).substr(domain.find('=') + 1);
     if (value.empty()) {
         reportEntry(FindingType::EMPTY_DOMAIN, "would put the entry below a domain without a name");
         return;
     }
     const bool meansDefault = equalIgnoringCase(value, "default");
-    if (meansDefault != (owner.domain == 0)) {
+    if (meansDefault == owner.has(IN_SUBDOMAIN)) {
         reportEntry(FindingType::WRONG_DOMAIN,
-                    owner.domain == 0
-                        ? format("would put the entry into the default domain instead of %s",
-                                 shownDomain(domain))
-                        : "would put the entry into a subdomain instead of the default domain");
+                    meansDefault
+                        ? "would put the entry into a subdomain instead of the default domain"
+                        : format("would put the entry into the default domain instead of %s",
+                                 shownDomain(domain)));
     }
 }
 
 // A policy's new DN names the domain that stands first in its old one.
 void reportPolicyDomain(const Owner& owner) {
     const std::string_view dn = object.line(0);
-    const std::string_view domain = isInDefaultDomain(dn) ? std::string_view() : domainOfPolicy(dn);
+    const std::string_view domain = domainOfPolicy(dn).domain;
     const bool isTold = owner.has(HAS_BLANK_IN_POLICY);
     if (!isTold && !equalIgnoringCase(domain, domainOf(owner))) {
         reportEntry(FindingType::WRONG_DOMAIN,
@@ -157,13 +160,10 @@ void nameOwner(Owner& owner) {
     }
     reportName(attribute, name);
     const std::string_view domain = domainOf(owner);
-    if (owner.domain != 0 && digestOfLine(domain) != domainDigest(owner.domain)) {
-        owner.set(MAY_LOSE_VALUES);  // its first entry spells the domain of the new DN
-    }
     const std::string dnLine = isGroup ? newGroupDnLine(name, domain) : newUserDnLine(name, domain);
     owner.newDn = Packed64(digestIgnoringCase(withoutLineEnd(dnLine)));
+    owner.container = Packed40(sumOfContainer(dnLine).value());
     owner.set(NAMED);
-    owner.addToRecord(LineSum(digestOfLine(withoutLineEnd(dnLine))));
     owner.name = nameDigest(name);
     owner.nameSize = static_cast<std::uint16_t>(name.size());
     countOutput(dnLine.size());
@@ -172,18 +172,10 @@ void nameOwner(Owner& owner) {
 // Counts what is written for a policy beside its lines, but for the name of the user, which occurs
 // twice: the new DN, and the container.
 void countPolicy(const Owner& owner) {
-    constexpr std::string_view containerPrefix = "cn=Policies,";
-    constexpr std::string_view container =
-        "objectclass: container\nobjectclass: top\ncn: Policies\n\n";
-    const std::string_view dn = object.line(0);
-    const std::string_view domain = isInDefaultDomain(dn) ? std::string_view() : domainOfPolicy(dn);
-    countOutput(newPolicyDnLine({}, domain).size() + containerPrefix.size() +
-                newUserDnLine({}, domainOf(owner)).size() + container.size());
-}
-
-// What a merge does with a line.
-bool isClassName(std::string_view name) {
-    return name == "objectclass:" || name == "objectClass:";
+    countOutput(newPolicyDnLine({}, domainOfPolicy(object.line(0)).domain).size());
+    for (const std::string& text : policyContainer(newUserDnLine({}, domainOf(owner)), false)) {
+        countOutput(text.size());
+    }
 }
 
 void reportWithoutColon(std::string_view line, int index, bool isBroken) {
@@ -197,78 +189,49 @@ void reportWithoutColon(std::string_view line, int index, bool isBroken) {
              MESSAGE_PROCESSING_FAILED);
 }
 
-// Object classes stay with the entry that leads, unless the filter drops the line.
-void addClassLine(Sketch& sketch, std::string_view line, int index) {
-    sketchValue(sketch, line);
-    if (mergedFilter.matchesSome(line)) {
-        sketch.isIrregular = true;
-        sketch.leftOut += line.size() + 1;
-        dropLine(line, index, BY_MERGE | FROM_MERGED);
-        return;
-    }
-    sketch.classLines += LineSum(digestOfLine(line));
-    ++sketch.classLineCount;
-    sketch.classBytes += line.size() + 1;
-}
-
-// The sketch of the current entry, which is going to be merged.
-Sketch sketchOfObject(bool isBroken) {
-    Sketch sketch;
+// Looks at the lines of the current entry, which is going to be merged. Returns false when it
+// cannot be.
+bool lookAtMergedLines(bool isBroken) {
+    bool canBeMerged = true;
     visitLines(object.text(), [&](std::string_view line, int index) {
-        const std::string_view name = line.substr(0, line.find(':') + 1);
+        const std::string_view name = mergedName(line);
         if (name.empty()) {
             reportWithoutColon(line, index, isBroken);
-            sketch.isBroken = true;
+            canBeMerged = false;
             return;
         }
         if (index == 0) {
-            sketch.isIrregular = !isDnName(name);
-            sketch.leftOut += line.size() + 1;
-            sketchValue(sketch, line);
             return;
         }
         if (line.starts_with('\t')) {
             reportAt(FindingType::TAB_LINE, index,
                      "would take the line for an attribute of its own");
         }
-        if (isClassName(name)) {
-            addClassLine(sketch, line, index);
-        } else if (isOnDropList(name)) {
-            sketchValue(sketch, line);
-            sketch.leftOut += line.size() + 1;
+        if ((isOnDropList(name) && !isObjectClassName(name)) || mergedFilter.matchesSome(line)) {
             dropLine(line, index, BY_MERGE | FROM_MERGED);
-        } else {
-            sketch.isIrregular = sketch.isIrregular || isDnName(name);
-            const bool isDropped = mergedFilter.matchesSome(line);
-            if (isDropped) {
-                sketch.leftOut += line.size() + 1;
-                dropLine(line, index, BY_MERGE | FROM_MERGED);
-            }
-            sketchLine(sketch, line, !isDropped);
         }
     });
-    return sketch;
+    return canBeMerged;
 }
 
-// The sum of the lines of a policy but for its first.
-LineSum policyLines(bool isBroken) {
-    LinesDigest digest;
-    visitLines(object.text(), [&](std::string_view line, int index) {
-        const bool isDropped = index > 0 && unmergedFilter.matchesSome(line);
-        if (isDropped) {
+// The sum of what a policy's record holds behind its DN line, with the domain that its new DN keeps
+// in its own spelling.
+LineSum digestOfPolicy(bool isBroken) {
+    visitLines(object.text(), [](std::string_view line, int index) {
+        if (index > 0 && unmergedFilter.matchesSome(line)) {
             dropLine(line, index, FROM_UNMERGED);
-        } else if (index > 0) {
-            digest.add(digestOfLine(line));
         }
-        discountOutput((index == 0 || isDropped) && !isBroken ? line.size() + 1 : 0);
     });
-    return digest.sum;
-}
-
-// A policy spells its domain in its own way, which its new DN keeps.
-LineSum policyDomain() {
-    const std::string_view dn = object.line(0);
-    return isInDefaultDomain(dn) ? LineSum() : LineSum(digestOfLine(domainOfPolicy(dn)));
+    const std::string_view domain = domainOfPolicy(object.line(0)).domain;
+    LineSum sum = domain.data() == nullptr ? LineSum() : LineSum(digestOfLine(domain));
+    std::uint64_t bytes = 0;
+    visitPolicyLines(object, [&](const LineRun& run) {
+        sum += sumOfLines(run.text);
+        bytes += run.text.size();
+        return 0;
+    });
+    discountOutput(isBroken ? 0 : object.text().size() - bytes);
+    return sum;
 }
 
 bool hasBase64Dn() {
@@ -279,73 +242,67 @@ void reportMissing(FindingType kind, const std::string& problem) {
     reportEntry(kind, problem, MESSAGE_PROCESSING_FAILED);
 }
 
-// Whether the migration could look for the entry's owner; tells why not.
-bool namesOwner(Part part, bool isGroup) {
-    switch (part) {
-        case Part::OWN:
-            return true;
-        case Part::POLICY:
-        case Part::POLICY_DATA:
-            if (object.line(0).find(',', 3) == std::string_view::npos) {
-                reportMissing(hasBase64Dn() ? FindingType::BASE64_DN : FindingType::MISSING_OWNER,
-                              "its DN has no comma, so that it belongs to nobody");
-                return false;
-            }
-            if (part == Part::POLICY && !isInDefaultDomain(object.line(0)) &&
-                domainOfPolicy(object.line(0)).data() == nullptr) {
-                reportMissing(FindingType::MISSING_DOMAIN, "its DN names no domain");
-                return false;
-            }
-            return true;
-        case Part::USERS_ENTRY:
-            if (!obtainAttributeValueFromObjArray("secAuthority")) {
-                reportMissing(FindingType::MISSING_DOMAIN, "the entry has no secAuthority");
-                return false;
-            }
-            break;
-        case Part::MAPPING:
-            if (const auto dn = obtainAttributeValueFromObjArray("dn");
-                !dn || dostristr(*dn, "secAuthority") == nullptr) {
-                reportMissing(hasBase64Dn() ? FindingType::BASE64_DN : FindingType::MISSING_DOMAIN,
-                              "the entry has no secAuthority in its DN");
-                return false;
-            }
-            break;
-    }
-    if (!obtainAttributeValueFromObjArray(isGroup ? "secDN" : "secdn")) {
-        reportMissing(FindingType::MISSING_OWNER, "the entry has no secDN");
+// What a finding says of an entry that has no owner. A DN in base64 is the cause of what seems to
+// be missing in it.
+struct OwnerFinding {
+    FindingType kind;
+    bool isInDn;
+    std::string_view effect;
+};
+constexpr std::array<OwnerFinding, static_cast<std::size_t>(OwnerProblem::END)> ownerFindings = {{
+    {FindingType::END, false, ""},
+    {FindingType::END, false, ""},  // of another class: is not taken for an entry of an owner
+    {FindingType::MISSING_OWNER, true, "its DN has no comma, so that it belongs to nobody"},
+    {FindingType::MISSING_DOMAIN, true, "the entry has no secAuthority in its DN"},
+    {FindingType::MISSING_DOMAIN, false, "the entry has no secAuthority"},
+    {FindingType::MISSING_OWNER, false, "the entry has no secDN"},
+}};
+
+// Learns the owner of the current entry. Returns false after reporting that it has none, or, for a
+// policy, no domain.
+bool learnOwnerOfObject(Part part, bool isGroup) {
+    learnOwner(object, objectClass, isGroup ? OwnerKind::GROUP : OwnerKind::USER, named);
+    if (named.problem != OwnerProblem::NONE) {
+        const OwnerFinding& finding = ownerFindings[static_cast<std::size_t>(named.problem)];
+        reportMissing(finding.isInDn && hasBase64Dn() ? FindingType::BASE64_DN : finding.kind,
+                      std::string(finding.effect));
         return false;
+    }
+    if (part == Part::POLICY && domainOfPolicy(object.line(0)).problem != DomainProblem::NONE) {
+        reportMissing(FindingType::MISSING_DOMAIN, "its DN names no domain");
+        return false;
+    }
+    if (!named.stored.ends_with('\n')) {
+        named.stored += '\n';
     }
     return true;
 }
 
-// Tells when the attribute that names the entry's owner, or its domain, does not.
-void reportOwnerName(Owner& owner, Part part, std::string_view name, FindingType missing) {
-    const std::string value = obtainAttributeValueFromObjArray(name).value_or("");
-    if (value.starts_with(':')) {
+// Reports when the attribute that names the entry's owner, or its domain, does not.
+void reportOwnerName(Owner& owner, Part part, std::string_view name,
+                     const std::optional<std::string>& value, FindingType missing) {
+    if (!value || owner.isExplained(part)) {
+        return;
+    }
+    if (value->starts_with(':')) {
         reportEntry(FindingType::BASE64_OWNER, "the owner is not decoded, and so not found",
                     MESSAGE_PROCESSING_FAILED);
         owner.explain(part);
-    } else if (value.empty()) {
+    } else if (value->empty()) {
         reportMissing(missing, format("the entry's %s is empty", name));
         owner.explain(part);
     }
 }
 
-// Tells what in the entry will keep its owner from being found.
+// Reports what in the entry will keep its owner from being found.
 void reportOwnerTrouble(Owner& owner, Part part) {
     if (part == Part::OWN && hasBase64Dn()) {
         reportEntry(FindingType::BASE64_DN, "the DN is not decoded, and no other entry finds it",
                     MESSAGE_PROCESSING_FAILED);
         owner.explain(part);
     }
-    if (part != Part::MAPPING && part != Part::USERS_ENTRY) {
-        return;
-    }
-    reportOwnerName(owner, part, "secDN", FindingType::MISSING_OWNER);
-    if (part == Part::USERS_ENTRY && !owner.isExplained(part)) {
-        reportOwnerName(owner, part, "secAuthority", FindingType::MISSING_DOMAIN);
-    }
+    reportOwnerName(owner, part, "secDN", named.secDn, FindingType::MISSING_OWNER);
+    reportOwnerName(owner, part, "secAuthority", named.secAuthority, FindingType::MISSING_DOMAIN);
 }
 
 bool hasTrailingBlanks(std::string_view dnLine) {
@@ -361,7 +318,7 @@ void markBlanks(Owner& owner, Part part, std::string_view dnLine) {
         owner.set(HAS_BLANK_IN_POLICY);
     }
     const std::string_view compared =
-        part == Part::MAPPING ? std::string_view(searchedDn) : withoutLineEnd(dnLine);
+        part == Part::MAPPING ? std::string_view(named.sought) : withoutLineEnd(dnLine);
     const bool hasBlanks =
         (part != Part::MAPPING && hasTrailingBlanks(dnLine)) ||
         ((isGroup || part == Part::USERS_ENTRY) && hasBlankBesideComma(compared));
@@ -406,7 +363,7 @@ void addLines(Owner& owner, Part part, bool isBroken) {
     if (part == Part::POLICY) {
         reportPolicyDomain(owner);
         reportPolicyName();
-        owner.policy = Packed40((policyLines(isBroken) += policyDomain()).value());
+        owner.policy = Packed40(digestOfPolicy(isBroken).value());
         countRule(Rule::CONTAINERS_ADDED);
         countPolicy(owner);
         return;
@@ -424,34 +381,36 @@ void addLines(Owner& owner, Part part, bool isBroken) {
     } else {
         countRule(Rule::OLD_NAMES);
     }
-    const Sketch sketch = sketchOfObject(isBroken);
-    const MergedLines merged = takeIn(owner, part, sketch);
-    const std::uint64_t blankLine = part == Part::OWN ? 0 : 1;  // the record has one
-    owner.leaveOut(sketch.leftOut + merged.bytes + blankLine);
-    countRule(Rule::EQUAL_LINES, merged.equal);
-    countRule(Rule::OLD_CLASSES, merged.classes);
+    if (!lookAtMergedLines(isBroken)) {
+        owner.set(BROKEN);
+    }
 }
 
 }  // namespace
 
+LineSum sumOfContainer(std::string_view userDnLine) {
+    LineSum sum;
+    for (const std::string& text : policyContainer(userDnLine, false)) {
+        sum += sumOfLines(text);
+    }
+    return sum;
+}
+
 void addToOwner(Part part, bool isGroup, bool isBroken) {
-    if (!namesOwner(part, isGroup)) {
+    if (!learnOwnerOfObject(part, isGroup)) {
         return;
     }
     const std::string dnLine(object.line(0));
+    rewriteDnLine(named);
     bool isNew = false;
-    const std::optional<OwnerNumber> number = ownerOf(isGroup, isNew);
-    if (!number) {
-        tooManyDomains = true;
-        return;
-    }
-    Owner& owner = ownerAt(*number);
+    const OwnerNumber number = ownerOf(isGroup, isNew);
+    Owner& owner = ownerAt(number);
     // The migration looks at the DN line as its search for the owner has left it: blanks may have
     // kept it from being taken for that of an entry below cn=Users, and are gone now.
     if (part == Part::OWN && !isGroup && isUsersEntry(object.line(0))) {
         part = Part::USERS_ENTRY;
     }
-    if (isBroken) {
+    if (isBroken || current.isShortened) {
         owner.set(BROKEN);
     }
     if (owner.has(part)) {
@@ -465,17 +424,12 @@ void addToOwner(Part part, bool isGroup, bool isBroken) {
     addLines(owner, part, isBroken);
     owner.offsets[static_cast<std::size_t>(part)] =
         Packed40(static_cast<std::uint64_t>(current.offset) + 1);
-    countEntryOf(*number);
-    holdEntry(*number, isGroup, part, object,
+    countEntryOf(number);
+    holdEntry(number, isGroup, part, object,
               part == Part::POLICY ? heapBlock(object.line(0).size()) : 0);
-}
-
-bool hasTooManyDomains() {
-    return tooManyDomains;
 }
 
 void forgetOwnerEntries() {
     clearOwners();
     forgetHoldings();
-    tooManyDomains = false;
 }

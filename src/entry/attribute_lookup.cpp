@@ -37,21 +37,22 @@ bool isContinuation(std::string_view line) {
     return line.starts_with(' ');
 }
 
-// Adds `text`, which stands before line `next`, to `whole`, with the continuation lines from there
-// on joined to it. `next` becomes the index of the first line behind them.
-void unfoldInto(std::string& whole, const Lookup& lookup, std::string_view text, int& next) {
+// Adds `text`, which stands before line `next` of `entry`, to `whole`, with the continuation lines
+// from there on joined to it. `next` becomes the index of the first line behind them.
+void unfoldInto(std::string& whole, const Lookup& lookup, std::string_view text, EntryView entry,
+                int& next) {
     const OutOfMemoryLine copying(lookup.mallocLine);
     whole += withoutLineEnd(text);
     const OutOfMemoryLine growing(lookup.reallocLine);
-    while (isContinuation(object.line(next))) {
-        whole += withoutLineEnd(object.line(next).substr(1));
+    while (isContinuation(entry.line(next))) {
+        whole += withoutLineEnd(entry.line(next).substr(1));
         ++next;
     }
 }
 
-std::string unfold(const Lookup& lookup, std::string_view text, int& next) {
+std::string unfold(const Lookup& lookup, std::string_view text, EntryView entry, int& next) {
     std::string whole;
-    unfoldInto(whole, lookup, text, next);
+    unfoldInto(whole, lookup, text, entry, next);
     return whole;
 }
 
@@ -93,7 +94,7 @@ std::string_view unfoldLines(std::string& unfolded) {
     unfolded.reserve(object.text().size() + static_cast<std::size_t>(object.lineCount()));
     for (int i = 0; i < object.lineCount();) {
         const std::string_view text = object.line(i);
-        unfoldInto(unfolded, attributeByIndex, text, ++i);
+        unfoldInto(unfolded, attributeByIndex, text, object, ++i);
         unfolded += '\n';
     }
     return unfolded;
@@ -121,11 +122,11 @@ struct Value {
 
 // The first value of a line that holds `key`, a name in lower case and its colon. The attribute's
 // own name, up to the first colon, may have any case; in the value the key is found only as it is.
-std::optional<Value> findValue(std::string_view key) {
+std::optional<Value> findValue(EntryView entry, std::string_view key) {
     std::optional<Value> value;
     const NameSet names({&key, 1});
     someColonPrefix(
-        object, [&names](std::string_view colonPrefix) { return names.matches(colonPrefix); },
+        entry, [&names](std::string_view colonPrefix) { return names.matches(colonPrefix); },
         [&](int line, std::string_view colonPrefix, std::string_view tail) {
             if (colonPrefix.find(':') == colonPrefix.size() - 1 || colonPrefix.ends_with(key)) {
                 value = Value{line, tail};
@@ -142,7 +143,7 @@ std::string obtainAtIndex(const Lookup& lookup, int index, std::size_t start) {
         lookup.function, index, index, object.line(index));
     refuseContinuation(lookup.function, index);
     int next = index + 1;
-    std::string text = unfold(lookup, object.line(index).substr(start), next);
+    std::string text = unfold(lookup, object.line(index).substr(start), object, next);
     // The index traced is that of the line behind the attribute.
     trace("%s(): \n   The %s at index %d returned is:   %s \n%s():  FUNCTION EXIT \n",
           lookup.function, lookup.sought, next, text, lookup.function);
@@ -151,7 +152,8 @@ std::string obtainAtIndex(const Lookup& lookup, int index, std::size_t start) {
 
 }  // namespace
 
-std::optional<std::string> obtainAttributeValueFromObjArray(std::string_view name) {
+std::optional<std::string> obtainAttributeValueFromObjArray(std::string_view name,
+                                                            EntryView entry) {
     const OutOfMemoryLine line(
         "obtainAttributeValueFromObjArray():  malloc() failure.  EXITING. \n");
     trace("obtainAttributeValueFromObjArray():  FUNCTION ENTRY \n"
@@ -161,9 +163,9 @@ std::optional<std::string> obtainAttributeValueFromObjArray(std::string_view nam
     strtolower(key) += ':';
 
     std::optional<std::string> value;
-    if (const std::optional<Value> found = findValue(key)) {
+    if (const std::optional<Value> found = findValue(entry, key)) {
         int next = found->line + 1;
-        value = unfold(valueByName, withoutLeadingBlanks(found->text), next);
+        value = unfold(valueByName, withoutLeadingBlanks(found->text), entry, next);
         trace("obtainAttributeValueFromObjArray(): \n"
               "   The attribute value at index %d returned is:   %s \n",
               found->line, *value);

@@ -1,4 +1,4 @@
-// Looking attributes up in the current entry.
+// Looking attributes up in the current entry, or in another one.
 //
 // All lookups unfold: a line that begins with a blank (a tab does not count) continues the one
 // before it, as in RFC 2849. Every text returned ends before its line end. Base64 values are
@@ -9,10 +9,13 @@
 #include <string>
 #include <string_view>
 
+#include "entry/entry.h"
+
 // The value of the first line that holds "<name>:" without regard to case, or nothing. The name
 // may match inside a longer one (dn is found in secDN), so callers ask only for names that do not
 // occur inside other names of the entry.
-std::optional<std::string> obtainAttributeValueFromObjArray(std::string_view name);
+std::optional<std::string> obtainAttributeValueFromObjArray(std::string_view name,
+                                                            EntryView entry = object);
 
 // The text of line `index` from its first colon on, the colon and the blanks after it included; of
 // a line without a colon, what its continuation lines hold. A continuation line at `index` ends

@@ -160,7 +160,7 @@ void mergeSecond(EntryView entry, Lines& second) {
         if (line.data() == nullptr) {
             continue;
         }
-        const std::string_view name = line.substr(0, line.find(':') + 1);
+        const std::string_view name = mergedName(line);
         if (name.empty()) {
             failWithoutColon(entry, i, "attributeClone =  ");
         }

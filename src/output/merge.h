@@ -16,5 +16,11 @@
 // `object`. Ends the process when an input is empty or a line has no colon.
 void mergeObjects(EntryView inputObject1, EntryView inputObject2);
 
-// Whether a line of this name, its colon included, is a DN, which the first entry keeps.
+// The name of a line, its colon included, by which it is merged; empty when it has no colon, so
+// that it cannot be merged.
+inline std::string_view mergedName(std::string_view line) {
+    return line.substr(0, line.find(':') + 1);
+}
+
+// Whether a line of this name is a DN, which the first entry keeps.
 bool isDnName(std::string_view name);

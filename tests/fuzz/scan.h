@@ -5,7 +5,6 @@
 
 #include "check/export_scan.h"
 #include "check/findings.h"
-#include "check/owner_findings.h"
 #include "harness.h"
 #include "workplace.h"
 
@@ -13,6 +12,5 @@
 inline void scanInput(std::size_t limit) {
     beginFindings(limit);
     scanExport(input, {});
-    findTroubleOfOwners();
     resetProgram();
 }

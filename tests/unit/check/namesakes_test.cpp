@@ -22,7 +22,7 @@ protected:
         for (const std::uint64_t record : records) {
             add(50, record);
         }
-        indexNewDns([](Owner&, Owner&) {});
+        indexNewDns();
         namesakes.gather(Part::OWN, RECORD_SEEN, keyOf);
     }
     static void add(std::uint64_t newDn, std::uint64_t record) {

@@ -5,7 +5,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "check/digest.h"
@@ -36,13 +35,13 @@ protected:
 TEST_F(OwnersTest, ManyThousandsAreFoundAgain) {
     constexpr OwnerNumber count = 60'000;
     for (OwnerNumber i = 0; i < count; ++i) {
-        addOwner(digestOfUser(i)).classLines = static_cast<std::uint8_t>(i);
+        addOwner(digestOfUser(i)).name = i;
     }
     ASSERT_EQ(ownerCount(), count);
     for (OwnerNumber i = 0; i < count; ++i) {
         const std::optional<OwnerNumber> owner = findOwner(digestOfUser(i));
         ASSERT_EQ(owner, i);
-        ASSERT_EQ(ownerAt(i).classLines, static_cast<std::uint8_t>(i));
+        ASSERT_EQ(ownerAt(i).name, i);
     }
     EXPECT_FALSE(findOwner(digestOfUser(count)));
 }
@@ -90,26 +89,18 @@ TEST_F(OwnersTest, OwnersStayWhereTheyAre) {
     EXPECT_EQ(&first, &ownerAt(0));
 }
 
-std::vector<std::pair<std::uint64_t, std::uint64_t>> sameNames;
-
-void noteSameName(Owner& first, Owner& second) {
-    sameNames.emplace_back(first.dn.value(), second.dn.value());
-}
-
 std::vector<OwnerNumber> numbers(std::span<const OwnerNumber> owners) {
     return {owners.begin(), owners.end()};
 }
 
-TEST_F(OwnersTest, NewDnsThatAnEarlierOwnerHasAreTold) {
-    sameNames.clear();
+TEST_F(OwnersTest, OwnersThatShareTheirNewDnAreFound) {
     addNamed(1, 50);
     addNamed(2, 60);
     addNamed(3, 50);
     addNamed(4, 50);
     addOwner(5);  // without a name
     addOwner(6);
-    indexNewDns(noteSameName);
-    EXPECT_EQ(sameNames, (std::vector<std::pair<std::uint64_t, std::uint64_t>>{{1, 3}, {1, 4}}));
+    indexNewDns();
     EXPECT_EQ(numbers(ownersOfNewDn(50)), (std::vector<OwnerNumber>{0, 2, 3}));
     EXPECT_EQ(numbers(ownersOfNewDn(60)), std::vector<OwnerNumber>{1});
     EXPECT_EQ(numbers(ownersSharingNewDns()), (std::vector<OwnerNumber>{0, 2, 3}));
@@ -117,30 +108,35 @@ TEST_F(OwnersTest, NewDnsThatAnEarlierOwnerHasAreTold) {
     EXPECT_TRUE(ownersOfNewDn(70).empty());
 }
 
+TEST_F(OwnersTest, AnIndexThatIsMadeAgainFindsTheSame) {
+    addNamed(1, 50);
+    addNamed(2, 60);
+    indexNewDns();
+    indexNewDns();
+    EXPECT_EQ(numbers(ownersOfNewDn(50)), std::vector<OwnerNumber>{0});
+    EXPECT_TRUE(ownersSharingNewDns().empty());
+}
+
 TEST_F(OwnersTest, ManyThousandsAreFoundByTheirNewDns) {
-    sameNames.clear();
     constexpr OwnerNumber count = 20'000;
     for (OwnerNumber i = 0; i < count; ++i) {
         addNamed(i, digestOfUser(i));
     }
-    indexNewDns(noteSameName);
-    EXPECT_TRUE(sameNames.empty());
+    indexNewDns();
     for (OwnerNumber i = 0; i < count; ++i) {
         ASSERT_EQ(numbers(ownersOfNewDn(digestOfUser(i))), std::vector<OwnerNumber>{i});
     }
 }
 
 TEST_F(OwnersTest, ClearingForgetsAll) {
-    numberOfDomain("secAuthority=Sales");
     noteDomain("Sales");
     addNamed(1, 2);
-    indexNewDns(noteSameName);
+    indexNewDns();
     clearOwners();
     EXPECT_EQ(ownerCount(), 0U);
     EXPECT_FALSE(findOwner(1));
     EXPECT_TRUE(ownersOfNewDn(2).empty());
     EXPECT_EQ(domainCount(), 0U);
-    EXPECT_EQ(numberOfDomain("secAuthority=Other"), 1);
 }
 
 // ---- What is known of an owner
@@ -180,29 +176,6 @@ TEST(Packed64Test, KeepsAllBits) {
 
 // ---- Domains
 
-TEST_F(OwnersTest, DomainsAreNumberedFromOneOn) {
-    EXPECT_EQ(numberOfDomain("secAuthority=Sales"), 1);
-    EXPECT_EQ(numberOfDomain("secAuthority=Other"), 2);
-    EXPECT_EQ(numberOfDomain("secAuthority=Sales"), 1);
-    EXPECT_EQ(numberOfDomain("secAuthority=sales"), 3);
-    EXPECT_EQ(domainDigest(2), digestOfLine("secAuthority=Other"));
-}
-
-TEST_F(OwnersTest, AnEmptyDomainIsNotTheDefaultDomain) {
-    const int number = numberOfDomain("");
-    EXPECT_NE(number, 0);
-    EXPECT_EQ(domainDigest(number), digestOfLine(""));
-}
-
-TEST_F(OwnersTest, ThereIsRoomForSixtyFiveThousandDomains) {
-    for (int i = 1; i <= 65'534; ++i) {
-        ASSERT_EQ(numberOfDomain(std::to_string(i)), i);
-    }
-    EXPECT_EQ(numberOfDomain("one more"), -1);
-    EXPECT_EQ(numberOfDomain("65534"), 65'534);
-    EXPECT_EQ(domainDigest(65'534), digestOfLine("65534"));
-}
-
 TEST_F(OwnersTest, DomainsCountOnceInAnyCase) {
     EXPECT_EQ(domainCount(), 0U);
     for (const std::string_view name : {"Sales", "Sales", "Default", "SALES", "sales"}) {
@@ -216,109 +189,6 @@ TEST_F(OwnersTest, ADomainIsNotedAgainOnceAllAreForgotten) {
     clearOwners();
     noteDomain("Sales");
     EXPECT_EQ(domainCount(), 1U);
-}
-
-// ---- Sketches
-
-class SketchTest : public OwnersTest {
-protected:
-    // An owner that has taken the lines of its own entry and its mapping entry in.
-    static Owner& ownerOf(const std::vector<std::string>& own,
-                          const std::vector<std::string>& mapping) {
-        Owner& owner = addOwner(ownerCount());
-        take(owner, Part::OWN, own);
-        take(owner, Part::MAPPING, mapping);
-        return owner;
-    }
-    static MergedLines take(Owner& owner, Part part, const std::vector<std::string>& lines) {
-        Sketch sketch;
-        for (const std::string& line : lines) {
-            sketchLine(sketch, line, true);
-        }
-        return take(owner, part, sketch);
-    }
-    static MergedLines take(Owner& owner, Part part, const Sketch& sketch) {
-        const MergedLines merged = takeIn(owner, part, sketch);
-        owner.offsets[static_cast<std::size_t>(part)] = Packed40(1);
-        return merged;
-    }
-    static Sketch withClasses(std::uint64_t sum, std::uint32_t count) {
-        Sketch sketch;
-        sketch.classLines = LineSum(sum);
-        sketch.classLineCount = count;
-        return sketch;
-    }
-};
-
-TEST_F(SketchTest, LinesOfDifferentNamesAddUp) {
-    const Owner& owner = ownerOf({"mail: a", "phone: b"}, {"secDN: cn=ann"});
-    EXPECT_FALSE(owner.has(MAY_LOSE_VALUES));
-    LineSum sum(digestOfLine("mail: a"));
-    sum += LineSum(digestOfLine("phone: b"));
-    sum += LineSum(digestOfLine("secDN: cn=ann"));
-    EXPECT_EQ(owner.record.value(), sum.value());
-}
-
-TEST_F(SketchTest, ACommonLineThatBothHoldCountsOnce) {
-    Owner& owner = addOwner(1);
-    take(owner, Part::OWN, {"secUUID: 1"});
-    EXPECT_EQ(take(owner, Part::MAPPING, {"secUUID: 1"}).equal, 1U);
-    EXPECT_FALSE(owner.has(MAY_LOSE_VALUES));
-    EXPECT_EQ(owner.record.value(), LineSum(digestOfLine("secUUID: 1")).value());
-}
-
-TEST_F(SketchTest, ALineThatIsFilteredCountsByItsNameAlone) {
-    Sketch sketch;
-    sketchLine(sketch, "motto: acl: x", false);
-    Owner& owner = addOwner(1);
-    take(owner, Part::OWN, sketch);
-    EXPECT_EQ(owner.record.value(), 0U);
-    take(owner, Part::MAPPING, {"motto: y"});
-    EXPECT_TRUE(owner.has(MAY_LOSE_VALUES));
-}
-
-TEST_F(SketchTest, NamesThatEndInNoLetterAreNotDecided) {
-    EXPECT_TRUE(ownerOf({"fax2: a"}, {}).has(MAY_LOSE_VALUES));
-    EXPECT_TRUE(ownerOf({": a"}, {}).has(MAY_LOSE_VALUES));
-}
-
-TEST_F(SketchTest, OfClassesThoseOfTheEntryThatLeadsAreKept) {
-    Owner& owner = addOwner(1);
-    EXPECT_EQ(take(owner, Part::OWN, withClasses(1000, 2)).classes, 0U);
-    EXPECT_EQ(owner.record.value(), 1000U);
-    EXPECT_EQ(take(owner, Part::MAPPING, withClasses(70, 1)).classes, 1U);
-    EXPECT_EQ(owner.record.value(), 1000U);
-    EXPECT_EQ(take(owner, Part::USERS_ENTRY, withClasses(400, 3)).classes, 2U);
-    EXPECT_EQ(owner.record.value(), 400U);
-}
-
-TEST_F(SketchTest, TheOrderOfTheEntriesMakesNoDifferenceToTheClasses) {
-    Owner& owner = addOwner(1);
-    EXPECT_EQ(take(owner, Part::USERS_ENTRY, withClasses(400, 3)).classes, 0U);
-    EXPECT_EQ(take(owner, Part::OWN, withClasses(1000, 2)).classes, 2U);
-    EXPECT_EQ(owner.record.value(), 400U);
-}
-
-TEST_F(SketchTest, MoreSetsOfClassesThanAreRememberedAreNotDecided) {
-    for (std::uint64_t i = 1; i <= 255; ++i) {
-        Owner& owner = addOwner(i);
-        take(owner, Part::OWN, withClasses(i, 1));
-        ASSERT_FALSE(owner.has(MAY_LOSE_VALUES)) << i;
-    }
-    Owner& known = addOwner(300);
-    take(known, Part::OWN, withClasses(255, 1));
-    EXPECT_FALSE(known.has(MAY_LOSE_VALUES));
-    Owner& unknown = addOwner(301);
-    take(unknown, Part::OWN, withClasses(256, 1));
-    EXPECT_TRUE(unknown.has(MAY_LOSE_VALUES));
-}
-
-TEST_F(SketchTest, WhatCannotBeMergedBreaksTheOwner) {
-    Sketch sketch;
-    sketch.isBroken = true;
-    Owner& owner = addOwner(1);
-    take(owner, Part::MAPPING, sketch);
-    EXPECT_TRUE(owner.has(BROKEN));
 }
 
 }  // namespace

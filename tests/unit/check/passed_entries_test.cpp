@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "check/digest.h"
-#include "check/owner_findings.h"
+#include "check/owner_records.h"
 #include "support/scan_fixture.h"
 
 namespace {
@@ -72,7 +72,6 @@ TEST_F(PassedEntriesTest, AnEntryThatHasTheNewDnOfAUserIsTold) {
          "dn: secUUID=1,cn=Users,secAuthority=Default\nobjectClass: secMap\nsecDN: cn=a\n\n"
          "dn: secAuthority=Default,cn=a\nobjectClass: secUser\nsecAuthority: Default\n"
          "principalName: ann\n");
-    findTroubleOfOwners();
     EXPECT_EQ(typesFound(), "same-new-name ");
     EXPECT_EQ(shown(FindingType::SAME_NEW_NAME).front().line, 1);
 }

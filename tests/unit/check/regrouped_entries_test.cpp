@@ -41,20 +41,20 @@ TEST_F(RegroupedEntriesTest, AnEntryThatBreaksApartDoesNotComeBack) {
 
 TEST_F(RegroupedEntriesTest, ALongAttributeEndsTheMergeOfAGroup) {
     scan(groupStart + folded(5000));
-    EXPECT_EQ(typesFound(), "long-attribute ");
+    EXPECT_EQ(typesFound(), "group-without-mapping long-attribute ");
     EXPECT_EQ(shown(FindingType::LONG_ATTRIBUTE).front().line, 4);
 }
 
 TEST_F(RegroupedEntriesTest, ALongAttributeOfAPolicyIsWrittenAsItIs) {
     scan(policyStart + folded(5000));
-    EXPECT_EQ(typesFound(), "");
+    EXPECT_EQ(typesFound(), "policy-without-user ");
 }
 
 // Its first piece fills a line of the work file, whose line feed then is a line of its own: an
 // empty one.
 TEST_F(RegroupedEntriesTest, ALongLineTearsEvenAPolicyApart) {
     scan(policyStart + std::string(5000, 'x') + '\n');
-    EXPECT_EQ(typesFound(), "long-attribute ");
+    EXPECT_EQ(typesFound(), "policy-without-user long-attribute ");
 }
 
 TEST_F(RegroupedEntriesTest, AChangeTypeCountsInRegroupedEntriesAlone) {
