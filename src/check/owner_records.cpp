@@ -18,7 +18,6 @@
 #include "check/inventory.h"
 #include "check/owner_entries.h"
 #include "check/regrouped_entries.h"
-#include "check/shown.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
 #include "entry/entry.h"
