@@ -12,14 +12,14 @@
 #include "check/export_file.h"
 #include "check/findings.h"
 #include "check/inventory.h"
-#include "check/passed_entries.h"
-#include "check/regrouped_entries.h"
 #include "check/shown.h"
+#include "check/staged_entries.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
 #include "entry/entry.h"
 #include "entry/filters.h"
 #include "entry/text.h"
+#include "ldif/entry_reader.h"
 #include "output/merge.h"
 #include "output/new_dn.h"
 
@@ -413,7 +413,7 @@ void findTroubleOfOwners() {
     for (OwnerNumber i = 0; i < ownerCount(); ++i) {
         findTroubleOf(ownerAt(i));
     }
-    if (isChangetypeExpected()) {
+    if (changetypeSeen) {
         constexpr std::string_view line = "changetype: add\n";  // in each policy container
         countOutput(line.size() * inventory.byClass[SECPOLICY_OBJECTCLASS]);
     }

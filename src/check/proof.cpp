@@ -16,7 +16,6 @@
 #include "check/credentials.h"
 #include "check/digest.h"
 #include "check/entry_table.h"
-#include "check/expected_entry.h"
 #include "check/export_file.h"
 #include "check/export_scan.h"
 #include "check/findings.h"
@@ -24,12 +23,12 @@
 #include "check/output_reader.h"
 #include "check/owner_findings.h"
 #include "check/owners.h"
-#include "check/places.h"
-#include "check/regrouped_entries.h"
 #include "check/shown.h"
+#include "check/staged_entries.h"
 #include "driver/diagnostics/format.h"
 #include "entry/entry.h"
 #include "entry/text.h"
+#include "ldif/entry_reader.h"
 #include "output/new_dn.h"
 
 std::array<Balance, static_cast<std::size_t>(Content::END)> balances = {};
@@ -37,7 +36,6 @@ std::array<Balance, static_cast<std::size_t>(Content::END)> balances = {};
 namespace {
 
 OutputReader output;
-LinePlaces outputPlaces;
 
 // What one side has and the other has not shown yet. A domain's own entry may get an installation
 // date from the migration: then its lines but the date count.
@@ -99,7 +97,7 @@ void report(FindingType kind, off_t exportOffset, off_t outputOffset, const std:
     Finding finding;
     const bool isInOutput = outputOffset != nowhere;
     finding.line = exportOffset != nowhere ? lineAt(exportOffset) : 0;
-    finding.outputLine = isInOutput ? outputPlaces.lineAt(output.file(), outputOffset) : 0;
+    finding.outputLine = isInOutput ? output.file().lineAt(outputOffset) : 0;
     const std::string exportDn = exportOffset != nowhere ? dnAt(exportOffset) : "";
     const std::string dn = isInOutput ? shownDn(outputDnAt(outputOffset)) : exportDn;
     finding.dn = exportDn.empty() ? "" : dn;
@@ -171,9 +169,6 @@ bool takeExpected(const OutputEntry& entry) {
 
 bool readEntry(OutputEntry& entry) {
     const bool isRead = output.read(entry);
-    if (isRead) {
-        outputPlaces.note(entry.offset, entry.line);
-    }
     if (isRead && !entry.isEnded) {
         report(FindingType::CHANGED_ENTRY, nowhere, entry.offset,
                "no empty line follows it: the file may have been cut off");
@@ -303,7 +298,7 @@ LineSum containerLines(std::string_view dnLine) {
           std::string_view("cn: Policies")}) {
         sum += LineSum(digestOfLine(line));
     }
-    if (isChangetypeExpected()) {
+    if (changetypeSeen) {
         sum += LineSum(digestOfLine("changetype: add"));
     }
     return sum;
@@ -604,7 +599,6 @@ void forgetComparison() {
 void compareOutput(const std::string& exportName, const std::string& outputName) {
     forgetComparison();
     output.open(outputName);
-    outputPlaces = LinePlaces(output.file().size());
     scanExport(exportName, {comparePassed, noteCredential});
     findTroubleOfOwners();
     keepDifferencesAlone();

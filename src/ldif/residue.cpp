@@ -106,12 +106,11 @@ void copyObjects() {
 
 void copyRemainingObjectsToOutputLDIFFile() {
     trace("copyRemainingObjectsToOutputLDIFFile():  FUNCTION ENTRY  \n");
-    if (tifp.open(temp_input_ldif_filename, O_NOFOLLOW) != 0) {
-        const Message message = openMessage(temp_input_ldif_filename);
+    if (const int error = tifp.open(temp_input_ldif_filename, O_NOFOLLOW); error != 0) {
         fail(format("copyRemainingObjectsToOutputLDIFFile():  ERROR:  Unable to open temporary "
                     "input LDIF file:  %s. \n                 EXITING \n",
                     temp_input_ldif_filename),
-             {}, message);
+             {}, openMessage(temp_input_ldif_filename, error));
     }
     requireIntactWorkFile();
     copyObjects();
