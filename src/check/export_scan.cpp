@@ -1,7 +1,6 @@
 #include "check/export_scan.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -71,13 +70,8 @@ void reportMistakenClass() {
     const std::string_view line = withoutLineEnd(object.line(index));
     const std::size_t colon = std::min(line.find(':'), line.size());
     std::string value(withoutLeadingBlanks(line.substr(std::min(colon + 1, line.size()))));
-    constexpr std::array<std::string_view, 8> classes = {
-        "secUser", "secPolicyData",    "secPolicy", "secGroup",
-        "secMap",  "secAuthorityInfo", "container", "secResCreds"};
-    const bool isExact =
-        equalIgnoringCase(line.substr(0, colon), "objectclass") &&
-        std::any_of(classes.begin(), classes.end(),
-                    [&value](std::string_view one) { return equalIgnoringCase(trim(value), one); });
+    const bool isExact = equalIgnoringCase(line.substr(0, colon), "objectclass") &&
+                         classNamed(trim(value)) != nullptr;
     if (!isExact) {
         reportAtLine(
             FindingType::CLASS_MISTAKEN, index,

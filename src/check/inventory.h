@@ -10,10 +10,10 @@
 #include "entry/object_class.h"
 
 struct Inventory {
-    std::uint64_t bytes = 0;                     // of the export
-    std::uint64_t entries = 0;                   // in it
-    std::array<std::uint64_t, 10> byClass = {};  // by object class code
-    std::uint64_t users = 0;                     // owners of user entries, there or missing
+    std::uint64_t bytes = 0;                                    // of the export
+    std::uint64_t entries = 0;                                  // in it
+    std::array<std::uint64_t, classTable.size()> byClass = {};  // by object class code
+    std::uint64_t users = 0;  // owners of user entries, there or missing
     std::uint64_t groups = 0;
     std::uint64_t workFileBytes = 0;
     std::uint64_t outputBytes = 0;  // at most, once owners have been looked at

@@ -8,6 +8,7 @@
 #include "check/inventory.h"
 #include "driver/diagnostics/format.h"
 #include "entry/entry.h"
+#include "entry/filters.h"
 #include "entry/text.h"
 #include "ldif/line_reader.h"
 
@@ -130,14 +131,16 @@ void reportLongLines() {
     });
 }
 
-void dropLine(std::string_view line, int index, std::span<const std::string_view> names) {
+void dropLine(std::string_view line, int index, unsigned drops) {
     const std::string_view name = line.substr(0, line.find(':') + 1);
-    const bool isNamed = std::any_of(names.begin(), names.end(), [name](std::string_view one) {
-        return equalIgnoringCase(one, name);
-    });
-    if (isNamed) {
-        countRule(equalIgnoringCase(name, "kvo-entryuuid:") ? Rule::ENTRY_IDENTIFIERS
-                                                            : Rule::ACCESS_CONTROL);
+    const auto dropped =
+        std::find_if(droppedNames.begin(), droppedNames.end(), [&](const DroppedName& one) {
+            return (one.drops & drops) != 0 && equalIgnoringCase(one.name, name);
+        });
+    // What a merge drops of object classes is counted by itself.
+    if (dropped != droppedNames.end() && dropped->kind != DroppedKind::OBJECT_CLASS) {
+        countRule(dropped->kind == DroppedKind::ENTRY_IDENTIFIER ? Rule::ENTRY_IDENTIFIERS
+                                                                 : Rule::ACCESS_CONTROL);
         return;
     }
     countRule(Rule::FILTERED_WORDS);

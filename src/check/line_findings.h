@@ -2,7 +2,6 @@
 // dropped.
 #pragma once
 
-#include <span>
 #include <string_view>
 
 // Tells what the way in which lines are read does to the current entry, as it was read: to folded
@@ -19,5 +18,5 @@ bool beginsWithHeader();
 void reportLongLines();
 
 // Counts a line of the current entry, its attribute `index`, that is dropped because it holds one
-// of `names`, in small letters and with their colons; tells when it is another attribute's.
-void dropLine(std::string_view line, int index, std::span<const std::string_view> names);
+// of the names that are dropped in these ways; reports it when the name is not the line's own.
+void dropLine(std::string_view line, int index, unsigned drops);

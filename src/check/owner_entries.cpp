@@ -1,7 +1,6 @@
 #include "check/owner_entries.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -127,47 +126,36 @@ bool needsEscaping(std::string_view name) {
            name.starts_with(' ') || name.ends_with(' ');
 }
 
-// Where the naming value was found.
-struct NameSource {
-    std::string_view kind;                      // of the attribute, for messages
-    std::array<std::string_view, 2> spellings;  // with the colon
-};
-
-constexpr NameSource principalNameSource = {"principalName", {"principalName:", "principalname:"}};
-
-constexpr NameSource cnSource = {"cn", {"cn:", "CN:"}};
-
-void reportName(const NameSource& source, std::string_view name) {
+void reportName(const NamingAttribute& attribute, std::string_view name) {
     const auto offset = static_cast<std::size_t>(name.data() - object.text().data());
     const int index = EntryView(object).lineOf(std::min(offset, object.text().size() - 1));
     const std::string_view line = object.line(index);
-    const bool isOwn =
-        line.starts_with(source.spellings[0]) || line.starts_with(source.spellings[1]);
+    const bool isOwn = line.starts_with(attribute.first) || line.starts_with(attribute.second);
     if (!isOwn) {
-        reportAt(
-            FindingType::NAME_FROM_ELSEWHERE, index,
-            format("would take its %s from the attribute %s", source.kind, nameOf(line, index)));
+        reportAt(FindingType::NAME_FROM_ELSEWHERE, index,
+                 format("would take its %s from the attribute %s", attribute.name(),
+                        nameOf(line, index)));
     } else if (name.starts_with(':')) {
         reportAt(FindingType::BASE64_NAME, index,
-                 format("would take the %s undecoded into the new DN", source.kind));
+                 format("would take the %s undecoded into the new DN", attribute.name()));
     } else if (needsEscaping(name)) {
         reportAt(FindingType::NAME_NEEDS_ESCAPING, index,
-                 format("would put the %s unescaped into the new DN", source.kind));
+                 format("would put the %s unescaped into the new DN", attribute.name()));
     }
 }
 
 void nameOwner(Owner& owner) {
     const bool isGroup = owner.has(IS_GROUP);
-    const NameSource& source = isGroup ? cnSource : principalNameSource;
+    const NamingAttribute& attribute = isGroup ? cnAttribute : principalNameAttribute;
     const std::string_view name = isGroup ? cnOf(object) : principalNameOf(object);
     if (name.empty()) {
         if (canBeTweeked()) {  // else it has been told already
-            reportEntry(FindingType::MISSING_NAME, format("the entry has no %s", source.kind),
+            reportEntry(FindingType::MISSING_NAME, format("the entry has no %s", attribute.name()),
                         MESSAGE_PROCESSING_FAILED);
         }
         return;
     }
-    reportName(source, name);
+    reportName(attribute, name);
     const std::string_view domain = domainOf(owner);
     if (owner.domain != 0 && digestOfLine(domain) != domainDigest(owner.domain)) {
         owner.set(MAY_LOSE_VALUES);  // its first entry spells the domain of the new DN
@@ -198,10 +186,6 @@ bool isClassName(std::string_view name) {
     return name == "objectclass:" || name == "objectClass:";
 }
 
-// What is dropped by name in merged entries, in one spelling each.
-constexpr std::array<std::string_view, 6> droppedNames = {
-    "kvo-entryuuid:", "aclentry:", "aci:", "acl:", "control:", "aclpropagate:"};
-
 void reportWithoutColon(std::string_view line, int index, bool isBroken) {
     if (isBroken) {
         return;  // told as a long attribute
@@ -219,7 +203,7 @@ void addClassLine(Sketch& sketch, std::string_view line, int index) {
     if (mergedFilter.matchesSome(line)) {
         sketch.isIrregular = true;
         sketch.leftOut += line.size() + 1;
-        dropLine(line, index, droppedNames);
+        dropLine(line, index, BY_MERGE | FROM_MERGED);
         return;
     }
     sketch.classLines += LineSum(digestOfLine(line));
@@ -252,13 +236,13 @@ Sketch sketchOfObject(bool isBroken) {
         } else if (isOnDropList(name)) {
             sketchValue(sketch, line);
             sketch.leftOut += line.size() + 1;
-            dropLine(line, index, droppedNames);
+            dropLine(line, index, BY_MERGE | FROM_MERGED);
         } else {
             sketch.isIrregular = sketch.isIrregular || isDnName(name);
             const bool isDropped = mergedFilter.matchesSome(line);
             if (isDropped) {
                 sketch.leftOut += line.size() + 1;
-                dropLine(line, index, droppedNames);
+                dropLine(line, index, BY_MERGE | FROM_MERGED);
             }
             sketchLine(sketch, line, !isDropped);
         }
@@ -272,7 +256,7 @@ LineSum policyLines(bool isBroken) {
     visitLines(object.text(), [&](std::string_view line, int index) {
         const bool isDropped = index > 0 && unmergedFilter.matchesSome(line);
         if (isDropped) {
-            dropLine(line, index, filteredNames);
+            dropLine(line, index, FROM_UNMERGED);
         } else if (index > 0) {
             digest.add(digestOfLine(line));
         }

@@ -18,6 +18,7 @@
 #include "driver/diagnostics/messages.h"
 #include "driver/platform/file.h"
 #include "driver/platform/locks.h"
+#include "driver/settings.h"
 #include "ldif/run_locks.h"
 
 namespace {
@@ -217,7 +218,7 @@ DiskNeed diskNeed(const std::string& exportName) {
 
 void findTroubleAround(const std::string& exportName, const DiskNeed& need) {
     findTroubleOfExport(exportName);
-    findTroubleOfWorkFile(exportName + ".tmp");
+    findTroubleOfWorkFile(workFileName(exportName));
     if (need.free && need.workFile + need.output > *need.free) {
         addFinding(FindingType::DISK_TOO_SMALL,
                    {0,

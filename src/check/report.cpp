@@ -25,19 +25,6 @@ struct Named {
     std::string_view inText;
 };
 
-constexpr std::array<Named, 10> classNames = {{
-    {"other", "other entries, as they are"},
-    {"secUser", "user entries"},
-    {"secPolicyData", "policy data, which the newer layout has no place for"},
-    {"secPolicy", "policies"},
-    {"secGroup", "group entries"},
-    {"secMap", "mapping entries"},
-    {"secAuthorityInfo", "domains' own entries"},
-    {"resCredsContainer", "containers of resource credentials"},
-    {"secResCreds", "resource credentials"},
-    {"container", "containers"},
-}};
-
 constexpr std::array<Named, static_cast<std::size_t>(Content::END)> contentNames = {{
     {"passed", "entries that stay as they are"},
     {"users", "users"},
@@ -103,9 +90,9 @@ std::string line(std::uint64_t number, std::string_view what) {
 
 std::string inventoryText() {
     std::string text = line(inventory.bytes, "bytes") + line(inventory.entries, "entries:");
-    for (std::size_t i = 0; i < classNames.size(); ++i) {
+    for (std::size_t i = 0; i < classTable.size(); ++i) {
         if (inventory.byClass[i] != 0) {
-            text += format("    %s", line(inventory.byClass[i], classNames[i].inText));
+            text += format("    %s", line(inventory.byClass[i], classTable[i].label));
         }
     }
     return text + line(inventory.users, "users") + line(inventory.groups, "groups") +
@@ -262,8 +249,8 @@ void addInventory(JsonText& json) {
     json.addNumber("bytes", inventory.bytes);
     json.addNumber("entries", inventory.entries);
     json.beginObject("byClass");
-    for (std::size_t i = 0; i < classNames.size(); ++i) {
-        json.addNumber(classNames[i].inJson, inventory.byClass[i]);
+    for (std::size_t i = 0; i < classTable.size(); ++i) {
+        json.addNumber(classTable[i].name, inventory.byClass[i]);
     }
     json.endObject();
     json.addNumber("users", inventory.users);

@@ -1,7 +1,6 @@
 #include "check/staged_entries.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <functional>
 #include <span>
@@ -35,20 +34,6 @@ ExpectedEntryTakers expectedEntryTakers;
 
 // ---- Entries that pass through.
 
-struct RegroupedClass {
-    std::string_view name;
-    std::string_view base64;
-};
-constexpr std::array<RegroupedClass, 7> regroupedClasses = {{
-    {"secUser", "c2VjVXNlcg=="},
-    {"secPolicyData", "c2VjUG9saWN5RGF0YQ=="},
-    {"secPolicy", "c2VjUG9saWN5"},
-    {"secGroup", "c2VjR3JvdXA="},
-    {"secMap", "c2VjTWFw"},
-    {"secAuthorityInfo", "c2VjQXV0aG9yaXR5SW5mbw=="},
-    {"secResCreds", "c2VjUmVzQ3JlZHM="},
-}};
-
 // The class of the registry that a line names in a spelling that is not recognised, or empty.
 std::string_view unrecognisedClass(std::string_view line) {
     constexpr std::string_view name = "objectclass:";
@@ -61,11 +46,12 @@ std::string_view unrecognisedClass(std::string_view line) {
     constexpr std::string_view blanks = " \t";
     value.remove_prefix(std::min(value.find_first_not_of(blanks), value.size()));
     value = value.substr(0, value.find_last_not_of(blanks) + 1);
-    const auto found = std::find_if(
-        regroupedClasses.begin(), regroupedClasses.end(), [&](const RegroupedClass& one) {
-            return isBase64 ? value == one.base64 : equalIgnoringCase(value, one.name);
+    const auto found =
+        std::find_if(classTable.begin(), classTable.end(), [&](const ClassNames& one) {
+            return !one.base64.empty() &&
+                   (isBase64 ? value == one.base64 : equalIgnoringCase(value, one.name));
         });
-    return found == regroupedClasses.end() ? std::string_view() : found->name;
+    return found == classTable.end() ? std::string_view() : found->name;
 }
 
 void reportUnrecognisedClass(std::string_view line, int index) {
@@ -112,7 +98,7 @@ void addCredential(bool isBroken) {
     for (int i = 0; i < object.lineCount(); ++i) {
         const std::string_view line = object.line(i);
         if (unmergedFilter.matchesSome(line)) {
-            dropLine(withoutLineEnd(line), attribute, filteredNames);
+            dropLine(withoutLineEnd(line), attribute, FROM_UNMERGED);
             discountOutput(isBroken ? 0 : line.size());
         } else {
             digest.add(line);
@@ -326,7 +312,6 @@ void beginStagedEntries(const ExpectedEntryTakers& takers) {
 }
 
 void passThrough(std::string_view attributes, bool addsInstallDate) {
-    constexpr std::array<std::string_view, 1> identifiers = {"kvo-entryuuid:"};
     const bool isPlain =
         objectClass == UNINTERESTING_OBJECTCLASS || objectClass == CONTAINER_OBJECTCLASS;
     if (isPlain) {
@@ -337,7 +322,7 @@ void passThrough(std::string_view attributes, bool addsInstallDate) {
     visitOutputLines(attributes, [&](std::string_view lines, std::string_view written) {
         if (written.empty()) {
             const auto index = std::count(attributes.data(), lines.data(), '\n');
-            dropLine(withoutLineEnd(lines), static_cast<int>(index), identifiers);
+            dropLine(withoutLineEnd(lines), static_cast<int>(index), FROM_PASS_THROUGH);
         }
         digest.add(written);
         bytes += written.size();
@@ -353,11 +338,11 @@ void passThroughOversized() {
     std::uint64_t read = 0;  // before the migration gives up
     int lines = 0;
     const bool isEnded = visitOversizedEntry([&](PassedLine kind, std::string_view line) {
-        if (kind != PassedLine::KEPT && kind != PassedLine::IDENTIFIER) {
+        if (kind != PassedLine::KEPT && kind != PassedLine::DROPPED) {
             return;
         }
         read += lines++ <= MOST_LINES_OF_AN_OBJECT ? line.size() + sizeof(std::uint32_t) : 0;
-        if (kind == PassedLine::IDENTIFIER) {
+        if (kind == PassedLine::DROPPED) {
             countRule(Rule::ENTRY_IDENTIFIERS);
         } else {
             countOutput(line.size());

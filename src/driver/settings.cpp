@@ -70,13 +70,17 @@ void refuseStandardStreams(const RunFile& file) {
 
 }  // namespace
 
+std::string workFileName(const std::string& exportName) {
+    return exportName + ".tmp";
+}
+
 void readCommandLine(int argc, const char* const* argv) {
     if (argc != 5 && argc != 6) {
         fail({}, {}, {MESSAGE_USAGE, {}});
     }
     input_ldif_filename = argv[1];
     output_ldif_filename = argv[2];
-    temp_input_ldif_filename = input_ldif_filename + ".tmp";
+    temp_input_ldif_filename = workFileName(input_ldif_filename);
     max_number_of_secuser_slots = parseSlotCount(argv[3]);
     max_number_of_secgroup_slots = parseSlotCount(argv[4]);
     debugFileName = argc == 6 ? argv[5] : "";

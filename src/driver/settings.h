@@ -9,8 +9,11 @@
 
 extern std::string input_ldif_filename;       // the export, older layout
 extern std::string output_ldif_filename;      // the result, newer layout
-extern std::string temp_input_ldif_filename;  // the work file: the input's name with ".tmp"
+extern std::string temp_input_ldif_filename;  // the work file
 extern std::string debugFileName;             // the trace file; empty without one
+
+// The name of the work file for this export.
+std::string workFileName(const std::string& exportName);
 
 // How many users and groups are held in memory at once; each 1 or more.
 extern std::int32_t max_number_of_secuser_slots;

@@ -11,66 +11,60 @@ ObjectClass objectClass = UNINTERESTING_OBJECTCLASS;
 
 namespace {
 
-struct Spelling {
-    std::string_view mixedCase;
-    std::string_view otherCase;
-    ObjectClass kind;
-};
+// The classes that a class line can name, in the order of the tests. A name is looked for as a part
+// of the line, so that secPolicyData must be tried before secPolicy.
+constexpr std::array<ObjectClass, 8> testOrder = {
+    SECUSER_OBJECTCLASS,   SECPOLICYDATA_OBJECTCLASS, SECPOLICY_OBJECTCLASS,
+    SECMAP_OBJECTCLASS,    SECGROUP_OBJECTCLASS,      SECAUTHORITYINFO_OBJECTCLASS,
+    CONTAINER_OBJECTCLASS, SECRESCREDS_OBJECTCLASS};
 
-// In the order of the tests: the words are searched as parts of the line, so that secPolicyData
-// must be tried before secPolicy.
-constexpr std::array<Spelling, 8> spellings = {{
-    {" secUser", " secuser", SECUSER_OBJECTCLASS},
-    {" secPolicyData", " secpolicydata", SECPOLICYDATA_OBJECTCLASS},
-    {" secPolicy", " secpolicy", SECPOLICY_OBJECTCLASS},
-    {" secMap", " secmap", SECMAP_OBJECTCLASS},
-    {" secGroup", " secgroup", SECGROUP_OBJECTCLASS},
-    {" secAuthorityInfo", " secauthorityinfo", SECAUTHORITYINFO_OBJECTCLASS},
-    {" container", " Container", CONTAINER_OBJECTCLASS},
-    {" secResCreds", " secrescreds", SECRESCREDS_OBJECTCLASS},
-}};
+constexpr const ClassNames& namesOf(ObjectClass code) {
+    return classTable[static_cast<std::size_t>(code)];
+}
 
-constexpr std::array<std::string_view, 10> traceTexts = {
-    "UNINTERESTING_OBJECTCLASS  ",
-    "SECUSER_OBJECTCLASS  ",
-    "SECPOLICYDATA_OBJECTCLASS  ",
-    "SECPOLICY_OBJECTCLASS  ",
-    "SECGROUP_OBJECTCLASS  ",
-    "SECMAP_OBJECTCLASS  ",
-    "SECAUTHORITYINFO_OBJECTCLASS  ",
-    "RESCREDS_CONTAINER (not really an object class) ",
-    "SECRESCREDS_OBJECTCLASS (not really an object class) ",
-    "CONTAINER_OBJECTCLASS ",
-};
+// Whether no test keeps a later one from ever deciding.
+constexpr bool isEveryTestReached() {
+    for (auto test = testOrder.begin(); test != testOrder.end(); ++test) {
+        const bool isHidden = std::any_of(testOrder.begin(), test, [test](ObjectClass earlier) {
+            return namesOf(*test).spelling.starts_with(namesOf(earlier).spelling);
+        });
+        if (isHidden) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(isEveryTestReached());
 
 bool contains(std::string_view line, std::string_view text) {
     return line.find(text) != std::string_view::npos;
 }
 
-// The first kind in the table that `line` names anywhere. Every spelling begins with the only blank
-// that it holds, so that one look at each blank does for all of them.
-ObjectClass kindNamedIn(std::string_view line) {
-    auto first = spellings.end();
-    for (std::size_t blank = line.find(' '); blank != std::string_view::npos;
-         blank = line.find(' ', blank + 1)) {
-        const std::string_view rest = line.substr(blank);
+// The first class in the order of the tests that `line` names anywhere. Every spelling begins with
+// the only space that it holds, so that one look at each space does for all of them.
+ObjectClass classNamedIn(std::string_view line) {
+    auto first = testOrder.end();
+    for (std::size_t space = line.find(' '); space != std::string_view::npos;
+         space = line.find(' ', space + 1)) {
+        const std::string_view rest = line.substr(space);
         if (rest.substr(1, 1).find_first_of("scC") != 0) {
             continue;  // what all the spellings begin with; most object classes do not
         }
-        first = std::find_if(spellings.begin(), first, [rest](const Spelling& spelling) {
-            return rest.starts_with(spelling.mixedCase) || rest.starts_with(spelling.otherCase);
+        first = std::find_if(testOrder.begin(), first, [rest](ObjectClass code) {
+            return rest.starts_with(namesOf(code).spelling) ||
+                   rest.starts_with(namesOf(code).otherSpelling);
         });
     }
-    return first == spellings.end() ? UNINTERESTING_OBJECTCLASS : first->kind;
+    return first == testOrder.end() ? UNINTERESTING_OBJECTCLASS : *first;
 }
 
 bool namesResourceCredentials(std::string_view dnLine) {
     return contains(dnLine, "cn=ResCreds") || contains(dnLine, "cn=rescreds");
 }
 
-// The kind of the current entry, and the line that tells it.
+// The class of the current entry, and the line that names it.
 struct ClassLine {
-    ObjectClass kind = UNINTERESTING_OBJECTCLASS;
+    ObjectClass code = UNINTERESTING_OBJECTCLASS;
     int line = -1;
 };
 
@@ -79,29 +73,37 @@ ClassLine findClassLine() {
     someColonPrefix(
         object, [](std::string_view colonPrefix) { return isObjectClassName(colonPrefix); },
         [&classLine](int line, std::string_view, std::string_view) {
-            const ObjectClass kind = kindNamedIn(object.line(line));
-            if (kind != UNINTERESTING_OBJECTCLASS) {
-                classLine = {kind, line};
+            const ObjectClass code = classNamedIn(object.line(line));
+            if (code != UNINTERESTING_OBJECTCLASS) {
+                classLine = {code, line};
             }
-            return kind != UNINTERESTING_OBJECTCLASS;
+            return code != UNINTERESTING_OBJECTCLASS;
         });
     return classLine;
 }
 
-ObjectClass kindOfObject() {
-    const ObjectClass kind = findClassLine().kind;
-    const bool isContainer = kind == CONTAINER_OBJECTCLASS;
-    return isContainer && namesResourceCredentials(object.line(0)) ? RESCREDS_CONTAINER : kind;
+ObjectClass classOfObject() {
+    const ObjectClass code = findClassLine().code;
+    const bool isContainer = code == CONTAINER_OBJECTCLASS;
+    return isContainer && namesResourceCredentials(object.line(0)) ? RESCREDS_CONTAINER : code;
 }
 
 }  // namespace
 
 void determineTheObjectsObjectClass() {
-    objectClass = kindOfObject();
+    objectClass = classOfObject();
     trace("\ndetermineTheObjectsObjectClass():    \n   The object class is %s\n\n",
-          traceTexts[static_cast<std::size_t>(objectClass)]);
+          namesOf(objectClass).traceText);
 }
 
 int lineOfObjectClass() {
     return findClassLine().line;
+}
+
+const ClassNames* classNamed(std::string_view name) {
+    const auto found =
+        std::find_if(classTable.begin(), classTable.end(), [name](const ClassNames& names) {
+            return !names.spelling.empty() && equalIgnoringCase(name, names.name);
+        });
+    return found == classTable.end() ? nullptr : &*found;
 }

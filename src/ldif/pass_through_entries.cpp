@@ -6,7 +6,7 @@
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
-#include "entry/text.h"
+#include "entry/filters.h"
 #include "ldif/run_files.h"
 
 namespace {
@@ -34,7 +34,7 @@ PassedLine kindOf(std::string_view line, bool entryHasBegun) {
     if (isCommentLine(line)) {
         return PassedLine::COMMENT;
     }
-    return holdsEntryIdentifier(line) ? PassedLine::IDENTIFIER : PassedLine::KEPT;
+    return passThroughDrops(line) ? PassedLine::DROPPED : PassedLine::KEPT;
 }
 
 void passLine(PassedLine kind, std::string_view line) {
@@ -62,7 +62,7 @@ int visitPassedLines(LineReader& stream,
         if (kind == PassedLine::BLANK_BEHIND) {
             break;
         }
-        entryHasBegun = entryHasBegun || kind == PassedLine::IDENTIFIER || kind == PassedLine::KEPT;
+        entryHasBegun = entryHasBegun || kind == PassedLine::DROPPED || kind == PassedLine::KEPT;
     }
     return result;
 }
@@ -74,15 +74,4 @@ void moveNextObjectToOutputLDIFFile(LineReader& stream) {
     // last one of an export.
     visitPassedLines(stream, passLine);
     trace("moveNextObjectToOutputLDIFFile():  FUNCTION EXIT   \n");
-}
-
-bool isEntryIdentifier(std::string_view colonPrefix, std::string_view tail) {
-    return (colonPrefix.ends_with("KVO-ENTRYUUID:") || colonPrefix.ends_with("kvo-entryuuid:")) &&
-           tail.starts_with(' ');
-}
-
-bool holdsEntryIdentifier(std::string_view text) {
-    return someColonPrefix(text, [text](std::string_view colonPrefix) {
-        return isEntryIdentifier(colonPrefix, text.substr(colonPrefix.size()));
-    });
 }

@@ -11,7 +11,7 @@
 #include "ldif/line_reader.h"
 
 // What a line, or a piece of one, is to an entry that is passed on.
-enum class PassedLine : std::uint8_t { BLANK_BEFORE, COMMENT, IDENTIFIER, KEPT, BLANK_BEHIND };
+enum class PassedLine : std::uint8_t { BLANK_BEFORE, COMMENT, DROPPED, KEPT, BLANK_BEHIND };
 
 // Reads the next entry of `stream` and the blank line behind it. Gives `take` each line as it was
 // read, and what it is. Returns what reading the last line has returned.
@@ -21,11 +21,3 @@ int visitPassedLines(LineReader& stream,
 // Copies the next entry of `stream` to `ofp`, and an empty line behind it unless the file ends
 // there. A failed write ends the process.
 void moveNextObjectToOutputLDIFFile(LineReader& stream);
-
-// Whether a line up to one of its colons ends in the name of the directory's entry identifier, in
-// one of the two spellings that the export has, and a blank stands behind it. Other spellings are
-// left alone.
-bool isEntryIdentifier(std::string_view colonPrefix, std::string_view tail);
-
-// Whether a text holds one anywhere.
-bool holdsEntryIdentifier(std::string_view text);

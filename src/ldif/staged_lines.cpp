@@ -4,9 +4,9 @@
 #include <string>
 
 #include "entry/attribute_lookup.h"
+#include "entry/filters.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
-#include "ldif/pass_through_entries.h"
 
 namespace {
 
@@ -55,8 +55,11 @@ bool belongsInOutput() {
 }
 
 void visitOutputLines(std::string_view attributes, const StagedLinesTaker& take) {
+    const auto isDropped = [](std::string_view colonPrefix, std::string_view tail) {
+        return passThroughDrops(colonPrefix, tail);
+    };
     visitLines(
-        attributes, isEntryIdentifier, [](std::string_view) { return std::string_view(); }, take);
+        attributes, isDropped, [](std::string_view) { return std::string_view(); }, take);
 }
 
 void visitWorkFileLines(std::string_view attributes, const StagedLinesTaker& take) {

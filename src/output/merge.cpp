@@ -1,7 +1,5 @@
 #include "output/merge.h"
 
-#include <algorithm>
-#include <array>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -10,16 +8,12 @@
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
 #include "entry/entry.h"
+#include "entry/filters.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
 #include "output/name_search.h"
 
 namespace {
-
-constexpr std::array<std::string_view, 14> dropList = {
-    "objectclass:",  "objectClass:",  "KVO-ENTRYUUID:", "kvo-entryuuid:", "control:", "Control:",
-    "aclpropagate:", "aclPropagate:", "aclentry:",      "aclEntry:",      "acl:",     "ACL:",
-    "aci:",          "ACI:"};
 
 void findLines(EntryView entry, Lines& lines) {
     lines.clear();
@@ -202,12 +196,6 @@ void traceMerged() {
 
 bool isDnName(std::string_view name) {
     return name == "dn:" || name == "DN:";
-}
-
-bool isOnDropList(std::string_view name) {
-    constexpr std::string_view initials = "oKkcCaA";  // few other names begin so
-    return initials.find(name.front()) != std::string_view::npos &&
-           std::find(dropList.begin(), dropList.end(), name) != dropList.end();
 }
 
 void mergeObjects(EntryView inputObject1, EntryView inputObject2) {

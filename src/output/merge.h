@@ -16,7 +16,5 @@
 // `object`. Ends the process when an input is empty or a line has no colon.
 void mergeObjects(EntryView inputObject1, EntryView inputObject2);
 
-// Whether a line of this name, its colon included, is a DN, which the entry that leads keeps, or is
-// named for one of those that are not merged.
+// Whether a line of this name, its colon included, is a DN, which the first entry keeps.
 bool isDnName(std::string_view name);
-bool isOnDropList(std::string_view name);

@@ -15,13 +15,6 @@ std::string cnFromSecGroupObject;
 
 namespace {
 
-// The two spellings of a naming attribute, both of one length, in the order in which they are
-// looked for on a line.
-struct NamingAttribute {
-    std::string_view first;
-    std::string_view second;
-};
-
 // The domain of users and groups is the first component of the owner DN, all of it when it has
 // only one.
 std::string_view firstComponent(int /*owner*/, std::string_view ownerDn) {
@@ -73,7 +66,7 @@ struct Finder {
 const Finder principalNameFinder = {
     "learnPrincipalNameFromSecUserObject",
     secUser_matrix,
-    {"principalName:", "principalname:"},
+    principalNameAttribute,
     principalName,
     "learnPrincipalNameFromSecUserObject(): FUNCTION %s  \n",
     "learnPrincipalNameFromSecUserObject(): ",
@@ -84,7 +77,7 @@ const Finder principalNameFinder = {
     "secUser principal name"};
 const Finder cnFinder = {"learnCNFromSecGroupObject",
                          secGroup_matrix,
-                         {"cn:", "CN:"},
+                         cnAttribute,
                          cnFromSecGroupObject,
                          "learnCNFromSecGroupObject():  FUNCTION %s \n",
                          "",
@@ -131,12 +124,11 @@ std::string nameProblem(EntryView entry, const NamingAttribute& attribute) {
         return format(R"(has no name behind the first "%s" or "%s" in it)", attribute.first,
                       attribute.second);
     }
-    const auto withoutColon = [](std::string_view name) { return name.substr(0, name.size() - 1); };
     for (int i = 0; i < entry.lineCount(); ++i) {
         const std::string_view name = entry.line(i).substr(0, attribute.first.size());
         if (equalIgnoringCase(name, attribute.first)) {
-            return format(R"(has its %s spelled "%s"; write "%s")", withoutColon(attribute.first),
-                          withoutColon(name), withoutColon(attribute.first));
+            return format(R"(has its %s spelled "%s"; write "%s")", attribute.name(),
+                          name.substr(0, name.size() - 1), attribute.name());
         }
     }
     return {};

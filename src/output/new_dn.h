@@ -14,6 +14,19 @@
 
 #include "entry/entry.h"
 
+// The attribute that names users, or groups, in its two spellings, both of one length. Each line is
+// searched for the first of them before the second.
+struct NamingAttribute {
+    std::string_view first;  // with its colon
+    std::string_view second;
+
+    constexpr std::string_view name() const {
+        return first.substr(0, first.size() - 1);
+    }
+};
+inline constexpr NamingAttribute principalNameAttribute = {"principalName:", "principalname:"};
+inline constexpr NamingAttribute cnAttribute = {"cn:", "CN:"};
+
 // The naming value found last; empty when there was none. Written by the finder of its kind.
 extern std::string principalName;
 extern std::string cnFromSecGroupObject;

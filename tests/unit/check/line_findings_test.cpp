@@ -94,8 +94,8 @@ TEST_F(LineFindingsTest, FromFourThousandAndNinetyFiveBytesOnALineIsTooLong) {
 
 TEST_F(LineFindingsTest, ALineDroppedForItsOwnNameIsCountedAlone) {
     read("dn: a\naclEntry: x\n\n");
-    dropLine("aclEntry: x", 1, filteredNames);
-    dropLine("KVO-EntryUUID: x", 1, filteredNames);
+    dropLine("aclEntry: x", 1, FROM_UNMERGED);
+    dropLine("KVO-EntryUUID: x", 1, FROM_UNMERGED);
     EXPECT_EQ(linesOfRule(Rule::ACCESS_CONTROL), 1U);
     EXPECT_EQ(linesOfRule(Rule::ENTRY_IDENTIFIERS), 1U);
     EXPECT_EQ(totalOfAllKinds(), 0U);
@@ -103,10 +103,10 @@ TEST_F(LineFindingsTest, ALineDroppedForItsOwnNameIsCountedAlone) {
 
 TEST_F(LineFindingsTest, ALineDroppedForAnotherNameIsTold) {
     read("dn: a\n b\nmotto: mind the acl: x\n\n");
-    dropLine("motto: mind the acl: x", 1, filteredNames);
+    dropLine("motto: mind the acl: x", 1, FROM_UNMERGED);
     EXPECT_EQ(linesOfRule(Rule::FILTERED_WORDS), 1U);
     EXPECT_EQ(lineOf(FindingType::FILTERED_WORD), 3);
-    dropLine("oldacl: x", 1, filteredNames);
+    dropLine("oldacl: x", 1, FROM_UNMERGED);
     EXPECT_EQ(total(FindingType::FILTERED_WORD), 2U);
 }
 

@@ -4,8 +4,6 @@
 
 #include <string_view>
 
-#include "entry/filters.h"
-
 namespace {
 
 constexpr std::string_view twoNames[] = {"acl:", "control:"};
@@ -36,17 +34,6 @@ TEST(NameSet, MayHoldOneNameOrNone) {
     EXPECT_TRUE(NameSet({&colon, 1}).matches("x:"));
     EXPECT_TRUE(NameSet({&colon, 1}).matches(":"));
     EXPECT_FALSE(NameSet({&colon, 1}).matches("x"));
-}
-
-TEST(Filters, DifferInControlsAlone) {
-    for (const std::string_view colonPrefix : {"kvo-entryuuid:", "KVO-ENTRYUUID:", "aclEntry:",
-                                               "aci:", "acl:", "oracl:", "description: aci:"}) {
-        EXPECT_TRUE(unmergedFilter.matches(colonPrefix)) << colonPrefix;
-        EXPECT_TRUE(mergedFilter.matches(colonPrefix)) << colonPrefix;
-    }
-    EXPECT_TRUE(unmergedFilter.matches("Control:"));
-    EXPECT_FALSE(mergedFilter.matches("Control:"));
-    EXPECT_FALSE(unmergedFilter.matches("aclPropagate:"));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "entry/text.h"
 #include "support/entry_fixture.h"
 
 namespace {
@@ -143,6 +144,29 @@ TEST_F(ObjectClassFixture, FirstWordsOfOtherKindsHideNothing) {
               CONTAINER_OBJECTCLASS);
     EXPECT_EQ(classOf({"dn: cn=a\n", "objectclass: top \n"}), UNINTERESTING_OBJECTCLASS);
     EXPECT_EQ(classOf({"dn: cn=a\n", "objectclass:secUser"}), UNINTERESTING_OBJECTCLASS);
+}
+
+TEST(ClassNamed, FindsTheClassesThatALineCanNameInAnyCase) {
+    ASSERT_NE(classNamed("SECuser"), nullptr);
+    EXPECT_EQ(classNamed("SECuser")->code, SECUSER_OBJECTCLASS);
+    ASSERT_NE(classNamed("container"), nullptr);
+    EXPECT_EQ(classNamed("container")->code, CONTAINER_OBJECTCLASS);
+    EXPECT_EQ(classNamed("secUsers"), nullptr);
+    EXPECT_EQ(classNamed("other"), nullptr);
+    EXPECT_EQ(classNamed("resCredsContainer"), nullptr);
+    EXPECT_EQ(classNamed(""), nullptr);
+}
+
+TEST(ClassTable, SpellsEachClassByItsNameAndInBase64) {
+    for (const ClassNames& names : classTable) {
+        if (!names.spelling.empty()) {
+            EXPECT_EQ(names.spelling, " " + std::string(names.name));
+            EXPECT_TRUE(equalIgnoringCase(names.spelling, names.otherSpelling));
+        }
+        if (!names.base64.empty()) {
+            EXPECT_EQ(names.base64.size(), (names.name.size() + 2) / 3 * 4) << names.name;
+        }
+    }
 }
 
 }  // namespace

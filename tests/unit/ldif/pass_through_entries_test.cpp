@@ -112,12 +112,4 @@ TEST_F(PassThrough, EveryLineIsTracedWithItsMeaning) {
                   "moveNextObjectToOutputLDIFFile():  FUNCTION EXIT   \n");
 }
 
-TEST(EntryIdentifier, IsFoundAnywhereInTwoSpellings) {
-    EXPECT_TRUE(isEntryIdentifier("KVO-ENTRYUUID:", " 1"));
-    EXPECT_TRUE(isEntryIdentifier("x kvo-entryuuid:", "  "));
-    EXPECT_FALSE(isEntryIdentifier("Kvo-EntryUUID:", " 1"));
-    EXPECT_FALSE(isEntryIdentifier("kvo-entryuuid:", "1"));
-    EXPECT_FALSE(isEntryIdentifier("kvo-entryuuid:", ""));
-}
-
 }  // namespace
