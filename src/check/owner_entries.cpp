@@ -103,7 +103,7 @@ void reportDomain(const Owner& owner) {
 // A policy's new DN names the domain that stands first in its old one.
 void reportPolicyDomain(const Owner& owner) {
     const std::string_view dn = object.line(0);
-    const std::string_view domain = isInDefaultDomain(dn) ? std::string_view() : domainOfPolicy(dn);
+    const std::string_view domain = domainOfPolicy(dn).domain;
     const bool isTold = owner.has(HAS_BLANK_IN_POLICY);
     if (!isTold && !equalIgnoringCase(domain, domainOf(owner))) {
         reportEntry(FindingType::WRONG_DOMAIN,
@@ -176,7 +176,7 @@ void countPolicy(const Owner& owner) {
     constexpr std::string_view container =
         "objectclass: container\nobjectclass: top\ncn: Policies\n\n";
     const std::string_view dn = object.line(0);
-    const std::string_view domain = isInDefaultDomain(dn) ? std::string_view() : domainOfPolicy(dn);
+    const std::string_view domain = domainOfPolicy(dn).domain;
     countOutput(newPolicyDnLine({}, domain).size() + containerPrefix.size() +
                 newUserDnLine({}, domainOf(owner)).size() + container.size());
 }
@@ -268,7 +268,8 @@ LineSum policyLines(bool isBroken) {
 // A policy spells its domain in its own way, which its new DN keeps.
 LineSum policyDomain() {
     const std::string_view dn = object.line(0);
-    return isInDefaultDomain(dn) ? LineSum() : LineSum(digestOfLine(domainOfPolicy(dn)));
+    const std::string_view domain = domainOfPolicy(dn).domain;
+    return domain.data() == nullptr ? LineSum() : LineSum(digestOfLine(domain));
 }
 
 bool hasBase64Dn() {
@@ -291,8 +292,8 @@ bool namesOwner(Part part, bool isGroup) {
                               "its DN has no comma, so that it belongs to nobody");
                 return false;
             }
-            if (part == Part::POLICY && !isInDefaultDomain(object.line(0)) &&
-                domainOfPolicy(object.line(0)).data() == nullptr) {
+            if (part == Part::POLICY &&
+                domainOfPolicy(object.line(0)).problem != DomainProblem::NONE) {
                 reportMissing(FindingType::MISSING_DOMAIN, "its DN names no domain");
                 return false;
             }

@@ -15,12 +15,6 @@ std::string cnFromSecGroupObject;
 
 namespace {
 
-// The domain of users and groups is the first component of the owner DN, all of it when it has
-// only one.
-std::string_view firstComponent(int /*owner*/, std::string_view ownerDn) {
-    return ownerDn.substr(0, ownerDn.find(','));
-}
-
 // What a message calls the policy in slot `index`. Its DN was taken from the first line of its
 // entry, whatever that is.
 std::string policyName(int index, std::string_view policyDn) {
@@ -28,20 +22,22 @@ std::string policyName(int index, std::string_view policyDn) {
     return policy.empty() || isDnShown(policy) ? quoted(policyDn) : entryName(policy);
 }
 
-// The domain of a policy stands anywhere in its DN.
-std::string_view secAuthorityComponent(int index, std::string_view policyDn) {
-    if (dostristr(policyDn, "secauthority") == nullptr) {
-        fail({}, format("createNewSecPolicyDN(): Missing secAuthority in dn: %s\n", policyDn),
-             migrationFailed(format("the policy %s has no secAuthority in its DN",
-                                    policyName(index, policyDn))));
+std::string_view requireDomainOfPolicy(int index, std::string_view policyDn) {
+    const PolicyDomain found = domainOfPolicy(policyDn);
+    if (found.problem == DomainProblem::NONE) {
+        return found.domain;
     }
-    const std::string_view domain = domainOfPolicy(policyDn);
-    if (domain.data() == nullptr) {
-        fail({}, {},
-             migrationFailed(format("the policy %s has nothing behind its secAuthority",
-                                    policyName(index, policyDn))));
-    }
-    return domain;
+    const bool isNamed = found.problem == DomainProblem::NOTHING_BEHIND;
+    fail(
+        {},
+        isNamed ? "" : format("createNewSecPolicyDN(): Missing secAuthority in dn: %s\n", policyDn),
+        migrationFailed(
+            format("the policy %s has %s", policyName(index, policyDn),
+                   isNamed ? "nothing behind its secAuthority" : "no secAuthority in its DN")));
+}
+
+std::string_view requireDomainOfOwner(int /*index*/, std::string_view ownerDn) {
+    return domainOfOwner(ownerDn);
 }
 
 std::string_view orNull(std::string_view text) {
@@ -176,16 +172,16 @@ struct Builder {
     const Finder& finder;
     std::string_view head;  // what stands before the name in the new DN line
     std::string_view tail;  // and behind it, up to the domain
-    std::string_view (*domainComponent)(int index, std::string_view oldDn);
+    std::string_view (*requireDomain)(int index, std::string_view oldDn);
 };
 
 const Builder userBuilder = {"createNewSecUserDN", principalNameFinder,
-                             "dn: principalName=", ",cn=Users,", firstComponent};
+                             "dn: principalName=", ",cn=Users,", requireDomainOfOwner};
 const Builder groupBuilder = {"createNewSecGroupDN", cnFinder, "dn: cn=", ",cn=Groups,",
-                              firstComponent};
+                              requireDomainOfOwner};
 const Builder policyBuilder = {"createNewSecPolicyDN", principalNameFinder,
                                "dn: cn=Policy,cn=Policies,principalName=", ",cn=Users,",
-                               secAuthorityComponent};
+                               requireDomainOfPolicy};
 
 // The new DN line of the entry `name`; `domain` is null in the default one.
 std::string dnLine(const Builder& builder, std::string_view name, std::string_view domain) {
@@ -207,9 +203,7 @@ std::string newDnLine(const Builder& builder, int index, std::string_view oldDn)
         trace("%s():  %s FAILED.  Returning ERROR. \n", builder.function, builder.finder.function);
         return {};
     }
-    const std::string_view domain =
-        isInDefaultDomain(oldDn) ? std::string_view() : builder.domainComponent(index, oldDn);
-    std::string tempDN = dnLine(builder, builder.finder.value, domain);
+    std::string tempDN = dnLine(builder, builder.finder.value, builder.requireDomain(index, oldDn));
     trace("%s():  The output DN is:  %s \n", builder.function, tempDN);
     return tempDN;
 }
@@ -250,15 +244,24 @@ std::string nameProblemOfGroup(EntryView group) {
     return nameProblem(group, cnFinder.attribute);
 }
 
-std::string_view domainOfPolicy(std::string_view policyDn) {
+std::string_view domainOfOwner(std::string_view ownerDn) {
+    return isInDefaultDomain(ownerDn) ? std::string_view() : ownerDn.substr(0, ownerDn.find(','));
+}
+
+PolicyDomain domainOfPolicy(std::string_view policyDn) {
+    if (isInDefaultDomain(policyDn)) {
+        return {};
+    }
     const char* found = dostristr(policyDn, "secauthority");
     if (found == nullptr) {
-        return {};
+        return {{}, DomainProblem::NOT_NAMED};
     }
     const std::string_view rest =
         policyDn.substr(static_cast<std::size_t>(found - policyDn.data()));
     const std::size_t comma = rest.find(',');
-    return comma == std::string_view::npos ? std::string_view() : rest.substr(0, comma);
+    return comma == std::string_view::npos
+               ? PolicyDomain{{}, DomainProblem::NOTHING_BEHIND}
+               : PolicyDomain{rest.substr(0, comma), DomainProblem::NONE};
 }
 
 std::string newUserDnLine(std::string_view name, std::string_view domain) {

@@ -9,6 +9,7 @@
 // old DN in its slot, once.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -45,12 +46,22 @@ std::string nameProblemOfGroup(EntryView group);
 // Whether the owner, or policy, of this old DN is in the default domain.
 bool isInDefaultDomain(std::string_view dn);
 
-// The domain that a policy's old DN names first, such as "secAuthority=Sales"; null when it names
-// none in front of a comma.
-std::string_view domainOfPolicy(std::string_view policyDn);
+// The domain of an owner by its old DN, such as "secAuthority=Sales": the first component, all of
+// the DN when it has only one; null in the default domain.
+std::string_view domainOfOwner(std::string_view ownerDn);
+
+enum class DomainProblem : std::uint8_t { NONE, NOT_NAMED, NOTHING_BEHIND };
+
+// The domain of a policy: what its old DN names first; null in the default domain, and where there
+// is a problem.
+struct PolicyDomain {
+    std::string_view domain;
+    DomainProblem problem = DomainProblem::NONE;
+};
+PolicyDomain domainOfPolicy(std::string_view policyDn);
 
 // The new DN line of the user or group `name`, or of the policy of the user `name`, in domain
-// `domain`, such as "secAuthority=Sales"; in the default domain when that is null.
+// `domain`; in the default domain when that is null.
 std::string newUserDnLine(std::string_view name, std::string_view domain);
 std::string newGroupDnLine(std::string_view name, std::string_view domain);
 std::string newPolicyDnLine(std::string_view name, std::string_view domain);

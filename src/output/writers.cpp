@@ -1,41 +1,31 @@
 #include "output/writers.h"
 
-#include <array>
-#include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "cache/object_cache.h"
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
 #include "entry/entry.h"
-#include "entry/filters.h"
-#include "entry/text.h"
 #include "ldif/entry_reader.h"
 #include "ldif/run_files.h"
-#include "output/merge.h"
+#include "output/record.h"
 
 namespace {
-
-constexpr int SECUSER_MATRIX_NUMBER_OF_COLUMNS = 50;  // as traced; rows have no such limit
 
 // A writer, as its traces and errors name it.
 struct Writer {
     std::string_view function;
     std::string_view missingDnTail;  // how the echo of a missing DN ends
-    std::string_view merged = {};    // what it merges
     bool echoesMergedRows = false;
     bool tracesLines = false;
 };
 
-constexpr Writer userWriter = {"writeSecUserAddToOutputFile", "EXITING.\n",
-                               "the secUser and secMap", true, true};
+constexpr Writer userWriter = {"writeSecUserAddToOutputFile", "EXITING.\n", true, true};
 constexpr Writer containerWriter = {"writePolicyContainerAddToOutputFile", "EXITING.\n"};
 constexpr Writer policyWriter = {"writeSecPolicyAddToOutputFile", "EXITING.\n"};
-constexpr Writer groupWriter = {"writeSecGroupAddToOutputFile", "EXITING.  \n",
-                                "secGroup and secMap"};
+constexpr Writer groupWriter = {"writeSecGroupAddToOutputFile", "EXITING.  \n"};
 
 void traceEntry(const Writer& writer) {
     trace("%s():  FUNCTION ENTRY.  \n", writer.function);
@@ -63,135 +53,90 @@ int write(const Writer& writer, OutputFile& stream, std::string_view text) {
     return 0;
 }
 
-// Writes lines `first` to `last` - 1 of the entry.
-int writeRun(const Writer& writer, OutputFile& stream, EntryView entry, int first, int last) {
+// Writes lines of the entry that a record is made of.
+int writeRun(const Writer& writer, OutputFile& stream, EntryView entry, const LineRun& run) {
     if (writer.tracesLines && debug) {
-        for (int i = first; i < last; ++i) {
+        for (int i = run.first; i < run.end; ++i) {
             trace("Writing object[%d] = %s", i, entry.line(i));
         }
     }
-    return first < last ? write(writer, stream, entry.lines(first, last)) : 0;
-}
-
-// Writes all lines of the entry but its old DN line, in runs between those that the filter drops.
-int writeLines(const Writer& writer, OutputFile& stream, EntryView entry, const NameSet& filter) {
-    int first = 1;
-    const bool failed = someColonPrefix(
-        entry, [&filter](std::string_view colonPrefix) { return filter.matches(colonPrefix); },
-        [&](int line, std::string_view, std::string_view) {
-            if (line < first) {
-                return false;
-            }
-            const int result = writeRun(writer, stream, entry, first, line);
-            first = line + 1;
-            return result != 0;
-        });
-    return failed ? -1 : writeRun(writer, stream, entry, first, entry.lineCount());
+    return write(writer, stream, run.text);
 }
 
 int endRecord(const Writer& writer, OutputFile& stream) {
     return write(writer, stream, "\n");
 }
 
-// Merges the entry of the owner in slot `index` with its mapping entry.
-void mergeWithMapping(const Writer& writer, const Matrix& entries, const Matrix& mappings,
-                      int index, std::string_view newDnLine) {
+// Ends the process unless the owner has both an entry and a mapping entry.
+void requireEntries(const Writer& writer, const Matrix& entries, const Matrix& mappings, int index,
+                    std::string_view newDnLine) {
     const EntryView entry = entries.row(index);
     const EntryView mapping = mappings.row(index);
-    if (entry.empty() || mapping.empty()) {
-        const std::string error =
-            format("%s():  ERROR:  Passing a NULL pointer to mergeObjects() \n", writer.function);
-        std::string rows;
-        if (writer.echoesMergedRows) {
-            rows = format("%s = %s\n%s = %s\n", entries.name, firstLineOr(entry, "NULL"),
-                          mappings.name, firstLineOr(mapping, "NULL"));
-        }
-        const std::string problem =
-            mapping.empty() ? format("the entry %s has no secMap entry whose secDN names it",
-                                     entry.empty() ? quoted(newDnLine) : entryName(entry))
-                            : format("the secMap entry %s has no owner", entryName(mapping));
-        fail(error, error + rows, migrationFailed(problem));
+    if (!entry.empty() && !mapping.empty()) {
+        return;
     }
-    trace("%s():  Calling mergeObjects() to merge %s \n", writer.function, writer.merged);
-    mergeObjects(entry, mapping);
-    trace("%s():  Returning from mergeObjects() to merge %s \n", writer.function, writer.merged);
+    const std::string error =
+        format("%s():  ERROR:  Passing a NULL pointer to mergeObjects() \n", writer.function);
+    std::string rows;
+    if (writer.echoesMergedRows) {
+        rows = format("%s = %s\n%s = %s\n", entries.name, firstLineOr(entry, "NULL"), mappings.name,
+                      firstLineOr(mapping, "NULL"));
+    }
+    const std::string problem =
+        mapping.empty() ? format("the entry %s has no secMap entry whose secDN names it",
+                                 entry.empty() ? quoted(newDnLine) : entryName(entry))
+                        : format("the secMap entry %s has no owner", entryName(mapping));
+    fail(error, error + rows, migrationFailed(problem));
 }
 
-// What `object` held before the second merge of a user, and the memory for its result after it: in
-// this way each of the two keeps the size that it has once had.
-Entry partiallyMergedSecUser;
-
-// Merges what `object` holds into the user's entry below cn=Users, which leads.
-void mergeWithUsersEntry(EntryView usersEntry) {
-    trace("writeSecUserAddToOutputFile():  A Users secUser object exists. Begin merge. \n"
-          "next_available_object_slot = %d \n"
-          "SECUSER_MATRIX_NUMBER_OF_COLUMNS = %d \n",
-          next_available_object_slot(), SECUSER_MATRIX_NUMBER_OF_COLUMNS);
-    std::swap(partiallyMergedSecUser, object);
-    if (debug) {
-        for (int i = 0; i < partiallyMergedSecUser.lineCount(); ++i) {
-            trace("partiallyMergedSecUser[%d] = %s ", i, partiallyMergedSecUser.line(i));
-        }
-    }
-    mergeObjects(usersEntry, partiallyMergedSecUser);
-}
-
-// Writes the record of the owner in slot `index`: its entry merged with its mapping entry and, if
-// it has one, with the entry that leads.
-int writeOwner(const Writer& writer, OutputFile& stream, const OwnerTable& owners,
-               const Matrix& entries, const Matrix& mappings, EntryView leading, int index) {
+// Begins the record of the owner in slot `index`: writes its DN line.
+int beginRecord(const Writer& writer, OutputFile& stream, const OwnerTable& owners, int index) {
     traceEntry(writer);
-    const std::string_view dn = owners.dn(index);
-    requireDn(writer, owners.name(), dn, index);
-    if (write(writer, stream, dn) != 0) {
-        return -1;
-    }
-    mergeWithMapping(writer, entries, mappings, index, dn);
-    if (!leading.empty()) {
-        mergeWithUsersEntry(leading);
-    }
+    requireDn(writer, owners.name(), owners.dn(index), index);
+    return write(writer, stream, owners.dn(index));
+}
+
+// Writes what the merge has left in `object`, and ends the record.
+int writeMerged(const Writer& writer, OutputFile& stream) {
     if (writer.tracesLines) {
         trace("%s():  Write the remainder of the entry to the output LDIF file \n",
               writer.function);
     }
-    if (writeLines(writer, stream, object, mergedFilter) != 0) {
+    if (visitMergedLines(object, [&](const LineRun& run) {
+            return writeRun(writer, stream, object, run);
+        }) != 0) {
         return -1;
     }
     if (writer.tracesLines) {
         trace("%s():  Finished writing the remainder of the entry to the output LDIF file \n",
               writer.function);
     }
-    if (!leading.empty()) {
-        std::swap(partiallyMergedSecUser, object);
-    }
-    freeObject();
+    freeMergedEntry();
     return endRecord(writer, stream) == 0 ? traceExit(writer) : -1;
 }
 
 }  // namespace
 
 int writeSecUserAddToOutputFile(int index, OutputFile& stream) {
-    return writeOwner(userWriter, stream, secUser_dn, secUser_matrix, secMap_for_secUser_matrix,
-                      Users_secUser_matrix.row(index), index);
+    if (beginRecord(userWriter, stream, secUser_dn, index) != 0) {
+        return -1;
+    }
+    requireEntries(userWriter, secUser_matrix, secMap_for_secUser_matrix, index,
+                   secUser_dn.dn(index));
+    mergeEntriesOfUser(secUser_matrix.row(index), secMap_for_secUser_matrix.row(index),
+                       Users_secUser_matrix.row(index));
+    return writeMerged(userWriter, stream);
 }
 
 int writePolicyContainerAddToOutputFile(int index) {
     traceEntry(containerWriter);
-    const std::string_view userDnLine = secUser_dn.dn(index);
-    requireDn(containerWriter, secUser_dn.name(), userDnLine, index);
-    const std::string_view userDn = userDnLine.substr(userDnLine.find(':') + 1);
-    const std::string dnLine = "dn: cn=Policies," + std::string(withoutLeadingBlanks(userDn));
-
-    // The container is made from nothing, so it alone must ask whether the export has change
-    // types; the text for it may be empty, but keeps its number in the trace. The object classes
-    // are in lower case, unlike the rest of the layout.
-    const std::array<std::string_view, 5> parts = {
-        dnLine, changetypeSeen ? "changetype: add\n" : "", "objectclass: container\n",
-        "objectclass: top\n", "cn: Policies\n\n"};
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        if (ofp.write(parts[i]) != 0) {
+    requireDn(containerWriter, secUser_dn.name(), secUser_dn.dn(index), index);
+    int number = 0;  // an empty text keeps its own in the trace
+    for (const std::string& text : policyContainer(secUser_dn.dn(index), changetypeSeen)) {
+        ++number;
+        if (ofp.write(text) != 0) {
             trace("writePolicyContainerAddToOutputFile():  fputs() #%d failed with rc=-1 \n",
-                  i + 1);
+                  number);
             return -1;
         }
     }
@@ -205,13 +150,21 @@ int writeSecPolicyAddToOutputFile(int index, OutputFile& stream) {
         return traceExit(policyWriter);
     }
     requireDn(policyWriter, "secPolicy_dn", secPolicyDN(index), index);
+    const auto take = [&](const LineRun& run) {
+        return writeRun(policyWriter, stream, policy, run);
+    };
     const bool written = write(policyWriter, stream, secPolicyDN(index)) == 0 &&
-                         writeLines(policyWriter, stream, policy, unmergedFilter) == 0 &&
+                         visitPolicyLines(policy, take) == 0 &&
                          endRecord(policyWriter, stream) == 0;
     return written ? traceExit(policyWriter) : -1;
 }
 
 int writeSecGroupAddToOutputFile(int index, OutputFile& stream) {
-    return writeOwner(groupWriter, stream, secGroup_dn, secGroup_matrix, secMap_for_secGroup_matrix,
-                      {}, index);
+    if (beginRecord(groupWriter, stream, secGroup_dn, index) != 0) {
+        return -1;
+    }
+    requireEntries(groupWriter, secGroup_matrix, secMap_for_secGroup_matrix, index,
+                   secGroup_dn.dn(index));
+    mergeEntriesOfGroup(secGroup_matrix.row(index), secMap_for_secGroup_matrix.row(index));
+    return writeMerged(groupWriter, stream);
 }

@@ -1,8 +1,6 @@
 // The writers: one record of the newer layout each, appended to the output.
 //
-// A record is the new DN line of its slot, the attribute lines that pass the output filter, and
-// an empty line. The filter drops a line that holds an access-control or identifier attribute's
-// name anywhere, in any case; it is a second, looser guard behind the merge.
+// A record is the new DN line of its slot, the lines that record.h gives it, and an empty line.
 #pragma once
 
 #include "ldif/output_file.h"

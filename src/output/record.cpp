@@ -1,0 +1,68 @@
+#include "output/record.h"
+
+#include <utility>
+
+#include "driver/diagnostics/trace.h"
+#include "driver/settings.h"
+#include "entry/text.h"
+#include "output/merge.h"
+
+namespace {
+
+constexpr int SECUSER_MATRIX_NUMBER_OF_COLUMNS = 50;  // as traced; rows have no such limit
+
+// What `object` held before the second merge of a user, and the memory for its result after it: in
+// this way each of the two keeps the size that it has once had.
+Entry partiallyMergedSecUser;
+
+// Traces name the writer that merges, and what.
+void mergeWithMapping(EntryView entry, EntryView mapping, std::string_view writer,
+                      std::string_view merged) {
+    trace("%s():  Calling mergeObjects() to merge %s \n", writer, merged);
+    mergeObjects(entry, mapping);
+    trace("%s():  Returning from mergeObjects() to merge %s \n", writer, merged);
+}
+
+// Merges what `object` holds into the user's entry below cn=Users, which leads.
+void mergeWithUsersEntry(EntryView usersEntry) {
+    trace("writeSecUserAddToOutputFile():  A Users secUser object exists. Begin merge. \n"
+          "next_available_object_slot = %d \n"
+          "SECUSER_MATRIX_NUMBER_OF_COLUMNS = %d \n",
+          next_available_object_slot(), SECUSER_MATRIX_NUMBER_OF_COLUMNS);
+    std::swap(partiallyMergedSecUser, object);
+    if (debug) {
+        for (int i = 0; i < partiallyMergedSecUser.lineCount(); ++i) {
+            trace("partiallyMergedSecUser[%d] = %s ", i, partiallyMergedSecUser.line(i));
+        }
+    }
+    mergeObjects(usersEntry, partiallyMergedSecUser);
+}
+
+}  // namespace
+
+void mergeEntriesOfUser(EntryView user, EntryView mapping, EntryView usersEntry) {
+    mergeWithMapping(user, mapping, "writeSecUserAddToOutputFile", "the secUser and secMap");
+    if (!usersEntry.empty()) {
+        mergeWithUsersEntry(usersEntry);
+    }
+}
+
+void mergeEntriesOfGroup(EntryView group, EntryView mapping) {
+    mergeWithMapping(group, mapping, "writeSecGroupAddToOutputFile", "secGroup and secMap");
+}
+
+void freeMergedEntry() {
+    if (!partiallyMergedSecUser.empty()) {
+        std::swap(partiallyMergedSecUser, object);
+        partiallyMergedSecUser.clear();
+    }
+    freeObject();
+}
+
+std::array<std::string, 5> policyContainer(std::string_view userDnLine, bool hasChangetype) {
+    const std::string_view userDn = userDnLine.substr(userDnLine.find(':') + 1);
+    // The object classes are in lower case, unlike the rest of the layout.
+    return {"dn: cn=Policies," + std::string(withoutLeadingBlanks(userDn)),
+            hasChangetype ? "changetype: add\n" : "", "objectclass: container\n",
+            "objectclass: top\n", "cn: Policies\n\n"};
+}

@@ -1,0 +1,67 @@
+// Records: what the lines of the newer layout are, whoever wants them.
+//
+// A record is a new DN line, lines, and an empty line. The lines of a user or group are those of
+// its merged entries, the lines of a policy those of its entry, both without the old DN line and
+// without what the output filter drops; the filter is a second, looser guard behind the merge. The
+// writers stream these lines, the check digests them.
+#pragma once
+
+#include <array>
+#include <string>
+#include <string_view>
+
+#include "entry/entry.h"
+#include "entry/filters.h"
+#include "entry/names.h"
+
+// Merges the entries of one user, or of one group, into `object`; no user need have an entry below
+// cn=Users, which leads where there is one. None of them may be `object`. Ends the process when an
+// entry is empty or a line has no colon.
+void mergeEntriesOfUser(EntryView user, EntryView mapping, EntryView usersEntry);
+void mergeEntriesOfGroup(EntryView group, EntryView mapping);
+
+// Empties `object` after a merge. Keeps the memory of each of a user's two merges for the next one.
+void freeMergedEntry();
+
+// Lines that stand back to back in an entry, from line `first` to line `end` - 1.
+struct LineRun {
+    std::string_view text;
+    int first;
+    int end;
+};
+
+// Calls `take` with the lines of `entry` that a record has, in runs, until it returns other than 0.
+// Returns what it returned last.
+template <class Take>
+int visitRecordLines(EntryView entry, const NameSet& filter, Take take) {
+    int first = 1;  // behind the old DN line
+    int result = 0;
+    const auto takeUpTo = [&](int end) {
+        return first < end ? take(LineRun{entry.lines(first, end), first, end}) : 0;
+    };
+    someColonPrefix(
+        entry, [&filter](std::string_view colonPrefix) { return filter.matches(colonPrefix); },
+        [&](int line, std::string_view, std::string_view) {
+            if (line >= first) {
+                result = takeUpTo(line);
+                first = line + 1;
+            }
+            return result != 0;
+        });
+    return result != 0 ? result : takeUpTo(entry.lineCount());
+}
+
+template <class Take>
+int visitMergedLines(EntryView merged, Take take) {
+    return visitRecordLines(merged, mergedFilter, take);
+}
+
+template <class Take>
+int visitPolicyLines(EntryView policy, Take take) {
+    return visitRecordLines(policy, unmergedFilter, take);
+}
+
+// The container that holds the policy of a user with this new DN line: its texts, of a line each
+// but for the last one, which holds the empty line, too. `hasChangetype` tells whether the export
+// has change types: then the record, which is made from nothing, gets one, else an empty text.
+std::array<std::string, 5> policyContainer(std::string_view userDnLine, bool hasChangetype);
