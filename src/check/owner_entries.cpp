@@ -24,6 +24,7 @@
 #include "entry/text.h"
 #include "output/merge.h"
 #include "output/new_dn.h"
+#include "output/record.h"
 
 namespace {
 
@@ -252,17 +253,16 @@ Sketch sketchOfObject(bool isBroken) {
 
 // The sum of the lines of a policy but for its first.
 LineSum policyLines(bool isBroken) {
-    LinesDigest digest;
-    visitLines(object.text(), [&](std::string_view line, int index) {
-        const bool isDropped = index > 0 && unmergedFilter.matchesSome(line);
-        if (isDropped) {
-            dropLine(line, index, FROM_UNMERGED);
-        } else if (index > 0) {
-            digest.add(digestOfLine(line));
-        }
-        discountOutput((index == 0 || isDropped) && !isBroken ? line.size() + 1 : 0);
+    dropUnmergedLines(1);
+    TextDigest digest;
+    std::uint64_t bytes = 0;
+    visitPolicyLines(object, [&](const LineRun& run) {
+        digest.add(run.text);
+        bytes += run.text.size();
+        return 0;
     });
-    return digest.sum;
+    discountOutput(isBroken ? 0 : object.text().size() - bytes);
+    return digest.lines().sum;
 }
 
 // A policy spells its domain in its own way, which its new DN keeps.

@@ -25,6 +25,7 @@
 #include "entry/text.h"
 #include "ldif/entry_reader.h"
 #include "ldif/pass_through_entries.h"
+#include "ldif/residue.h"
 #include "ldif/staged_lines.h"
 #include "ldif/work_file.h"
 
@@ -93,18 +94,15 @@ void expectPassedThrough(const TextDigest& text, bool addsInstallDate) {
 // ---- Entries that go to the work file.
 
 void addCredential(bool isBroken) {
+    dropUnmergedLines(0);
     TextDigest digest;
-    int attribute = 0;
-    for (int i = 0; i < object.lineCount(); ++i) {
-        const std::string_view line = object.line(i);
-        if (unmergedFilter.matchesSome(line)) {
-            dropLine(withoutLineEnd(line), attribute, FROM_UNMERGED);
-            discountOutput(isBroken ? 0 : line.size());
-        } else {
-            digest.add(line);
-        }
-        attribute += line.ends_with('\n') ? 1 : 0;
-    }
+    std::uint64_t bytes = 0;
+    visitResidueLines(object, [&](std::string_view line) {
+        digest.add(line);
+        bytes += line.size();
+        return 0;
+    });
+    discountOutput(isBroken ? 0 : object.text().size() - bytes);
     if (expectedEntryTakers.credential != nullptr) {
         expectedEntryTakers.credential({digest.lines().chain, current.offset});
     }
