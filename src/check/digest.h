@@ -17,6 +17,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 std::uint64_t digestOf(std::string_view text);
@@ -80,6 +81,22 @@ struct LinesDigest {
     std::uint32_t count = 0;
 
     void add(std::uint64_t line);
+};
+
+// The lines of a text that arrives in parts, which need not end where lines do. Empty ones do not
+// count: they are no part of an entry.
+class TextDigest {
+public:
+    void add(std::string_view text);
+
+    // Those that have ended.
+    const LinesDigest& lines() const {
+        return lines_;
+    }
+
+private:
+    LinesDigest lines_;
+    std::string rest_;  // the beginning of the next one
 };
 
 // A digest, or a place in a file, in five bytes.

@@ -3,7 +3,6 @@
 #include <malloc.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <optional>
 #include <utility>
 
@@ -11,7 +10,6 @@
 #include "check/digest.h"
 #include "check/failing.h"
 #include "check/findings.h"
-#include "check/places.h"
 #include "driver/settings.h"
 #include "entry/entry.h"
 #include "ldif/entry_reader.h"
@@ -24,16 +22,22 @@ namespace {
 // What a second look reads first: most entries are no longer.
 constexpr std::size_t smallBlock = 512;
 
-CheckedFile exportFile;  // beside the reader's, for places that are looked at again
-LinePlaces linePlaces;
+CheckedFile exportFile;           // beside the reader's, for places that are looked at again
 std::int64_t nextLineNumber = 1;  // of the line that is read next
 int lastResult = 0;               // of the reader
 
 // Has `reader` read the export from its beginning.
 void openReader(LineReader& reader) {
     reader.open(exportFile.openAgain());
-    if (reader.tell() < 0) {
-        exportFile.fail(errno);
+    FilePosition start;
+    if (const int error = reader.getPosition(start); error != 0) {
+        exportFile.fail(error);
+    }
+}
+
+void goTo(LineReader& reader, off_t offset) {
+    if (const int error = reader.setPosition({offset}); error != 0) {
+        exportFile.fail(error);
     }
 }
 
@@ -52,9 +56,7 @@ PartReader openPart(off_t start, off_t end) {
         return part;
     }
     openReader(part.reader);
-    if (part.reader.setPosition({start}) != 0) {
-        exportFile.fail(errno);
-    }
+    goTo(part.reader, start);
     return part;
 }
 
@@ -149,7 +151,6 @@ void locate(off_t start, std::uint32_t linesBefore) {
 // Learns where an oversized entry stands.
 void locateOversized(off_t start) {
     current.isOversized = true;
-    current.isLast = exportFile.size() == current.end;
     visitPieces(start, current.end, nextLineNumber, [](const Piece& piece, std::string_view) {
         if (current.line == 0 && piece.isText()) {
             current.offset = piece.offset;
@@ -245,7 +246,6 @@ void openExport(const std::string& name) {
     nextLineNumber = 1;
     lastResult = 0;
     exportFile.open(name);
-    linePlaces = LinePlaces(exportFile.size());
     // Places in it are kept in five bytes.
     if (exportFile.size() >= static_cast<off_t>(Packed40::most)) {
         failReading(name, "it is too large");
@@ -275,7 +275,7 @@ bool readNextEntry() {
         locate(start, linesBefore);
         current.isInPieces = current.isInPieces || hasFoldedName();
     }
-    linePlaces.note(current.offset, current.line);
+    exportFile.noteLine(current.offset, current.line);
     current.isSplitOff = before.endsInBlanks && current.offset == before.end;
     return true;
 }
@@ -297,14 +297,13 @@ void leaveOutLines(int count, int attributes) {
     current.leftOut += attributes;
 }
 
-void visitOversizedEntry(void (*visit)(std::string_view line)) {
-    visitPieces(current.offset, current.end, current.line,
-                [visit](const Piece& piece, std::string_view text) {
-                    if (piece.isText()) {
-                        visit(text);
-                    }
-                    return true;
-                });
+bool visitOversizedEntry(const std::function<void(PassedLine kind, std::string_view line)>& take) {
+    PartReader part = openPart(current.offset, current.end);
+    const int result = visitPassedLines(part.reader, take);
+    if (result == READ_ERROR) {
+        exportFile.fail(part.reader.error());
+    }
+    return result == 0;
 }
 
 bool readEntryAt(off_t offset) {
@@ -326,9 +325,7 @@ bool readEntryAt(off_t offset) {
     }
     LineReader reader;
     openReader(reader);
-    if (reader.setPosition({offset}) != 0) {
-        exportFile.fail(errno);
-    }
+    goTo(reader, offset);
     const int result = getNextObject(reader);
     if (result == READ_ERROR) {
         exportFile.fail(reader.error());
@@ -338,7 +335,7 @@ bool readEntryAt(off_t offset) {
 }
 
 std::int64_t lineAt(off_t offset) {
-    return linePlaces.lineAt(exportFile, offset);
+    return exportFile.lineAt(offset);
 }
 
 std::int64_t lineOfAttribute(off_t offset, int index) {

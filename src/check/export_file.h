@@ -16,6 +16,7 @@
 
 #include "check/findings.h"
 #include "entry/text.h"
+#include "ldif/pass_through_entries.h"
 
 // A line of the export, or a piece of one that is too long, as the reader sees it.
 struct Piece {
@@ -75,9 +76,9 @@ void visitCurrentPieces(const std::function<bool(const Piece&)>& visit);
 // attributes.
 void leaveOutLines(int count, int attributes);
 
-// Calls `visit` with every line of the oversized entry that is neither blank nor a comment, as the
-// reader divides it.
-void visitOversizedEntry(void (*visit)(std::string_view line));
+// Gives `take` the lines of the current entry, which is oversized, as visitPassedLines does.
+// Returns whether a blank line follows it, rather than the end of the export.
+bool visitOversizedEntry(const std::function<void(PassedLine kind, std::string_view line)>& take);
 
 // After the last entry: reads the entry at `place` once more, into `object`. Returns false when
 // there is none or it is too large.

@@ -14,8 +14,7 @@
 #include "check/owner_entries.h"
 #include "check/owner_records.h"
 #include "check/owners.h"
-#include "check/passed_entries.h"
-#include "check/regrouped_entries.h"
+#include "check/staged_entries.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
 #include "entry/adjustments.h"
@@ -23,10 +22,8 @@
 #include "entry/entry.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
-#include "ldif/staging.h"
+#include "ldif/staged_lines.h"
 #include "output/new_dn.h"
-
-ExpectedEntryTakers expectedEntryTakers;
 
 namespace {
 
@@ -243,9 +240,7 @@ void scanOversizedEntry() {
 void scanExport(const std::string& name, const ExpectedEntryTakers& takers) {
     forgetInventory();
     forgetOwnerEntries();
-    forgetPassedEntries();
-    forgetRegroupedEntries();
-    expectedEntryTakers = takers;
+    beginStagedEntries(takers);
     openExport(name);
     while (readNextEntry()) {
         current.isOversized ? scanOversizedEntry() : scanEntry();

@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "check/expected_entry.h"
+#include "check/staged_entries.h"
 
 // Reads the whole export. Owners and the inventory are forgotten first, findings added to those
 // there are.

@@ -152,3 +152,14 @@ void dropLine(std::string_view line, int index, unsigned drops) {
              format("would drop the attribute %s, because it holds a name that is filtered",
                     nameOf(line, index)));
 }
+
+void dropUnmergedLines(int first) {
+    int attribute = 0;
+    for (int i = 0; i < object.lineCount(); ++i) {
+        const std::string_view line = object.line(i);
+        if (i >= first && unmergedFilter.matchesSome(line)) {
+            dropLine(withoutLineEnd(line), attribute, FROM_UNMERGED);
+        }
+        attribute += line.ends_with('\n') ? 1 : 0;  // else a piece of it is next
+    }
+}

@@ -20,3 +20,7 @@ void reportLongLines();
 // Counts a line of the current entry, its attribute `index`, that is dropped because it holds one
 // of the names that are dropped in these ways; reports it when the name is not the line's own.
 void dropLine(std::string_view line, int index, unsigned drops);
+
+// Does that for the lines of the current entry, as the work file gives it back and from line
+// `first` on, that are dropped from entries which are not merged.
+void dropUnmergedLines(int first);

@@ -12,11 +12,11 @@
 #include <string>
 #include <string_view>
 
+#include "check/comparison.h"
 #include "check/export_file.h"
 #include "check/export_scan.h"
 #include "check/failing.h"
 #include "check/findings.h"
-#include "check/proof.h"
 #include "check/report.h"
 #include "check/surroundings.h"
 #include "driver/diagnostics/format.h"

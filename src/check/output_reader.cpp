@@ -18,15 +18,14 @@ void OutputReader::open(const std::string& name) {
 }
 
 void OutputReader::goTo(const OutputPosition& position) {
-    const off_t ahead = position.offset - offset_;
+    const off_t ahead = position.offset - position_.offset;
     if (ahead >= 0 && ahead <= static_cast<off_t>(end_ - next_)) {
         next_ += static_cast<std::size_t>(ahead);
     } else {
         file_.seek(position.offset);
         next_ = end_ = 0;
     }
-    offset_ = position.offset;
-    line_ = position.line;
+    position_ = position;
 }
 
 // Reads more behind the bytes at hand. Returns whether there are more.
@@ -70,9 +69,9 @@ int OutputReader::readLine() {
         isEmpty_ = isFirst && block.empty();
         isFirst = false;
         next_ += size + (found != nullptr ? 1 : 0);
-        offset_ += static_cast<off_t>(size + (found != nullptr ? 1 : 0));
+        position_.offset += static_cast<off_t>(size + (found != nullptr ? 1 : 0));
         if (found != nullptr) {
-            ++line_;
+            position_.line += position_.line > 0 ? 1 : 0;
             return 0;
         }
         if (available < LineDigest::blockSize) {
@@ -86,8 +85,7 @@ int OutputReader::readLine() {
 bool OutputReader::read(OutputEntry& entry) {
     entry = OutputEntry();
     for (;;) {
-        const off_t offset = offset_;
-        const std::int64_t line = line_;
+        const OutputPosition position = position_;
         if (readLine() != 0) {
             break;
         }
@@ -99,9 +97,11 @@ bool OutputReader::read(OutputEntry& entry) {
             continue;
         }
         if (entry.lines.count == 0) {
-            entry.offset = offset;
-            entry.line = line;
+            entry.offset = position.offset;
             firstLine_ = head_;
+            if (position.line > 0) {
+                file_.noteLine(position.offset, position.line);
+            }
         }
         entry.linesButLast = entry.lines;
         entry.lines.add(digest_.value());

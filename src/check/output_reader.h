@@ -14,15 +14,14 @@
 #include "check/digest.h"
 
 struct OutputEntry {
-    off_t offset = 0;       // of its first line
-    std::int64_t line = 0;  // the number of that line
+    off_t offset = 0;  // of its first line
     LinesDigest lines;
     LinesDigest linesButLast;
     bool endsInInstallDate = false;  // the last line says when the domain was installed
     bool isEnded = false;            // by an empty line
 };
 
-// Where a line begins, and its number.
+// Where a line begins, and its number, or 0 where that is not known.
 struct OutputPosition {
     off_t offset = 0;
     std::int64_t line = 1;
@@ -38,7 +37,7 @@ public:
 
     // The position behind the entry read last.
     OutputPosition position() const {
-        return {offset_, line_};
+        return position_;
     }
 
     // Goes on at another one.
@@ -62,8 +61,7 @@ private:
     std::vector<char> buffer_;
     std::size_t next_ = 0;
     std::size_t end_ = 0;
-    off_t offset_ = 0;       // of the next line
-    std::int64_t line_ = 1;  // its number
+    OutputPosition position_;  // of the next line
     std::string firstLine_;
 
     // The line read last.

@@ -217,19 +217,17 @@ bool lookAtMergedLines(bool isBroken) {
 // The sum of what a policy's record holds behind its DN line, with the domain that its new DN keeps
 // in its own spelling.
 LineSum digestOfPolicy(bool isBroken) {
-    visitLines(object.text(), [](std::string_view line, int index) {
-        if (index > 0 && unmergedFilter.matchesSome(line)) {
-            dropLine(line, index, FROM_UNMERGED);
-        }
-    });
+    dropUnmergedLines(1);
     const std::string_view domain = domainOfPolicy(object.line(0)).domain;
     LineSum sum = domain.data() == nullptr ? LineSum() : LineSum(digestOfLine(domain));
+    TextDigest digest;
     std::uint64_t bytes = 0;
     visitPolicyLines(object, [&](const LineRun& run) {
-        sum += sumOfLines(run.text);
+        digest.add(run.text);
         bytes += run.text.size();
         return 0;
     });
+    sum += digest.lines().sum;
     discountOutput(isBroken ? 0 : object.text().size() - bytes);
     return sum;
 }

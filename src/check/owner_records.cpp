@@ -17,13 +17,14 @@
 #include "check/findings.h"
 #include "check/inventory.h"
 #include "check/owner_entries.h"
-#include "check/regrouped_entries.h"
+#include "check/staged_entries.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"
 #include "entry/entry.h"
 #include "entry/filters.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
+#include "ldif/entry_reader.h"
 #include "output/merge.h"
 #include "output/new_dn.h"
 #include "output/record.h"
@@ -354,7 +355,7 @@ void mergeOwners() {
             countOutput(occurrences * owner.nameSize);
         }
     });
-    if (isChangetypeExpected()) {
+    if (changetypeSeen) {
         constexpr std::string_view line = "changetype: add\n";  // in each policy container
         countOutput(line.size() * inventory.byClass[SECPOLICY_OBJECTCLASS]);
     }

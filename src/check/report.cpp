@@ -8,11 +8,11 @@
 #include <cstddef>
 #include <string_view>
 
+#include "check/compared_output.h"
 #include "check/findings.h"
 #include "check/inventory.h"
 #include "check/json.h"
 #include "check/owners.h"
-#include "check/proof.h"
 #include "check/sizing.h"
 #include "driver/diagnostics/enum_table.h"
 #include "driver/diagnostics/format.h"
@@ -29,15 +29,15 @@ struct Named {
     std::string_view inText;
 };
 
-constexpr std::array<Named<Content>, static_cast<std::size_t>(Content::END)> contentNames = {{
-    {Content::PASSED, "passed", "entries that stay as they are"},
-    {Content::USER, "users", "users"},
-    {Content::CONTAINER, "containers", "policy containers"},
-    {Content::POLICY, "policies", "policies"},
-    {Content::GROUP, "groups", "groups"},
-    {Content::CREDENTIAL, "credentials", "resource credentials"},
+constexpr std::array<Named<RecordKind>, static_cast<std::size_t>(RecordKind::END)> contentNames = {{
+    {RecordKind::PASSED, "passed", "entries that stay as they are"},
+    {RecordKind::USER, "users", "users"},
+    {RecordKind::CONTAINER, "containers", "policy containers"},
+    {RecordKind::POLICY, "policies", "policies"},
+    {RecordKind::GROUP, "groups", "groups"},
+    {RecordKind::CREDENTIAL, "credentials", "resource credentials"},
 }};
-static_assert(isInOrderOf(contentNames, &Named<Content>::value));
+static_assert(isInOrderOf(contentNames, &Named<RecordKind>::value));
 
 constexpr std::array<Named<Rule>, static_cast<std::size_t>(Rule::END)> ruleNames = {{
     {Rule::ENTRY_IDENTIFIERS, "entryIdentifiers", "entry identifiers dropped"},
@@ -179,9 +179,9 @@ std::string severityText(Severity severity, std::string_view heading) {
 
 std::string verificationText() {
     std::string text = format("\n%s%s\n", aligned("demanded", 16), aligned("found", 16));
-    for (std::size_t i = 0; i < balances.size(); ++i) {
-        text += aligned(grouped(balances[i].expected), 16) +
-                aligned(grouped(balances[i].found), 16) + "  " +
+    for (std::size_t i = 0; i < recordCounts.size(); ++i) {
+        text += aligned(grouped(recordCounts[i].expected), 16) +
+                aligned(grouped(recordCounts[i].found), 16) + "  " +
                 std::string(contentNames[i].inText) + '\n';
     }
     text += "\nWhat the rules have changed, in lines:\n\n";
@@ -301,10 +301,10 @@ std::string jsonAfter(const Request& request) {
     beginDocument(json, request);
     json.addText("output", *request.outputName);
     json.beginObject("proof");
-    for (std::size_t i = 0; i < balances.size(); ++i) {
+    for (std::size_t i = 0; i < recordCounts.size(); ++i) {
         json.beginObject(contentNames[i].inJson);
-        json.addNumber("demanded", balances[i].expected);
-        json.addNumber("found", balances[i].found);
+        json.addNumber("demanded", recordCounts[i].expected);
+        json.addNumber("found", recordCounts[i].found);
         json.endObject();
     }
     json.beginObject("rules");

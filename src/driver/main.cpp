@@ -56,7 +56,7 @@ void lockInputOrFail() {
 
 void openTrace() {
     if (openTraceFile(debugFileName) != 0) {
-        fail({}, {}, lockMessage(debugFileName));
+        fail({}, {}, lockMessage(debugFileName, errno));
     }
 }
 
@@ -75,10 +75,9 @@ void switchEcho() {
 }
 
 void openOutput() {
-    if (ofp.openLocked(output_ldif_filename) != 0) {
-        const Message message = lockMessage(output_ldif_filename);
+    if (const int error = ofp.openLocked(output_ldif_filename); error != 0) {
         fail(format("main() - Unable to open output file %s.  Exiting. \n", output_ldif_filename),
-             {}, message);
+             {}, lockMessage(output_ldif_filename, error));
     }
 }
 

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -130,20 +129,19 @@ bool readNextObject(bool& passAnnounced) {
 }
 
 void openWorkFile() {
-    if (tifp.open(temp_input_ldif_filename, O_NOFOLLOW) != 0) {
-        const Message message = openMessage(temp_input_ldif_filename);
-        const std::string error =
+    if (const int error = tifp.open(temp_input_ldif_filename, O_NOFOLLOW); error != 0) {
+        const std::string line =
             format("main():  ERROR:  Unable to open temporary input LDIF file:  %s. \n",
                    temp_input_ldif_filename);
-        fail(error + "                 EXITING \n", error, message);
+        fail(line + "                 EXITING \n", line,
+             openMessage(temp_input_ldif_filename, error));
     }
     requireIntactWorkFile();
     if (hasTheStepOverFilePositionBeenInitialized) {
-        const int returnCode = tifp.setPosition(filePositionOfFirstObjectSteppedOver);
-        if (returnCode != 0) {
-            const Message message = positionMessage("fsetpos()", returnCode);
-            fail(format("main():  fsetpos() failed with rc = %d (dec)  \n", returnCode), {},
-                 message);
+        const int error = tifp.setPosition(filePositionOfFirstObjectSteppedOver);
+        if (error != 0) {
+            fail("main():  fsetpos() failed with rc = -1 (dec)  \n", {},
+                 positionMessage("fsetpos()", error));
         }
         hasTheStepOverFilePositionBeenInitialized = false;
     }
@@ -173,9 +171,8 @@ void readWorkFile() {
     if (mayShortcutsBeTaken()) {
         rememberObjectsSteppedOver(tifp);
     }
-    if (tifp.close() != 0) {
+    if (const int error = tifp.close(); error != 0) {
         // What was blanked in this pass may not be, and would be migrated again.
-        const int error = errno;
         fail({}, {}, {MESSAGE_CANNOT_WRITE, {temp_input_ldif_filename, systemReason(error)}});
     }
 }

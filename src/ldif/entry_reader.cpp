@@ -23,9 +23,8 @@ namespace {
 FilePosition positionBeforeObject(std::string_view function, LineReader& stream) {
     FilePosition position;
     const long offset = stream.tell();
-    const int returnCode = stream.getPosition(position);
-    if (returnCode != 0) {
-        failPosition(function, "fgetpos()", returnCode, positionMessage("fgetpos()", returnCode));
+    if (const int error = stream.getPosition(position); error != 0) {
+        failPosition(function, "fgetpos()", -1, positionMessage("fgetpos()", error));
     }
     trace("%s():  filePositionBeforeReadingObject = %ld  \n", function, offset);
     return position;
@@ -122,16 +121,14 @@ void traceObjectRead(std::string_view function) {
     }
 }
 
-// Copies the entry that begins at `start` to the output: what nobody can regroup must at least not
-// be lost.
+// Goes back to `start` and copies the entry there to the output: what nobody can regroup must at
+// least not be lost.
 void passThroughFrom(const FilePosition& start, LineReader& stream) {
-    const int returnCode = stream.setPosition(start);
-    if (returnCode != 0) {
-        failPosition("getNextObject", "fsetpos()", returnCode,
-                     positionMessage("fsetpos()", returnCode));
+    if (const int error = stream.setPosition(start); error != 0) {
+        failPosition("getNextObject", "fsetpos()", -1, positionMessage("fsetpos()", error));
     }
     freeObject();
-    moveNextObjectToOutputLDIFFile();
+    moveNextObjectToOutputLDIFFile(stream);
 }
 
 }  // namespace
@@ -162,10 +159,10 @@ int getNextObjectFromTemporaryInputLDIFFile(LineReader& stream) {
 
     const int result = gatherLines(stream, WORK_FILE);
     traceObjectRead(function);
-    if (stream.setPosition(filePositionBeforeReadingObject) != 0) {
+    if (const int error = stream.setPosition(filePositionBeforeReadingObject); error != 0) {
         // The number reported is the reader's own result, not the code of the call: whoever
         // knows these messages reads it as "at a blank line" or "at end of file".
-        failPosition(function, "fsetpos()", result, setPositionMessage(stream, result));
+        failPosition(function, "fsetpos()", result, setPositionMessage(stream, error, result));
     }
     filePositionAfterReadingObject.offset = stream.tell();
     trace("getNextObjectFromTemporaryInputLDIFFile():  filePositionBeforeReadingObject = %ld  \n"

@@ -21,37 +21,39 @@ LineReader::~LineReader() {
 }
 
 int LineReader::open(const std::string& name, int flags) {
-    return open(openFile(name, flags));
+    close();
+    File file = openFile(name, flags);
+    if (!file.isOpen()) {
+        return errno;
+    }
+    open(std::move(file));
+    return 0;
 }
 
-int LineReader::open(File file) {
+void LineReader::open(File file) {
     close();
     file_ = std::move(file);
-    if (!file_.isOpen()) {
-        return -1;
-    }
     buffer_.resize(bufferSize);
     positionError_ = ::lseek(file_.descriptor(), 0, SEEK_CUR) < 0 ? errno : 0;
-    return 0;
 }
 
 void LineReader::openText(std::string_view text) {
     close();
-    buffer_.assign(text.begin(), text.end());
-    end_ = buffer_.size();
-    holdsNul_ = text.find('\0') != std::string_view::npos;
     positionError_ = 0;
+    addText(text);
+}
+
+void LineReader::addText(std::string_view text) {
+    buffer_.insert(buffer_.end(), text.begin(), text.end());
+    end_ = buffer_.size();
+    holdsNul_ = holdsNul_ || text.find('\0') != std::string_view::npos;
 }
 
 int LineReader::close() {
-    const int flushed = flush();
-    const int error = errno;
-    const int closed = file_.close();
+    const int flushError = flush();
+    const int closeError = file_.close() == 0 ? 0 : errno;
     *this = LineReader();
-    if (flushed != 0) {
-        errno = error;
-    }
-    return flushed == 0 && closed == 0 ? 0 : -1;
+    return flushError != 0 ? flushError : closeError;
 }
 
 int LineReader::readLine(std::string_view& line) {
@@ -163,8 +165,7 @@ int LineReader::fill() {
 
 int LineReader::getPosition(FilePosition& position) {
     if (positionError_ != 0) {
-        errno = positionError_;
-        return -1;
+        return positionError_;
     }
     position.offset = tell();
     mark_ = next_;
@@ -180,8 +181,11 @@ int LineReader::setPosition(const FilePosition& position) {
         next_ = static_cast<std::size_t>(inBuffer);
         return 0;
     }
-    if (flush() != 0 || ::lseek(file_.descriptor(), position.offset, SEEK_SET) < 0) {
-        return -1;
+    if (const int error = flush(); error != 0) {
+        return error;
+    }
+    if (::lseek(file_.descriptor(), position.offset, SEEK_SET) < 0) {
+        return errno;
     }
     bufferOffset_ = position.offset;
     before_ = '\n';
@@ -205,8 +209,8 @@ std::string_view LineReader::textAtHand(off_t from, off_t to) const {
 int LineReader::overwrite(const FilePosition& position, std::string_view text) {
     const auto overwrittenEnd = overwrittenOffset_ + static_cast<off_t>(overwritten_.size());
     if (position.offset != overwrittenEnd || overwritten_.size() + text.size() > bufferSize) {
-        if (flush() != 0) {
-            return -1;
+        if (const int error = flush(); error != 0) {
+            return error;
         }
         overwrittenOffset_ = position.offset;
     }
@@ -216,8 +220,7 @@ int LineReader::overwrite(const FilePosition& position, std::string_view text) {
 
 int LineReader::flush() {
     if (writeTextAt(file_.descriptor(), overwritten_, overwrittenOffset_) < 0) {
-        error_ = errno;
-        return -1;
+        return error_ = errno;
     }
     overwrittenOffset_ += static_cast<off_t>(overwritten_.size());
     overwritten_.clear();

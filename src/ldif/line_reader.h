@@ -54,17 +54,20 @@ public:
     ~LineReader();
 
     // Opens `name`, which must exist, for reading and writing, with the additional open(2) flags.
-    // Returns 0, or -1 with the reason in errno.
+    // Returns 0 or the error number.
     int open(const std::string& name, int flags = 0);
 
-    // Reads `file`, which is open, from its beginning on. Returns 0, or -1 when it is not open.
-    int open(File file);
+    // Reads `file`, which is open, from its beginning on.
+    void open(File file);
 
     // Reads `text` instead of a file.
     void openText(std::string_view text);
 
-    // Closes the file if it is open. Returns 0, or -1 with the reason in errno when the system has
-    // not taken all that was overwritten.
+    // Adds to the end of such a text.
+    void addText(std::string_view text);
+
+    // Closes the file if it is open. Returns 0, or the error number when the system has not taken
+    // all that was overwritten.
     int close();
     bool isOpen() const {
         return file_.isOpen();
@@ -98,14 +101,14 @@ public:
         return positionError_ == 0 ? bufferOffset_ + static_cast<off_t>(next_) : -1;
     }
 
-    // As fgetpos(3) and fsetpos(3): return 0, or -1 with the reason in errno.
+    // As fgetpos(3) and fsetpos(3), but return 0 or the error number.
     int getPosition(FilePosition& position);
     int setPosition(const FilePosition& position);
 
     // Writes `text` over bytes that have been read, from `position` on; it may reach one byte
     // beyond the file's end. The current position stays. The file has them after flush(), or
     // earlier; so it has when the process ends by exit(3), and for whoever sets the position back.
-    // Both return 0, or -1 with the reason in errno.
+    // Both return 0 or the error number.
     int overwrite(const FilePosition& position, std::string_view text);
     int flush();
 

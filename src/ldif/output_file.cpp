@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "driver/platform/terminal.h"
 
@@ -17,34 +18,37 @@ OutputFile::~OutputFile() {
 
 int OutputFile::open(const std::string& name, int flags) {
     close();
-    file_ = openFile(name, flags);
-    return begin();
+    File file = openFile(name, flags);
+    if (!file.isOpen()) {
+        return errno;
+    }
+    begin(std::move(file));
+    return 0;
 }
 
 int OutputFile::openLocked(const std::string& name) {
     close();
-    file_ = openLockedFile(name);
-    if (file_.isOpen() && state().kind == FileKind::PIPE) {
-        file_.close();
-        errno = ESPIPE;
-        return -1;
+    File file = openLockedFile(name);
+    if (!file.isOpen()) {
+        return errno;
     }
-    return begin();
+    if (stateOf(file.descriptor()).kind == FileKind::PIPE) {
+        return ESPIPE;
+    }
+    begin(std::move(file));
+    return 0;
 }
 
 int OutputFile::empty() {
-    return emptyFile(file_);
+    return emptyFile(file_) == 0 ? 0 : errno;
 }
 
-int OutputFile::begin() {
-    if (!file_.isOpen()) {
-        return -1;
-    }
+void OutputFile::begin(File file) {
+    file_ = std::move(file);
     buffer_.resize(bufferSize);
     used_ = 0;
     error_ = 0;
     isDiscarding_ = false;
-    return 0;
 }
 
 void OutputFile::discard() {

@@ -18,14 +18,14 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
     ~OutputFile();
 
-    // Opens `name` with the additional open(2) flags. Returns 0, or -1 with the reason in errno.
+    // Opens `name` with the additional open(2) flags. Returns 0 or the error number.
     int open(const std::string& name, int flags);
 
-    // Opens `name`, which no other run may write to, as openLockedFile does. Returns 0, or -1 with
-    // the reason in errno: ESPIPE for a pipe, which would take what nobody may ever read.
+    // Opens `name`, which no other run may write to, as openLockedFile does. Returns 0 or the error
+    // number: ESPIPE for a pipe, which would take what nobody may ever read.
     int openLocked(const std::string& name);
 
-    // Removes what the file held when it was opened. Returns 0, or -1 with the reason in errno.
+    // Removes what the file held when it was opened. Returns 0 or the error number.
     int empty();
 
     // From here on, what is written goes nowhere, until another file is opened.
@@ -55,7 +55,7 @@ public:
     }
 
 private:
-    int begin();
+    void begin(File file);
 
     File file_;
     std::vector<char> buffer_;

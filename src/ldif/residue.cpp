@@ -9,7 +9,6 @@
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
 #include "entry/entry.h"
-#include "entry/filters.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
 #include "ldif/entry_reader.h"
@@ -23,14 +22,7 @@ constexpr std::string_view writeFailedLine =
     "copyRemainingObjectsToOutputLDIFFile():  fputs() failed with rc=-1 \n";
 
 int writeObject() {
-    for (int i = 0; i < object.lineCount(); ++i) {
-        const std::string_view line = object.line(i);
-        // Line by line: a continuation line of a dropped attribute is not dropped with it.
-        if (!unmergedFilter.matchesSome(line) && ofp.write(line) != 0) {
-            return -1;
-        }
-    }
-    return 0;
+    return visitResidueLines(object, [](std::string_view line) { return ofp.write(line); });
 }
 
 // Reads the next entry into `object`. Returns false at the end of the work file.
@@ -106,12 +98,11 @@ void copyObjects() {
 
 void copyRemainingObjectsToOutputLDIFFile() {
     trace("copyRemainingObjectsToOutputLDIFFile():  FUNCTION ENTRY  \n");
-    if (tifp.open(temp_input_ldif_filename, O_NOFOLLOW) != 0) {
-        const Message message = openMessage(temp_input_ldif_filename);
+    if (const int error = tifp.open(temp_input_ldif_filename, O_NOFOLLOW); error != 0) {
         fail(format("copyRemainingObjectsToOutputLDIFFile():  ERROR:  Unable to open temporary "
                     "input LDIF file:  %s. \n                 EXITING \n",
                     temp_input_ldif_filename),
-             {}, message);
+             {}, openMessage(temp_input_ldif_filename, error));
     }
     requireIntactWorkFile();
     copyObjects();

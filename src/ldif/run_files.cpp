@@ -1,23 +1,22 @@
 #include "ldif/run_files.h"
 
-#include <cerrno>
-
 #include "driver/settings.h"
 
 LineReader ifp;
 LineReader tifp;
 OutputFile ofp;
 
-Message positionMessage(const char* call, int returnCode) {
-    return {MESSAGE_POSITION_FAILED, {call, std::to_string(returnCode), systemReason(errno)}};
+Message positionMessage(const char* call, int error, int returnCode) {
+    return {MESSAGE_POSITION_FAILED, {call, std::to_string(returnCode), systemReason(error)}};
 }
 
-Message setPositionMessage(const LineReader& stream, int returnCode) {
-    return stream.error() == 0 ? positionMessage("fsetpos()", returnCode) : blankingFailedMessage();
+Message setPositionMessage(const LineReader& stream, int error, int returnCode) {
+    return stream.error() == 0 ? positionMessage("fsetpos()", error, returnCode)
+                               : blankingFailedMessage();
 }
 
-Message openMessage(const std::string& name) {
-    return {MESSAGE_CANNOT_OPEN, {name, systemReason(errno)}};
+Message openMessage(const std::string& name, int error) {
+    return {MESSAGE_CANNOT_OPEN, {name, systemReason(error)}};
 }
 
 Message writeMessage(const std::string& name, const OutputFile& file) {

@@ -27,6 +27,10 @@ bool wasLeftBehind = false;  // written by lockWorkFile
            reasonOfChange(now, "another program has changed or replaced it since the run began")}});
 }
 
+int lockError(const File& file) {
+    return lockFile(file) == 0 ? 0 : errno;
+}
+
 Message cannotOpen(const std::string& name, std::string_view reason) {
     return {MESSAGE_CANNOT_OPEN, {name, std::string(reason)}};
 }
@@ -42,11 +46,10 @@ std::optional<Message> lockInput() {
     if (inputAtStart.kind == FileKind::PIPE) {
         return std::nullopt;
     }
-    if (inputAtStart.kind == FileKind::OTHER) {
-        errno = ENODEV;
-    }
-    const bool isHad = inputAtStart.kind == FileKind::REGULAR && lockFile(lockedInput) == 0;
-    return isHad ? std::nullopt : std::optional(lockMessage(input_ldif_filename));
+    const int error = inputAtStart.kind == FileKind::NONE    ? inputAtStart.error
+                      : inputAtStart.kind == FileKind::OTHER ? ENODEV
+                                                             : lockError(lockedInput);
+    return error == 0 ? std::nullopt : std::optional(lockMessage(input_ldif_filename, error));
 }
 
 off_t inputSize() {
@@ -75,26 +78,27 @@ std::optional<Message> lockWorkFile() {
         lockedWorkFile = openFile(name, O_NOFOLLOW);
     }
     if (!lockedWorkFile.isOpen()) {
-        return lockMessage(name);
+        return lockMessage(name, errno);
     }
     const FileState state = stateOf(lockedWorkFile.descriptor());
     if (state.kind == FileKind::NONE) {
-        return lockMessage(name);
+        return lockMessage(name, state.error);
     }
     // Some file systems give every file to one user, or let everybody write to all of them.
     if (const auto problem = workFileProblem(state); !isNew && !problem.empty()) {
         return cannotOpen(name, problem);
     }
     wasLeftBehind = state.size > 0;
-    return lockFile(lockedWorkFile) == 0 ? std::nullopt : std::optional(lockMessage(name));
+    const int error = lockError(lockedWorkFile);
+    return error == 0 ? std::nullopt : std::optional(lockMessage(name, error));
 }
 
 bool holdsLeftOvers() {
     return wasLeftBehind;
 }
 
-Message lockMessage(const std::string& name) {
-    switch (errno) {
+Message lockMessage(const std::string& name, int error) {
+    switch (error) {
         case EWOULDBLOCK:
             return cannotOpen(name,
                               "another migration is using it, or another program has locked it. "
@@ -104,20 +108,20 @@ Message lockMessage(const std::string& name) {
         case ESPIPE:
             return cannotOpen(name, "it is a pipe; the output must be a file");
         default:
-            return openMessage(name);
+            return openMessage(name, error);
     }
 }
 
 std::string reasonOfChange(const FileState& state, std::string_view other) {
-    const bool isGone = errno == ENOENT || errno == ENOTDIR;
-    return state.kind == FileKind::NONE && !isGone ? systemReason(errno) : std::string(other);
+    const bool isGone = state.error == ENOENT || state.error == ENOTDIR;
+    return state.kind == FileKind::NONE && !isGone ? systemReason(state.error) : std::string(other);
 }
 
 void noteStagedWorkFile() {
     stagedWorkFile = stateOf(lockedWorkFile.descriptor());
     if (stagedWorkFile.kind == FileKind::NONE) {
-        const int error = errno;
-        fail({}, {}, {MESSAGE_CANNOT_READ, {temp_input_ldif_filename, systemReason(error)}});
+        fail({}, {},
+             {MESSAGE_CANNOT_READ, {temp_input_ldif_filename, systemReason(stagedWorkFile.error)}});
     }
     isStaged = true;
     suspectWorkFile(wasLeftBehind);  // what staging fails at, it has found in the export itself

@@ -34,11 +34,11 @@ off_t inputSize();
 // Whether the work file held something when its lock was taken: another run has left it behind.
 bool holdsLeftOvers();
 
-// The message when `name` cannot be had for this run alone; errno gives the reason.
-Message lockMessage(const std::string& name);
+// The message when `name` cannot be had for this run alone because of this error number.
+Message lockMessage(const std::string& name, int error);
 
 // The reason why a file is not the one that it was: `other` is what another program has done to it,
-// unless `state`, from a look that has just failed, shows that the system did not let it be seen.
+// unless `state` shows that the system did not let it be seen.
 std::string reasonOfChange(const FileState& state, std::string_view other);
 
 // Notes the size of the work file, which does not change from here on. Ends the process when it

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <cerrno>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,12 +16,12 @@
 #include "entry/adjustments.h"
 #include "entry/attribute_lookup.h"
 #include "entry/entry.h"
-#include "entry/filters.h"
 #include "entry/object_class.h"
 #include "entry/text.h"
 #include "ldif/entry_reader.h"
 #include "ldif/run_files.h"
 #include "ldif/run_locks.h"
+#include "ldif/staged_lines.h"
 
 namespace {
 
@@ -42,19 +43,19 @@ void writeOrFail(OutputFile& file, std::string_view text) {
 
 // Opened for writing too, although it is only read: an export that cannot be written is refused.
 void openInput() {
-    if (ifp.open(input_ldif_filename) != 0) {
-        const Message message = openMessage(input_ldif_filename);
+    if (const int error = ifp.open(input_ldif_filename); error != 0) {
         fail(format("copyOriginalInputFileToTempInputFile():  Unable to open original input LDIF "
                     "file:  %s.  Exiting. \n",
                     input_ldif_filename),
-             {}, message);
+             {}, openMessage(input_ldif_filename, error));
     }
 }
 
 void openWorkFile() {
     std::optional<Message> problem = lockWorkFile();
-    if (!problem && stagedFile.open(temp_input_ldif_filename, O_APPEND | O_NOFOLLOW) != 0) {
-        problem = lockMessage(temp_input_ldif_filename);
+    if (!problem) {
+        const int error = stagedFile.open(temp_input_ldif_filename, O_APPEND | O_NOFOLLOW);
+        problem = error == 0 ? problem : lockMessage(temp_input_ldif_filename, error);
     }
     if (problem) {
         fail(format("copyOriginalInputFileToTempInputFile():  Unable to open temporary input LDIF "
@@ -72,15 +73,15 @@ void openWorkFile() {
 // positions is known: a run that ends before has destroyed nothing.
 void emptyFiles() {
     FilePosition start;
-    if (const int returnCode = ifp.getPosition(start); returnCode != 0) {
-        fail({}, {}, positionMessage("fgetpos()", returnCode));
+    if (const int error = ifp.getPosition(start); error != 0) {
+        fail({}, {}, positionMessage("fgetpos()", error));
     }
     reportInterruptions({MESSAGE_INTERRUPTED, {output_ldif_filename, temp_input_ldif_filename}});
     if (emptyTraceFile() != 0) {
-        fail({}, {}, openMessage(debugFileName));
+        fail({}, {}, openMessage(debugFileName, errno));
     }
-    if (ofp.empty() != 0) {
-        fail({}, {}, openMessage(output_ldif_filename));
+    if (const int error = ofp.empty(); error != 0) {
+        fail({}, {}, openMessage(output_ldif_filename, error));
     }
 }
 
@@ -93,60 +94,18 @@ int readNextObject() {
     return result;
 }
 
-// The place of the line that holds `at`.
-struct Line {
-    std::size_t start;
-    std::size_t end;  // behind its line feed
-};
-
-Line lineAt(std::string_view lines, std::size_t at) {
-    return {lines.rfind('\n', at) + 1, lines.find('\n', at) + 1};
-}
-
-void writeToOutput(std::string_view attributes) {
-    std::size_t written = 0;
-    someColonPrefix(attributes, [&](std::string_view colonPrefix) {
-        const std::size_t colon = colonPrefix.size() - 1;
-        if (colon >= written &&
-            passThroughDrops(colonPrefix, attributes.substr(colonPrefix.size()))) {
-            const Line line = lineAt(attributes, colon);
-            writeOrFail(ofp, attributes.substr(written, line.start - written));
-            written = line.end;
-        }
-        return false;
-    });
-    writeOrFail(ofp, attributes.substr(written));
-    writeOrFail(ofp, "\n");
-}
-
-// Entry identifiers stay in the work file; they are dropped when the new entries are written.
-void writeToWorkFile(std::string_view attributes) {
-    std::size_t written = 0;
-    someColonPrefix(attributes, [&](std::string_view colonPrefix) {
-        if (colonPrefix.size() > written && isNormalized(colonPrefix)) {
-            const Line line = lineAt(attributes, colonPrefix.size() - 1);
-            writeOrFail(stagedFile, attributes.substr(written, line.start - written));
-            std::string attribute(attributes.substr(line.start, line.end - line.start));
-            commaSpaceEater(attribute);
-            writeOrFail(stagedFile, attribute);
-            written = line.end;
-        }
-        return false;
-    });
-    writeOrFail(stagedFile, attributes.substr(written));
-    writeOrFail(stagedFile, "\n");
-}
-
 void stageObject() {
     determineTheObjectsObjectClass();
     requireAttribute(0);
     const bool writeObjectToLDIFFile = belongsInOutput();
     tweekObjectInObjectArray();
-    if (writeObjectToLDIFFile) {
-        writeToOutput(unfoldedObject());
-    } else {
-        writeToWorkFile(unfoldedObject());
-    }
+    OutputFile& file = writeObjectToLDIFFile ? ofp : stagedFile;
+    const auto write = [&file](std::string_view, std::string_view text) {
+        writeOrFail(file, text);
+    };
+    writeObjectToLDIFFile ? visitOutputLines(unfoldedObject(), write)
+                          : visitWorkFileLines(unfoldedObject(), write);
+    writeOrFail(file, "\n");
 }
 
 // Everything staged must have reached its file before the passes begin to rely on it.
@@ -161,25 +120,6 @@ void finishFiles() {
 }
 
 }  // namespace
-
-bool belongsInOutput() {
-    switch (objectClass) {
-        case UNINTERESTING_OBJECTCLASS:
-        case SECAUTHORITYINFO_OBJECTCLASS:
-        case CONTAINER_OBJECTCLASS:
-            return true;
-        case SECPOLICY_OBJECTCLASS:  // one that is already in the newer layout
-            return dostristr(obtainAttributeFromObjectArray(0), "cn=Policies,secAuthority=") !=
-                   nullptr;
-        default:
-            return false;
-    }
-}
-
-bool isNormalized(std::string_view colonPrefix) {
-    // This one spelling alone: owners are compared without blanks beside their commas anyway.
-    return colonPrefix.ends_with("secdn:");
-}
 
 int copyOriginalInputFileToTempInputFile() {
     trace("copyOriginalInputFileToTempInputFile():  TURNING DEBUG TRACING OFF \n"

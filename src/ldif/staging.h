@@ -8,18 +8,8 @@
 // extended, and its last line taken as it stands.
 #pragma once
 
-#include <string_view>
-
 // Stages the export. Returns 0, or -1 when it could not be read to its end. A file that cannot
 // be opened, positioned or written ends the process, and so does an entry that cannot be adjusted.
 // Nothing in here is traced but its beginning and end, which keeps the trace of a large export
 // small.
 int copyOriginalInputFileToTempInputFile();
-
-// Whether the current entry, whose class is known and which begins with an attribute, goes to the
-// output as it is.
-bool belongsInOutput();
-
-// Whether a line of the work file that has `head`, the line up to one of its colons, loses the
-// blanks beside its commas.
-bool isNormalized(std::string_view colonPrefix);

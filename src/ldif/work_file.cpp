@@ -8,6 +8,7 @@
 #include "driver/diagnostics/failure.h"
 #include "driver/diagnostics/trace.h"
 #include "ldif/run_files.h"
+#include "ldif/work_file_trace.h"
 
 bool hasTheStepOverFilePositionBeenInitialized = false;
 FilePosition filePositionOfFirstObjectSteppedOver;
@@ -41,21 +42,26 @@ void noteSteppedOver(off_t start, off_t end) {
     }
 }
 
+// Here and below, procedures return 0 or -1.
 int goTo(LineReader& stream, const FilePosition& position) {
-    const int returnCode = stream.setPosition(position);
-    // Blank lines that the system has refused on the way are for the caller to tell of.
-    if (returnCode != 0 && stream.error() == 0) {
-        zr_printf_utf8(positionMessage("fsetpos()", returnCode));
+    const int error = stream.setPosition(position);
+    // Blank lines that the system has refused on the way are for the caller to report.
+    if (error != 0 && stream.error() == 0) {
+        zr_printf_utf8(positionMessage("fsetpos()", error));
     }
-    return returnCode;
+    return error == 0 ? 0 : -1;
+}
+
+int overwrite(LineReader& stream, const FilePosition& position, std::string_view text) {
+    return stream.overwrite(position, text) == 0 ? 0 : -1;
 }
 
 // Blanks the lines of the entry, which follow one another without a gap. Nothing in here is traced:
 // a line per blanked line would drown the trace.
 int blankLineByLine(LineReader& stream) {
     FilePosition start;
-    if (const int returnCode = stream.getPosition(start); returnCode != 0) {
-        zr_printf_utf8(positionMessage("fgetpos()", returnCode));
+    if (const int error = stream.getPosition(start); error != 0) {
+        zr_printf_utf8(positionMessage("fgetpos()", error));
         return -1;
     }
     constexpr std::size_t maxAtOnce = 256 * 1024;  // of an entry that may be of any size
@@ -73,7 +79,7 @@ int blankLineByLine(LineReader& stream) {
         }
         objectHasBegun = true;
         if (blanks.size() + nextLine.size() > maxAtOnce) {
-            if (stream.overwrite(start, blanks) != 0) {
+            if (overwrite(stream, start, blanks) != 0) {
                 return -1;
             }
             start.offset += static_cast<off_t>(blanks.size());
@@ -93,7 +99,7 @@ int blankLineByLine(LineReader& stream) {
     if (result == READ_ERROR) {
         return -1;
     }
-    return blanks.empty() ? 0 : stream.overwrite(start, blanks);
+    return blanks.empty() ? 0 : overwrite(stream, start, blanks);
 }
 
 // Blanks the entry that takes up `extent`, with the blank line behind it: the bytes of entries
@@ -109,7 +115,7 @@ int blankExtent(LineReader& stream, const Extent& extent, std::string_view text)
         blanks[lineFeed - 1] = '\r';
         blanks[lineFeed] = '\n';
     }
-    const int result = stream.overwrite({extent.firstLine}, blanks);
+    const int result = overwrite(stream, {extent.firstLine}, blanks);
     return result == 0 ? goTo(stream, {extent.next}) : result;
 }
 
@@ -126,20 +132,60 @@ int blankObject(LineReader& stream) {
     return goTo(stream, {extent->firstLine}) == 0 ? blankLineByLine(stream) : -1;
 }
 
+// Remembers where the first entry stepped over begins.
+int noteFirstSteppedOver(LineReader& stream) {
+    if (hasTheStepOverFilePositionBeenInitialized) {
+        return 0;
+    }
+    if (const int error = stream.getPosition(filePositionOfFirstObjectSteppedOver); error != 0) {
+        tracePositionFailure(-1);
+        zr_printf_utf8(positionMessage("fgetpos()", error));
+        return -1;
+    }
+    hasTheStepOverFilePositionBeenInitialized = true;
+    return 0;
+}
+
+int stepOverLineByLine(LineReader& stream) {
+    bool objectHasBegun = false;
+    int result = 0;
+    while ((result = getNextLine(nextLine, stream)) == 0) {
+        traceLineSteppedOver(nextLine, objectHasBegun);
+        if (objectHasBegun && isBlankLine(nextLine)) {
+            break;
+        }
+        objectHasBegun = objectHasBegun || !isBlankLine(nextLine);
+    }
+    if (result == END_OF_FILE) {
+        traceEndOfFile();
+    }
+    return result == READ_ERROR ? -1 : 0;
+}
+
+int stepOverObject(LineReader& stream) {
+    if (noteFirstSteppedOver(stream) != 0) {
+        return -1;
+    }
+    const off_t start = stream.tell();
+    // Whoever traces a run gets to see every line.
+    const std::optional<Extent> extent = stream.takeNotedExtent(start);
+    const int result = extent && !debug ? goTo(stream, {extent->next}) : stepOverLineByLine(stream);
+    if (result == 0) {
+        noteSteppedOver(start, stream.tell());
+    }
+    return result;
+}
+
 }  // namespace
 
 int deleteNextObjectFromTemporaryInputLDIFFile(LineReader& stream) {
-    trace("deleteNextObjectFromTemporaryInputLDIFFile():  FUNCTION ENTRY  \n");
+    traceDeletion();
     int result = blankObject(stream);
-    // A trace that tells of a deletion must not be ahead of the file.
+    // A trace that shows a deletion must not be ahead of the file.
     if (result == 0 && debug) {
-        result = stream.flush();
+        result = stream.flush() == 0 ? 0 : -1;
     }
-    if (result == 0) {
-        trace("deleteNextObjectFromTemporaryInputLDIFFile():  FUNCTION EXIT  \n");
-    } else {
-        trace("deleteNextObjectFromTemporaryInputLDIFFile():  FUNCTION EXIT ERROR  \n");
-    }
+    traceEndOfDeletion(result);
     return result;
 }
 
@@ -160,9 +206,8 @@ void skipBlankedObjects(LineReader& stream) {
     }
     const off_t next =
         nextRemaining < remaining.size() ? remaining[nextRemaining].start : endOfFile;
-    const int returnCode = next > stream.tell() ? stream.setPosition({next}) : 0;
-    if (returnCode != 0) {
-        fail({}, {}, setPositionMessage(stream, returnCode));
+    if (const int error = next > stream.tell() ? stream.setPosition({next}) : 0; error != 0) {
+        fail({}, {}, setPositionMessage(stream, error));
     }
 }
 
@@ -173,62 +218,8 @@ void forgetObjectsSteppedOver() {
 }
 
 int stepOverNextObjectFromTemporaryInputLDIFFile(LineReader& stream) {
-    trace("stepOverNextObjectFromTemporaryInputLDIFFile():  FUNCTION ENTRY  \n");
-    if (!hasTheStepOverFilePositionBeenInitialized) {
-        const int returnCode = stream.getPosition(filePositionOfFirstObjectSteppedOver);
-        if (returnCode != 0) {
-            const Message message = positionMessage("fgetpos()", returnCode);
-            trace("stepOverNextObjectFromTemporaryInputLDIFFile():  fgetpos() failed with rc = %d "
-                  "(dec)  \n"
-                  "stepOverNextObjectFromTemporaryInputLDIFFile():  FUNCTION EXIT1  \n",
-                  returnCode);
-            zr_printf_utf8(message);
-            trace("stepOverNextObjectFromTemporaryInputLDIFFile():  FUNCTION EXIT ERROR  \n");
-            return -1;
-        }
-        hasTheStepOverFilePositionBeenInitialized = true;
-    }
-    const off_t start = stream.tell();
-    if (const std::optional<Extent> extent = stream.takeNotedExtent(stream.tell());
-        extent && !debug) {
-        noteSteppedOver(start, extent->next);
-        return goTo(stream, {extent->next});
-    }
-    bool objectHasBegun = false;
-    int result = 0;
-    while ((result = getNextLine(nextLine, stream)) == 0) {
-        const bool blank = isBlankLine(nextLine);
-        trace("\n"
-              "stepOverNextObjectFromTemporaryInputLDIFFile() - The next line returned from "
-              "getNextLine() is:   \n"
-              "%s \n"
-              "The line read contains %d characters \n"
-              "stepOverNextObjectFromTemporaryInputLDIFFile() - The line %s a blank line.   \n",
-              nextLine, nextLine.size(), blank ? "IS" : "IS NOT");
-        if (!blank) {
-            trace("stepOverNextObjectFromTemporaryInputLDIFFile() - This is an actual line of the "
-                  "object  \n");
-            objectHasBegun = true;
-        } else if (!objectHasBegun) {
-            trace("stepOverNextObjectFromTemporaryInputLDIFFile() - This blank line precedes the "
-                  "object   \n");
-        } else {
-            trace("stepOverNextObjectFromTemporaryInputLDIFFile() - This blank line terminates the "
-                  "object   \n"
-                  "                                                 and will cause this function "
-                  "to return.  \n");
-            break;
-        }
-    }
-    if (result == READ_ERROR) {
-        trace("stepOverNextObjectFromTemporaryInputLDIFFile():  FUNCTION EXIT ERROR  \n");
-        return -1;
-    }
-    if (result == END_OF_FILE) {
-        trace("stepOverNextObjectFromTemporaryInputLDIFFile():  getNextLine() has reached EOF.  "
-              "Exiting loop. \n");
-    }
-    noteSteppedOver(start, stream.tell());
-    trace("stepOverNextObjectFromTemporaryInputLDIFFile():  FUNCTION EXIT \n");
-    return 0;
+    traceStepOver();
+    const int result = stepOverObject(stream);
+    traceEndOfStepOver(result);
+    return result;
 }

@@ -193,6 +193,18 @@ class RightOutputs(ProofTest):
             self.prepare(b"".join(order))
             self.assertClean(check(CHECK, self.export, self.output), order)
 
+    def test_NamesDividedWithALongAttribute(self):
+        """The work file gives it back in pieces of 4,095 bytes, none of which holds the name."""
+        self.prepare(SMALL)
+        for offset, text in ((4090, b"changetype: y"), (4093, b"acl: y")):
+            line = b"note: ".ljust(offset, b"x") + text
+            folded = b"\n ".join(line[i:i + 70] for i in range(0, len(line), 70))
+            for entry in (b"objectclass: secPolicy", b"objectclass: secResCreds"):
+                content = (SMALL + b"\ndn: cn=c,cn=ResCreds,o=x\nobjectclass: secResCreds\n").replace(
+                    entry, entry + b"\n" + folded)
+                self.export.write_bytes(content)
+                self.assertClean(self.prove(migrate(PROGRAM, content, ALL).output), (text, entry))
+
     def test_RandomExports(self):
         for seed in range(40):
             self.assertProven(sound.make(seed), ALL if seed % 4 else SEVERAL_PASSES[seed % 3])

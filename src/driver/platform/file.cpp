@@ -36,7 +36,14 @@ FileState stateFrom(const struct stat& status) {
             nanosecondsOf(status.st_ctim),
             status.st_nlink,
             status.st_uid == ::geteuid(),
-            (status.st_mode & (S_IWGRP | S_IWOTH)) != 0};
+            (status.st_mode & (S_IWGRP | S_IWOTH)) != 0,
+            0};
+}
+
+FileState failedLook() {
+    FileState state;
+    state.error = errno;
+    return state;
 }
 
 // The name that opening `name` leads to in the end, whether or not there is such a file.
@@ -101,12 +108,12 @@ File openFileForReading(const std::string& name) {
 
 FileState stateOf(int descriptor) {
     struct stat status = {};
-    return ::fstat(descriptor, &status) == 0 ? stateFrom(status) : FileState();
+    return ::fstat(descriptor, &status) == 0 ? stateFrom(status) : failedLook();
 }
 
 FileState stateOf(const std::string& name) {
     struct stat status = {};
-    return ::stat(name.c_str(), &status) == 0 ? stateFrom(status) : FileState();
+    return ::stat(name.c_str(), &status) == 0 ? stateFrom(status) : failedLook();
 }
 
 bool isSameFile(const FileState& first, const FileState& second) {

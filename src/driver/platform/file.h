@@ -58,10 +58,10 @@ struct FileState {
     nlink_t names = 0;              // hard links to it
     bool isOwn = false;             // whether it belongs to the user who runs the program
     bool isOpenToOthers = false;    // whether anybody but its owner may write to it
+    int error = 0;                  // the error number when the kind is NONE
 };
 
-// Looks at an open file, or at the one that `name` leads to. The kind is NONE on failure, and errno
-// gives the reason.
+// Looks at an open file, or at the one that `name` leads to. The kind is NONE on failure.
 FileState stateOf(int descriptor);
 FileState stateOf(const std::string& name);
 

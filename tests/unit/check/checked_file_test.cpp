@@ -5,7 +5,9 @@
 #include <cerrno>
 #include <filesystem>
 #include <string>
+#include <vector>
 
+#include "support/dice.h"
 #include "support/process.h"
 #include "support/temporary_folder.h"
 
@@ -95,6 +97,40 @@ TEST_F(CheckedFileTest, AFileThatIsReplacedHasChanged) {
     open("abc");
     std::filesystem::rename(writeFile(folder_.path("other"), "abc"), name_);
     expectChanged();
+}
+
+TEST_F(CheckedFileTest, LinesAreCountedFromTheNearestOneNotedBefore) {
+    Dice dice(1);
+    std::string content;
+    std::vector<off_t> starts;
+    while (content.size() < 2'500'000) {
+        starts.push_back(static_cast<off_t>(content.size()));
+        content += std::string(dice.upTo(300), 'x') + '\n';
+    }
+    open(content);
+    CheckedFile counted;
+    counted.open(name_);
+    for (std::size_t i = 0; i < starts.size(); i += 1 + dice.upTo(20)) {
+        file_.noteLine(starts[i], static_cast<std::int64_t>(i) + 1);
+    }
+    for (std::size_t i = 0; i < starts.size(); i += 1 + dice.upTo(2000)) {
+        const auto line = static_cast<std::int64_t>(i) + 1;
+        ASSERT_EQ(counted.lineAt(starts[i]), line);
+        ASSERT_EQ(file_.lineAt(starts[i]), line);
+    }
+}
+
+TEST_F(CheckedFileTest, ALineNotedIsNotSoughtAgain) {
+    open("");
+    constexpr off_t far = off_t{1} << 39U;
+    file_.noteLine(far, 5'000'000'000);
+    EXPECT_EQ(file_.lineAt(far), 5'000'000'000);
+}
+
+TEST_F(CheckedFileTest, ThereIsNoLineBehindTheEndOfTheFile) {
+    open("dn: a\n");
+    EXPECT_EQ(file_.lineAt(6), 2);
+    EXPECT_EQ(file_.lineAt(7), 0);
 }
 
 }  // namespace

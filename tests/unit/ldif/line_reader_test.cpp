@@ -106,12 +106,10 @@ TEST_F(Lines, FilesLargerThanAnyBufferAreReadToTheirEnd) {
 }
 
 TEST_F(Lines, FileMustExistAndBeNoFolder) {
-    EXPECT_EQ(stream.open(folder.path("missing")), -1);
-    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(stream.open(folder.path("missing")), ENOENT);
     EXPECT_FALSE(stream.isOpen());
     EXPECT_FALSE(fileExists(folder.path("missing")));
-    EXPECT_EQ(stream.open(folder.path(".")), -1);
-    EXPECT_EQ(errno, EISDIR);
+    EXPECT_EQ(stream.open(folder.path(".")), EISDIR);
 }
 
 TEST_F(Lines, OpeningAnewStartsAtTheBeginning) {
@@ -171,18 +169,15 @@ TEST_F(Lines, PipeHasNoPositions) {
     ASSERT_EQ(stream.open(makePipe(folder.path("pipe"))), 0);
     FilePosition position;
     EXPECT_EQ(stream.tell(), -1);
-    EXPECT_EQ(stream.getPosition(position), -1);
-    EXPECT_EQ(errno, ESPIPE);
-    EXPECT_EQ(stream.setPosition({0}), -1);
-    EXPECT_EQ(errno, ESPIPE);
+    EXPECT_EQ(stream.getPosition(position), ESPIPE);
+    EXPECT_EQ(stream.setPosition({0}), ESPIPE);
 }
 
 TEST_F(Lines, FileWhosePositionCannotBeHadKeepsTheSystemsReason) {
     constexpr int nobodysDescriptor = 9999;
-    ASSERT_EQ(stream.open(File(nobodysDescriptor)), 0);
+    stream.open(File(nobodysDescriptor));
     FilePosition position;
-    EXPECT_EQ(stream.getPosition(position), -1);
-    EXPECT_EQ(errno, EBADF);
+    EXPECT_EQ(stream.getPosition(position), EBADF);
 }
 
 TEST_F(Lines, OverwrittenBytesAreInTheFileOnceFlushed) {
@@ -278,13 +273,11 @@ TEST_F(Lines, OverwriteThatFailsLeavesTheReason) {
     ASSERT_EQ(stream.open(fullFile), 0);
     EXPECT_EQ(stream.error(), 0);
     EXPECT_EQ(stream.overwrite({0}, "text"), 0);
-    EXPECT_EQ(stream.flush(), -1);
-    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_EQ(stream.flush(), ENOSPC);
     EXPECT_EQ(stream.error(), ENOSPC);
-    EXPECT_EQ(stream.overwrite({9}, "elsewhere"), -1);
+    EXPECT_EQ(stream.overwrite({9}, "elsewhere"), ENOSPC);
     errno = 0;
-    EXPECT_EQ(stream.close(), -1);
-    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_EQ(stream.close(), ENOSPC);
     EXPECT_FALSE(stream.isOpen());
 }
 

@@ -20,7 +20,7 @@ protected:
         openInput(input);
         openOutput();
         for (int i = 0; i < count; ++i) {
-            moveNextObjectToOutputLDIFFile();
+            moveNextObjectToOutputLDIFFile(ifp);
         }
         return output();
     }
@@ -74,7 +74,7 @@ TEST_F(PassThrough, ReadErrorIsSeenByTheNextReader) {
     ASSERT_EQ(ifp.open(unreadableFile), 0);
     ASSERT_EQ(ifp.setPosition({text.offset()}), 0);
     openOutput();
-    moveNextObjectToOutputLDIFFile();
+    moveNextObjectToOutputLDIFFile(ifp);
     EXPECT_EQ(getNextObject(ifp), READ_ERROR);
 }
 
@@ -83,7 +83,7 @@ TEST_F(PassThrough, FailedWriteEndsTheProcess) {
     ASSERT_EQ(ofp.open(fullFile, 0), 0);
     debugError = true;
     startTrace();
-    const Ending ending = endingOf(moveNextObjectToOutputLDIFFile);
+    const Ending ending = endingOf([] { moveNextObjectToOutputLDIFFile(ifp); });
     EXPECT_THAT(ending, FailsWith(380928306));
     EXPECT_THAT(ending.errors, HasSubstr('"' + output_ldif_filename + '"'));
     EXPECT_EQ(ending.output, "");

@@ -16,8 +16,7 @@ using testing::HasSubstr;
 using RunFiles = LdifFixture;
 
 TEST_F(RunFiles, FailedPositionNamesCallCodeAndReason) {
-    errno = ESPIPE;
-    const Message message = positionMessage("fgetpos()", -1);
+    const Message message = positionMessage("fgetpos()", ESPIPE);
     EXPECT_EQ(message.id, 380928301);
     EXPECT_THAT(message.arguments, ElementsAre("fgetpos()", "-1", "Illegal seek"));
 }
@@ -25,9 +24,9 @@ TEST_F(RunFiles, FailedPositionNamesCallCodeAndReason) {
 TEST_F(RunFiles, PositionNotSetForBlankLinesRefusedNamesThese) {
     ASSERT_EQ(tifp.open(fullFile), 0);
     ASSERT_EQ(tifp.overwrite({0}, "blank"), 0);
-    EXPECT_EQ(setPositionMessage(tifp, -1).id, 380928301);
-    EXPECT_EQ(tifp.setPosition({0}), -1);
-    const Message message = setPositionMessage(tifp, -1);
+    EXPECT_EQ(setPositionMessage(tifp, ENOSPC).id, 380928301);
+    EXPECT_EQ(tifp.setPosition({0}), ENOSPC);
+    const Message message = setPositionMessage(tifp, ENOSPC);
     EXPECT_EQ(message.id, 380928302);
     EXPECT_THAT(message.arguments,
                 ElementsAre(input_ldif_filename,
@@ -37,8 +36,7 @@ TEST_F(RunFiles, PositionNotSetForBlankLinesRefusedNamesThese) {
 }
 
 TEST_F(RunFiles, FailedOpenNamesFileAndReason) {
-    errno = ENOENT;
-    const Message message = openMessage("export.ldif");
+    const Message message = openMessage("export.ldif", ENOENT);
     EXPECT_EQ(message.id, 380928304);
     EXPECT_THAT(message.arguments, ElementsAre("export.ldif", "No such file or directory"));
 }
@@ -66,7 +64,7 @@ TEST_F(RunFiles, FailureOfTheWorkFileNamesTheProblem) {
 TEST_F(RunFiles, EntriesThatCouldNotBeBlankedAreNotNamed) {
     ASSERT_EQ(tifp.open(fullFile), 0);
     ASSERT_EQ(tifp.overwrite({0}, "blank"), 0);
-    EXPECT_EQ(tifp.flush(), -1);
+    EXPECT_EQ(tifp.flush(), ENOSPC);
     setObject({"dn: cn=innocent\n"});
     EXPECT_THAT(blankingFailedMessage().arguments,
                 ElementsAre(input_ldif_filename,

@@ -167,8 +167,7 @@ TEST_F(RunLocks, MessagesSuspectAWorkFileThatWasLeftBehind) {
 
 TEST_F(RunLocks, EveryReasonHasItsWords) {
     const auto reasonFor = [](int error) {
-        errno = error;
-        const Message message = lockMessage("file");
+        const Message message = lockMessage("file", error);
         EXPECT_EQ(message.id, 380928304);
         return message.arguments.at(1);
     };
@@ -240,14 +239,12 @@ TEST_F(RunLocks, ExportThatHasBeenReadMayBeRenamedLinkedAndProtected) {
 }
 
 TEST_F(RunLocks, FileThatCannotBeSeenIsNotBlamedOnAnotherProgram) {
-    errno = EACCES;
-    EXPECT_EQ(reasonOfChange({}, "another program has replaced it"), "Permission denied");
+    EXPECT_EQ(reasonOfChange({.error = EACCES}, "another program has replaced it"),
+              "Permission denied");
     for (const int gone : {ENOENT, ENOTDIR}) {
-        errno = gone;
-        EXPECT_EQ(reasonOfChange({}, "another program has replaced it"),
+        EXPECT_EQ(reasonOfChange({.error = gone}, "another program has replaced it"),
                   "another program has replaced it");
     }
-    errno = EACCES;  // of an earlier call
     EXPECT_EQ(reasonOfChange({.kind = FileKind::REGULAR}, "another program has replaced it"),
               "another program has replaced it");
 }

@@ -4,7 +4,6 @@
 #include <string>
 #include <string_view>
 
-#include "check/expected_entry.h"
 #include "check/export_scan.h"
 #include "check/findings.h"
 #include "check/inventory.h"
