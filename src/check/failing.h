@@ -1,7 +1,6 @@
 // How the check fails: with one line on standard error and exit status 2.
 //
-// What cannot be read is not judged. The report is written at the very end, so that a check that
-// fails has not said anything of the files.
+// A check that fails says nothing of the files: the report is written at the very end.
 #pragma once
 
 #include <string>
@@ -15,6 +14,6 @@ inline constexpr int cannotCheck = 2;  // the exit status
 // Ends the process because `name` cannot be checked.
 [[noreturn]] void failReading(const std::string& name, std::string_view reason);
 
-// From here on, memory that cannot be had and failures of what is shared with the migration end the
-// process in the same way.
+// From here on, the process ends in the same way when memory runs out, or when code shared with the
+// migration fails.
 void failAsCheck();

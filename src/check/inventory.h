@@ -1,4 +1,4 @@
-// What the export holds, and what the rules of the migration do to it, in numbers.
+// What the export holds and what the rules of the migration change, in numbers.
 //
 // Counted while the export is read, through the procedures below.
 #pragma once
@@ -17,8 +17,8 @@ struct Inventory {
     std::uint64_t groups = 0;
     std::uint64_t workFileBytes = 0;
     std::uint64_t outputBytes = 0;  // at most, once owners have been looked at
-    std::uint64_t reading = 0;      // the most memory for one entry while it is read and unfolded
-    std::uint64_t read = 0;         // the most that is kept for the entry read, from then on
+    std::uint64_t reading = 0;      // max memory for one entry while it is read and unfolded
+    std::uint64_t read = 0;         // max memory that is kept for the entry read, from then on
     std::uint64_t unfolded = 0;     // the same for the entry unfolded
     std::uint64_t turns = 0;        // entries behind one of an owner that was first named later
     std::uint32_t lastOwner = 0;
@@ -47,7 +47,7 @@ extern std::array<std::uint64_t, static_cast<std::size_t>(Rule::END)> ruleLines;
 
 void countRule(Rule rule, std::uint64_t lines = 1);
 
-// Takes back what has been counted before something was known better.
+// Takes lines back that turn out not to follow the rule.
 void discountRule(Rule rule, std::uint64_t lines);
 
 void countExport(std::uint64_t bytes);
@@ -62,8 +62,8 @@ void countReading(std::uint64_t read, std::uint64_t unfolded);
 
 void countWorkFile(std::uint64_t bytes);
 
-// The output is counted from above: an entry that is regrouped first with everything that the work
-// file holds of it, less what is then known to be left out.
+// The output is estimated from above: an entry that is regrouped counts with everything that the
+// work file holds of it, less what is then known to be left out.
 void countOutput(std::uint64_t bytes);
 void discountOutput(std::uint64_t bytes);
 

@@ -8,7 +8,7 @@
 
 class JsonText {
 public:
-    // Each may be given the name under which it stands in an object.
+    // Each takes the name of the value where it is within an object.
     void beginObject(std::string_view name = {});
     void endObject();
     void beginArray(std::string_view name = {});
@@ -24,5 +24,5 @@ private:
     void begin(std::string_view name);
 
     std::string text_;
-    bool isFirst_ = true;  // nothing stands in front of the next value
+    bool isFirst_ = true;  // no value precedes the next one
 };

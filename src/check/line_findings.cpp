@@ -43,8 +43,7 @@ void reportZeroBytes() {
                 reportAtFileLine(
                     FindingType::CUT_TEXT, piece.line,
                     "would lose what stands behind the zero byte, and take what is left of the "
-                    "line "
-                    "for the beginning of the next, or for the end of the entry");
+                    "line for the beginning of the next, or for the end of the entry");
             }
             return left > 0 && isShown(FindingType::CUT_TEXT);
         });
@@ -121,9 +120,9 @@ void reportLongLines() {
     if (!current.hasLongLine) {
         return;
     }
-    std::int64_t told = 0;
-    visitCurrentPieces([&told](const Piece& piece) {
-        if (piece.isSplit && std::exchange(told, piece.line) != piece.line) {
+    std::int64_t reported = 0;
+    visitCurrentPieces([&reported](const Piece& piece) {
+        if (piece.isSplit && std::exchange(reported, piece.line) != piece.line) {
             reportAtFileLine(FindingType::LONG_LINE, piece.line,
                              "would break the line apart behind each 4,095 bytes of it");
         }

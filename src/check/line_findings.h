@@ -1,12 +1,10 @@
-// What is wrong with lines, whatever the class of their entry, and what becomes of lines that are
-// dropped.
+// Findings of lines, whatever the class of their entry, and the count of lines that are dropped.
 #pragma once
 
 #include <string_view>
 
-// Tells what the way in which lines are read does to the current entry, as it was read: to folded
-// comments, to zero bytes and carriage returns, and to entries that blank lines have torn apart or
-// failed to divide.
+// Reports what reading does to the lines of the current entry: to folded comments, to zero bytes
+// and carriage returns, and where blank lines split an entry or are missing between two.
 void reportLineFindings();
 
 // Whether a line names a version, in any spelling; whether the current entry begins with one, a
@@ -14,7 +12,7 @@ void reportLineFindings();
 bool isVersion(std::string_view line);
 bool beginsWithHeader();
 
-// Tells which lines of the current entry, which passes through, are too long.
+// Reports the lines of the current entry, which passes through, that are too long.
 void reportLongLines();
 
 // Counts a line of the current entry, its attribute `index`, that is dropped because it holds one

@@ -1,5 +1,5 @@
-// ldif-migrate-check: tells before a migration what it needs and what would go wrong, and proves
-// afterwards that nothing was lost. See README.md.
+// ldif-migrate-check: reports before a migration what it needs and what would go wrong, and
+// verifies afterwards that nothing was lost. See README.md.
 #include <getopt.h>
 #include <unistd.h>
 
@@ -108,13 +108,12 @@ void turnWriteSignalsIntoErrors() {
     std::exit(nothingFound);
 }
 
-std::uint64_t numberOf(std::string_view option, std::string_view text, std::uint64_t least) {
-    constexpr std::uint64_t most = 2147483647;
+std::uint64_t numberOf(std::string_view option, std::string_view text, std::uint64_t min) {
+    constexpr std::uint64_t max = 2147483647;
     std::uint64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number < least ||
-        number > most) {
-        refuseArguments(format("%s takes a number from %ld to %ld", option, least, most));
+    if (error != std::errc() || end != text.data() + text.size() || number < min || number > max) {
+        refuseArguments(format("%s takes a number from %ld to %ld", option, min, max));
     }
     return number;
 }

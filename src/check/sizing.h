@@ -33,7 +33,7 @@ struct Plan {
     std::uint64_t memory = 0;  // in bytes, at most
 };
 
-// The plan for counts of at least 1; 0 stands for as many users or groups as there are.
+// The plan for counts of at least 1; 0 means as many users or groups as there are.
 Plan planFor(std::uint64_t users, std::uint64_t groups);
 
 // The plan for one pass, and those for smaller counts.

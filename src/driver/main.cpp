@@ -103,9 +103,9 @@ void stageInput() {
     zr_printf_utf8({MESSAGE_PROCESSING_BEGINS, {}});
 }
 
-// When the run is traced, keeps a copy of the freshly staged work file in the current directory.
-// That it may fail is of no consequence to the run. One of the run's own files that has this name
-// is locked or no regular file, and so left alone.
+// When the run is traced, keeps a copy of the freshly staged work file in the current directory. A
+// failure does not matter to the run. One of the run's own files that has this name is locked or no
+// regular file, and so left alone.
 void preserveWorkFile() {
     if (!debug) {
         return;
@@ -120,8 +120,8 @@ void preserveWorkFile() {
     copyFile(temp_input_ldif_filename, snapshotName);
 }
 
-// The passes have written all that they gathered, so that this finds the cache empty. It stays as
-// the last guard against an entry that was taken in and not written.
+// The passes have written all that they gathered, so that this finds the cache empty. It is the
+// last guard against an entry that was taken in and not written.
 void flushLastData() {
     trace("\nmain():  Calling copyAllAccumulatedDataToOutputFile() at EXIT label \n");
     if (copyAllAccumulatedDataToOutputFile() != 0) {
@@ -150,8 +150,8 @@ void requireOutputInPlace() {
     }
 }
 
-// The work file goes only after everything has been found to be in its place: as after every other
-// failure, it then stays.
+// The work file is removed last, once every file has been found in its place: after a failure it
+// stays.
 void closeOutputAndRemoveWorkFile() {
     requireUnchangedInput();
     requireIntactWorkFile();

@@ -24,8 +24,8 @@ namespace {
 // What follows the digits is not looked at: 12abc is 12 and abc is 0.
 std::int32_t parseSlotCount(const char* text) {
     const long count = std::strtol(text, nullptr, 10);
-    constexpr long most = std::numeric_limits<std::int32_t>::max();
-    return static_cast<std::int32_t>(std::clamp(count, -1L, most));
+    constexpr long max = std::numeric_limits<std::int32_t>::max();
+    return static_cast<std::int32_t>(std::clamp(count, -1L, max));
 }
 
 struct RunFile {

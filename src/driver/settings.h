@@ -27,8 +27,8 @@ void readCommandLine(int argc, const char* const* argv);
 // any of them is touched.
 void refuseSharedFiles();
 
-// Ends the process when the work file is a symbolic link: what stands there is not a work file, and
-// the program would write into somebody else's file.
+// Ends the process when the work file is a symbolic link: it leads to a file that is no work file,
+// and the program would write to it.
 void refuseLinkedWorkFile();
 
 // The message when the export cannot be migrated; `problem` is a clause that gives the reason.
@@ -40,6 +40,6 @@ Message migrationStopped(const std::string& problem);
 // The message when two entries that cannot both be migrated have one owner.
 Message slotOccupied(const std::string& entry, const std::string& other);
 
-// From here on the messages about entries name the work file as what is to blame first, or not any
-// more: one that an earlier run has left behind holds its entries, or the rest of one, once more.
+// From here on the messages about entries name the work file as the likely cause, or no longer do:
+// a work file that an earlier run has left behind holds its entries, or the rest of one, once more.
 void suspectWorkFile(bool isSuspect);

@@ -16,7 +16,7 @@
 
 namespace {
 
-// Whether a line holds `name`, with its colon and in any case, and a blank behind it.
+// Whether a line holds `name`, with its colon and in any case, and a space behind it.
 bool someLineHolds(std::string_view name) {
     const NameSet names({&name, 1});
     return someColonPrefix(
@@ -24,44 +24,44 @@ bool someLineHolds(std::string_view name) {
         [](int, std::string_view, std::string_view tail) { return tail.starts_with(' '); });
 }
 
-// Where `name`, with its colon and exactly as spelled, and a blank behind it stand in the current
-// entry for the first time.
-struct Place {
+// Where the current entry first holds `name`, with its colon, exactly as spelled and with a space
+// behind it.
+struct Match {
     int line;
     std::size_t offset;
 };
 
-std::optional<Place> findExactly(std::string_view name) {
-    std::optional<Place> place;
+std::optional<Match> findExactly(std::string_view name) {
+    std::optional<Match> match;
     someColonPrefix(
         object, [name](std::string_view colonPrefix) { return colonPrefix.ends_with(name); },
         [&](int line, std::string_view colonPrefix, std::string_view tail) {
             if (tail.starts_with(' ')) {
-                place = Place{line, colonPrefix.size() - name.size()};
+                match = Match{line, colonPrefix.size() - name.size()};
             }
-            return place.has_value();
+            return match.has_value();
         });
-    return place;
+    return match;
 }
 
 void convertVersion() {
     constexpr std::string_view name = "version:";
     constexpr std::string_view newVersion = "6.0";
-    const std::optional<Place> place = findExactly(name);
-    if (!place) {
+    const std::optional<Match> match = findExactly(name);
+    if (!match) {
         return;
     }
-    const std::string_view rest = object.line(place->line).substr(place->offset + name.size());
+    const std::string_view rest = object.line(match->line).substr(match->offset + name.size());
     const std::string_view value = withoutLeadingBlanks(rest);
-    const std::size_t offset = place->offset + name.size() + (rest.size() - value.size());
+    const std::size_t offset = match->offset + name.size() + (rest.size() - value.size());
     if (value.size() < newVersion.size()) {
-        object.replaceTail(place->line, offset, newVersion);
+        object.replaceTail(match->line, offset, newVersion);
     } else {
         // Three characters, whatever they are: versions are written n.m.
-        object.overwrite(place->line, offset, newVersion);
+        object.overwrite(match->line, offset, newVersion);
     }
     trace("tweekObjectInObjectArray():    The converted version attribute is:  %s \n",
-          object.line(place->line));
+          object.line(match->line));
 }
 
 void addInstallDate() {
@@ -77,7 +77,7 @@ void addInstallDate() {
           object.line(object.lineCount() - 1));
 }
 
-// The value of an attribute that every user must have. `echoLabel` stands before the entry's
+// The value of an attribute that every user must have. `echoLabel` precedes the entry's
 // first line when errors are echoed.
 std::string requiredValue(std::string_view name, std::string_view echoLabel) {
     std::optional<std::string> value = obtainAttributeValueFromObjArray(name);
@@ -111,13 +111,13 @@ constexpr const char* installDateForm = "installDate: %Y%m%d%I%M%S.0Z";
 constexpr std::string_view oldUuidName = "secuuid:";
 
 void respellUuid() {
-    const std::optional<Place> place = findExactly(oldUuidName);
-    if (!place) {
+    const std::optional<Match> match = findExactly(oldUuidName);
+    if (!match) {
         return;
     }
-    object.overwrite(place->line, place->offset, "secUUID: ");
+    object.overwrite(match->line, match->offset, "secUUID: ");
     trace("tweekObjectInObjectArray():    The modified secUUID  is:  %s \n",
-          object.line(place->line));
+          object.line(match->line));
 }
 
 }  // namespace
@@ -133,8 +133,8 @@ bool hasDomainIdentifier() {
 }
 
 int lineOfOldUuidName() {
-    const std::optional<Place> place = findExactly(oldUuidName);
-    return place ? place->line : -1;
+    const std::optional<Match> match = findExactly(oldUuidName);
+    return match ? match->line : -1;
 }
 
 std::string installDateLine(const std::tm& local) {

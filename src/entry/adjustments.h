@@ -1,8 +1,8 @@
 // The edits that single entries need for the newer layout, made while they are staged.
 //
 // The domain-information entry gets its new version and an installation date, users a domain
-// identifier, users and groups the new spelling of their UUID attribute. Changed lines are
-// changed in place, new ones appended, without a line end.
+// identifier, users and groups the new spelling of their UUID attribute. Lines are changed in
+// place; new ones are appended, without a line end.
 #pragma once
 
 #include <ctime>

@@ -37,7 +37,7 @@ bool isContinuation(std::string_view line) {
     return line.starts_with(' ');
 }
 
-// Adds `text`, which stands before line `next` of `entry`, to `whole`, with the continuation lines
+// Adds `text`, which precedes line `next` of `entry`, to `whole`, with the continuation lines
 // from there on joined to it. `next` becomes the index of the first line behind them.
 void unfoldInto(std::string& whole, const Lookup& lookup, std::string_view text, EntryView entry,
                 int& next) {
@@ -67,8 +67,8 @@ bool isRegular(EntryView entry) {
            text.find('\r') == std::string_view::npos;
 }
 
-// Joins what stands between the folds of a regular entry: a migration takes an eighth less time
-// than by unfolding each attribute.
+// Joins the text between the folds of a regular entry, which is faster than unfolding each
+// attribute.
 std::string_view unfoldRuns(EntryView entry, std::string& unfolded) {
     const std::string_view text = entry.text();
     std::size_t joined = 0;
@@ -121,7 +121,8 @@ struct Value {
 };
 
 // The first value of a line that holds `key`, a name in lower case and its colon. The attribute's
-// own name, up to the first colon, may have any case; in the value the key is found only as it is.
+// own name, up to the first colon, may have any case; in the value the key is found in lower case
+// alone.
 std::optional<Value> findValue(EntryView entry, std::string_view key) {
     std::optional<Value> value;
     const NameSet names({&key, 1});

@@ -1,6 +1,6 @@
 // Looking attributes up in the current entry, or in another one.
 //
-// All lookups unfold: a line that begins with a blank (a tab does not count) continues the one
+// All lookups unfold: a line that begins with a space (a tab does not count) continues the one
 // before it, as in RFC 2849. Every text returned ends before its line end. Base64 values are
 // never decoded.
 #pragma once
@@ -11,13 +11,13 @@
 
 #include "entry/entry.h"
 
-// The value of the first line that holds "<name>:" without regard to case, or nothing. The name
+// The value of the first line that holds "<name>:" in any case, or nothing. The name
 // may match inside a longer one (dn is found in secDN), so callers ask only for names that do not
 // occur inside other names of the entry.
 std::optional<std::string> obtainAttributeValueFromObjArray(std::string_view name,
                                                             EntryView entry = object);
 
-// The text of line `index` from its first colon on, the colon and the blanks after it included; of
+// The text of line `index` from its first colon on, the colon and the spaces after it included; of
 // a line without a colon, what its continuation lines hold. A continuation line at `index` ends
 // the process.
 std::string obtainAttributeValueFromObjectArray(int index);

@@ -47,7 +47,7 @@ void Entry::append(std::string_view lines, std::span<const std::uint32_t> ends) 
 }
 
 void Entry::replaceTail(int index, std::size_t offset, std::string_view tail) {
-    const std::size_t start = placeOf(index, offset);
+    const std::size_t start = offsetOf(index, offset);
     const std::size_t oldEnd = lineEnds_[static_cast<std::size_t>(index)];
     if (tail.size() > std::numeric_limits<std::uint32_t>::max() - text_.size()) {
         failWithoutMemory();
@@ -60,7 +60,7 @@ void Entry::replaceTail(int index, std::size_t offset, std::string_view tail) {
 }
 
 void Entry::overwrite(int index, std::size_t offset, std::string_view text) {
-    text_.replace(placeOf(index, offset), text.size(), text);
+    text_.replace(offsetOf(index, offset), text.size(), text);
 }
 
 void Entry::clear() {
@@ -68,7 +68,7 @@ void Entry::clear() {
     lineEnds_.clear();
 }
 
-std::size_t Entry::placeOf(int index, std::size_t offset) const {
+std::size_t Entry::offsetOf(int index, std::size_t offset) const {
     return static_cast<std::size_t>(line(index).data() - text_.data()) + offset;
 }
 
@@ -140,8 +140,8 @@ bool isDnShown(EntryView entry) {
 }
 
 std::string quoted(std::string_view line) {
-    constexpr std::size_t most = 256;
-    return '"' + printable(withoutLineEnd(line), most) + '"';
+    constexpr std::size_t maxSize = 256;
+    return '"' + printable(withoutLineEnd(line), maxSize) + '"';
 }
 
 std::string entryName(EntryView entry) {

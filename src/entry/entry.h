@@ -1,12 +1,12 @@
 // An entry: the lines of one LDIF record, and the current entry `object`.
 //
-// The lines stand back to back in one block of text, each as it was read, its line end included;
-// beside it stands where each of them ends. A heap block per line would cost more than most lines
-// are long, and how many users fit into memory decides how many passes a run needs. A line never
-// holds a NUL byte.
+// The lines are back to back in one block of text, each as it was read, its line end included; a
+// second block holds the offset of each line's end. A heap block per line would take more memory
+// than most lines, and how many users fit into memory decides how many passes a run needs. A line
+// never holds a NUL byte.
 //
 // An Entry can be edited. A StoredEntry cannot, and takes up no more than its lines and four bytes
-// for each. Both are looked at as an EntryView.
+// for each. Both are read through an EntryView.
 #pragma once
 
 #include <algorithm>
@@ -20,7 +20,7 @@
 
 #include "entry/text.h"
 
-// A look at an entry, valid as long as the entry stays as it is.
+// A view of an entry, valid until the entry changes.
 class EntryView {
 public:
     EntryView() = default;
@@ -92,7 +92,7 @@ public:
     // Adds a line at the end.
     void append(std::string_view line);
 
-    // Adds lines that stand back to back in `lines`; `ends` tells where each of them ends.
+    // Adds the lines that are back to back in `lines`; `ends` holds where each of them ends.
     void append(std::string_view lines, std::span<const std::uint32_t> ends);
 
     // Replaces everything of line `index`, which must exist, from `offset` on; the line may become
@@ -113,15 +113,15 @@ public:
 private:
     void reserveText(std::size_t size);
     void appendText(std::string_view text);
-    std::size_t placeOf(int index, std::size_t offset) const;
+    std::size_t offsetOf(int index, std::size_t offset) const;
 
     std::string text_;
     std::vector<std::uint32_t> lineEnds_;
 };
 
-// Memory for stored entries, taken in large chunks and given back all at once. A heap block for
-// each entry would cost a twentieth of a migration, most of it where they are freed in another
-// order than they were taken.
+// Memory for stored entries, allocated in large chunks and freed all at once. A heap block for each
+// entry would take longer, above all where they are freed in another order than they were
+// allocated.
 class EntryStorage {
 public:
     // Memory for `count` words, valid until clear().
@@ -144,12 +144,12 @@ public:
     // The bytes that storing it takes.
     static std::size_t sizeOf(EntryView entry);
 
-    // The same as of the view, without a look at the memory of the entry.
+    // The same as for the view, without reading the memory of the entry.
     bool empty() const {
         return block_ == nullptr;
     }
 
-    // Has the processor fetch the beginning of the entry meanwhile.
+    // Prefetches the beginning of the entry.
     void prefetch() const {
         __builtin_prefetch(block_);
     }
@@ -163,10 +163,10 @@ private:
 // its owner is looked up, and empty once it has been moved into the cache.
 extern Entry object;
 
-// Calls `visit` for each colon of each line whose head, the line up to the colon and with it,
-// `matches`, until it returns true: with the line's index, the head, and what stands behind it.
-// Returns whether it did. `matches` must look at the end of the head alone: it sees all lines as
-// one text first, so that lines are told apart only where something has been found.
+// Calls `visit` for each colon of each line whose colon prefix, the line up to and including the
+// colon, `matches`, until it returns true: with the line's index, the prefix, and the rest of the
+// line. Returns whether it did. `matches` must look at the end of the prefix alone: it sees all
+// lines as one text first, and lines are looked for only where it has matched.
 template <class Matches, class Visit>
 bool someColonPrefix(EntryView entry, Matches matches, Visit visit) {
     return someColonPrefix(entry.text(), [&](std::string_view text) {
@@ -187,7 +187,7 @@ inline int next_available_object_slot() {
     return object.lineCount();
 }
 
-// Lets go of the lines of the current entry.
+// Frees the lines of the current entry.
 void freeObject();
 
 // The first line of `entry`, or `otherwise` when it has none.
@@ -217,5 +217,5 @@ std::string entryName(EntryView entry);
 // What a message says of the current entry: `the entry "<DN line>" <problem>`.
 std::string aboutObject(std::string_view problem);
 
-// Traces every line of the current entry as it stands, then an empty line.
+// Traces every line of the current entry unchanged, then an empty line.
 void traceObject();

@@ -38,7 +38,7 @@ struct DroppedName {
 
 // A merge drops object classes only from its second entry.
 // clang-format off
-inline constexpr std::array<DroppedName, 7> droppedNames = {{
+inline constexpr auto droppedNames = std::to_array<DroppedName>({
     {"objectclass:", "objectClass:", DroppedKind::OBJECT_CLASS, BY_MERGE},
     {"kvo-entryuuid:", "KVO-ENTRYUUID:", DroppedKind::ENTRY_IDENTIFIER,
      FROM_PASS_THROUGH | BY_MERGE | FROM_MERGED | FROM_UNMERGED},
@@ -47,7 +47,7 @@ inline constexpr std::array<DroppedName, 7> droppedNames = {{
     {"acl:", "ACL:", DroppedKind::ACCESS_CONTROL, BY_MERGE | FROM_MERGED | FROM_UNMERGED},
     {"control:", "Control:", DroppedKind::ACCESS_CONTROL, BY_MERGE | FROM_UNMERGED},
     {"aclpropagate:", "aclPropagate:", DroppedKind::ACCESS_CONTROL, BY_MERGE},
-}};
+});
 // clang-format on
 
 // The names that are dropped in one way, in lower case.

@@ -1,7 +1,8 @@
-// Attribute names looked for at the ends of heads.
+// Attribute names looked for at the ends of colon prefixes.
 //
-// A head is a line up to one of its colons. Attribute names, each with its colon, end there and
-// nowhere else; whether a line holds a name anywhere comes down to how its heads end.
+// A colon prefix is a line up to and including one of its colons. Attribute names, each with its
+// colon, end there and nowhere else: a line holds a name anywhere when one of its prefixes ends in
+// it.
 #pragma once
 
 #include <algorithm>
@@ -20,7 +21,7 @@ public:
         }
     }
 
-    // Whether `head` ends in one of the names, without regard to case.
+    // Whether `colonPrefix` ends in one of the names, in any case.
     bool matches(std::string_view colonPrefix) const {
         return (lastLetters_ & lastLetterOf(colonPrefix)) != 0 &&
                std::any_of(names_.begin(), names_.end(), [colonPrefix](std::string_view name) {
@@ -35,11 +36,11 @@ public:
     }
 
 private:
-    // A bit for what stands before the colon, whatever its case. Most heads are told apart by it.
+    // A bit for the character before the colon, whatever its case. It rules most prefixes out.
     static constexpr std::uint32_t lastLetterOf(std::string_view colonPrefix) {
         constexpr unsigned withoutCase = 31;
         if (colonPrefix.size() < 2) {
-            return ~std::uint32_t{0};  // a colon alone, which any head may end in
+            return ~std::uint32_t{0};  // a colon alone, which any prefix may end in
         }
         const auto last = static_cast<unsigned char>(colonPrefix[colonPrefix.size() - 2]);
         return std::uint32_t{1} << (last & withoutCase);

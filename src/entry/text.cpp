@@ -66,7 +66,7 @@ bool hasBlankBesideComma(std::string_view text) {
 
 void commaSpaceEater(std::string& str) {
     if (!hasBlankBesideComma(str)) {
-        return;  // as most DNs
+        return;  // as with most DNs
     }
     std::size_t length = 0;
     for (const char c : str) {

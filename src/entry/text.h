@@ -1,5 +1,5 @@
-// Text routines that the entry model rests on: trimming, case folding, searching without regard
-// to case, and the blanks around the commas of distinguished names.
+// Text routines that the entry model rests on: trimming, case folding, searching
+// case-insensitively, and the spaces around the commas of distinguished names.
 //
 // Everything is bytes; only the ASCII letters have case. The routines that change a text do so
 // in place. They write nothing to the trace.
@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-// Lower or upper case of an ASCII letter; any other byte as it is.
+// Lower or upper case of an ASCII letter; any other byte unchanged.
 constexpr char toLower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
@@ -38,13 +38,13 @@ std::string& trim(std::string& str);
 std::string& strtolower(std::string& str);
 std::string& strtoupper(std::string& str);
 
-// The leftmost place where `haystack` holds `needle`, without regard to case; null when there is
-// none. A null needle gives null, an empty one the haystack itself.
+// The leftmost occurrence of `needle` in `haystack`, case-insensitively; null when there is none. A
+// null needle gives null, an empty one the haystack itself.
 const char* dostristr(std::string_view haystack, std::string_view needle);
 
 // Calls `visit` with the line up to each of its colons, that colon included, until it returns true.
-// Returns whether it did. An attribute name ends in its only colon, so that looking for one
-// anywhere in a line comes down to looking at how these heads end.
+// Returns whether it did. An attribute name ends in its only colon, so that a line holds one
+// anywhere when one of these prefixes ends in it.
 template <class Visit>
 bool someColonPrefix(std::string_view line, Visit visit) {
     const char* const begin = line.data();
@@ -62,26 +62,26 @@ bool someColonPrefix(std::string_view line, Visit visit) {
     return false;
 }
 
-// Whether two characters are equal without regard to case.
+// Whether two characters are equal, case-insensitively.
 constexpr bool equalFolded(char first, char second) {
     constexpr int caseBit = 'a' - 'A';
     const int difference = first ^ second;
     return difference == 0 || (difference == caseBit && toLower(first) != toUpper(first));
 }
 
-// Whether `text` ends in `end`, without regard to case.
+// Whether `text` ends in `end`, case-insensitively.
 inline bool endsIgnoringCase(std::string_view text, std::string_view end) {
     if (text.size() < end.size()) {
         return false;
     }
-    // Compared from the back: the last letters before the colon tell most names apart.
+    // Compared from the back: most names differ in the last letters before the colon.
     return std::equal(end.rbegin(), end.rend(), text.rbegin(), equalFolded);
 }
 
-// Whether two texts are equal without regard to case.
+// Whether two texts are equal, case-insensitively.
 bool equalIgnoringCase(std::string_view first, std::string_view second);
 
-// Whether a space stands directly before or after a comma.
+// Whether a space is directly before or after a comma.
 bool hasBlankBesideComma(std::string_view text);
 
 // Removes every space directly before or after a comma. A comma that is escaped or quoted is a
@@ -91,5 +91,5 @@ void commaSpaceEater(std::string& str);
 // A line without its line end: everything before the first CR or LF.
 std::string_view withoutLineEnd(std::string_view line);
 
-// A text without the blanks (spaces alone) that it begins with.
+// A text without the spaces that it begins with.
 std::string_view withoutLeadingBlanks(std::string_view text);

@@ -19,7 +19,7 @@ import owners  # noqa: E402
 
 FOLDER = pathlib.Path(__file__).resolve().parent
 TABLE = REPOSITORY / "src" / "check" / "findings.cpp"
-KIND = re.compile(r'\{Kind::\w+, Severity::(ENDS|CHANGES|DIFFERS), "([a-z0-9-]+)"')
+KIND = re.compile(r'\{FindingType::\w+, Severity::(ENDS|CHANGES|DIFFERS), "([a-z0-9-]+)"')
 # These are not about what the export holds.
 SURROUNDINGS = {"export-not-writable", "left-over-work-file", "work-file-refused",
                 "disk-too-small"}

@@ -62,7 +62,7 @@ private:
     std::string_view text_;
 };
 
-// Puts the arguments in the place of the format's placeholders, in order. For formats that are
+// Replaces the format's placeholders by the arguments, in order. For formats that are
 // chosen at run time; placeholders without an argument become empty.
 std::string formatText(std::string_view format, std::span<const FormatArgument> arguments);
 

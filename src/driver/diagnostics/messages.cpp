@@ -1,9 +1,11 @@
 #include "driver/diagnostics/messages.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <system_error>
 
+#include "driver/diagnostics/enum_table.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/printable.h"
 #include "driver/diagnostics/progress.h"
@@ -69,14 +71,11 @@ constexpr std::array<CatalogueEntry, 19> catalogue = {{
     {MESSAGE_WORK_FILE_STAYS, WARNING,
      "cannot remove the work file \"%s\": %s. Remove it before the next run"},
 }};
+static_assert(isInOrderOf(catalogue, &CatalogueEntry::id, MESSAGE_NO_MEMORY));
 
 const CatalogueEntry* findInCatalogue(MessageId id) {
-    for (const CatalogueEntry& entry : catalogue) {
-        if (entry.id == id) {
-            return &entry;
-        }
-    }
-    return nullptr;
+    return id == NO_MESSAGE ? nullptr
+                            : &catalogue[static_cast<std::size_t>(id - MESSAGE_NO_MEMORY)];
 }
 
 std::string textOf(const CatalogueEntry& entry, const Message& message) {

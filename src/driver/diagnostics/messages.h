@@ -15,7 +15,7 @@ enum MessageId : int {
     MESSAGE_NO_MEMORY = 380928300,
     MESSAGE_POSITION_FAILED = 380928301,    // call, return code, system's reason
     MESSAGE_PROCESSING_FAILED = 380928302,  // input file, what went wrong, what to do
-    MESSAGE_SLOT_OCCUPIED = 380928303,      // input file, entry, entry in its place, what to do
+    MESSAGE_SLOT_OCCUPIED = 380928303,      // input file, entry, other entry, what to do
     MESSAGE_CANNOT_OPEN = 380928304,        // file, reason
     MESSAGE_STAGING_FAILED = 380928305,     // input file, reason
     MESSAGE_CANNOT_WRITE = 380928306,       // file, reason

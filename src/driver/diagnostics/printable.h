@@ -1,6 +1,6 @@
 // How names are printed: for a reader, and for a shell.
 //
-// Names of entries and of files hold whatever somebody has put into them. A terminal obeys control
+// Names of entries and of files may hold any bytes. A terminal obeys control
 // characters (C0, DEL, C1), bidirectional controls and the separators of lines and paragraphs make
 // one name look like another, and bytes that are not UTF-8 (RFC 3629) break what reads the text.
 #pragma once

@@ -1,4 +1,4 @@
-// The progress line: what a run is doing, for whoever watches it on a terminal.
+// The progress line: what a run is doing, shown on a terminal.
 //
 //     Pass 2  [=====     ]   52%  users 51200, groups 4100  180.3 MB/s  0:12 left
 //
@@ -28,7 +28,7 @@ extern std::int64_t nextLookAtClock;
 // Looks at the clock, and redraws the line when it is time.
 void redrawProgress(std::int64_t done, std::int32_t users, std::int32_t groups);
 
-// Tells how far the phase has come and how many users and groups are held.
+// Reports how far the phase has come and how many users and groups are held.
 inline void showProgress(std::int64_t done, std::int32_t users = 0, std::int32_t groups = 0) {
     if (done >= nextLookAtClock) [[unlikely]] {
         redrawProgress(done, users, groups);
@@ -38,5 +38,5 @@ inline void showProgress(std::int64_t done, std::int32_t users = 0, std::int32_t
 // Erases the line, if there is one on the terminal, before something is written to `descriptor`.
 void eraseProgress(int descriptor);
 
-// Erases the line for good, at the end of the run. A signal handler may call it.
+// Erases the line and draws no more, at the end of the run. A signal handler may call it.
 void endProgress();

@@ -4,6 +4,8 @@
 #include <charconv>
 #include <cmath>
 
+#include "driver/diagnostics/enum_table.h"
+
 void ShortText::append(std::string_view text) {
     const std::size_t count = std::min(text.size(), characters_.size() - size_);
     std::copy_n(text.begin(), count, characters_.begin() + static_cast<std::ptrdiff_t>(size_));
@@ -19,15 +21,18 @@ void ShortText::append(std::int64_t number) {
 namespace {
 
 struct PhaseKind {
+    Phase phase;
     std::string_view name;
     bool isOfFile;     // whether it is measured in bytes
     bool holdsOwners;  // whether there are users and groups in memory
 };
 
-constexpr std::array<PhaseKind, 4> phaseKinds = {{{"Staging", true, false},
-                                                  {"Pass", true, true},
-                                                  {"Writing", false, true},
-                                                  {"Credentials", true, false}}};
+constexpr std::array<PhaseKind, 4> phaseKinds = {
+    {{Phase::STAGING, "Staging", true, false},
+     {Phase::PASS, "Pass", true, true},
+     {Phase::WRITING, "Writing", false, true},
+     {Phase::CREDENTIALS, "Credentials", true, false}}};
+static_assert(isInOrderOf(phaseKinds, &PhaseKind::phase));
 
 const PhaseKind& kindOf(Phase phase) {
     return phaseKinds[static_cast<std::size_t>(phase)];
@@ -147,11 +152,12 @@ ShortText progressLine(const Progress& progress) {
         byRank[fields[i].rank] = i;
     }
     // The last column stays free, and the first field has no gap before it.
-    std::size_t room = static_cast<std::size_t>(std::max(progress.columns, 1)) - 1 + gap.size();
+    std::size_t columnsLeft =
+        static_cast<std::size_t>(std::max(progress.columns, 1)) - 1 + gap.size();
     for (const std::size_t i : byRank) {
         const std::size_t size = gap.size() + texts[i].view().size();
-        if (size <= room) {
-            room -= size;
+        if (size <= columnsLeft) {
+            columnsLeft -= size;
         } else {
             texts[i] = ShortText();
         }

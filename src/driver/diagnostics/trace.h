@@ -1,6 +1,6 @@
 // The trace file, and the echo of errors to standard output.
 //
-// Both are for whoever must find out what a run did. The trace is written line by line without a
+// Both serve to find out what a run did. The trace is written line by line without a
 // buffer, so that it is complete up to a crash; failures to write it are never looked at. The
 // echo repeats chosen error lines on standard output.
 #pragma once
@@ -48,7 +48,7 @@ void trace(FormatString<std::type_identity_t<Arguments>...> line, const Argument
     }
 }
 
-// Writes `text` to standard output as it stands, at once.
+// Writes `text` to standard output unchanged, at once.
 void writeStandardOutput(std::string_view text);
 
 // The same, but only when errors are echoed.

@@ -163,9 +163,10 @@ int syncFolderOf(const File& file, const std::string& name) {
 }
 
 int checkWrittenBack(const File& file) {
-    // Linux keeps the first failure since the opening until somebody asks; nothing is written now.
+    // Linux keeps the first failure since the opening until it is asked for; nothing is written
+    // now.
     const int result = ::sync_file_range(file.descriptor(), 0, 0, SYNC_FILE_RANGE_WAIT_BEFORE);
-    return result == 0 || errno == ENOSYS ? 0 : -1;  // ENOSYS: a sandbox that cannot tell
+    return result == 0 || errno == ENOSYS ? 0 : -1;  // ENOSYS: a sandbox without the call
 }
 
 std::size_t writeText(int descriptor, std::string_view text) {

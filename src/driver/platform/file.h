@@ -70,14 +70,14 @@ bool isSameFile(const FileState& first, const FileState& second);
 
 // Opens `name` for reading and writing, creating it if need be, and takes its lock where it is a
 // regular file. Its contents stay. The result is not open when that fails; errno is EWOULDBLOCK
-// when somebody else holds the lock.
+// when another process holds the lock.
 File openLockedFile(const std::string& name);
 
 // Removes the contents of a regular file; no other kind of file has any. Returns 0 or -1.
 int emptyFile(const File& file);
 
-// Takes the advisory lock of an open file, as flock(2): for as long as it is open, nobody else who
-// asks gets it. Returns 0, or -1; EWOULDBLOCK when somebody else has it.
+// Takes the advisory lock of an open file, as flock(2), until it is closed. Returns 0, or -1;
+// EWOULDBLOCK when another process has it.
 int lockFile(const File& file);
 
 // Waits until all that was written to the file is on its disk, as fsync(2). Returns 0, also for
@@ -113,5 +113,5 @@ bool isSymbolicLink(const std::string& name);
 bool isSameFile(const std::string& first, const std::string& second);
 
 // Makes sure that descriptors 0 to 2 are taken, so that no file of ours is ever written to by
-// somebody who means standard output or standard error. Returns whether they are.
+// code that means standard output or standard error. Returns whether they are.
 bool occupyStandardDescriptors();

@@ -35,14 +35,14 @@ LockLookup lookUpLock(const FileState& file) {
         return {LockState::UNKNOWN, error};
     }
     // As in "1: FLOCK  ADVISORY  WRITE 4711 fe:00:10952769 0 EOF".
-    std::array<char, 64> place;
-    std::snprintf(place.data(), place.size(), " %02x:%02x:%lu ", major(file.device),
+    std::array<char, 64> identity;
+    std::snprintf(identity.data(), identity.size(), " %02x:%02x:%lu ", major(file.device),
                   minor(file.device), static_cast<unsigned long>(file.inode));
     std::string_view rest = list;
     while (!rest.empty()) {
         const std::string_view line = rest.substr(0, rest.find('\n'));
         if (line.find(" FLOCK ") != std::string_view::npos &&
-            line.find(place.data()) != std::string_view::npos) {
+            line.find(identity.data()) != std::string_view::npos) {
             return {LockState::HELD};
         }
         rest.remove_prefix(std::min(line.size() + 1, rest.size()));

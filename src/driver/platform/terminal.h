@@ -14,6 +14,6 @@ File openTerminal(int descriptor);
 // The width of the terminal at this moment; 80 when it is not known.
 int columnsOf(const File& terminal);
 
-// Whether the process is not a background job of the terminal. One that is would write into what
-// somebody else is doing there, and may be stopped for it.
+// Whether the process is not a background job of the terminal. A background job would write between
+// the lines of another program, and may be stopped for it.
 bool isInForeground(const File& terminal);

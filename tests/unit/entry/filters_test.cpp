@@ -18,6 +18,22 @@ TEST(DroppedNames, HaveTwoSpellingsThatDifferInCaseAlone) {
     }
 }
 
+std::string namesDropped(unsigned drops) {
+    std::string names;
+    for (const DroppedName& one : droppedNames) {
+        names += (one.drops & drops) != 0 ? std::string(one.name) : "";
+    }
+    return names;
+}
+
+TEST(DroppedNames, AreTheseInEachWay) {
+    EXPECT_EQ(namesDropped(FROM_PASS_THROUGH), "kvo-entryuuid:");
+    EXPECT_EQ(namesDropped(BY_MERGE),
+              "objectclass:kvo-entryuuid:aclentry:aci:acl:control:aclpropagate:");
+    EXPECT_EQ(namesDropped(FROM_MERGED), "kvo-entryuuid:aclentry:aci:acl:");
+    EXPECT_EQ(namesDropped(FROM_UNMERGED), "kvo-entryuuid:aclentry:aci:acl:control:");
+}
+
 TEST(Filters, DifferInControlsAlone) {
     for (const std::string_view colonPrefix : {"kvo-entryuuid:", "KVO-ENTRYUUID:", "aclEntry:",
                                                "aci:", "acl:", "oracl:", "description: aci:"}) {
