@@ -16,7 +16,7 @@ void moveSecGroupObjectFromObjectArrayToSecGroupMatrix(int index);
 void moveSecMapForSecUserObjectFromObjectArrayToSecMapForSecUserMatrix(int index);
 void moveSecMapForSecGroupObjectFromObjectArrayToSecMapForSecGroupMatrix(int index);
 
-// Handlers of the current entry, which stands at the position of `tifp`.
+// Handlers of the current entry, which begins at the position of `tifp`.
 void processSecUserObjectFromTempInputLDIFFile();
 void processSecPolicyDataObjectFromTempInputLDIFFile();
 void processSecPolicyObjectFromTempInputLDIFFile();

@@ -7,7 +7,7 @@
 // the size of the registry cost nothing.
 //
 // An owner table answers in constant time which slot a DN has. It names the lowest slot whose DN
-// is equal without regard to case, as a scan from slot 0 would. Its hashes are keyed anew in every
+// is equal case-insensitively, as a scan from slot 0 would. Its hashes are keyed anew in every
 // run, so that no choice of names can slow it down; what it finds does not depend on the key.
 #pragma once
 
@@ -47,7 +47,7 @@ public:
     // that opens it is in its row.
     void open(std::string_view dn);
 
-    // The lowest open slot whose DN equals `dn` without regard to case, or -1. Holds until the
+    // The lowest open slot whose DN equals `dn` case-insensitively, or -1. Holds until the
     // first slot is replaced or released.
     int find(std::string_view dn);
 

@@ -79,7 +79,7 @@ void endInLineFeed(std::string& text) {
     trim(text) += '\n';
 }
 
-// The owner DN is what stands in the DN line from `start` on. It is stored before the line is
+// The owner DN is the DN line from `start` on. It is stored before the line is
 // trimmed and keeps white space at its end: an owner of such a DN is not found again, and that is
 // how it has always been.
 void takeOwnerFromDnLine(std::string_view dnLine, std::size_t start, OwnerKind kind,
@@ -98,7 +98,7 @@ void takeOwnerFromDnLine(std::string_view dnLine, std::size_t start, OwnerKind k
     }
 }
 
-// The owner of a policy is its parent: everything behind the first comma. A blank that stands
+// The owner of a policy is its parent: everything behind the first comma. A space that is
 // there belongs to the owner DN, so that such a policy finds no user.
 void takeOwnerOfPolicy(std::string_view dnLine, EntryOwner& owner) {
     const std::size_t comma = dnLine.find(',', dnValueStart(dnLine));
@@ -160,7 +160,7 @@ void traceKind(const Association& association, std::string_view kind) {
 }
 
 void traceKindOfObject(const Association& association) {
-    if (!hasOwnerOfKind(objectClass, association.kind)) {
+    if (!debug || !hasOwnerOfKind(objectClass, association.kind)) {
         return;
     }
     switch (objectClass) {

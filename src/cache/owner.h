@@ -1,7 +1,7 @@
 // Owner association: which user or group the current entry belongs to.
 //
 // The owner is named by a DN of the form "secAuthority=<domain>,<DN of the directory entry>",
-// computed from the entry itself, and found again, without regard to case, among the owners of
+// computed from the entry itself, and found again, case-insensitively, among the owners of
 // this pass. Its slot there is the row in which all of its entries meet.
 #pragma once
 

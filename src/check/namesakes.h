@@ -12,7 +12,7 @@
 
 class Namesakes {
 public:
-    // Takes in all owners that share their new DN and have the entry `source`. `keyOf` tells what
+    // Takes in all owners that share their new DN and have the entry `source`. `keyOf` gives what
     // an entry must show to be right for an owner, `seen` marks those that one has been found for.
     void gather(Part source, OwnerFlag seen, std::uint64_t (*keyOf)(const Owner& owner));
 

@@ -103,12 +103,12 @@ void reportDomain(const Owner& owner) {
     }
 }
 
-// A policy's new DN names the domain that stands first in its old one.
+// A policy's new DN names the domain that is first in its old one.
 void reportPolicyDomain(const Owner& owner) {
     const std::string_view dn = object.line(0);
     const std::string_view domain = domainOfPolicy(dn).domain;
-    const bool isTold = owner.has(HAS_BLANK_IN_POLICY);
-    if (!isTold && !equalIgnoringCase(domain, domainOf(owner))) {
+    const bool isReported = owner.has(HAS_BLANK_IN_POLICY);
+    if (!isReported && !equalIgnoringCase(domain, domainOf(owner))) {
         reportEntry(FindingType::WRONG_DOMAIN,
                     "would put the policy into another domain than its user");
     }
@@ -152,7 +152,7 @@ void nameOwner(Owner& owner) {
     const NamingAttribute& attribute = isGroup ? cnAttribute : principalNameAttribute;
     const std::string_view name = isGroup ? cnOf(object) : principalNameOf(object);
     if (name.empty()) {
-        if (canBeTweeked()) {  // else it has been told already
+        if (canBeTweeked()) {  // else it has been reported already
             reportEntry(FindingType::MISSING_NAME, format("the entry has no %s", attribute.name()),
                         MESSAGE_PROCESSING_FAILED);
         }
@@ -173,14 +173,15 @@ void nameOwner(Owner& owner) {
 // twice: the new DN, and the container.
 void countPolicy(const Owner& owner) {
     countOutput(newPolicyDnLine({}, domainOfPolicy(object.line(0)).domain).size());
-    for (const std::string& text : policyContainer(newUserDnLine({}, domainOf(owner)), false)) {
+    visitPolicyContainer(newUserDnLine({}, domainOf(owner)), false, [](std::string_view text) {
         countOutput(text.size());
-    }
+        return 0;
+    });
 }
 
 void reportWithoutColon(std::string_view line, int index, bool isBroken) {
     if (isBroken) {
-        return;  // told as a long attribute
+        return;  // reported as a long attribute
     }
     const bool isTab = line.starts_with('\t');
     reportAt(isTab ? FindingType::TAB_CONTINUATION : FindingType::LINE_WITHOUT_COLON, index,
@@ -338,7 +339,7 @@ void countSecond(const Owner& owner, Part part) {
     }
 }
 
-// Tells of a second entry of one kind for one owner, with the line of the first.
+// Reports a second entry of one kind for one owner, with the line of the first.
 void reportSecond(Owner& owner, Part part) {
     if (part != Part::POLICY && part != Part::POLICY_DATA) {
         owner.set(BROKEN);
@@ -388,9 +389,10 @@ void addLines(Owner& owner, Part part, bool isBroken) {
 
 LineSum sumOfContainer(std::string_view userDnLine) {
     LineSum sum;
-    for (const std::string& text : policyContainer(userDnLine, false)) {
+    visitPolicyContainer(userDnLine, false, [&sum](std::string_view text) {
         sum += sumOfLines(text);
-    }
+        return 0;
+    });
     return sum;
 }
 

@@ -25,7 +25,7 @@ inline constexpr std::size_t partCount = 5;
 enum OwnerFlag : std::uint16_t {
     IS_GROUP = 1U << 0U,
     HAS_BLANKS_IN_DN = 1U << 1U,     // its own entry's DN is not found by other entries
-    HAS_BLANK_IN_POLICY = 1U << 2U,  // its policy's DN has a blank that keeps it from its user
+    HAS_BLANK_IN_POLICY = 1U << 2U,  // its policy's DN has a space that keeps it from its user
     NAMED = 1U << 3U,                // it has an entry of its own, and its new DN is known
     IN_SUBDOMAIN = 1U << 4U,         // rather than in the default domain
     RECORD_SEEN = 1U << 5U,          // in the output

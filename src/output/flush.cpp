@@ -158,7 +158,7 @@ const Flush users = {
 const Flush groups = {
     "secGroup", secGroup_dn, "index             = ", prefetchGroup, writeGroup, releaseGroup};
 
-// What stands in front of the further lines of a trace.
+// The beginning of the further lines of a trace.
 constexpr std::string_view indent = "                                       ";
 
 void traceProgress(const Flush& flush, std::string_view what, int index) {

@@ -78,17 +78,17 @@ void append(std::string_view& line) {
     line = {};
 }
 
-// What the heads of a line, up to each of its colons, tell of it.
+// What is known of a line by its prefixes, each up to one of its colons.
 struct LinePrefixes {
     std::string_view name;  // the first of them
     bool holdsObjectClassName = false;
     bool namesDomain = false;
 };
 
-// The heads of the lines of an entry, from the first line on. Looks for each colon once.
-class HeadReader {
+// The prefixes of the lines of an entry, from the first line on. Looks for each colon once.
+class PrefixReader {
 public:
-    explicit HeadReader(std::string_view text) : end_(text.data() + text.size()) {
+    explicit PrefixReader(std::string_view text) : end_(text.data() + text.size()) {
         findColon(text.data());
     }
 
@@ -119,7 +119,7 @@ private:
 };
 
 void mergeFirst(EntryView entry, Lines& first, Lines& second, NameSearch& search) {
-    HeadReader reader(entry.text());
+    PrefixReader reader(entry.text());
     for (std::size_t i = 0; i < first.size(); ++i) {
         std::string_view& line = first[i];
         const LinePrefixes colonPrefixes = reader.read(line);

@@ -170,7 +170,7 @@ int learnName(const Finder& finder, int index) {
 struct Builder {
     std::string_view function;
     const Finder& finder;
-    std::string_view head;  // what stands before the name in the new DN line
+    std::string_view head;  // before the name in the new DN line
     std::string_view tail;  // and behind it, up to the domain
     std::string_view (*requireDomain)(int index, std::string_view oldDn);
 };
@@ -305,7 +305,7 @@ int createNewSecGroupDN(int index) {
     trace("createNewSecGroupDN():  FUNCTION ENTRY \n");
     std::string newLine = newDnLine(groupBuilder, index, secGroup_dn.dn(index));
     if (newLine.empty()) {
-        // Unlike its siblings this one tells standard output whether or not errors are echoed.
+        // Unlike its siblings this one writes to standard output whether or not errors are echoed.
         writeStandardOutput(format("createNewSecGroupDN():  learnCNFromSecGroupObject FAILED.\n"
                                    "createNewSecGroupDN():  secGroup:  %s\n",
                                    orNull(secGroup_dn.dn(index))));

@@ -4,7 +4,7 @@
 //   group   cn=<name>,cn=Groups,secAuthority=default
 //   policy  cn=Policy,cn=Policies,principalName=<name>,cn=Users,secAuthority=default
 //
-// Outside the default domain "secAuthority=<domain>,cn=Subdomains," stands before the last
+// Outside the default domain "secAuthority=<domain>,cn=Subdomains," precedes the last
 // component. A builder puts the whole line, "dn: " and line feed included, in the place of the
 // old DN in its slot, once.
 #pragma once

@@ -4,7 +4,6 @@
 
 #include "driver/diagnostics/trace.h"
 #include "driver/settings.h"
-#include "entry/text.h"
 #include "output/merge.h"
 
 namespace {
@@ -57,12 +56,4 @@ void freeMergedEntry() {
         partiallyMergedSecUser.clear();
     }
     freeObject();
-}
-
-std::array<std::string, 5> policyContainer(std::string_view userDnLine, bool hasChangetype) {
-    const std::string_view userDn = userDnLine.substr(userDnLine.find(':') + 1);
-    // The object classes are in lower case, unlike the rest of the layout.
-    return {"dn: cn=Policies," + std::string(withoutLeadingBlanks(userDn)),
-            hasChangetype ? "changetype: add\n" : "", "objectclass: container\n",
-            "objectclass: top\n", "cn: Policies\n\n"};
 }

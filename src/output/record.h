@@ -13,6 +13,7 @@
 #include "entry/entry.h"
 #include "entry/filters.h"
 #include "entry/names.h"
+#include "entry/text.h"
 
 // Merges the entries of one user, or of one group, into `object`; no user need have an entry below
 // cn=Users, which leads where there is one. None of them may be `object`. Ends the process when an
@@ -61,7 +62,21 @@ int visitPolicyLines(EntryView policy, Take take) {
     return visitRecordLines(policy, unmergedFilter, take);
 }
 
-// The container that holds the policy of a user with this new DN line: its texts, of a line each
-// but for the last one, which holds the empty line, too. `hasChangetype` tells whether the export
-// has change types: then the record, which is made from nothing, gets one, else an empty text.
-std::array<std::string, 5> policyContainer(std::string_view userDnLine, bool hasChangetype);
+// Calls `take` with the five texts of the container that holds the policy of a user with this new
+// DN line, until it returns other than 0. Returns what it returned last. The last text holds the
+// empty line, too. `hasChangetype` is whether the export has change types: then the record, which
+// is made from nothing, gets one, else an empty text.
+template <class Take>
+int visitPolicyContainer(std::string_view userDnLine, bool hasChangetype, Take take) {
+    const std::string_view userDn = userDnLine.substr(userDnLine.find(':') + 1);
+    const std::string dnLine = "dn: cn=Policies," + std::string(withoutLeadingBlanks(userDn));
+    // The object classes are in lower case, unlike the rest of the layout.
+    const std::array<std::string_view, 5> texts = {dnLine, hasChangetype ? "changetype: add\n" : "",
+                                                   "objectclass: container\n", "objectclass: top\n",
+                                                   "cn: Policies\n\n"};
+    int result = 0;
+    for (auto text = texts.begin(); text != texts.end() && result == 0; ++text) {
+        result = take(*text);
+    }
+    return result;
+}

@@ -132,13 +132,13 @@ int writePolicyContainerAddToOutputFile(int index) {
     traceEntry(containerWriter);
     requireDn(containerWriter, secUser_dn.name(), secUser_dn.dn(index), index);
     int number = 0;  // an empty text keeps its own in the trace
-    for (const std::string& text : policyContainer(secUser_dn.dn(index), changetypeSeen)) {
+    const auto take = [&number](std::string_view text) {
         ++number;
-        if (ofp.write(text) != 0) {
-            trace("writePolicyContainerAddToOutputFile():  fputs() #%d failed with rc=-1 \n",
-                  number);
-            return -1;
-        }
+        return ofp.write(text);
+    };
+    if (visitPolicyContainer(secUser_dn.dn(index), changetypeSeen, take) != 0) {
+        trace("writePolicyContainerAddToOutputFile():  fputs() #%d failed with rc=-1 \n", number);
+        return -1;
     }
     return traceExit(containerWriter);
 }
