@@ -128,7 +128,7 @@ void reportUnexpected(const Unexpected& entry) {
     const bool isRepeated = offset != nowhere;
     reportDifference(isRepeated ? FindingType::REPEATED_ENTRY : FindingType::EXTRA_ENTRY, offset,
                      static_cast<off_t>(entry.offset.value()),
-                     isRepeated ? "the same entry stands in the output already"
+                     isRepeated ? "the same entry is in the output already"
                                 : "no entry of the export leads to it, or only to another like it");
 }
 

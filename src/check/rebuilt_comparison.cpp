@@ -61,7 +61,7 @@ std::vector<std::string_view> linesOf(std::string_view text, std::size_t most) {
 std::string difference(const Owner& owner, const OutputEntry& entry) {
     const std::optional<ExpectedRecord> expected = expectedRecord(owner);
     if (!expected) {
-        return "its lines are not those that the export demands";
+        return "its lines are not those expected";
     }
     constexpr off_t most = 1024 * 1024;
     const off_t size = output.position().offset - entry.offset;
@@ -71,12 +71,11 @@ std::string difference(const Owner& owner, const OutputEntry& entry) {
     const std::string lacks = namesOnlyIn(expected->lines, present, expected->names);
     const std::string besides = namesOnlyIn(present, expected->lines, expected->names);
     if (lacks.empty()) {
-        return format("it has lines that the export does not demand: %s", besides);
+        return format("it has unexpected lines: %s", besides);
     }
     return besides.empty()
-               ? format("it lacks lines that the export demands: %s", lacks)
-               : format("it lacks lines that the export demands: %s; and has others: %s", lacks,
-                        besides);
+               ? format("it lacks expected lines: %s", lacks)
+               : format("it lacks expected lines: %s; and has unexpected ones: %s", lacks, besides);
 }
 
 constexpr std::string_view dnName = "dn: ";
@@ -105,9 +104,9 @@ LineSum writtenDomain(std::string_view userDn) {
 }
 
 LineSum containerLines(std::string_view userDn) {
+    const std::string userDnLine = std::string(dnName).append(userDn) + '\n';
     TextDigest digest;
-    for (const std::string& text :
-         policyContainer(std::string(dnName).append(userDn), changetypeSeen)) {
+    for (const std::string& text : policyContainer(userDnLine, changetypeSeen)) {
         digest.add(text);
     }
     return digest.lines().sum;
@@ -218,7 +217,7 @@ void takeRebuilt(const Rebuilt& rebuilt, const OutputEntry& entry) {
     const off_t offset = rebuilt.owner->offset(rebuilt.source);
     if (rebuilt.owner->has(rebuilt.seen)) {
         reportDifference(FindingType::REPEATED_ENTRY, offset, entry.offset,
-                         "an entry of this DN stands above it");
+                         "an entry of this DN is above it");
         return;
     }
     rebuilt.owner->set(rebuilt.seen);
@@ -227,9 +226,9 @@ void takeRebuilt(const Rebuilt& rebuilt, const OutputEntry& entry) {
         return;
     }
     const bool isShownInFull = isShown(FindingType::CHANGED_ENTRY) && rebuilt.source == Part::OWN;
-    reportDifference(FindingType::CHANGED_ENTRY, offset, entry.offset,
-                     isShownInFull ? difference(*rebuilt.owner, entry)
-                                   : "its lines are not those that the export demands");
+    reportDifference(
+        FindingType::CHANGED_ENTRY, offset, entry.offset,
+        isShownInFull ? difference(*rebuilt.owner, entry) : "its lines are not those expected");
 }
 
 void reportUnseen(const Owner& owner, Part source, OwnerFlag seen, std::string_view what) {
