@@ -72,7 +72,7 @@ void requireOwnerDn(const Handler& handler, const Owners& kind, int index) {
     if (kind.owners.dn(index).empty()) {
         const std::string error = format("%s():  ERROR: %s at index %d is NULL.  EXITING. \n",
                                          handler.function, kind.owners.name(), index);
-        fail(error, error, migrationFailed(aboutObject("has an owner whose DN is gone")));
+        fail(error, error, migrationFailed(aboutObject("has an owner whose DN is missing")));
     }
 }
 

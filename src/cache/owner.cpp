@@ -194,7 +194,7 @@ void traceKindOfObject(const Association& association) {
 constexpr std::array<std::string_view, static_cast<std::size_t>(OwnerProblem::END)> problemTexts = {
     "",
     "is of a kind that has no owner",
-    "has a DN without a comma, so that it belongs to nobody",
+    "has a DN without a comma, so it has no owner",
     "has no secAuthority in its DN",
     "has no secAuthority attribute",
     "has no secDN attribute"};

@@ -37,7 +37,7 @@ bool readOutputEntry(OutputEntry& entry) {
     const bool isRead = output.read(entry);
     if (isRead && !entry.isEnded) {
         reportDifference(FindingType::CHANGED_ENTRY, nowhere, entry.offset,
-                         "no empty line follows it: the file may have been cut off");
+                         "no empty line follows it: the file may be truncated");
     }
     return isRead;
 }

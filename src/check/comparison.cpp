@@ -128,7 +128,7 @@ void reportUnexpected(const Unexpected& entry) {
     reportDifference(isRepeated ? FindingType::REPEATED_ENTRY : FindingType::EXTRA_ENTRY, offset,
                      static_cast<off_t>(entry.offset.value()),
                      isRepeated ? "the same entry is in the output already"
-                                : "no entry of the export leads to it, or only to another like it");
+                                : "no entry of the export produces it, or only another like it");
 }
 
 // An entry that is missing and one that is unexpected are one that was changed when their DNs are
@@ -143,11 +143,11 @@ void reportUnmatched() {
             mayLook ? byDn.take(digestIgnoringCase(dnLineAt(offset))) : nullptr;
         if (found == nullptr) {
             reportDifference(FindingType::MISSING_ENTRY, offset, nowhere,
-                             "the output does not hold it");
+                             "it is missing from the output");
         } else {
             reportDifference(FindingType::CHANGED_ENTRY, offset,
                              static_cast<off_t>(found->offset.value()),
-                             "its lines are not those of the export");
+                             "its lines differ from those of the export");
         }
     }
     for (std::size_t i = 0; i < unexpected.size(); ++i) {

@@ -36,7 +36,7 @@ void reportVersionAt(int line, std::string_view colonPrefix, std::string_view va
             format("would set the version in the attribute %s", nameOf(object.line(line), line)));
     } else if (value.size() < 3) {
         reportAtLine(FindingType::VERSION_LENGTH, line,
-                     "would put 6.0 in the place of a version of another length");
+                     "would replace a version of another length with 6.0");
     } else if (value.size() > 3) {
         reportAtLine(FindingType::VERSION_LENGTH, line,
                      "would write 6.0 over the first three characters of the version alone");
@@ -57,7 +57,7 @@ void reportVersion() {
         });
     for (int i = 1; i < object.lineCount() && !isSet; ++i) {
         if (isVersion(object.line(i))) {
-            reportAtLine(FindingType::VERSION_NOT_SET, i, "would leave the version as it is");
+            reportAtLine(FindingType::VERSION_NOT_SET, i, "would leave the version unchanged");
         }
     }
 }
@@ -76,7 +76,7 @@ void reportMistakenClass() {
     if (!isExact) {
         reportAtLine(
             FindingType::CLASS_MISTAKEN, index,
-            format("would tell the entry's class by the attribute %s", nameOf(line, index)));
+            format("would take the entry's class from the attribute %s", nameOf(line, index)));
     }
 }
 
@@ -102,7 +102,7 @@ void reportAddedIdentifier(std::string_view authority, std::string_view principa
         reportEntry(FindingType::DOMAIN_ID_WRONG, "would add a second domain identifier");
     } else if (authority.starts_with(':') || (principal != name && !name.empty())) {
         reportEntry(FindingType::DOMAIN_ID_WRONG,
-                    "would make the domain identifier of other values");
+                    "would make the domain identifier from other values");
     } else if (authority.empty() && !isUsersEntry(object.line(0))) {
         reportEntry(FindingType::EMPTY_DOMAIN,
                     "would give the user a domain identifier without a domain");
@@ -114,7 +114,7 @@ void reportDomainIdentifier() {
     if (hasDomainIdentifier()) {
         if (!hasLineOfDomainIdentifier()) {
             reportEntry(FindingType::DOMAIN_ID_WRONG,
-                        "would add no domain identifier, because a value speaks of one");
+                        "would add no domain identifier, because a value mentions one");
         }
         return;
     }
@@ -177,8 +177,8 @@ bool isHeaderInTheWay() {
 
 void reportHeader() {
     if (isHeaderInTheWay()) {
-        reportEntry(FindingType::HEADER_GLUED, "the header line is taken for the DN of the entry",
-                    MESSAGE_PROCESSING_FAILED);
+        reportEntry(FindingType::HEADER_NOT_SEPARATED,
+                    "the header line is taken for the DN of the entry", MESSAGE_PROCESSING_FAILED);
         int lines = 1;
         while (object.line(lines).starts_with(' ')) {
             ++lines;

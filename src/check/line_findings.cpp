@@ -42,7 +42,7 @@ void reportZeroBytes() {
                 --left;
                 reportAtFileLine(
                     FindingType::CUT_TEXT, piece.line,
-                    "would lose what stands behind the zero byte, and take what is left of the "
+                    "would lose the text after the zero byte, and take what is left of the "
                     "line for the beginning of the next, or for the end of the entry");
             }
             return left > 0 && isShown(FindingType::CUT_TEXT);
@@ -64,7 +64,7 @@ void reportCarriageReturns() {
         if (at != std::string_view::npos &&
             line.find_first_not_of("\r\n", at) != std::string_view::npos) {
             reportAt(FindingType::CUT_TEXT, attribute,
-                     "would lose what stands behind the carriage return within the line");
+                     "would lose the text after the carriage return in the line");
         }
     }
 }
@@ -78,10 +78,9 @@ void reportMissingDn() {
     if (current.isSplitOff) {
         reportAtFileLine(
             FindingType::BLANK_CONTINUATION, current.line - 1,
-            "would end the entry above it there, and take the lines behind it for an entry of its "
-            "own");
+            "would end the entry above it there, and take the lines after it for a separate entry");
     } else {
-        reportEntry(FindingType::ENTRY_WITHOUT_DN, "would take the lines for an entry of its own");
+        reportEntry(FindingType::ENTRY_WITHOUT_DN, "would take the lines for a separate entry");
     }
 }
 
@@ -124,7 +123,7 @@ void reportLongLines() {
     visitCurrentPieces([&reported](const Piece& piece) {
         if (piece.isSplit && std::exchange(reported, piece.line) != piece.line) {
             reportAtFileLine(FindingType::LONG_LINE, piece.line,
-                             "would break the line apart behind each 4,095 bytes of it");
+                             "would split the line after every 4,095 bytes");
         }
         return true;
     });

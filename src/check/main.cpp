@@ -32,12 +32,13 @@ constexpr int somethingFound = 1;
 constexpr std::string_view usage = "usage: ldif-migrate-check [OPTION]... EXPORT [OUTPUT]\n";
 
 constexpr std::string_view help =
-    "Checks an export before its migration, or, when OUTPUT is given, proves that a migration has\n"
+    "Checks an export before its migration, or, when OUTPUT is given, verifies that a migration "
+    "has\n"
     "lost nothing. Reads only.\n"
     "\n"
     "  --users N     show passes and memory for a migration that holds N users at once, too\n"
     "  --groups N    the same for N groups\n"
-    "  --limit N     show at most N findings of each kind (default: 20)\n"
+    "  --limit N     show at most N findings of each type (default: 20)\n"
     "  --json        write the report as JSON\n"
     "  --help        write this help\n"
     "  --version     write the version\n"

@@ -205,8 +205,7 @@ bool lookAtMergedLines(bool isBroken) {
             return;
         }
         if (line.starts_with('\t')) {
-            reportAt(FindingType::TAB_LINE, index,
-                     "would take the line for an attribute of its own");
+            reportAt(FindingType::TAB_LINE, index, "would take the line for a separate attribute");
         }
         if ((isOnDropList(name) && !isObjectClassName(name)) || mergedFilter.matchesSome(line)) {
             dropLine(line, index, BY_MERGE | FROM_MERGED);
@@ -251,7 +250,7 @@ struct OwnerFinding {
 constexpr std::array<OwnerFinding, static_cast<std::size_t>(OwnerProblem::END)> ownerFindings = {{
     {FindingType::END, false, ""},
     {FindingType::END, false, ""},  // of another class: is not taken for an entry of an owner
-    {FindingType::MISSING_OWNER, true, "its DN has no comma, so that it belongs to nobody"},
+    {FindingType::MISSING_OWNER, true, "its DN has no comma, so it has no owner"},
     {FindingType::MISSING_DOMAIN, true, "the entry has no secAuthority in its DN"},
     {FindingType::MISSING_DOMAIN, false, "the entry has no secAuthority"},
     {FindingType::MISSING_OWNER, false, "the entry has no secDN"},

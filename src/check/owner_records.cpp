@@ -58,10 +58,10 @@ void reportWithoutOwn(const Owner& owner, std::span<const Dependence> dependence
         const bool isPolicy = one.part == Part::POLICY || one.part == Part::POLICY_DATA;
         if (owner.has(HAS_BLANKS_IN_DN)) {
             reportAtOffset(owner.offset(one.part), FindingType::BLANKS_IN_DN,
-                           "the blanks keep its owner from being found", MESSAGE_PROCESSING_FAILED);
+                           "the spaces keep its owner from being found", MESSAGE_PROCESSING_FAILED);
         } else if (isPolicy && owner.has(HAS_BLANK_IN_POLICY)) {
             reportAtOffset(owner.offset(one.part), FindingType::BLANK_IN_POLICY_DN,
-                           "the blank belongs to the DN of its owner, which no user has",
+                           "the space becomes part of its owner's DN, which no user has",
                            MESSAGE_PROCESSING_FAILED);
         } else {
             reportAtOffset(owner.offset(one.part), one.kind, std::string(one.problem),

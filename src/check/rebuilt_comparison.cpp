@@ -225,7 +225,7 @@ void takeRebuilt(const Rebuilt& rebuilt, const OutputEntry& entry) {
 void reportUnseen(const Owner& owner, Part source, OwnerFlag seen, std::string_view what) {
     if (owner.has(source) && !owner.has(seen)) {
         reportDifference(FindingType::MISSING_ENTRY, owner.offset(source), nowhere,
-                         format("the output does not hold its %s", what));
+                         format("its %s is missing from the output", what));
     }
 }
 

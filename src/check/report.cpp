@@ -30,7 +30,7 @@ struct Named {
 };
 
 constexpr std::array<Named<RecordKind>, static_cast<std::size_t>(RecordKind::END)> contentNames = {{
-    {RecordKind::PASSED, "passed", "entries that stay as they are"},
+    {RecordKind::PASSED, "passed", "unchanged entries"},
     {RecordKind::USER, "users", "users"},
     {RecordKind::CONTAINER, "containers", "policy containers"},
     {RecordKind::POLICY, "policies", "policies"},
@@ -42,13 +42,13 @@ static_assert(isInOrderOf(contentNames, &Named<RecordKind>::value));
 constexpr std::array<Named<Rule>, static_cast<std::size_t>(Rule::END)> ruleNames = {{
     {Rule::ENTRY_IDENTIFIERS, "entryIdentifiers", "entry identifiers dropped"},
     {Rule::ACCESS_CONTROL, "accessControl", "lines of access control and controls dropped"},
-    {Rule::FILTERED_WORDS, "filteredWords", "lines dropped for a word that they hold"},
+    {Rule::FILTERED_WORDS, "filteredWords", "lines dropped because of a name that they contain"},
     {Rule::POLICY_DATA, "policyData", "lines of policy data dropped"},
     {Rule::OLD_NAMES, "oldNames", "old DNs of merged entries dropped"},
     {Rule::OLD_CLASSES, "oldClasses", "object classes of merged entries dropped"},
     {Rule::EQUAL_LINES, "equalLines", "lines that merged entries had in common"},
     {Rule::REPLACED_LINES, "replacedLines", "lines replaced by those of another entry"},
-    {Rule::NORMALIZED, "normalized", "lines that lost blanks beside commas"},
+    {Rule::NORMALIZED, "normalized", "lines that lost spaces beside commas"},
     {Rule::VERSIONS, "versions", "versions set to 6.0"},
     {Rule::RESPELLED, "respelled", "identifiers respelled as secUUID"},
     {Rule::DOMAIN_IDS_ADDED, "domainIdsAdded", "domain identifiers added"},
@@ -111,7 +111,7 @@ std::string planLine(const Plan& plan) {
 }
 
 std::string plansText(const Request& request) {
-    std::string text = "\nCounts to pass, passes and memory (about):\n\n";
+    std::string text = "\nSuggested limits (estimates):\n\n";
     text += aligned("MAX_USERS", 16) + aligned("MAX_GROUPS", 14) + aligned("passes", 9) +
             aligned("memory", 14) + '\n';
     if (request.users != 0 || request.groups != 0) {
@@ -124,7 +124,7 @@ std::string plansText(const Request& request) {
 }
 
 std::string diskText(std::optional<std::uint64_t> freeSpace) {
-    return format("\nRoom on the disk:\n\n%s  for the work file, removed at the end\n"
+    return format("\nDisk space:\n\n%s  for the work file, removed at the end\n"
                   "%s  for the output, at most\n%s  free on the disk of the export\n",
                   aligned(mebibytes(inventory.workFileBytes), 16),
                   aligned(mebibytes(inventory.outputBytes), 16),
@@ -153,12 +153,12 @@ std::string findingText(const Finding& finding) {
     text += text.empty() ? "" : "\n";
     const std::string effect = printable(finding.effect);
     return text + (finding.message != 0
-                       ? format("        would end with %ld: %s\n", finding.message, effect)
+                       ? format("        fails with %ld: %s\n", finding.message, effect)
                        : format("        %s\n", effect));
 }
 
 std::string typeText(const FindingText& text) {
-    std::string whole = format("\n  %s: %s [%s]\n    To do: %s.\n", text.title,
+    std::string whole = format("\n  %s: %s [%s]\n    fix: %s.\n", text.title,
                                grouped(total(text.type)), text.id, text.fix);
     for (const Finding& finding : shown(text.type)) {
         whole += findingText(finding);
@@ -178,13 +178,13 @@ std::string severityText(Severity severity, std::string_view heading) {
 }
 
 std::string verificationText() {
-    std::string text = format("\n%s%s\n", aligned("demanded", 16), aligned("found", 16));
+    std::string text = format("\n%s%s\n", aligned("expected", 16), aligned("found", 16));
     for (std::size_t i = 0; i < recordCounts.size(); ++i) {
         text += aligned(grouped(recordCounts[i].expected), 16) +
                 aligned(grouped(recordCounts[i].found), 16) + "  " +
                 std::string(contentNames[i].inText) + '\n';
     }
-    text += "\nWhat the rules have changed, in lines:\n\n";
+    text += "\nLines changed by the rules:\n\n";
     for (std::size_t i = 0; i < ruleLines.size(); ++i) {
         if (ruleLines[i] != 0) {
             text += line(ruleLines[i], ruleNames[i].inText);
@@ -220,10 +220,10 @@ void addFindings(JsonText& json) {
             continue;
         }
         json.beginObject();
-        json.addText("kind", text.id);
+        json.addText("type", text.id);
         json.addText("severity", severityName(text.severity));
         json.addText("title", text.title);
-        json.addText("repair", text.fix);
+        json.addText("fix", text.fix);
         json.addNumber("total", total(text.type));
         json.beginArray("shown");
         for (const Finding& finding : shown(text.type)) {
@@ -300,10 +300,10 @@ std::string jsonAfter(const Request& request) {
     JsonText json;
     beginDocument(json, request);
     json.addText("output", *request.outputName);
-    json.beginObject("proof");
+    json.beginObject("verification");
     for (std::size_t i = 0; i < recordCounts.size(); ++i) {
         json.beginObject(contentNames[i].inJson);
-        json.addNumber("demanded", recordCounts[i].expected);
+        json.addNumber("expected", recordCounts[i].expected);
         json.addNumber("found", recordCounts[i].found);
         json.endObject();
     }
@@ -326,8 +326,8 @@ std::string countedFindings() {
 std::string textBefore(const Request& request, std::optional<std::uint64_t> freeSpace) {
     std::string text = format("%s: before the migration\n\n", printable(request.exportName)) +
                        inventoryText() + plansText(request) + diskText(freeSpace) + unknownText();
-    text += severityText(Severity::ENDS, "WOULD END THE MIGRATION WITH AN ERROR");
-    text += severityText(Severity::CHANGES, "WOULD BE CHANGED OR LOST WITHOUT A WORD");
+    text += severityText(Severity::ENDS, "Errors: the migration would fail");
+    text += severityText(Severity::CHANGES, "Warnings: data would be changed or lost");
     const Plan run = planFor(request.users, request.groups);
     if (totalOfAllTypes() == 0) {
         text += format("\n%s Migrate with\n\n"
@@ -336,7 +336,7 @@ std::string textBefore(const Request& request, std::optional<std::uint64_t> free
                                          : "Nothing found in what could be read; see Not known.",
                        shellWord(request.exportName), run.users, run.groups);
     } else {
-        text += format("\n%s. Repair the export, and check it again.\n", countedFindings());
+        text += format("\n%s. Fix the export, and check it again.\n", countedFindings());
     }
     return text;
 }
@@ -345,10 +345,9 @@ std::string textAfter(const Request& request) {
     std::string text = format("%s: after the migration of %s\n", printable(*request.outputName),
                               printable(request.exportName)) +
                        verificationText();
-    text += severityText(Severity::DIFFERS, "THE OUTPUT IS NOT WHAT THE EXPORT DEMANDS");
+    text += severityText(Severity::DIFFERS, "Errors: the output is not what is expected");
     return text + (totalOfAllTypes() == 0
-                       ? std::string(
-                             "\nEverything that the rules keep is there, once, and nothing else.\n")
+                       ? std::string("\nVerified: nothing missing, duplicated or unexpected.\n")
                        : format("\n%s. Do not load the output.\n", countedFindings()));
 }
 

@@ -65,7 +65,7 @@ void reportUnrecognisedClass(std::string_view line, int index) {
         return;
     }
     reportAt(FindingType::CLASS_NOT_RECOGNISED, index,
-             format("would leave the entry as it is, and not take it for a %s", name));
+             format("would leave the entry unchanged, and not take it for a %s", name));
 }
 
 // A half-migrated export may hold entries under the names that users and groups will get.
@@ -161,11 +161,11 @@ void reportNormalized(std::string_view line, int index) {
     if (!line.starts_with(name)) {
         reportAt(
             FindingType::NORMALIZED_VALUE, index,
-            format("would drop the blanks beside commas in the attribute %s", nameOf(line, index)));
+            format("would drop the spaces beside commas in the attribute %s", nameOf(line, index)));
     } else if (losesEscapedBlank(line)) {
         reportAt(
             FindingType::ESCAPED_COMMA, index,
-            format("would drop a blank beside a comma that belongs to a value in the attribute %s",
+            format("would drop a space beside a comma that belongs to a value in the attribute %s",
                    nameOf(line, index)));
     }
 }
@@ -292,12 +292,12 @@ void regroupPieces(StagedEntry& staged) {
     if (fails) {
         reportAtFileLine(found.isLong ? FindingType::LONG_ATTRIBUTE : FindingType::STRAY_LINES,
                          found.line,
-                         found.isLong ? "the entry breaks apart behind each 4,095 bytes of the line"
-                                      : "the entry breaks apart at a line of which nothing is left",
+                         found.isLong ? "the entry is split after every 4,095 bytes of the line"
+                                      : "the entry is split at a line of which nothing is left",
                          MESSAGE_PROCESSING_FAILED);
     } else if (found.isLong && !isWhole) {
         reportAtFileLine(FindingType::LONG_ATTRIBUTE_BROKEN, found.line,
-                         "would break the line apart behind each 4,095 bytes of it");
+                         "would split the line after every 4,095 bytes");
     }
 }
 
@@ -351,9 +351,9 @@ void passThroughOversized() {
     countOutput(1);  // the blank line behind it
     reportEntry(
         FindingType::TOO_MANY_LINES,
-        isEnded ? "would pass the entry on as it is, without comments and entry identifiers"
-                : "would pass the entry on as it is, without comments and entry identifiers, and "
-                  "write what comes next right behind it");
+        isEnded ? "would pass the entry through without its comments and entry identifiers"
+                : "would pass the entry through without its comments and entry identifiers, and "
+                  "write what follows directly after it");
     expectPassedThrough(digest, false);
 }
 
@@ -363,9 +363,10 @@ void reportTakenNames() {
         std::size_t reported = 0;
         for (; reported < owners.size() && isShown(FindingType::SAME_NEW_NAME); ++reported) {
             const Owner& owner = ownerAt(owners[reported]);
-            reportAtOffset(name.offset, FindingType::SAME_NEW_NAME,
-                           format("stays as it is, and the entry in line %ld would get the same DN",
-                                  lineAt(owner.offset(Part::OWN))));
+            reportAtOffset(
+                name.offset, FindingType::SAME_NEW_NAME,
+                format("stays unchanged, and the entry in line %ld would get the same DN",
+                       lineAt(owner.offset(Part::OWN))));
         }
         countFinding(FindingType::SAME_NEW_NAME, owners.size() - reported);
     }
@@ -380,7 +381,7 @@ void regroup(std::string_view attributes) {
         regroupPieces(staged);
     } else if (isRead && !takeIn(false)) {
         reportEntry(FindingType::STRAY_LINES,
-                    "the entry is none that is regrouped once its lines are joined",
+                    "the entry is not one to be regrouped once its lines are joined",
                     MESSAGE_PROCESSING_FAILED);
     }
 }

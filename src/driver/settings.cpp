@@ -117,12 +117,12 @@ void refuseLinkedWorkFile() {
 }
 
 Message migrationFailed(const std::string& problem) {
-    return {MESSAGE_PROCESSING_FAILED, {input_ldif_filename, problem, advice("Mend this")}};
+    return {MESSAGE_PROCESSING_FAILED, {input_ldif_filename, problem, advice("Fix this")}};
 }
 
 Message migrationStopped(const std::string& problem) {
     return {MESSAGE_PROCESSING_FAILED,
-            {input_ldif_filename, problem, adviceToRunAgain("Mend this")}};
+            {input_ldif_filename, problem, adviceToRunAgain("Fix this")}};
 }
 
 Message slotOccupied(const std::string& entry, const std::string& other) {

@@ -40,11 +40,11 @@ struct ClassNames {
 // clang-format off
 inline constexpr std::array<ClassNames, 10> classTable = {{
     {UNINTERESTING_OBJECTCLASS, "other", "", "", "",
-     "UNINTERESTING_OBJECTCLASS  ", "other entries, as they are"},
+     "UNINTERESTING_OBJECTCLASS  ", "other entries, unchanged"},
     {SECUSER_OBJECTCLASS, "secUser", " secUser", " secuser", "c2VjVXNlcg==",
      "SECUSER_OBJECTCLASS  ", "user entries"},
     {SECPOLICYDATA_OBJECTCLASS, "secPolicyData", " secPolicyData", " secpolicydata", "c2VjUG9saWN5RGF0YQ==",
-     "SECPOLICYDATA_OBJECTCLASS  ", "policy data, which the newer layout has no place for"},
+     "SECPOLICYDATA_OBJECTCLASS  ", "policy data, dropped: the newer layout has none"},
     {SECPOLICY_OBJECTCLASS, "secPolicy", " secPolicy", " secpolicy", "c2VjUG9saWN5",
      "SECPOLICY_OBJECTCLASS  ", "policies"},
     {SECGROUP_OBJECTCLASS, "secGroup", " secGroup", " secgroup", "c2VjR3JvdXA=",

@@ -66,7 +66,7 @@ void requireDeletion(int result) {
             "copyRemainingObjectsToOutputLDIFFile():  ERROR: "
             "deleteNextObjectFromTemporaryInputLDIFFile() failed deleting a ResCreds container or "
             "secResCreds object.  EXITING. \n";
-        fail(error, error, workFileMessage("a resource credential could not be blanked"));
+        fail(error, error, workFileMessage("a resource credential could not be overwritten"));
     }
 }
 

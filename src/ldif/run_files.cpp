@@ -30,5 +30,5 @@ Message workFileMessage(const std::string& problem) {
 }
 
 Message blankingFailedMessage() {
-    return workFileMessage("entries gathered could not be blanked");
+    return workFileMessage("gathered entries could not be overwritten");
 }

@@ -33,7 +33,7 @@ std::string_view requireDomainOfPolicy(int index, std::string_view policyDn) {
         isNamed ? "" : format("createNewSecPolicyDN(): Missing secAuthority in dn: %s\n", policyDn),
         migrationFailed(
             format("the policy %s has %s", policyName(index, policyDn),
-                   isNamed ? "nothing behind its secAuthority" : "no secAuthority in its DN")));
+                   isNamed ? "nothing after its secAuthority" : "no secAuthority in its DN")));
 }
 
 std::string_view requireDomainOfOwner(int /*index*/, std::string_view ownerDn) {

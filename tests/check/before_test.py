@@ -28,7 +28,7 @@ def encoded(text):
 
 def findings(report):
     """Everything found: kind, line, DN."""
-    return [(found["kind"], one.get("line"), one.get("dn"))
+    return [(found["type"], one.get("line"), one.get("dn"))
             for found in report["findings"] for one in found["shown"]]
 
 
@@ -88,7 +88,7 @@ class BeforeTest(FolderTest):
     def compare_report(self, case, report):
         self.assertEqual(unlike(findings(report), case.found), ([], []))
         kinds = [kind for kind, *_ in case.found]
-        self.assertEqual({found["kind"]: found["total"] for found in report["findings"]},
+        self.assertEqual({found["type"]: found["total"] for found in report["findings"]},
                          {kind: kinds.count(kind) for kind in kinds})
         ending = [found for found in report["findings"] if found["severity"] == "ends"]
         self.assertEqual(bool(ending), bool(case.ends))
@@ -105,7 +105,7 @@ class BeforeTest(FolderTest):
         A case without a text of its own would only repeat this.
         """
         texts = {text for found in report["findings"] for one in found["shown"]
-                 for text in (found["title"], found["repair"], one["effect"])}
+                 for text in (found["title"], found["fix"], one["effect"])}
         if texts <= SHOWN:
             return
         SHOWN.update(texts)
@@ -114,7 +114,7 @@ class BeforeTest(FolderTest):
         text = run.stdout.decode("latin-1")
         for found in report["findings"]:
             self.assertIn(found["title"], text)
-            self.assertIn(found["repair"], text)
+            self.assertIn(found["fix"], text)
             for one in found["shown"]:
                 self.assertIn(one.get("dn", "").encode().decode("latin-1"), text)
                 self.assertIn(one["effect"].encode().decode("latin-1"), text)

@@ -105,7 +105,7 @@ cn: PolicyData
                        "dn: cn=Policy,secAuthority=Default,cn=Ian Moe,ou=people,o=acme\n")],
     "missing-domain": [("objectClass: secUser\nprincipalName: eve",
                         "objectClass: secUser\nsecAuthority: Default\nprincipalName: eve")],
-    "header-glued": [("version: 1\n", "version: 1\n\n")],
+    "header-not-separated": [("version: 1\n", "version: 1\n\n")],
     "blanks-in-dn, mapping-without-user": [("cn=Fay Dow,ou=people,o=acme  \n",
                                             "cn=Fay Dow,ou=people,o=acme\n")],
     "cut-text, stray-lines": [("\rnote: 1", "note: 1")],
@@ -140,7 +140,7 @@ class ExampleTest(FolderTest):
     def test_one_of_each_is_found(self):
         run = self.report_of(self.text)
         self.assertEqual(run.status, FOUND)
-        self.assertEqual({found["kind"]: found["total"] for found in run.document["findings"]},
+        self.assertEqual({found["type"]: found["total"] for found in run.document["findings"]},
                          {kind: 1 for kind in KINDS})
 
     def test_comments_name_each_in_its_place(self):
@@ -152,13 +152,13 @@ class ExampleTest(FolderTest):
         for found in self.report_of(self.text).document["findings"]:
             [one] = found["shown"]
             # The comment stands above the entry or above the line that is meant.
-            self.assertIn(one["line"] - places[found["kind"]], range(-5, 7), found)
+            self.assertIn(one["line"] - places[found["type"]], range(-5, 7), found)
 
     def test_each_repair_fixes_its_finding(self):
         for kinds, edits in REPAIRS.items():
             with self.subTest(kinds=kinds):
                 run = self.report_of(edit(self.text, *edits))
-                self.assertEqual({found["kind"] for found in run.document["findings"]},
+                self.assertEqual({found["type"] for found in run.document["findings"]},
                                  KINDS - set(kinds.split(", ")))
 
     def test_when_all_is_fixed_it_migrates(self):

@@ -151,10 +151,10 @@ class RightOutputs(ProofTest):
         self.prepare(content, slots)
         run = check(CHECK, self.export, self.output)
         self.assertClean(run, (content, slots))
-        proof = run.document["proof"]
+        proof = run.document["verification"]
         counted = collections.Counter(record.kind for record in self.records)
         for kind, name in PROVEN.items():
-            self.assertEqual(proof[name], {"demanded": counted[kind], "found": counted[kind]})
+            self.assertEqual(proof[name], {"expected": counted[kind], "found": counted[kind]})
         rules = proof["rules"]
         self.assertEqual({name: rules[name] for name in COUNTED}, counts(entries(content)))
         container = sum(len(record.lines) for record in self.records
@@ -275,8 +275,8 @@ class WrongRecords(ProofTest):
         for place, record in enumerate(self.records):
             run = self.prove(self.with_record(place))
             self.assertFound(run, {"missing-entry": [(line_of(record), None)]}, record)
-            balance = run.document["proof"][PROVEN[record.kind]]
-            self.assertEqual(balance["found"], balance["demanded"] - 1)
+            balance = run.document["verification"][PROVEN[record.kind]]
+            self.assertEqual(balance["found"], balance["expected"] - 1)
 
     def test_Repeated(self):
         for place, record in enumerate(self.records):
@@ -366,7 +366,7 @@ class WrongRecords(ProofTest):
             for name in (lines[0] + b"x", lines[0][:-1], lines[0] + b" ", b"dn:" + lines[0])])
 
     def test_NameInAnotherCase(self):
-        """Of entries that stay as they are, it is a change; others have no other name."""
+        """Of unchanged entries, it is a change; others have no other name."""
         for place, record in enumerate(self.records):
             lines = [record.lines[0].swapcase()] + record.lines[1:]
             damaged = self.renamed if record.kind in REBUILT else self.changed

@@ -43,7 +43,7 @@ class ReportTest(FolderTest):
     def report_of_generated(self, *options):
         """The report of the generated export, which may hold what is not kept word for word."""
         run = check(CHECK, self.export, None, ("--json", *options))
-        self.assertEqual([found["kind"] for found in run.document["findings"]
+        self.assertEqual([found["type"] for found in run.document["findings"]
                           if found["severity"] != "changes"], [])
         return run.document
 
@@ -211,7 +211,7 @@ class FindingsTest(ReportTest):
         for limit, shown in (("3", 3), ("0", 0), ("25", 25), ("1000", 25)):
             with self.subTest(limit=limit):
                 [found] = self.report_of(self.many(25), "--limit", limit, status=FOUND)["findings"]
-                self.assertEqual((found["kind"], found["total"]), ("policy-without-user", 25))
+                self.assertEqual((found["type"], found["total"]), ("policy-without-user", 25))
                 # Each of them takes four lines, the first is at line 67.
                 self.assertEqual([one["line"] for one in found["shown"]],
                                  [67 + 4 * n for n in range(shown)])
@@ -235,7 +235,7 @@ class FindingsTest(ReportTest):
         for counts in (("1", "1"), ("2", "2")):
             [found] = self.report_of(twice, "--users", counts[0], "--groups", counts[1],
                                      status=FOUND)["findings"]
-            self.assertEqual((found["kind"], found["total"]), ("two-of-one-kind", 2))
+            self.assertEqual((found["type"], found["total"]), ("two-of-one-kind", 2))
             for one in found["shown"]:
                 self.assertIn("so few slots that the two are gathered in different passes",
                               one["effect"])
@@ -246,7 +246,7 @@ class FindingsTest(ReportTest):
         user = BOBS_USER.encode().replace(b"dn: secAuthority=Default,cn=Bob Ray,o=acme",
                                           b"dn: secAuthority=Default," + dn)
         [found] = self.report_of(base.EXPORT.encode() + user, status=FOUND)["findings"]
-        self.assertEqual(found["kind"], "user-without-mapping")
+        self.assertEqual(found["type"], "user-without-mapping")
         [one] = found["shown"]
         text = check(CHECK, self.export, None, ()).stdout
         return one["dn"].removeprefix("dn: secAuthority=Default,"), text

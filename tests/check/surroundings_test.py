@@ -87,7 +87,7 @@ class SurroundingsTest(FolderTest):
         self.assertEqual(found["total"], 1)
         [one] = found["shown"]
         self.assertIn(found["title"], self.check(*arguments, EXPORT, **options).stdout.decode())
-        return found["kind"], found["severity"], one.get("message")
+        return found["type"], found["severity"], one.get("message")
 
     def assertClean(self, **options):
         run = self.check(EXPORT, **options)
@@ -469,7 +469,7 @@ class FilesTest(SurroundingsTest):
         self.export.rename(self.files / name)
         run = self.check("--json", name)
         [found] = json.loads(run.stdout)["findings"]
-        self.assertEqual(found["kind"], "work-file-refused")
+        self.assertEqual(found["type"], "work-file-refused")
         run = self.run_program("ldif-migrate", name, OUTPUT, "10", "10")
         self.assertEqual(run.returncode, ENDED)
         self.assertIn(b"File name too long", run.stderr)
@@ -497,7 +497,7 @@ class FilesTest(SurroundingsTest):
                     left_out("a small file system", migrated.stderr.decode().strip())
                     return
                 checked = self.run_on_small_file_system(room, *check)
-                kinds = [found["kind"] for found in json.loads(checked.stdout)["findings"]]
+                kinds = [found["type"] for found in json.loads(checked.stdout)["findings"]]
                 if fits:
                     self.assertEqual((migrated.returncode, migrated.stderr), (0, b""))
                     self.assertEqual((checked.returncode, kinds), (CLEAN, []))

@@ -71,7 +71,7 @@ from lib.texts import difference  # noqa: E402
 
 CASES = Path(__file__).resolve().parent
 NOTICES = {
-    308: "Reading the export: entries that stay as they are go to the output,",
+    308: "Reading the export: entries that pass through unchanged go to the output,",
     309: "entries that must be regrouped to a work file beside it.",
     310: "The work file is complete.",
     311: "Regrouping the users and groups begins.",

@@ -58,14 +58,14 @@ def check(checker, export, output=None, options=("--json",)):
 
 def kinds(checked, severity=None):
     """The kinds that were found, or those of the severity."""
-    return {found["kind"] for found in checked.document["findings"]
+    return {found["type"] for found in checked.document["findings"]
             if severity in (None, found["severity"])}
 
 
 def shown_of(checked, kind):
     """What is shown of a kind: the lines in the export and in the output, None for none."""
     return [(one.get("line"), one.get("outputLine"))
-            for found in checked.document["findings"] if found["kind"] == kind
+            for found in checked.document["findings"] if found["type"] == kind
             for one in found["shown"]]
 
 

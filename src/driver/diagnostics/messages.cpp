@@ -46,7 +46,7 @@ constexpr std::array<CatalogueEntry, 19> catalogue = {{
     {MESSAGE_CANNOT_READ, ERROR,
      "cannot read the work file \"%s\": %s. Remove it and run the migration again"},
     {MESSAGE_STAGING_BEGINS, NOTICE,
-     "Reading the export: entries that stay as they are go to the output,"},
+     "Reading the export: entries that pass through unchanged go to the output,"},
     {MESSAGE_STAGING_WHERE, NOTICE, "entries that must be regrouped to a work file beside it."},
     {MESSAGE_STAGING_DONE, NOTICE, "The work file is complete."},
     {MESSAGE_PROCESSING_BEGINS, NOTICE, "Regrouping the users and groups begins."},
@@ -56,8 +56,8 @@ constexpr std::array<CatalogueEntry, 19> catalogue = {{
      "usage: ldif-migrate INPUT OUTPUT MAX_USERS MAX_GROUPS [TRACE]\n"
      "  INPUT       export of the registry in its older layout; read, never changed\n"
      "  OUTPUT      file for the newer layout; created or overwritten\n"
-     "  MAX_USERS   most users to hold in memory at once, 1 or more\n"
-     "  MAX_GROUPS  most groups to hold in memory at once, 1 or more\n"
+     "  MAX_USERS   maximum number of users in memory at once, 1 or more\n"
+     "  MAX_GROUPS  maximum number of groups in memory at once, 1 or more\n"
      "  TRACE       file for a detailed trace of the run; slow, for diagnosis only\n"
      "Example: ldif-migrate export.ldif migrated.ldif 100000 10000"},
     {MESSAGE_COMPLETE, NOTICE, "The migration is complete."},

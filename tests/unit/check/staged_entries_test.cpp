@@ -205,7 +205,7 @@ TEST_F(StagedEntriesTest, OnlyTheEndOfTheExportLeavesAnOversizedEntryWithoutAnEm
         scan(oversized() + end);
         EXPECT_EQ(typesFound(), "too-many-lines ");
         const std::string effect = shown(FindingType::TOO_MANY_LINES).front().effect;
-        EXPECT_EQ(effect.ends_with("right behind it"), end.empty());
+        EXPECT_EQ(effect.ends_with("directly after it"), end.empty());
     }
 }
 

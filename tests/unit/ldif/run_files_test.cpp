@@ -30,7 +30,7 @@ TEST_F(RunFiles, PositionNotSetForBlankLinesRefusedNamesThese) {
     EXPECT_EQ(message.id, 380928302);
     EXPECT_THAT(message.arguments,
                 ElementsAre(input_ldif_filename,
-                            "entries gathered could not be blanked in the work file: "
+                            "gathered entries could not be overwritten in the work file: "
                             "No space left on device",
                             HasSubstr(temp_input_ldif_filename)));
 }
@@ -68,7 +68,7 @@ TEST_F(RunFiles, EntriesThatCouldNotBeBlankedAreNotNamed) {
     setObject({"dn: cn=innocent\n"});
     EXPECT_THAT(blankingFailedMessage().arguments,
                 ElementsAre(input_ldif_filename,
-                            "entries gathered could not be blanked in the work file: "
+                            "gathered entries could not be overwritten in the work file: "
                             "No space left on device",
                             HasSubstr(temp_input_ldif_filename)));
 }

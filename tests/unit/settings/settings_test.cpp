@@ -108,7 +108,7 @@ TEST(MigrationFailed, NamesExportProblemAndWorkFile) {
     EXPECT_EQ(message.id, 380928302);
     EXPECT_THAT(message.arguments,
                 testing::ElementsAre("in.ldif", "an entry is broken",
-                                     "Mend this, remove the work file \"in.ldif.tmp\" and run the "
+                                     "Fix this, remove the work file \"in.ldif.tmp\" and run the "
                                      "migration again"));
 }
 
