@@ -20,6 +20,8 @@ constexpr auto spellingsOf() {
 
 constexpr auto dropList = spellingsOf<BY_MERGE>();
 constexpr auto passThroughDropList = spellingsOf<FROM_PASS_THROUGH>();
+constexpr auto passThroughNames = namesOf<FROM_PASS_THROUGH>();
+constexpr NameSet passThroughNamesInAnyCase(passThroughNames);
 
 // A bit for the first letter of a name, whatever its case.
 constexpr std::uint32_t initialOf(std::string_view name) {
@@ -44,6 +46,7 @@ bool isOnDropList(std::string_view name) {
 
 bool passThroughDrops(std::string_view colonPrefix, std::string_view tail) {
     return tail.starts_with(' ') &&
+           passThroughNamesInAnyCase.matches(colonPrefix) &&  // which rules most prefixes out
            std::any_of(
                passThroughDropList.begin(), passThroughDropList.end(),
                [colonPrefix](std::string_view name) { return colonPrefix.ends_with(name); });
