@@ -39,7 +39,8 @@ public:
     // The bytes from `offset` on, at most `size`; fewer at the end of the file.
     std::string textAt(off_t offset, std::size_t size) const;
 
-    // Notes that the line `line`, from 1 on, begins at `offset`. Offsets must rise.
+    // Notes that the line `line`, from 1 on, begins at `offset`, unless one behind or close to it
+    // has been noted.
     void noteLine(off_t offset, std::int64_t line);
 
     // The number of the line that begins at `offset`; 0 when the file is shorter.

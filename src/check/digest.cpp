@@ -115,7 +115,10 @@ void LinesDigest::add(std::uint64_t line) {
 void TextDigest::add(std::string_view text) {
     for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
         const std::string_view line = text.substr(0, end);
-        lines_.add(digestOfLine(rest_.empty() ? line : rest_.append(line)));
+        const std::string_view whole = rest_.empty() ? line : rest_.append(line);
+        if (!whole.empty()) {
+            lines_.add(digestOfLine(whole));
+        }
         rest_.clear();
         text.remove_prefix(end + 1);
     }

@@ -80,7 +80,8 @@ struct LinesDigest {
     void add(std::uint64_t line);
 };
 
-// The lines of a text that arrives in parts, which need not end where lines do.
+// The lines of a text that arrives in parts, which need not end where lines do. Empty ones do not
+// count: they are no part of an entry.
 class TextDigest {
 public:
     void add(std::string_view text);

@@ -11,13 +11,13 @@
 #include <string>
 #include <string_view>
 
+#include "check/comparison.h"
 #include "check/export_file.h"
 #include "check/export_scan.h"
 #include "check/failing.h"
 #include "check/findings.h"
 #include "check/owner_findings.h"
 #include "check/plan.h"
-#include "check/proof.h"
 #include "check/report.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/messages.h"

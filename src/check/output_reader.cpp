@@ -71,7 +71,7 @@ int OutputReader::readLine() {
         next_ += size + (found != nullptr ? 1 : 0);
         position_.offset += static_cast<off_t>(size + (found != nullptr ? 1 : 0));
         if (found != nullptr) {
-            position_.line += position_.line > 0 ? 1 : 0;
+            ++position_.line;
             return 0;
         }
         if (available < LineDigest::blockSize) {
@@ -99,9 +99,7 @@ bool OutputReader::read(OutputEntry& entry) {
         if (entry.lines.count == 0) {
             entry.offset = position.offset;
             firstLine_ = head_;
-            if (position.line > 0) {
-                file_.noteLine(position.offset, position.line);
-            }
+            file_.noteLine(position.offset, position.line);
         }
         entry.linesButLast = entry.lines;
         entry.lines.add(digest_.value());

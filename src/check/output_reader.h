@@ -21,7 +21,7 @@ struct OutputEntry {
     bool isEnded = false;            // by an empty line
 };
 
-// Where a line begins, and its number, or 0 where that is not known.
+// Where a line begins, and its number.
 struct OutputPosition {
     off_t offset = 0;
     std::int64_t line = 1;
@@ -40,7 +40,8 @@ public:
         return position_;
     }
 
-    // Goes on at another one.
+    // Goes on at another one. Its number does not matter where the file has been read before: no
+    // line number is noted there any more.
     void goTo(const OutputPosition& position);
 
     // The first line of the entry read last, up to its line end; cut after 64 KiB.

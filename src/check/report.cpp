@@ -7,11 +7,11 @@
 #include <cstddef>
 #include <string_view>
 
+#include "check/compared_output.h"
 #include "check/findings.h"
 #include "check/inventory.h"
 #include "check/json.h"
 #include "check/owners.h"
-#include "check/proof.h"
 #include "check/shell_word.h"
 #include "driver/diagnostics/format.h"
 #include "driver/diagnostics/printable.h"
@@ -25,7 +25,7 @@ struct Named {
     std::string_view inText;
 };
 
-constexpr std::array<Named, static_cast<std::size_t>(Content::END)> contentNames = {{
+constexpr std::array<Named, static_cast<std::size_t>(RecordKind::END)> contentNames = {{
     {"passed", "entries that stay as they are"},
     {"users", "users"},
     {"containers", "policy containers"},
@@ -172,9 +172,9 @@ std::string severityText(Severity severity, std::string_view heading) {
 
 std::string proofText() {
     std::string text = format("\n%s%s\n", aligned("demanded", 16), aligned("found", 16));
-    for (std::size_t i = 0; i < balances.size(); ++i) {
-        text += aligned(grouped(balances[i].expected), 16) +
-                aligned(grouped(balances[i].found), 16) + "  " +
+    for (std::size_t i = 0; i < recordCounts.size(); ++i) {
+        text += aligned(grouped(recordCounts[i].expected), 16) +
+                aligned(grouped(recordCounts[i].found), 16) + "  " +
                 std::string(contentNames[i].inText) + '\n';
     }
     text += "\nWhat the rules have changed, in lines:\n\n";
@@ -294,10 +294,10 @@ std::string jsonAfter(const Request& request) {
     beginDocument(json, request);
     json.addText("output", *request.outputName);
     json.beginObject("proof");
-    for (std::size_t i = 0; i < balances.size(); ++i) {
+    for (std::size_t i = 0; i < recordCounts.size(); ++i) {
         json.beginObject(contentNames[i].inJson);
-        json.addNumber("demanded", balances[i].expected);
-        json.addNumber("found", balances[i].found);
+        json.addNumber("demanded", recordCounts[i].expected);
+        json.addNumber("found", recordCounts[i].found);
         json.endObject();
     }
     json.beginObject("rules");

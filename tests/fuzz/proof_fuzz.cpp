@@ -15,9 +15,10 @@
 #include <string_view>
 #include <vector>
 
+#include "check/compared_output.h"
+#include "check/comparison.h"
 #include "check/findings.h"
 #include "check/inventory.h"
-#include "check/proof.h"
 #include "entry/object_class.h"
 #include "harness.h"
 #include "scan.h"
@@ -102,7 +103,7 @@ std::string mutated(const std::string& whole, const FuzzInput& fuzz) {
 // Whether the export that was verified last holds a user. An entry of that class is one only in an
 // export without findings: elsewhere it may be one that its user lacks.
 bool holdsUser(bool isSound) {
-    return balances[static_cast<std::size_t>(Content::USER)].demanded > 0 ||
+    return countOf(RecordKind::USER).expected > 0 ||
            (isSound && inventory.byClass[SECUSER_OBJECTCLASS] > 0);
 }
 
