@@ -6,16 +6,16 @@
 #include "check/export_file.h"
 
 std::array<RecordCount, static_cast<std::size_t>(RecordKind::END)> recordCounts = {};
-OutputReader output;
+OutputReader comparedOutput;
 
 namespace {
 
 std::string outputDnAt(off_t offset) {
     constexpr std::size_t usual = 512;
     constexpr std::size_t maxSize = 4096;
-    std::string text = output.file().textAt(offset, usual);
+    std::string text = comparedOutput.file().textAt(offset, usual);
     if (text.find('\n') == std::string::npos) {
-        text = output.file().textAt(offset, maxSize);
+        text = comparedOutput.file().textAt(offset, maxSize);
     }
     text.resize(std::min(text.find('\n'), text.size()));
     return text;
@@ -29,14 +29,14 @@ RecordCount& countOf(RecordKind kind) {
 
 void openComparedOutput(const std::string& name) {
     recordCounts = {};
-    output = OutputReader();
-    output.open(name);
+    comparedOutput = OutputReader();
+    comparedOutput.open(name);
 }
 
 bool readOutputEntry(OutputEntry& entry) {
-    const bool isRead = output.read(entry);
+    const bool isRead = comparedOutput.read(entry);
     if (isRead && !entry.isEnded) {
-        reportDifference(FindingType::CHANGED_ENTRY, nowhere, entry.offset,
+        reportDifference(FindingType::CHANGED_ENTRY, noOffset, entry.offset,
                          "no empty line follows it: the file may be truncated");
     }
     return isRead;
@@ -51,10 +51,10 @@ void reportDifference(FindingType kind, off_t exportOffset, off_t outputOffset,
         return;
     }
     Finding finding;
-    const bool isInOutput = outputOffset != nowhere;
-    finding.line = exportOffset != nowhere ? lineAt(exportOffset) : 0;
-    finding.outputLine = isInOutput ? output.file().lineAt(outputOffset) : 0;
-    const std::string exportDn = exportOffset != nowhere ? dnAt(exportOffset) : "";
+    const bool isInOutput = outputOffset != noOffset;
+    finding.line = exportOffset != noOffset ? lineAt(exportOffset) : 0;
+    finding.outputLine = isInOutput ? comparedOutput.file().lineAt(outputOffset) : 0;
+    const std::string exportDn = exportOffset != noOffset ? dnAt(exportOffset) : "";
     const std::string dn = isInOutput ? shownDn(outputDnAt(outputOffset)) : exportDn;
     finding.dn = exportDn.empty() ? "" : dn;
     finding.effect = dn.empty() ? "the entry begins without a DN line: " + effect : effect;

@@ -25,13 +25,13 @@ RecordCount& countOf(RecordKind kind);
 // Opens the output and begins to count anew.
 void openComparedOutput(const std::string& name);
 
-extern OutputReader output;
+extern OutputReader comparedOutput;
 
 // Reads the next entry of the output, and reports one that no empty line follows. Returns false at
 // the end of the file.
 bool readOutputEntry(OutputEntry& entry);
 
 // Adds a finding at an offset of the export, of the output, or both.
-inline constexpr off_t nowhere = -1;
+inline constexpr off_t noOffset = -1;
 void reportDifference(FindingType kind, off_t exportOffset, off_t outputOffset,
                       const std::string& effect);

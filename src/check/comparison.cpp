@@ -53,17 +53,17 @@ void compareEntry(const OutputEntry& entry, const std::string& dnLine) {
 
 // Reads once more what has no counterpart among the entries that pass through, and then the rest.
 void compareRest() {
-    const OutputPosition end = output.position();
+    const OutputPosition end = comparedOutput.position();
     OutputEntry entry;
     for (const off_t offset : takeUnmatchedOffsets()) {
-        output.goTo({offset, 0});
-        if (output.read(entry)) {
-            compareEntry(entry, output.firstLine());
+        comparedOutput.goTo({offset, 0});
+        if (comparedOutput.read(entry)) {
+            compareEntry(entry, comparedOutput.firstLine());
         }
     }
-    output.goTo(end);
+    comparedOutput.goTo(end);
     while (readOutputEntry(entry)) {
-        compareEntry(entry, output.firstLine());
+        compareEntry(entry, comparedOutput.firstLine());
     }
 }
 
@@ -116,15 +116,15 @@ private:
 // nowhere when none is known.
 off_t offsetOfRepeated(std::uint64_t lines) {
     const off_t offset = offsetOfFound(lines);
-    return offset != nowhere ? offset : offsetOfTakenCredential(lines);
+    return offset != noOffset ? offset : offsetOfTakenCredential(lines);
 }
 
 void reportUnexpected(const Unexpected& entry) {
     off_t offset = offsetOfRepeated(entry.lines.value());
-    if (offset == nowhere && entry.linesButDate.value() != 0) {
+    if (offset == noOffset && entry.linesButDate.value() != 0) {
         offset = offsetOfRepeated(entry.linesButDate.value());
     }
-    const bool isRepeated = offset != nowhere;
+    const bool isRepeated = offset != noOffset;
     reportDifference(isRepeated ? FindingType::REPEATED_ENTRY : FindingType::EXTRA_ENTRY, offset,
                      static_cast<off_t>(entry.offset.value()),
                      isRepeated ? "the same entry is in the output already"
@@ -142,7 +142,7 @@ void reportUnmatched() {
         const Unexpected* const found =
             mayLook ? byDn.take(digestIgnoringCase(dnLineAt(offset))) : nullptr;
         if (found == nullptr) {
-            reportDifference(FindingType::MISSING_ENTRY, offset, nowhere,
+            reportDifference(FindingType::MISSING_ENTRY, offset, noOffset,
                              "it is missing from the output");
         } else {
             reportDifference(FindingType::CHANGED_ENTRY, offset,
@@ -171,5 +171,5 @@ void compareOutput(const std::string& exportName, const std::string& outputName)
     reportMissingRecords();
     reportUnmatched();
     requireUnchangedExport();
-    output.file().requireUnchanged();
+    comparedOutput.file().requireUnchanged();
 }

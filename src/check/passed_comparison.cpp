@@ -54,7 +54,7 @@ bool isMetBy(const ExpectedEntry& expected, const OutputEntry& entry) {
 // Takes an entry of the output that was set aside and is the expected one.
 bool takeUnmatched(const ExpectedEntry& expected) {
     EntryTable& table = expected.addsInstallDate ? unmatched.byLinesButDate : unmatched.byLines;
-    for (off_t offset = table.take(expected.lines); offset != nowhere;
+    for (off_t offset = table.take(expected.lines); offset != noOffset;
          offset = table.take(expected.lines)) {
         if (matchedDated.erase(offset) == 0) {
             if (expected.isDomain) {
@@ -111,16 +111,16 @@ void comparePassed(const ExpectedEntry& expected) {
 
 bool takeMissing(const OutputEntry& entry) {
     off_t offset = missing.byLines.take(entry.lines.chain);
-    if (offset != nowhere) {
+    if (offset != noOffset) {
         remember(entry.lines.chain, offset);
         return true;
     }
     offset =
-        entry.endsInInstallDate ? missing.byLinesButDate.take(entry.linesButLast.chain) : nowhere;
-    if (offset != nowhere) {
+        entry.endsInInstallDate ? missing.byLinesButDate.take(entry.linesButLast.chain) : noOffset;
+    if (offset != noOffset) {
         remember(entry.linesButLast.chain, offset);
     }
-    return offset != nowhere;
+    return offset != noOffset;
 }
 
 std::vector<off_t> takeUnmatchedOffsets() {
@@ -150,5 +150,5 @@ off_t offsetOfFound(std::uint64_t lines) {
                              [sought](const Found& one) { return linesOf(one) < sought; });
     return found != foundLast.end() && linesOf(*found) == sought
                ? static_cast<off_t>(found->offset.value())
-               : nowhere;
+               : noOffset;
 }

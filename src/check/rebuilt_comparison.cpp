@@ -63,9 +63,9 @@ std::string difference(const Owner& owner, const OutputEntry& entry) {
         return "its lines are not those expected";
     }
     constexpr off_t most = 1024 * 1024;
-    const off_t size = output.position().offset - entry.offset;
+    const off_t size = comparedOutput.position().offset - entry.offset;
     const std::string text =
-        output.file().textAt(entry.offset, static_cast<std::size_t>(std::min(size, most)));
+        comparedOutput.file().textAt(entry.offset, static_cast<std::size_t>(std::min(size, most)));
     const std::vector<std::string_view> present = linesOf(text, entry.lines.count);
     const std::string lacks = namesOnlyIn(expected->lines, present, expected->names);
     const std::string besides = namesOnlyIn(present, expected->lines, expected->names);
@@ -224,7 +224,7 @@ void takeRebuilt(const Rebuilt& rebuilt, const OutputEntry& entry) {
 
 void reportUnseen(const Owner& owner, Part source, OwnerFlag seen, std::string_view what) {
     if (owner.has(source) && !owner.has(seen)) {
-        reportDifference(FindingType::MISSING_ENTRY, owner.offset(source), nowhere,
+        reportDifference(FindingType::MISSING_ENTRY, owner.offset(source), noOffset,
                          format("its %s is missing from the output", what));
     }
 }
