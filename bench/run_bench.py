@@ -6,7 +6,7 @@
 
 Each workload migrates an export N times (5 if not given), taking turns with `floor`, which does the
 file traffic of that migration and nothing else, and with a copy of the export that is waited for
-until it is on its disk. Those named `check` and `proof` check the export, before a migration and
+until it is on its disk. Those named `check` and `verify` check the export, before a migration and
 after it, and have no floor or copy. What the columns mean:
 
     wall, CPU       seconds by the clock and of the processor: the median

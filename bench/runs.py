@@ -13,7 +13,7 @@ import re
 import subprocess
 import tempfile
 
-from workloads import CHECK, MIGRATE, PROVE
+from workloads import CHECK, MIGRATE, VERIFY
 
 INPUT, WORK, OUTPUT, TRACE = "export.ldif", "export.ldif.tmp", "output.ldif", "trace.txt"
 STDOUT, STDERR, REPORT = "stdout", "stderr", "report"
@@ -74,7 +74,7 @@ class Runner:
         if workload.what == MIGRATE:
             return self.succeed(place, *tool, self.program, *arguments(workload))
         files = [INPUT]
-        if workload.what == PROVE:
+        if workload.what == VERIFY:
             self.succeed(place, self.program, *arguments(workload))
             files.append(OUTPUT)
         # Some DNs of generated exports have commas in their names, which is found.

@@ -22,8 +22,8 @@ ROWS = ("one-pass", "16-passes", "64-passes", "scattered", "long-policy-25000",
         "long-policy-50000", "long-policy-100000", "long-entry-62500", "long-entry-125000",
         "long-entry-249999", "merge", "long-merge", "plain-names-1000000",
         "numbered-names-1000000", "plain-names-32000", "bracketed-names-32000", "example",
-        "traced", "check", "check-example", "proof", "proof-example", "check-findings",
-        "proof-namesakes")
+        "traced", "check", "check-example", "verify", "verify-example", "check-findings",
+        "verify-namesakes")
 TARGETS = 22  # of all rows
 
 
@@ -55,7 +55,7 @@ class Smoke(FolderTest):
             for name in ("MB", "wall", "CPU", "MB/s", "peak"):
                 self.assertGreater(float(figures[name]), 0, row)
             for name in ("x floor", "x cp"):
-                if row[0].startswith(("check", "proof")):
+                if row[0].startswith(("check", "verify")):
                     self.assertEqual(figures[name], "", row)
                 else:
                     self.assertGreater(float(figures[name]), 0, row)

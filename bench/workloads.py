@@ -25,7 +25,7 @@ MIB = 2**20
 # `write` is called with the program and the path.
 Export = collections.namedtuple("Export", "name write")
 # What a workload measures is a migration, or the check before or after it.
-MIGRATE, CHECK, PROVE = "migrate", "check", "prove"
+MIGRATE, CHECK, VERIFY = "migrate", "check", "verify"
 Workload = collections.namedtuple(
     "Workload", "name export counts targets needs traced counts_instructions what",
     defaults=((), False, True, MIGRATE))
@@ -182,10 +182,10 @@ def workloads(scale):
         Workload("traced", generated(max(1, 10000 // scale)), (10000, 1000), [
             at_most(20, "s", of("traced", "wall"))], traced=True, counts_instructions=False),
         *check_workloads("check", CHECK, clustered, users),
-        *check_workloads("proof", PROVE, clustered, users),
+        *check_workloads("verify", VERIFY, clustered, users),
         hostile_workload("check-findings", "check", CHECK, long_export(
             "findings", alike.write_policy, FINDINGS // scale)),
-        hostile_workload("proof-namesakes", "proof", PROVE, long_export(
+        hostile_workload("verify-namesakes", "verify", VERIFY, long_export(
             "namesakes", alike.write_namesakes, NAMESAKES // scale)),
     ]
     return {workload.name: workload for workload in listed}

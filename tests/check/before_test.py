@@ -133,8 +133,8 @@ class BeforeTest(FolderTest):
         self.assertEqual((ended.status, ended.stderr), (0, b""))
         self.assertEqual(ended.output.decode("latin-1"), output)
         self.output.write_bytes(ended.output)
-        proof = self.check("--json", output=self.output)
-        self.assertEqual((findings(proof.document), proof.status), ([], CLEAN))
+        verified = self.check("--json", output=self.output)
+        self.assertEqual((findings(verified.document), verified.status), ([], CLEAN))
         self.output.unlink()
         TRIED.add((text, output))
 

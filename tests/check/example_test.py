@@ -170,8 +170,8 @@ class ExampleTest(FolderTest):
         self.assertEqual((migrated.status, migrated.stderr), (0, b""))
         output = self.export.with_name("output.ldif")
         output.write_bytes(migrated.output)
-        proof = check(CHECK, self.export, output)
-        self.assertEqual((proof.status, proof.document["findings"]), (CLEAN, []))
+        verified = check(CHECK, self.export, output)
+        self.assertEqual((verified.status, verified.document["findings"]), (CLEAN, []))
 
     def test_as_it_is_it_does_not_migrate(self):
         self.assertEqual(migrate(PROGRAM, self.text.encode(), (100, 100)).status, 255)

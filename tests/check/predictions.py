@@ -72,12 +72,12 @@ def ends_as_it_must(case):
 
 def nothing_found_means_a_good_migration(case):
     """Where nothing is found, the migration with the recommended counts ends with 0, and its
-    output is proven."""
+    output is verified."""
     if case.before.status == CLEAN:
         if case.migration.status:
             yield f"the migration ends with {shown(case.migration.stderr)}"
         elif case.after.status != CLEAN:
-            yield f"not proven: {shown(case.after.stdout)}"
+            yield f"not verified: {shown(case.after.stdout)}"
 
 
 def failures_are_predicted(case):

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Proves outputs that are right, and outputs that are not.
+"""Verifies outputs that are right, and outputs that are not.
 
-    proof_test.py PROGRAM STEP [TEST...]
+    verification_test.py PROGRAM STEP [TEST...]
 
 The check is beside PROGRAM, which migrates. With a STEP of 1, an output has one damage at a time.
 For builds with a sanitizer, which would take minutes, a larger one damages a line of every record
@@ -54,8 +54,8 @@ dn: secUUID=1,cn=Users,secAuthority=Default
 objectclass: secMap
 secDN: o=x
 """
-# The kinds of records, and how the proof names them.
-PROVEN = dict(zip(KINDS, ("passed", "users", "containers", "policies", "groups", "credentials")))
+# The kinds of records, and how the verification names them.
+COUNTED_AS = dict(zip(KINDS, ("passed", "users", "containers", "policies", "groups", "credentials")))
 # Rules whose lines can be counted in the export, and all that leave lines out.
 COUNTED = ("entryIdentifiers", "accessControl", "filteredWords", "policyData", "normalized",
            "versions", "respelled", "domainIdsAdded", "datesAdded", "containersAdded")
@@ -114,7 +114,7 @@ def is_regrouped(entry, kinds_of_it):
     return bool(REGROUPED & kinds_of_it) and b"cn=policies,secauthority=" not in dn
 
 
-class ProofTest(unittest.TestCase):
+class VerificationTest(unittest.TestCase):
     @classmethod
     def prepare(cls, content, slots=ALL):
         """Migrates the export; what must be found in it and in its output follows."""
@@ -128,8 +128,8 @@ class ProofTest(unittest.TestCase):
         cls.lines = [record.lines for record in cls.records]
         assert text_of(cls.lines) == run.output
 
-    def prove(self, content, options=("--json",)):
-        """Proves what is given, in place of the output."""
+    def verify(self, content, options=("--json",)):
+        """Verifies what is given, in place of the output."""
         self.output.write_bytes(content)
         return check(CHECK, self.export, self.output, options)
 
@@ -145,17 +145,17 @@ class ProofTest(unittest.TestCase):
                          circumstance)
 
 
-class RightOutputs(ProofTest):
-    def assertProven(self, content, slots=ALL):
+class RightOutputs(VerificationTest):
+    def assertVerified(self, content, slots=ALL):
         """All is found that the export gives, and no line of it is lost without a rule."""
         self.prepare(content, slots)
         run = check(CHECK, self.export, self.output)
         self.assertClean(run, (content, slots))
-        proof = run.document["verification"]
+        verification = run.document["verification"]
         counted = collections.Counter(record.kind for record in self.records)
-        for kind, name in PROVEN.items():
-            self.assertEqual(proof[name], {"expected": counted[kind], "found": counted[kind]})
-        rules = proof["rules"]
+        for kind, name in COUNTED_AS.items():
+            self.assertEqual(verification[name], {"expected": counted[kind], "found": counted[kind]})
+        rules = verification["rules"]
         self.assertEqual({name: rules[name] for name in COUNTED}, counts(entries(content)))
         container = sum(len(record.lines) for record in self.records
                         if record.kind == "policy container")
@@ -166,7 +166,7 @@ class RightOutputs(ProofTest):
 
     def test_Example(self):
         for slots in (ALL, *SEVERAL_PASSES):
-            rules = self.assertProven(EXAMPLE.read_bytes(), slots)
+            rules = self.assertVerified(EXAMPLE.read_bytes(), slots)
             # Two DNs of Ann, one of Cleo, one of the group.
             self.assertEqual(rules["oldNames"], 4)
             # Two lines of each mapping entry and of Ann's user entry.
@@ -177,10 +177,10 @@ class RightOutputs(ProofTest):
             self.assertEqual(rules["replacedLines"], 0)
 
     def test_ExampleWithCarriageReturns(self):
-        self.assertProven(EXAMPLE.read_bytes().replace(b"\n", b"\r\n"))
+        self.assertVerified(EXAMPLE.read_bytes().replace(b"\n", b"\r\n"))
 
     def test_AddedInstallDate(self):
-        self.assertProven(EXAMPLE.read_bytes() + DATELESS)
+        self.assertVerified(EXAMPLE.read_bytes() + DATELESS)
 
     def test_TheFirstEntrySpellsTheDomain(self):
         parts = [b"dn: secAuthority=Sales,o=x\nobjectclass: secUser\nsecAuthority: Sales\n"
@@ -203,11 +203,11 @@ class RightOutputs(ProofTest):
                 content = (SMALL + b"\ndn: cn=c,cn=ResCreds,o=x\nobjectclass: secResCreds\n").replace(
                     entry, entry + b"\n" + folded)
                 self.export.write_bytes(content)
-                self.assertClean(self.prove(migrate(PROGRAM, content, ALL).output), (text, entry))
+                self.assertClean(self.verify(migrate(PROGRAM, content, ALL).output), (text, entry))
 
     def test_RandomExports(self):
         for seed in range(40):
-            self.assertProven(sound.make(seed), ALL if seed % 4 else SEVERAL_PASSES[seed % 3])
+            self.assertVerified(sound.make(seed), ALL if seed % 4 else SEVERAL_PASSES[seed % 3])
 
     def test_GeneratedExports(self):
         for options in ((), ("--scattered",), ("--changetype",)):
@@ -215,10 +215,10 @@ class RightOutputs(ProofTest):
                 make_export(PROGRAM, file.name, "--users", 500 if STEP == 1 else 200, *options)
                 content = pathlib.Path(file.name).read_bytes()
             for slots in (ALL, (63, 3)):
-                self.assertProven(content, slots)
+                self.assertVerified(content, slots)
 
 
-class WrongRecords(ProofTest):
+class WrongRecords(VerificationTest):
     """Every record of the example in turn, and each of its lines."""
 
     @classmethod
@@ -250,7 +250,7 @@ class WrongRecords(ProofTest):
                       for group in itertools.zip_longest(*of_each.values())]
         for group in groups:
             lines, expected = self.damaged(group)
-            run = self.prove(text_of(lines))
+            run = self.verify(text_of(lines))
             if expected:
                 self.assertFound(run, expected, group)
             else:
@@ -273,31 +273,31 @@ class WrongRecords(ProofTest):
 
     def test_Removed(self):
         for place, record in enumerate(self.records):
-            run = self.prove(self.with_record(place))
+            run = self.verify(self.with_record(place))
             self.assertFound(run, {"missing-entry": [(line_of(record), None)]}, record)
-            balance = run.document["verification"][PROVEN[record.kind]]
+            balance = run.document["verification"][COUNTED_AS[record.kind]]
             self.assertEqual(balance["found"], balance["expected"] - 1)
 
     def test_Repeated(self):
         for place, record in enumerate(self.records):
             again = record.line + len(record.lines) + 1
-            run = self.prove(self.with_record(place, record.lines, record.lines))
+            run = self.verify(self.with_record(place, record.lines, record.lines))
             self.assertFound(run, {"repeated-entry": [(line_of(record), again)]}, record)
 
     def test_RepeatedFarAway(self):
         end = self.records[-1].line + len(self.lines[-1]) + 1
         for record in self.records:
-            run = self.prove(text_of(self.lines + [record.lines]))
+            run = self.verify(text_of(self.lines + [record.lines]))
             self.assertFound(run, {"repeated-entry": [(line_of(record), end)]}, record)
 
     def test_OrderOfRecordsDoesNotMatter(self):
         for place, record in enumerate(self.records):
             others = self.lines[:place] + self.lines[place + 1:]
-            self.assertClean(self.prove(text_of([record.lines] + others)), record)
-        self.assertClean(self.prove(text_of(self.lines[::-1])))
+            self.assertClean(self.verify(text_of([record.lines] + others)), record)
+        self.assertClean(self.verify(text_of(self.lines[::-1])))
 
     def test_EmptyLinesBetweenRecordsDoNotMatter(self):
-        self.assertClean(self.prove(b"\n" + b"\n".join(text_of([lines]) for lines in self.lines)))
+        self.assertClean(self.verify(b"\n" + b"\n".join(text_of([lines]) for lines in self.lines)))
 
     def test_AddedInstallDate(self):
         """When the migration was is not known, but how it writes that."""
@@ -310,7 +310,7 @@ class WrongRecords(ProofTest):
                                (b"20030302130405.0Z", False), (b"99999999999999.0Z", False)):
             other = lines[:-1] + [b"installDate: " + date]
             if is_right:
-                self.assertClean(self.prove(self.with_record(place, other)), date)
+                self.assertClean(self.verify(self.with_record(place, other)), date)
             else:
                 self.assertChanged(place, other)
 
@@ -374,19 +374,19 @@ class WrongRecords(ProofTest):
 
     def test_RemovedName(self):
         for place, record in enumerate(self.records):
-            run = self.prove(self.with_record(place, record.lines[1:]))
+            run = self.verify(self.with_record(place, record.lines[1:]))
             self.assertFound(run, {"missing-entry": [(line_of(record), None)],
                                    "extra-entry": [(None, record.line)]}, record)
 
     def test_AddedRecord(self):
         for place, record in enumerate(self.records):
-            run = self.prove(self.with_record(place, [b"dn: cn=x", b"cn: x"], record.lines))
+            run = self.verify(self.with_record(place, [b"dn: cn=x", b"cn: x"], record.lines))
             self.assertFound(run, {"extra-entry": [(None, record.line)]}, record)
 
     def test_JoinedRecords(self):
         for place, (record, behind) in enumerate(itertools.pairwise(self.records)):
             lines = self.lines[:place] + [record.lines + behind.lines] + self.lines[place + 2:]
-            self.assertFound(self.prove(text_of(lines)),
+            self.assertFound(self.verify(text_of(lines)),
                              {"changed-entry": [(line_of(record), record.line)],
                               "missing-entry": [(line_of(behind), None)]}, record)
 
@@ -403,18 +403,18 @@ class WrongRecords(ProofTest):
             if b"secMap" in entry or b"secPolicyData" in entry:
                 lines = entry.split(b"\n")
                 lines = [line for line in lines if not line.startswith(b"#")]
-                self.assertFound(self.prove(text_of(self.lines + [lines])),
+                self.assertFound(self.verify(text_of(self.lines + [lines])),
                                  {"extra-entry": [(None, end)]}, entry)
 
 
-class WrongBytes(ProofTest):
+class WrongBytes(VerificationTest):
     @classmethod
     def setUpClass(cls):
         cls.prepare(SMALL)
         cls.right = text_of(cls.lines)
 
     def assertWrong(self, content, circumstance):
-        run = self.prove(content)
+        run = self.verify(content)
         self.assertEqual((run.status, run.stderr), (FOUND, b""), circumstance)
         self.assertTrue(kinds(run, "differs"), circumstance)
         self.assertEqual(kinds(run), kinds(run, "differs"), circumstance)
@@ -432,7 +432,7 @@ class WrongBytes(ProofTest):
             self.assertWrong(self.right[:length], length)
 
     def test_Empty(self):
-        self.assertFound(self.prove(b""), {
+        self.assertFound(self.verify(b""), {
             "missing-entry": [(line_of(record), None) for record in self.records]})
 
     def test_ZeroBytes(self):
@@ -443,7 +443,7 @@ class WrongBytes(ProofTest):
         self.assertWrong(self.right + b"\0" * 4096, None)
 
 
-class ForgedOutputs(ProofTest):
+class ForgedOutputs(VerificationTest):
     """Changes that keep digests which anybody could compute: two lines of one digest, and two pairs
     of lines whose digests have the same sum."""
 
@@ -452,7 +452,7 @@ class ForgedOutputs(ProofTest):
         [record] = [record for record in self.records if record.lines[0] == record_name]
         content = self.output.read_bytes()
         self.assertEqual(content.count(right), 1)
-        run = self.prove(content.replace(right, forged))
+        run = self.verify(content.replace(right, forged))
         self.assertFound(run, {"changed-entry": [(line_of(record), record.line)]})
 
     def test_ALineForAnother(self):
@@ -468,7 +468,7 @@ class ForgedOutputs(ProofTest):
             b"dn: cn=Policy,cn=Policies,principalName=ann,cn=Users,secAuthority=default")
 
 
-class OtherExports(ProofTest):
+class OtherExports(VerificationTest):
     """The output of another day."""
 
     def setUp(self):
@@ -493,7 +493,7 @@ class OtherExports(ProofTest):
         self.assertFound(check(CHECK, self.export, self.output), {"extra-entry": [(None, 1)]})
 
 
-class Secrets(ProofTest):
+class Secrets(VerificationTest):
     """Names and DNs are shown, values never."""
 
     @classmethod
@@ -507,19 +507,19 @@ class Secrets(ProofTest):
                 lines = [*record.lines[:i], other, b"secret2: hidden3", *record.lines[i + 1:]]
                 content = text_of(self.lines[:place] + [lines] + self.lines[place + 1:])
                 for options in ((), ("--json",)):
-                    run = self.prove(content, options)
+                    run = self.verify(content, options)
                     self.assertEqual(run.status, FOUND)
                     self.assertNotIn(b"hidden", run.stdout + run.stderr)
 
     def assertHidden(self, content):
         for options in ((), ("--json",)):
-            run = self.prove(content, options)
+            run = self.verify(content, options)
             self.assertEqual(run.status, FOUND)
             self.assertNotIn(b"hidden", run.stdout + run.stderr)
 
     def test_ADnThatTheExportHasIsShown(self):
         dn = self.records[0].lines[0]
-        run = self.prove(text_of([self.records[0].lines + [b"sn: x"]] + self.lines[1:]))
+        run = self.verify(text_of([self.records[0].lines + [b"sn: x"]] + self.lines[1:]))
         [found] = run.document["findings"]
         self.assertEqual([one["dn"] for one in found["shown"]], [dn.decode()])
 

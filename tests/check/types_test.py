@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Sees to it that every kind of finding before a migration has a case.
 
-    kinds_test.py PROGRAM [TEST...]
+    types_test.py PROGRAM [TEST...]
 
 The program is not run.
 """
