@@ -16,8 +16,8 @@
 namespace {
 
 bool isEndPredicted() {
-    return std::any_of(kinds().begin(), kinds().end(), [](const FindingText& text) {
-        return text.severity == Severity::ENDS && total(text.kind) > 0;
+    return std::any_of(findingTypes().begin(), findingTypes().end(), [](const FindingText& text) {
+        return text.severity == Severity::ENDS && total(text.type) > 0;
     });
 }
 
