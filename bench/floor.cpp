@@ -3,7 +3,7 @@
 //     floor INPUT OUTPUT WORK PASSED REBUILT
 //
 // Reads INPUT while it writes the work file (WORK bytes) and the passed-through part of OUTPUT
-// (PASSED bytes); then reads the work file and overwrites it in place, as entries are blanked;
+// (PASSED bytes); then reads the work file and overwrites it in place, as a migration does;
 // writes the rebuilt part of OUTPUT (REBUILT bytes), waits until OUTPUT is on its disk and removes
 // the work file. Nothing is looked at on the way.
 

@@ -2,7 +2,7 @@
 //
 //     make_export OUTPUT --users N [--groups G] [--seed S] [--scattered] [--changetype]
 //
-// The same arguments always give the same file. A user takes about 1.9 kB, all told:
+// The same arguments always give the same file. A user takes about 1.9 kB in all:
 //
 //     the directory entry, that of every twentieth user with a certificate; every tenth user: a
 //     resource-credential container and one credential
@@ -244,7 +244,7 @@ std::string bytes(Random& random, std::size_t count) {
     return text;
 }
 
-// A value in the distinguished encoding rules: what it is, its length and itself.
+// A value in the distinguished encoding rules: its tag, its length and its contents.
 template <class... Parts>
 std::string encoded(unsigned char tag, const Parts&... parts) {
     const std::string contents = joined(parts...);
@@ -359,7 +359,7 @@ std::string replaced(std::string text, std::string_view part, std::string_view r
     return text.replace(place, part.size(), replacement);
 }
 
-// The DN with blanks after its commas; it names the same owner.
+// The DN with spaces after its commas; it names the same owner.
 std::string spaced(const std::string& dn) {
     return replaced(replaced(dn, ",ou=", ", ou="), ",o=", ",  o=");
 }
@@ -544,7 +544,8 @@ void addMappingOfGroup(Number number) {
     addLine("objectclass: secMap");
     addLine("objectclass: top");
     addLine("secAuthority: ", owner.domain);
-    // Groups compare DNs blank for blank; only a secdn line loses its blanks when it is staged.
+    // DNs of groups are compared with their spaces; only a secdn line loses its spaces when it
+    // is staged.
     if (number % 3 == 1) {
         addLine("secdn: ", spaced(owner.dn));
     } else {

@@ -1,4 +1,4 @@
-// Runs a program and tells what it took.
+// Runs a program and reports the time and memory that it took.
 //
 //     measure REPORT PROGRAM [ARGUMENT...]
 //

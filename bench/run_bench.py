@@ -5,9 +5,9 @@
                  [--baseline PROGRAM] [--no-instructions]
 
 Each workload migrates an export N times (5 if not given), taking turns with `floor`, which does the
-file traffic of that migration and nothing else, and with a copy of the export that is waited for
-until it is on its disk. Those named `check` and `verify` check the export, before a migration and
-after it, and have no floor or copy. What the columns mean:
+file traffic of that migration and nothing else, and with a copy of the export that is on disk when
+it ends. Those named `check` and `verify` check the export, before a migration and
+after it, and have no floor or copy. The columns are:
 
     wall, CPU       seconds by the clock and of the processor: the median
     MB/s            of the export

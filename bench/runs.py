@@ -1,4 +1,4 @@
-"""Single runs of the benchmarks: of the program, of its floor and of a copy, and what they left.
+"""Single runs of the benchmarks: of the program, its floor and a copy, with their results.
 
 Each run has a fresh folder beside the exports, with a second name of its export in it.
 """
@@ -30,11 +30,11 @@ Traffic = collections.namedtuple("Traffic", "export work passed rebuilt gathered
 
 
 class Faulty(Exception):
-    """A run that did not go as it must."""
+    """A run that did not go as expected."""
 
 
 class Runner:
-    """Runs workloads with a program and with what stands beside it."""
+    """Runs workloads with a program, its floor and a copy."""
 
     def __init__(self, program, folder):
         self.program = program

@@ -3,7 +3,7 @@
 
     smoke_test.py PROGRAM [TEST...]
 
-The figures of such runs mean nothing; the tests are that there are some, and that runs which differ
+The figures of such runs mean nothing. Tested is that they are printed, and that runs which differ
 are noticed.
 """
 

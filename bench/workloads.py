@@ -1,4 +1,4 @@
-"""The workloads of the benchmarks: what is migrated, in how many passes, and what it may take.
+"""The workloads of the benchmarks: their exports, counts and targets.
 
 A workload is measured against others by its targets; `needs` names these. Figures are what
 run_bench.py has measured of a workload.
@@ -63,7 +63,7 @@ def times(name, other):
 
 
 def times_per_byte(name, other):
-    """Beside what is taken whatever the size."""
+    """Without the time that a run takes whatever the size."""
     def value(figures):
         trivial = figures[f"{other}-example"].wall
 

@@ -143,15 +143,13 @@ CASES = [
     ends("header-not-separated, to a policy",
          (POLICY, "version: 1\n" + POLICY),
          found=[("header-not-separated", 48, None)],
-         text=no_dn_line("has a DN without a comma, so that it belongs to "
-                                           "nobody"),
+         text=no_dn_line("has a DN without a comma, so it has no owner"),
          repair=[("version: 1\n", "version: 1\n\n")],
          output=[(TEAM, "version: 1\n\n" + TEAM)]),
     ends("header-not-separated, to policy data",
          (POLICY_DATA, "version: 1\n" + POLICY_DATA),
          found=[("header-not-separated", 53, None)],
-         text=no_dn_line("has a DN without a comma, so that it belongs to "
-                                           "nobody"),
+         text=no_dn_line("has a DN without a comma, so it has no owner"),
          repair=[("version: 1\n", "version: 1\n\n")],
          output=[(TEAM, "version: 1\n\n" + TEAM)]),
     ends("header-not-separated, to a group",

@@ -320,8 +320,7 @@ CASES = [
     ends("missing-owner, of policy data whose DN has no comma",
          ("dn: cn=PolicyData,secAuthority=Default,cn=Ann Lee,o=acme", "dn: cn=PolicyData"),
          found=[("missing-owner", 53, "dn: cn=PolicyData")],
-         text='the entry "dn: cn=PolicyData" has a DN without a comma, so that it belongs to '
-              'nobody'),
+         text='the entry "dn: cn=PolicyData" has a DN without a comma, so it has no owner'),
     # In base64, cn=Ann Lee,o=acme is Y249QW5uIExlZSxvPWFjbWU= and so on.
     ends("base64-dn, of a user",
          (f"dn: {ANN}\nobjectClass: secUser",
