@@ -64,11 +64,17 @@ std::string difference(const Owner& owner, const OutputEntry& entry) {
     }
     constexpr off_t most = 1024 * 1024;
     const off_t size = comparedOutput.position().offset - entry.offset;
+    if (size > most) {
+        return "its lines are not those expected";
+    }
     const std::string text =
-        comparedOutput.file().textAt(entry.offset, static_cast<std::size_t>(std::min(size, most)));
+        comparedOutput.file().textAt(entry.offset, static_cast<std::size_t>(size));
     const std::vector<std::string_view> present = linesOf(text, entry.lines.count);
     const std::string lacks = namesOnlyIn(expected->lines, present, expected->names);
     const std::string besides = namesOnlyIn(present, expected->lines, expected->names);
+    if (lacks.empty() && besides.empty()) {
+        return "the file ends within its last line";
+    }
     if (lacks.empty()) {
         return format("it has unexpected lines: %s", besides);
     }

@@ -33,6 +33,22 @@ namespace {
 
 ExpectedEntryTakers expectedEntryTakers;
 
+// Counts lines of a text that are asked for one behind the other, each of them once.
+class LineIndex {
+public:
+    explicit LineIndex(std::string_view text) : counted_(text.data()) {
+    }
+    int of(std::string_view lines) {
+        index_ += static_cast<int>(std::count(counted_, lines.data(), '\n'));
+        counted_ = lines.data();
+        return index_;
+    }
+
+private:
+    const char* counted_;
+    int index_ = 0;
+};
+
 // ---- Entries that pass through.
 
 // The class of the registry that a line names in a spelling that is not recognised, or empty.
@@ -85,7 +101,9 @@ void noteNewName(std::string_view attributes) {
 }
 
 void expectPassedThrough(const TextDigest& text, bool addsInstallDate) {
-    if (expectedEntryTakers.passedThrough != nullptr) {
+    // Of an entry that has lost all its lines nothing is written but an empty line.
+    const bool isWritten = text.lines().count > 0 || addsInstallDate;
+    if (isWritten && expectedEntryTakers.passedThrough != nullptr) {
         expectedEntryTakers.passedThrough({text.lines().chain, current.offset, addsInstallDate,
                                            objectClass == SECAUTHORITYINFO_OBJECTCLASS});
     }
@@ -103,7 +121,7 @@ void addCredential(bool isBroken) {
         return 0;
     });
     discountOutput(isBroken ? 0 : object.text().size() - bytes);
-    if (expectedEntryTakers.credential != nullptr) {
+    if (digest.lines().count > 0 && expectedEntryTakers.credential != nullptr) {
         expectedEntryTakers.credential({digest.lines().chain, current.offset});
     }
 }
@@ -185,10 +203,10 @@ StagedEntry stage(std::string_view attributes,
                   const std::function<void(std::string_view line, int index)>& changed) {
     StagedEntry staged;
     staged.workFile.openText({});
+    LineIndex index(attributes);
     visitWorkFileLines(attributes, [&](std::string_view lines, std::string_view written) {
         if (written.data() != lines.data() && written != lines) {
-            const auto index = std::count(attributes.data(), lines.data(), '\n');
-            changed(withoutLineEnd(lines), static_cast<int>(index));
+            changed(withoutLineEnd(lines), index.of(lines));
         }
         staged.workFile.addText(written);
         staged.size += written.size();
@@ -317,10 +335,10 @@ void passThrough(std::string_view attributes, bool addsInstallDate) {
     }
     TextDigest digest;
     std::uint64_t bytes = 1;
+    LineIndex index(attributes);
     visitOutputLines(attributes, [&](std::string_view lines, std::string_view written) {
         if (written.empty()) {
-            const auto index = std::count(attributes.data(), lines.data(), '\n');
-            dropLine(withoutLineEnd(lines), static_cast<int>(index), FROM_PASS_THROUGH);
+            dropLine(withoutLineEnd(lines), index.of(lines), FROM_PASS_THROUGH);
         }
         digest.add(written);
         bytes += written.size();

@@ -128,6 +128,14 @@ class LinearTest(unittest.TestCase):
                 self.assertLinear([plain], [export])
                 self.assertLinear([plain], [export], ALL, MOST_SHOWN)
 
+    def test_lines_of_one_entry_that_are_dropped_or_normalized(self):
+        for start in (["dn: cn=a"], ["dn: cn=a,cn=ResCreds", "objectclass: secResCreds"]):
+            plain = self.written("plain", alike.write_entries, [start + ["secnote: 1"] * LINES])
+            for line in ("kvo-entryuuid: 1", "secdn: cn=a, o=b"):
+                with self.subTest(line=line, start=start):
+                    export = self.written("export", alike.write_entries, [start + [line] * LINES])
+                    self.assertLinear([plain], [export])
+
 
 if __name__ == "__main__":
     unittest.main()

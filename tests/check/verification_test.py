@@ -205,6 +205,14 @@ class RightOutputs(VerificationTest):
                 self.export.write_bytes(content)
                 self.assertClean(self.verify(migrate(PROGRAM, content, ALL).output), (text, entry))
 
+    def test_EntriesThatLoseAllTheirLines(self):
+        """Nothing but an empty line is written for them."""
+        self.prepare(SMALL)
+        for entry in (b"kvo-entryuuid: 1", b"control: objectclass: secResCreds"):
+            content = b"dn: cn=a\nobjectclass: person\n\n" + entry + b"\n\n" + SMALL
+            self.export.write_bytes(content)
+            self.assertClean(self.verify(migrate(PROGRAM, content, ALL).output), entry)
+
     def test_RandomExports(self):
         for seed in range(40):
             self.assertVerified(sound.make(seed), ALL if seed % 4 else SEVERAL_PASSES[seed % 3])

@@ -314,7 +314,7 @@ def main():
             if text:
                 print(text)
     for topic, count in counts.items():
-        print(f"{topic}: {count} cases, {failed[topic]} failed")
+        print(f"{topic}: {count - failed[topic]} passed, {failed[topic]} failed")
     sys.exit(1 if failed.total() else 0)
 
 

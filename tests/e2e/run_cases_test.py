@@ -243,11 +243,11 @@ class RunCasesTest(unittest.TestCase):
         for self.path in (self.path, self.path.with_name("too.case"), self.folder / "b" / "c.case"):
             self.path.parent.mkdir(exist_ok=True)
             self.store()
-        for names, said in (((), "b: 1 cases, 0 failed\ntopic: 2 cases, 0 failed\n"),
-                            (("topic",), "topic: 2 cases, 0 failed\n"),
+        for names, said in (((), "b: 1 passed, 0 failed\ntopic: 2 passed, 0 failed\n"),
+                            (("topic",), "topic: 2 passed, 0 failed\n"),
                             (("topic/too", "b"),
-                             "topic: 1 cases, 0 failed\nb: 1 cases, 0 failed\n"),
-                            ((str(self.path),), "b: 1 cases, 0 failed\n")):
+                             "topic: 1 passed, 0 failed\nb: 1 passed, 0 failed\n"),
+                            ((str(self.path),), "b: 1 passed, 0 failed\n")):
             run = self.run_runner("", *names)
             self.assertEqual((run.returncode, run.stdout, run.stderr), (0, said, ""))
 
@@ -270,7 +270,7 @@ FAILED {self.path.with_name("spoilt.case")}: not a case
 
 ValueError: the last line is not "=== end"
 
-topic: 2 cases, 2 failed
+topic: 0 passed, 2 failed
 """)
 
     def test_runner_refuses_to_run_nothing(self):

@@ -173,6 +173,9 @@ std::size_t writeText(int descriptor, std::string_view text) {
     std::size_t written = 0;
     while (written < text.size()) {
         const ssize_t count = ::write(descriptor, text.data() + written, text.size() - written);
+        if (count == 0) {
+            errno = EIO;  // as in writeTextAt
+        }
         if (count == 0 || (count < 0 && errno != EINTR)) {
             break;
         }
@@ -184,6 +187,9 @@ std::size_t writeText(int descriptor, std::string_view text) {
 int writeTextAt(int descriptor, std::string_view text, off_t offset) {
     while (!text.empty()) {
         const ssize_t count = ::pwrite(descriptor, text.data(), text.size(), offset);
+        if (count == 0) {
+            errno = EIO;  // for callers that pass the reason on as a number, where 0 is success
+        }
         if (count == 0 || (count < 0 && errno != EINTR)) {
             return -1;
         }
