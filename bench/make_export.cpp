@@ -174,9 +174,9 @@ void endEntry() {
     } else if (window.size() < windowSize) {
         window.push_back(entry);
     } else {
-        std::string& place = window[order.below(windowSize)];
-        writeText(place);
-        std::swap(place, entry);
+        std::string& slot = window[order.below(windowSize)];
+        writeText(slot);
+        std::swap(slot, entry);
     }
 }
 
@@ -355,8 +355,8 @@ Group group(Number number) {
 }
 
 std::string replaced(std::string text, std::string_view part, std::string_view replacement) {
-    const std::size_t place = text.find(part);
-    return text.replace(place, part.size(), replacement);
+    const std::size_t offset = text.find(part);
+    return text.replace(offset, part.size(), replacement);
 }
 
 // The DN with blanks after its commas; it names the same owner.

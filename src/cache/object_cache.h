@@ -51,7 +51,7 @@ public:
     // first slot is replaced or released.
     int find(std::string_view dn);
 
-    // Puts another text in the place of the slot's DN, or releases it. The slot is not found any
+    // Puts another text instead of the slot's DN, or releases it. The slot is not found any
     // more.
     void replace(int slot, std::string text);
     void release(int slot);
@@ -66,22 +66,22 @@ private:
     // Where a DN may be: an open-addressed table of slots by hash. It knows the hash of each, so
     // that looking for a DN touches one other at most as a rule; std::unordered_set would make a
     // migration 7 % slower.
-    struct Place {
+    struct Bucket {
         std::uint32_t hash;
-        std::int32_t slot;  // negative where the place is free
+        std::int32_t slot;  // negative where the bucket is free
     };
 
-    // The place of the slot whose DN equals `dn`, or the free one where it belongs.
-    Place& placeOf(std::string_view dn, std::uint32_t hash);
-    void makePlaces(std::size_t number);
+    // The bucket of the slot whose DN equals `dn`, or the free one where it belongs.
+    Bucket& bucketOf(std::string_view dn, std::uint32_t hash);
+    void makeBuckets(std::size_t number);
 
-    // The lower half of a DN's hash; 32 bits are enough for the places of a billion owners.
+    // The lower half of a DN's hash; 32 bits are enough for the buckets of a billion owners.
     std::uint32_t hashOf(std::string_view dn) const;
 
     std::string_view name_;
     HashKey key_ = {};
     std::deque<std::string> dns_;
-    std::vector<Place> places_;  // a power of two of them, half of them free
+    std::vector<Bucket> buckets_;  // a power of two of them, half of them free
 };
 
 struct Matrix {

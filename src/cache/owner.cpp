@@ -71,7 +71,7 @@ bool hasOwnerOfKind(ObjectClass kind, OwnerKind ownerKind) {
 // Where the DN value begins in the DN line: behind "dn:", which is not checked, and blanks.
 std::size_t dnValueStart(std::string_view dnLine) {
     const std::string_view value = dnLine.substr(std::min<std::size_t>(3, dnLine.size()));
-    return dnLine.size() - withoutLeadingBlanks(value).size();
+    return dnLine.size() - withoutLeadingSpaces(value).size();
 }
 
 // Ends `text` in exactly one line feed instead of any other white space.

@@ -95,8 +95,8 @@ LineReader::Run LineReader::readRunAtHand() {
         if (static_cast<unsigned char>(first) <= '#') {
             break;  // may be blank or a comment
         }
-        const std::size_t most = std::min(static_cast<std::size_t>(end - at), longestLine);
-        const void* lineFeed = std::memchr(at, '\n', most);
+        const std::size_t max = std::min(static_cast<std::size_t>(end - at), longestLine);
+        const void* lineFeed = std::memchr(at, '\n', max);
         if (lineFeed == nullptr) {
             break;
         }
@@ -117,8 +117,8 @@ std::uint32_t LineReader::skipBlankLinesAtHand() {
     const char* at = begin;
     std::uint32_t count = 0;
     while (at < end && (*at == ' ' || *at == '\r' || *at == '\n')) {
-        const std::size_t most = std::min(static_cast<std::size_t>(end - at), longestLine);
-        const void* lineFeed = std::memchr(at, '\n', most);
+        const std::size_t max = std::min(static_cast<std::size_t>(end - at), longestLine);
+        const void* lineFeed = std::memchr(at, '\n', max);
         if (lineFeed == nullptr) {
             break;
         }

@@ -51,16 +51,17 @@ void requireLines(EntryView inputObject1, EntryView inputObject2) {
 // What is wrong with line `index`, which has no colon. Of its text nothing is shown: it may be a
 // part of a value that is a secret.
 std::string problemWithoutColon(EntryView entry, int index) {
-    int place = 1;
+    int number = 1;
     for (int i = 0; i < index; ++i) {
-        place += entry.line(i).ends_with('\n') ? 1 : 0;
+        number += entry.line(i).ends_with('\n') ? 1 : 0;
     }
     const bool isPiece = index > 0 && !entry.line(index - 1).ends_with('\n');
     return format(
         "the entry %s has %s: its line %d, counted from its DN line without comments and "
         "continuation lines",
         entryName(entry),
-        isPiece ? "an attribute that is longer than 4,094 bytes" : "a line without a colon", place);
+        isPiece ? "an attribute that is longer than 4,094 bytes" : "a line without a colon",
+        number);
 }
 
 [[noreturn]] void failWithoutColon(EntryView entry, std::size_t index, std::string_view echoLabel) {

@@ -101,7 +101,7 @@ std::string_view namingValue(std::string_view line, const NamingAttribute& attri
     if (match == std::string_view::npos) {
         return {};
     }
-    return withoutLeadingBlanks(line.substr(match + attribute.first.size()));
+    return withoutLeadingSpaces(line.substr(match + attribute.first.size()));
 }
 
 // The first naming value of `entry`, without its line end; null when there is none.

@@ -69,7 +69,7 @@ int visitPolicyLines(EntryView policy, Take take) {
 template <class Take>
 int visitPolicyContainer(std::string_view userDnLine, bool hasChangetype, Take take) {
     const std::string_view userDn = userDnLine.substr(userDnLine.find(':') + 1);
-    const std::string dnLine = "dn: cn=Policies," + std::string(withoutLeadingBlanks(userDn));
+    const std::string dnLine = "dn: cn=Policies," + std::string(withoutLeadingSpaces(userDn));
     // The object classes are in lower case, unlike the rest of the layout.
     const std::array<std::string_view, 5> texts = {dnLine, hasChangetype ? "changetype: add\n" : "",
                                                    "objectclass: container\n", "objectclass: top\n",

@@ -34,8 +34,8 @@ using Lines = std::vector<std::string>;
 // A part of `text`, most often a short one.
 std::string partOf(const std::string& text, Dice& dice) {
     const std::size_t start = dice.upTo(text.size());
-    const std::size_t most = dice.upTo(3) == 0 ? text.size() : 12;
-    return text.substr(start, dice.upTo(most));
+    const std::size_t max = dice.upTo(3) == 0 ? text.size() : 12;
+    return text.substr(start, dice.upTo(max));
 }
 
 void checkSearches(const std::string& text, const std::string& part) {
@@ -70,10 +70,10 @@ void checkCase(const std::string& text) {
             "equal texts have equal hashes");
 }
 
-void checkBlanks(const std::string& text) {
+void checkSpaces(const std::string& text) {
     std::string eaten = text;
     commaSpaceEater(eaten);
-    require(eaten == withoutBlanksAroundCommas(text), "no blank is beside a comma");
+    require(eaten == withoutSpacesAroundCommas(text), "no blank is beside a comma");
 
     std::string trimmed = text;
     trim(trimmed);
@@ -85,7 +85,7 @@ void checkBlanks(const std::string& text) {
 
     require(withoutLineEnd(text) == text.substr(0, std::strcspn(text.c_str(), "\r\n")),
             "a line ends at CR or LF");
-    require(withoutLeadingBlanks(text) == text.substr(std::strspn(text.c_str(), " ")),
+    require(withoutLeadingSpaces(text) == text.substr(std::strspn(text.c_str(), " ")),
             "leading blanks go");
     require(isBlankLine(text) == (std::strspn(text.c_str(), " \r\n") == text.size()),
             "a blank line holds nothing else");
@@ -282,7 +282,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const std::string part = partOf(text, dice);
         checkSearches(part, partOf(dice.upTo(1) == 0 ? part : text, dice));
         checkCase(part);
-        checkBlanks(part);
+        checkSpaces(part);
     }
     for (const Entry& entry : entriesIn(fuzz.text)) {
         checkEntry(entry, text, dice);

@@ -59,8 +59,8 @@ void requireDnLine(const std::string& before, bool ofUsers) {
     std::string trimmedBefore = before.substr(0, before.find_last_not_of(blanks) + 1);
     std::string trimmedAfter = after.substr(0, after.find_last_not_of(blanks) + 1);
     if (ofUsers) {
-        trimmedBefore = withoutBlanksAroundCommas(trimmedBefore);
-        trimmedAfter = withoutBlanksAroundCommas(trimmedAfter);
+        trimmedBefore = withoutSpacesAroundCommas(trimmedBefore);
+        trimmedAfter = withoutSpacesAroundCommas(trimmedAfter);
     }
     require(trimmedAfter == trimmedBefore, "the DN line changes in blanks alone");
 }
@@ -74,7 +74,7 @@ void associate(Side& side, Dice& dice) {
     requireDnLine(dnLine, side.ofUsers);
     require(side.savedDn.ends_with('\n'), "the owner DN ends in a line feed");
     if (side.ofUsers) {
-        require(side.savedDn == withoutBlanksAroundCommas(side.savedDn),
+        require(side.savedDn == withoutSpacesAroundCommas(side.savedDn),
                 "the owner DN of a user has no blanks beside its commas");
     }
     require(index == side.naive.find(side.savedDn), "the slot that a scan finds");

@@ -32,7 +32,7 @@ constexpr std::size_t maxShown = 10;
 bool isSoundInput(std::string_view text) {
     writeFile(input, text);
     scanInput(maxShown);
-    return totalOfAllKinds() == 0;
+    return totalOfAllTypes() == 0;
 }
 
 std::uint64_t differences(std::string_view migrated) {
@@ -40,7 +40,7 @@ std::uint64_t differences(std::string_view migrated) {
     beginFindings(maxShown);
     compareOutput(input, output);
     resetProgram();
-    return totalOfAllKinds();
+    return totalOfAllTypes();
 }
 
 // With their line feeds.

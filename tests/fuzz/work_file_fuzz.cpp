@@ -52,7 +52,7 @@ std::string lastLine(const std::string& text) {
 }
 
 std::string withRepeatedLines(const std::string& text) {
-    constexpr std::size_t room = 131'072;  // half of the reader's buffer
+    constexpr std::size_t maxSize = 131'072;  // half of the reader's buffer
     constexpr std::size_t shortLine = 16;
     int runs = 2;
     std::string result;
@@ -63,7 +63,7 @@ std::string withRepeatedLines(const std::string& text) {
             continue;
         }
         --runs;
-        for (const std::size_t end = result.size() + room; result.size() < end;) {
+        for (const std::size_t end = result.size() + maxSize; result.size() < end;) {
             result += line;
         }
     }

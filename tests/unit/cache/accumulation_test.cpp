@@ -153,8 +153,8 @@ Row linesOf(const std::string& text) {
 }
 
 std::string withOwner(std::string text) {
-    const std::size_t place = text.find("%s");
-    return place == std::string::npos ? text : text.replace(place, 2, ownerDn);
+    const std::size_t offset = text.find("%s");
+    return offset == std::string::npos ? text : text.replace(offset, 2, ownerDn);
 }
 
 // Reads the next entry of the work file into `object`.
@@ -289,7 +289,7 @@ TEST_F(AccumulationTest, TheDnLineIsTakenInAsTheAssociationHasRewrittenIt) {
     EXPECT_EQ(secUser_dn.dn(0), " secAuthority=Default,cn=a,o=x  \n");
 }
 
-TEST_F(AccumulationTest, AUserWhoseCommaBlanksHidItsUsersContainerIsMovedAsAUsersEntry) {
+TEST_F(AccumulationTest, AUserWhoseCommaSpacesHidItsUsersContainerIsMovedAsAUsersEntry) {
     openWorkFile("dn: cn=a,cn=Users, secAuthority=Default\nobjectClass: secUser\n");
     takeIn(processSecUserObjectFromTempInputLDIFFile);
     EXPECT_EQ(numberOfUserSecUserObjectsInObjectCache(), 1);
@@ -350,7 +350,7 @@ TEST_F(AccumulationTest, FullUserSlotsDoNotKeepAGroupMappingOutNorTheReverse) {
     EXPECT_EQ(workFile(), blanked(userMapping.entry) + "\n" + groupMapping.entry);
 }
 
-TEST_F(AccumulationTest, OnlyTheDnLineTellsWhetherAMappingIsAUsers) {
+TEST_F(AccumulationTest, OnlyTheDnLineDecidesWhetherAMappingIsAUsers) {
     setObject({"dn: x,cN=uSERS,y\n"});
     EXPECT_TRUE(isMappingOfUser());
     setObject({"dn: cn=User\n", "secDN: cn=a,cn=Users\n"});

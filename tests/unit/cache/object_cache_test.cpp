@@ -166,7 +166,7 @@ TEST_F(ObjectCacheTest, AReleasedRowCanBeFilledAgain) {
     }
 }
 
-TEST_F(ObjectCacheTest, AReleasedRowGivesItsMemoryBack) {
+TEST_F(ObjectCacheTest, AReleasedRowFreesItsMemory) {
     const std::string line(100000, 'x');
     fillRow(secUser_matrix, 0, {line});
     const std::size_t filled = bytesInUse();
@@ -174,7 +174,7 @@ TEST_F(ObjectCacheTest, AReleasedRowGivesItsMemoryBack) {
     EXPECT_LT(bytesInUse(), filled - line.size());
 }
 
-TEST_F(ObjectCacheTest, AReleasedDnGivesItsMemoryBack) {
+TEST_F(ObjectCacheTest, AReleasedDnFreesItsMemory) {
     const std::string dn(100000, 'x');
     secUser_dn.open(dn);
     const std::size_t filled = bytesInUse();
@@ -304,7 +304,7 @@ TEST_F(ObjectCacheTest, OwnersAreFoundHoweverManyThereAre) {
     EXPECT_EQ(secUser_dn.find("cn=1\n"), 0);
 }
 
-TEST_F(ObjectCacheTest, RowsOfAnyLengthStandSideBySide) {
+TEST_F(ObjectCacheTest, RowsOfAnyLengthCoexist) {
     Entry large;
     for (int i = 0; i < 60000; ++i) {
         large.append("control: " + std::to_string(i) + '\n');
@@ -322,7 +322,7 @@ TEST_F(ObjectCacheTest, RowsOfAnyLengthStandSideBySide) {
     }
 }
 
-TEST_F(ObjectCacheTest, MemoryIsGivenBackWithTheLastRow) {
+TEST_F(ObjectCacheTest, MemoryIsFreedWithTheLastRow) {
     fillRow(secUser_matrix, 0, {"dn: cn=a\n"});
     const std::size_t before = bytesInUse();
     {

@@ -51,7 +51,7 @@ TEST_F(ExportScanTest, AVersionOfThreeCharactersIsFine) {
     EXPECT_EQ(typesFound(), "");
 }
 
-TEST_F(ExportScanTest, AVersionWithoutABlankIsNotSet) {
+TEST_F(ExportScanTest, AVersionWithoutASpaceIsNotSet) {
     scan(std::string(domain) + "version:3.0\n");
     EXPECT_EQ(typesFound(), "version-not-set ");
     EXPECT_EQ(shown(FindingType::VERSION_NOT_SET).front().line, 4);

@@ -131,7 +131,7 @@ TEST_F(OutputReaderTest, TheEndsOfTheBufferMakeNoDifference) {
     }
 }
 
-TEST_F(OutputReaderTest, AnyMixtureOfLinesIsReadAsItIs) {
+TEST_F(OutputReaderTest, AnyMixtureOfLinesIsReadUnchanged) {
     Dice dice(1);
     const std::vector<std::string> lines = {
         "",  "",         "dn: cn=a",           "x: 1", " y", "\r", "# comment",

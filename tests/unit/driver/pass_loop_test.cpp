@@ -144,7 +144,7 @@ TEST_F(PassLoopTest, ResourceCredentialsAloneTakeOnePassAndStay) {
     EXPECT_TRUE(hasTheStepOverFilePositionBeenInitialized);
 }
 
-TEST_F(PassLoopTest, WhatFitsTakesOnePassAndAClosingOne) {
+TEST_F(PassLoopTest, EntriesThatFitTakeOnePassAndAClosingOne) {
     setWorkFile(group("g") + bothOf("a") + credentials + groupMapping("g") + bothOf("b"));
     EXPECT_EQ(messagesOfPasses(), (Messages{passBegins, writing, passBegins}));
     EXPECT_EQ(output(), userRecord("a") + userRecord("b") + groupRecord("g"));
@@ -157,7 +157,7 @@ TEST_F(PassLoopTest, AClosingPassThatReadsNothingIsNotAnnounced) {
     EXPECT_EQ(messagesOfPasses(), (Messages{passBegins, writing}));
 }
 
-TEST_F(PassLoopTest, WhatIsSurelyBlankIsNotReadAgain) {
+TEST_F(PassLoopTest, BlankLinesAreNotReadAgain) {
     const std::string entries = bothOf("a") + credentials + bothOf("b");
     const auto linesRead = [&] {
         setWorkFile(entries);
@@ -177,7 +177,7 @@ TEST_F(PassLoopTest, WhatIsSurelyBlankIsNotReadAgain) {
     EXPECT_EQ(linesRead(), all + end + fromCredentials + end);
 }
 
-TEST_F(PassLoopTest, TracedPassesSayAndWriteTheSame) {
+TEST_F(PassLoopTest, TracedPassesPrintAndWriteTheSame) {
     max_number_of_secuser_slots = 1;
     const std::string entries = bothOf("a") + credentials + bothOf("b") + credentials + bothOf("c");
     setWorkFile(entries);
@@ -323,7 +323,7 @@ TEST_P(EveryKind, TheSecondEntryOfAnOwnerIsSteppedOverWhenItsMatrixIsFull) {
     EXPECT_EQ(workFile(), blanked(GetParam().first) + GetParam().second);
 }
 
-TEST_P(EveryKind, TheSecondEntryOfAnOwnerEndsTheProcessWhileItsMatrixHasRoom) {
+TEST_P(EveryKind, TheSecondEntryOfAnOwnerEndsTheProcessWhileItsMatrixIsNotFull) {
     setSlots(2, 1);
     setWorkFile(std::string(GetParam().first) + GetParam().second);
     const Ending ending = endingOf(makePasses);
@@ -331,7 +331,7 @@ TEST_P(EveryKind, TheSecondEntryOfAnOwnerEndsTheProcessWhileItsMatrixHasRoom) {
     EXPECT_EQ(saidIn(ending.errors).messages, Messages{380928303});
 }
 
-TEST_F(PassLoopTest, ABlankBeforeTheUsersDomainMakesAUserAnOrdinaryOneToTheGate) {
+TEST_F(PassLoopTest, ASpaceBeforeTheUsersDomainMakesAUserAnOrdinaryOneToTheGate) {
     max_number_of_secuser_slots = 1;
     setWorkFile(
         "dn: a=1,cn=Users,secAuthority=x\nobjectClass: secUser\nsecAuthority: x\nsecDN: cn=a\n\n"
@@ -439,7 +439,7 @@ TEST_F(PassLoopTest, AStepOverPositionThatCannotBeReachedEndsTheProcess) {
     EXPECT_THAT(endingOf(makePasses).errors, HasSubstr("fsetpos() returned -1"));
 }
 
-TEST_F(PassLoopTest, AWorkFileThatCannotBeReadEndsTheProcessBehindTheAnnouncement) {
+TEST_F(PassLoopTest, AWorkFileThatCannotBeReadEndsTheProcessAfterTheAnnouncement) {
     temp_input_ldif_filename = "/proc/self/mem";
     const std::string error =
         "\nmain():  ERROR:  The next object could not be read successfully.  EXITING.  \n";

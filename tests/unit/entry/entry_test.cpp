@@ -29,7 +29,7 @@ TEST(Entry, FreshEntryHasNoLines) {
     EXPECT_EQ(entry.line(0).data(), nullptr);
 }
 
-TEST(Entry, KeepsLinesAsTheyAreInTheirOrder) {
+TEST(Entry, KeepsLinesUnchangedInTheirOrder) {
     const Entry entry = entryOf({"dn: cn=a\r\n", "cn: a\n", " folded", ""});
     EXPECT_FALSE(entry.empty());
     EXPECT_EQ(entry.lineCount(), 4);
@@ -132,17 +132,17 @@ TEST(EntryStorage, MayBeFilledAnewAfterItHasBeenCleared) {
     EXPECT_THAT(linesOf(second), ElementsAre("second\n"));
 }
 
-// What somebody sees who looks at heads that end in `name`, up to `most` of them.
-std::vector<std::string> headsOf(const Entry& entry, std::string_view name, std::size_t most) {
+// What somebody sees who looks at heads that end in `name`, up to `max` of them.
+std::vector<std::string> headsOf(const Entry& entry, std::string_view name, std::size_t max) {
     std::vector<std::string> seen;
     const bool stopped = someColonPrefix(
         entry, [name](std::string_view colonPrefix) { return colonPrefix.ends_with(name); },
         [&](int line, std::string_view colonPrefix, std::string_view tail) {
             seen.push_back(std::to_string(line) + '|' + std::string(colonPrefix) + '|' +
                            std::string(tail));
-            return seen.size() == most;
+            return seen.size() == max;
         });
-    EXPECT_EQ(stopped, seen.size() == most);
+    EXPECT_EQ(stopped, seen.size() == max);
     return seen;
 }
 
@@ -187,7 +187,7 @@ TEST_F(CurrentEntry, NumberOfLinesIsTheNextFreeSlot) {
     EXPECT_EQ(next_available_object_slot(), 2);
 }
 
-TEST_F(CurrentEntry, FreeingLetsGoOfItsLinesWithoutATrace) {
+TEST_F(CurrentEntry, FreeingReleasesItsLinesWithoutATrace) {
     setObject({"dn: cn=a\n", "cn: a\n"});
     startTrace();
     freeObject();
@@ -197,7 +197,7 @@ TEST_F(CurrentEntry, FreeingLetsGoOfItsLinesWithoutATrace) {
     EXPECT_EQ(traced(), "");
 }
 
-TEST_F(CurrentEntry, FirstLineStandsForTheEntry) {
+TEST_F(CurrentEntry, FirstLineRepresentsTheEntry) {
     EXPECT_EQ(firstLineOr(entryOf({"dn: cn=a\n", "cn: a\n"}), "null"), "dn: cn=a\n");
     EXPECT_EQ(firstLineOr(Entry(), "null"), "null");
 }

@@ -64,7 +64,7 @@ TEST_P(EveryKind, IsTracedByItsName) {
                             std::string(traceText) + "\n\n");
 }
 
-TEST_P(EveryKind, IsNotNamedByOtherCasesOrWithoutABlank) {
+TEST_P(EveryKind, IsNotNamedByOtherCasesOrWithoutASpace) {
     const std::string name = GetParam().mixedCase;
     const auto& dnLine = GetParam().dnLine;
     std::string allCapitals = name;
@@ -78,7 +78,7 @@ TEST_P(EveryKind, IsNotNamedByOtherCasesOrWithoutABlank) {
 
 INSTANTIATE_TEST_SUITE_P(Classes, EveryKind, testing::ValuesIn(kinds));
 
-TEST_F(ObjectClassFixture, ClassMayStandBeforeTheAttributeName) {
+TEST_F(ObjectClassFixture, ClassMayPrecedeTheAttributeName) {
     setObject({"dn: cn=a\n", "description: secUser objectclass: top\n"});
     determineTheObjectsObjectClass();
     EXPECT_EQ(objectClass, SECUSER_OBJECTCLASS);
@@ -118,7 +118,7 @@ TEST_F(ObjectClassFixture, ValueOfAnyAttributeMayNameTheClass) {
     EXPECT_EQ(classOf({"dn: cn=a\n", "description: objectclass: secUser\n"}), 1);
 }
 
-TEST_F(ObjectClassFixture, LinesWithoutTheAttributeNameTakeNoPart) {
+TEST_F(ObjectClassFixture, LinesWithoutTheAttributeNameAreIgnored) {
     EXPECT_EQ(classOf({"dn: cn=a\n", "description: secUser\n"}), 0);
     EXPECT_EQ(classOf({"dn: cn=a\n", "objectClass: top\n", " secUser\n"}), 0);
 }

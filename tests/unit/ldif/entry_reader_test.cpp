@@ -71,7 +71,7 @@ TEST_F(EntryReader, CommentsWithinAnEntryAreDropped) {
     EXPECT_THAT(linesOf(object), ElementsAre("cn=a\n", " # text\n", "x: 1\n"));
 }
 
-TEST_F(EntryReader, LinesAreKeptAsTheyAre) {
+TEST_F(EntryReader, LinesAreKeptUnchanged) {
     openInput("cn=a\r\n folded \n\t\n  \r\nnext\n");
     EXPECT_EQ(getNextObject(ifp), 0);
     EXPECT_THAT(linesOf(object), ElementsAre("cn=a\r\n", " folded \n", "\t\n"));
@@ -211,7 +211,7 @@ TEST_F(EntryReader, ChangetypeStaysSeen) {
     EXPECT_TRUE(changetypeSeen);
 }
 
-TEST_F(EntryReader, ChangetypeIsLookedForOnceInEachPlace) {
+TEST_F(EntryReader, ChangetypeIsLookedForOnceInEachLine) {
     openWorkFile("cn=a\n\ncn=b\nchangetype: add\n\n");
     readWorkFile(tifp);
     EXPECT_FALSE(changetypeSeen);
@@ -251,7 +251,7 @@ TEST_F(EntryReader, ChangetypeInOtherCasesOrInTheExportIsNotSeen) {
     EXPECT_FALSE(changetypeSeen);
 }
 
-TEST_F(EntryReader, ReadErrorIsToldApartFromEndOfFile) {
+TEST_F(EntryReader, ReadErrorIsDistinguishedFromEndOfFile) {
     const TextBeforeReadError text("cn=a\nx: 1\n");
     ASSERT_EQ(ifp.open(unreadableFile), 0);
     ASSERT_EQ(ifp.setPosition({text.offset()}), 0);

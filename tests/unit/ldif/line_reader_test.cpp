@@ -122,7 +122,7 @@ TEST_F(Lines, OpeningAnewStartsAtTheBeginning) {
     EXPECT_FALSE(stream.isOpen());
 }
 
-TEST_F(Lines, PositionIsThatBehindTheLineRead) {
+TEST_F(Lines, PositionIsBehindTheLineRead) {
     openFile("cn=a\nab\0cd\nlast"s);
     EXPECT_EQ(stream.tell(), 0);
     next();
@@ -305,7 +305,7 @@ TEST_F(Lines, RunsHoldWholeLinesInMemoryAlone) {
     EXPECT_THAT(runOf(stream), IsEmpty());
 }
 
-TEST_F(Lines, RunsEndBeforeWhatIsBlankOrACommentOrMayBe) {
+TEST_F(Lines, RunsEndBeforeBlankLinesAndCommentsAndPossibleOnes) {
     for (const std::string line : {"# comment\n", "\n", " \n", "\r\n", "  \r\n", "\t\n", " \t\n"}) {
         openFile("first\nsecond\n" + line + "cn=a\n");
         next();
@@ -413,7 +413,7 @@ TEST_F(Lines, NotedExtentIsForgottenElsewhere) {
     EXPECT_FALSE(stream.takeNotedExtent(stream.tell()));
 }
 
-TEST_F(Lines, TextAtHandIsWhatIsInMemory) {
+TEST_F(Lines, TextAtHandIsTheTextInMemory) {
     openFile("first\nsecond\n" + std::string(1000000, 'x'));
     EXPECT_EQ(stream.textAtHand(0, 6).data(), nullptr);
     next();
@@ -425,7 +425,7 @@ TEST_F(Lines, TextAtHandIsWhatIsInMemory) {
     EXPECT_EQ(stream.textAtHand(0, 6).data(), nullptr);
 }
 
-TEST_F(Lines, ReadErrorIsToldApartFromEndOfFile) {
+TEST_F(Lines, ReadErrorIsDistinguishedFromEndOfFile) {
     ASSERT_EQ(stream.open(unreadableFile), 0);
     std::string_view line;
     EXPECT_EQ(stream.readLine(line), READ_ERROR);

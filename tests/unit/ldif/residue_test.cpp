@@ -49,7 +49,7 @@ TEST_F(Residue, EveryEntryIsCopiedWithABlankLineBehindIt) {
     EXPECT_EQ(copied("  \r\n" + container + "\n\n" + entry), container + "\n" + entry + "\n");
 }
 
-TEST_F(Residue, LinesAreCopiedAsTheyAre) {
+TEST_F(Residue, LinesAreCopiedUnchanged) {
     const std::string lines = "dn: cn=a\r\n ,o=b\nobjectClass: secResCreds\nsecdn: a, b \r\n";
     EXPECT_EQ(copied(lines + "\n"), lines + "\n");
 }

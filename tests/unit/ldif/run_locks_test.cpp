@@ -59,7 +59,7 @@ TEST_F(RunLocks, SizesAreThoseOfTheLockAndOfTheEndOfStaging) {
     EXPECT_EQ(workFileSize(), 10);
 }
 
-TEST_F(RunLocks, FilesOfAnotherRunAreNotHad) {
+TEST_F(RunLocks, FilesOfAnotherRunAreRefused) {
     writeInput("dn: cn=a\n");
     const File input = openFile(input_ldif_filename, 0);
     const File work = openLockedFile(temp_input_ldif_filename);

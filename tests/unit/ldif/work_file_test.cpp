@@ -37,7 +37,7 @@ TEST_F(WorkFile, DeletionBlanksEveryLineOfTheEntryInItsLength) {
     EXPECT_EQ(afterDeletion("cn=a\nx: 1\r\nab\n\ncn=b\n"), "   \r\n    \r\n \r\n\ncn=b\n");
 }
 
-TEST_F(WorkFile, DeletionLeavesBlankLinesAroundTheEntryAsTheyAre) {
+TEST_F(WorkFile, DeletionLeavesBlankLinesAroundTheEntryUnchanged) {
     EXPECT_EQ(afterDeletion("\n \r\ncn=a\n  \n\ncn=b\n"), "\n \r\n   \r\n  \n\ncn=b\n");
 }
 

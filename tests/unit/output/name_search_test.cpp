@@ -79,7 +79,7 @@ TEST(NameSearch, TheLowestLineThatIsLeftIsFound) {
     }
 }
 
-TEST(NameSearch, NamesThatEndInEachOtherAreToldApart) {
+TEST(NameSearch, NamesThatEndInEachOtherAreDistinguished) {
     std::vector<std::string> lines;
     for (std::size_t length = 1; length <= many; ++length) {
         lines.push_back(std::string(length, 'a') + ": x\n");
@@ -91,7 +91,7 @@ TEST(NameSearch, NamesThatEndInEachOtherAreToldApart) {
     }
 }
 
-TEST(NameSearch, RandomLinesAreFoundAsByLookingAtEachColon) {
+TEST(NameSearch, RandomLinesAreFoundLikeANaiveSearchFindsThem) {
     Dice dice(32000);
     const auto randomText = [&dice] {
         std::string text;

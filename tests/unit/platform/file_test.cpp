@@ -341,7 +341,7 @@ TEST_F(FileFixture, FileThatIsNotOpenCannotBeEmptied) {
     EXPECT_EQ(errno, EBADF);
 }
 
-TEST_F(FileFixture, FileOfAnotherWriterIsNotHad) {
+TEST_F(FileFixture, FileOfAnotherWriterIsRefused) {
     const std::string name = writeFile(folder.path("file"), "text");
     const File writer = openLockedFile(name);
     errno = 0;
@@ -371,7 +371,7 @@ TEST_F(FileFixture, FolderOfAFileIsSyncedWhereverItsNameLeads) {
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(FileFixture, StateTellsWhoMayWriteAndHowManyNamesThereAre) {
+TEST_F(FileFixture, StateShowsWhoMayWriteAndHowManyNamesThereAre) {
     const std::string name = writeFile(folder.path("file"), "text");
     std::filesystem::permissions(name, std::filesystem::perms(0644));
     EXPECT_TRUE(stateOf(name).isOwn);
@@ -475,7 +475,7 @@ TEST_F(FileFixture, StandardDescriptorsAreOccupiedWhereThereIsNoNullDevice) {
     EXPECT_EQ(ending.status, 42);
 }
 
-TEST_F(FileFixture, StandardDescriptorsInUseStayAsTheyAre) {
+TEST_F(FileFixture, StandardDescriptorsInUseStayUnchanged) {
     const int next = nextDescriptor();
     const std::string output = outputOf([] {
         EXPECT_TRUE(occupyStandardDescriptors());

@@ -23,7 +23,7 @@ struct NaiveOwners {
     }
 };
 
-inline std::string withoutBlanksAroundCommas(std::string text) {
+inline std::string withoutSpacesAroundCommas(std::string text) {
     for (const std::string_view blank : {" ,", ", "}) {
         for (std::size_t at = 0; (at = text.find(blank)) != std::string::npos;) {
             text.replace(at, blank.size(), ",");
