@@ -33,11 +33,11 @@ constexpr std::array<Matrix*, 7> matrices = {&secUser_matrix,
                                              &secGroup_matrix,
                                              &secMap_for_secGroup_matrix};
 
-// What the rows of all matrices point to, and how many do.
+// The memory of the entries in all matrices, and their number.
 EntryStorage storage;
 int entriesHeld = 0;
 
-// Needs no memory itself: a run that has come to its end must not fail in here.
+// Needs no memory itself: a run must not fail here at its end.
 void emptyAllTables() {
     for (Matrix* matrix : matrices) {
         matrix->rows.clear();
@@ -99,7 +99,7 @@ OwnerTable::Bucket& OwnerTable::bucketOf(std::string_view dn, std::uint32_t hash
             return bucket;
         }
         const std::string& known = dns_[static_cast<std::size_t>(bucket.slot)];
-        // Most owners are spelled alike wherever they are named.
+        // Most owners have one spelling in all their entries.
         if (bucket.hash == hash && (known == dn || equalIgnoringCase(known, dn))) {
             return bucket;
         }
@@ -121,7 +121,7 @@ void OwnerTable::makeBuckets(std::size_t number) {
 }
 
 void OwnerTable::replace(int slot, std::string text) {
-    // Its bucket remains, by the hash of a DN that the slot does not have any more.
+    // Its bucket remains, with the hash of a DN that the slot no longer has.
     dns_[static_cast<std::size_t>(slot)].swap(text);
 }
 

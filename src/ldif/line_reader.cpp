@@ -91,7 +91,7 @@ LineReader::Run LineReader::readRunAtHand() {
     const char* const end = buffer_.data() + end_;
     const char* at = begin;
     while (end - at >= 2 && runEnds_.size() < maxLines) {
-        const char first = *at == ' ' ? at[1] : *at;  // that of the value, in a continuation
+        const char first = *at == ' ' ? at[1] : *at;  // in a continuation, that of the value
         if (static_cast<unsigned char>(first) <= '#') {
             break;  // may be blank or a comment
         }
@@ -109,8 +109,8 @@ LineReader::Run LineReader::readRunAtHand() {
 }
 
 std::uint32_t LineReader::skipBlankLinesAtHand() {
-    // What is left of a deleted line is the end of this text, and later passes read all of them
-    // again: comparing whole lines takes a fraction of the time of a look at every byte.
+    // A deleted line consists of the end of this text, and later passes read all of them again:
+    // comparing whole lines is much faster than looking at every byte.
     static const std::string blanks = std::string(longestLine - 2, ' ') + "\r\n";
     const char* const begin = buffer_.data() + next_;
     const char* const end = buffer_.data() + end_;

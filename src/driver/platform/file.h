@@ -47,7 +47,7 @@ File openFileForReading(const std::string& name);
 // at.
 enum class FileKind { NONE, REGULAR, PIPE, OTHER };
 
-// What is known of a file but for its contents.
+// The state of a file, without its contents.
 struct FileState {
     FileKind kind = FileKind::NONE;
     dev_t device = 0;
