@@ -23,7 +23,7 @@ extern std::array<RecordCount, static_cast<std::size_t>(RecordKind::END)> record
 
 RecordCount& countOf(RecordKind kind);
 
-// Opens the output and begins to count anew.
+// Opens the output and resets the counts.
 void openComparedOutput(const std::string& name);
 
 extern OutputReader comparedOutput;

@@ -67,7 +67,7 @@ bool readNextEntry();
 void requireUnchangedExport();
 
 // Calls `visit` with the pieces of the current entry from its first one on, and with those above it
-// in which zero bytes begin, until it returns false. The pieces are found anew each time: stored,
+// in which zero bytes begin, until it returns false. The pieces are found again each time: stored,
 // those of short lines would take several times the memory of the entry.
 void visitCurrentPieces(const std::function<bool(const Piece&)>& visit);
 

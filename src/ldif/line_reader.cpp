@@ -111,7 +111,7 @@ LineReader::Run LineReader::readRunAtHand() {
 std::uint32_t LineReader::skipBlankLinesAtHand() {
     // A deleted line consists of the end of this text, and later passes read all of them again:
     // comparing whole lines is much faster than looking at every byte.
-    static const std::string blanks = std::string(longestLine - 2, ' ') + "\r\n";
+    static const std::string longestBlankLine = std::string(longestLine - 2, ' ') + "\r\n";
     const char* const begin = buffer_.data() + next_;
     const char* const end = buffer_.data() + end_;
     const char* at = begin;
@@ -123,7 +123,7 @@ std::uint32_t LineReader::skipBlankLinesAtHand() {
             break;
         }
         const auto size = static_cast<std::size_t>(static_cast<const char*>(lineFeed) + 1 - at);
-        if (std::memcmp(at, blanks.data() + blanks.size() - size, size) != 0 &&
+        if (std::memcmp(at, longestBlankLine.data() + longestBlankLine.size() - size, size) != 0 &&
             !isBlankLine({at, size})) {
             break;
         }

@@ -73,7 +73,7 @@ public:
     }
 
     // Reads the next line or piece of one; `line` is valid until this reader is used again.
-    // Returns 0, END_OF_FILE or READ_ERROR. An error stays until the file is opened anew.
+    // Returns 0, END_OF_FILE or READ_ERROR. An error stays until the file is reopened.
     int readLine(std::string_view& line);
 
     // Consecutive lines, and where each of them ends. Valid as long as a line is.

@@ -8,7 +8,7 @@
 #include "ldif/output_file.h"
 
 extern LineReader ifp;   // the export; opened and closed by staging
-extern LineReader tifp;  // the work file; opened anew for every pass and for the residue copy
+extern LineReader tifp;  // the work file; reopened for every pass and for the residue copy
 extern OutputFile ofp;   // the result; opened and closed by the driver
 
 // These messages give the system's reason for error number `error`.

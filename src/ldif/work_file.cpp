@@ -65,8 +65,8 @@ int blankLineByLine(LineReader& stream) {
         return -1;
     }
     constexpr std::size_t maxAtOnce = 256 * 1024;  // of an entry that may be of any size
-    static std::string blanks;
-    blanks.clear();
+    static std::string blankLines;
+    blankLines.clear();
     bool objectHasBegun = false;
     int result = 0;
     while ((result = getNextLine(nextLine, stream)) == 0) {
@@ -78,20 +78,20 @@ int blankLineByLine(LineReader& stream) {
             continue;
         }
         objectHasBegun = true;
-        if (blanks.size() + nextLine.size() > maxAtOnce) {
-            if (overwrite(stream, start, blanks) != 0) {
+        if (blankLines.size() + nextLine.size() > maxAtOnce) {
+            if (overwrite(stream, start, blankLines) != 0) {
                 return -1;
             }
-            start.offset += static_cast<off_t>(blanks.size());
-            blanks.clear();
+            start.offset += static_cast<off_t>(blankLines.size());
+            blankLines.clear();
         }
         // Comments are blanked too: nothing of the entry may be read again.
-        const std::size_t lineStart = blanks.size();
-        blanks += nextLine;
-        blankLine(blanks, lineStart);
+        const std::size_t lineStart = blankLines.size();
+        blankLines += nextLine;
+        blankLine(blankLines, lineStart);
         // The next line begins behind the spaces. It began there anyway, unless this line was
         // shortened by a NUL byte or is a last line of one character.
-        const FilePosition behind = {start.offset + static_cast<off_t>(blanks.size())};
+        const FilePosition behind = {start.offset + static_cast<off_t>(blankLines.size())};
         if (behind.offset != stream.tell() && goTo(stream, behind) != 0) {
             return -1;
         }
@@ -99,22 +99,22 @@ int blankLineByLine(LineReader& stream) {
     if (result == READ_ERROR) {
         return -1;
     }
-    return blanks.empty() ? 0 : overwrite(stream, start, blanks);
+    return blankLines.empty() ? 0 : overwrite(stream, start, blankLines);
 }
 
 // Blanks the entry at `extent` without reading it again, and the blank line behind it, so that the
 // bytes of consecutive deleted entries are written at once.
 int blankExtent(LineReader& stream, const Extent& extent, std::string_view text) {
-    static std::string blanks;
-    blanks = text;
+    static std::string blankLines;
+    blankLines = text;
     const auto end = static_cast<std::size_t>(extent.end - extent.firstLine);
-    std::fill_n(blanks.begin(), end, ' ');
+    std::fill_n(blankLines.begin(), end, ' ');
     for (std::size_t lineFeed = text.find('\n'); lineFeed < end;
          lineFeed = text.find('\n', lineFeed + 1)) {
-        blanks[lineFeed - 1] = '\r';
-        blanks[lineFeed] = '\n';
+        blankLines[lineFeed - 1] = '\r';
+        blankLines[lineFeed] = '\n';
     }
-    const int result = overwrite(stream, {extent.firstLine}, blanks);
+    const int result = overwrite(stream, {extent.firstLine}, blankLines);
     return result == 0 ? goTo(stream, {extent.next}) : result;
 }
 

@@ -1,4 +1,4 @@
-// The check of an arbitrary export before its migration, held against the migration itself.
+// The check of an arbitrary export before its migration, compared with the migration itself.
 //
 // The first byte chooses how many findings of each type are kept; the second is not used.
 //

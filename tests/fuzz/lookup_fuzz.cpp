@@ -1,5 +1,5 @@
 // Text routines, lookups, class detection and staging edits on arbitrary entries, each against the
-// standard library's search or against what must hold of every result.
+// standard library's search or against the properties of every result.
 
 #include <strings.h>
 
@@ -73,7 +73,7 @@ void checkCase(const std::string& text) {
 void checkSpaces(const std::string& text) {
     std::string eaten = text;
     commaSpaceEater(eaten);
-    require(eaten == withoutSpacesAroundCommas(text), "no blank is beside a comma");
+    require(eaten == withoutSpacesAroundCommas(text), "no space is beside a comma");
 
     std::string trimmed = text;
     trim(trimmed);
@@ -86,7 +86,7 @@ void checkSpaces(const std::string& text) {
     require(withoutLineEnd(text) == text.substr(0, std::strcspn(text.c_str(), "\r\n")),
             "a line ends at CR or LF");
     require(withoutLeadingSpaces(text) == text.substr(std::strspn(text.c_str(), " ")),
-            "leading blanks go");
+            "leading spaces are removed");
     require(isBlankLine(text) == (std::strspn(text.c_str(), " \r\n") == text.size()),
             "a blank line holds nothing else");
     std::string blanked = text;
@@ -111,7 +111,7 @@ std::string unfolded(const Lines& lines, std::size_t index, std::size_t start) {
     return whole;
 }
 
-// The lookup as it is told: the line is lowered up to its first colon and the key searched in it.
+// A naive lookup: the line is lowered up to its first colon and the key searched in it.
 std::optional<std::string> valueOf(const Lines& lines, std::string name) {
     const std::string key = strtolower(name) + ":";
     for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -184,7 +184,7 @@ std::size_t firstWith(const Lines& lines, const char* text) {
                                     lines.begin());
 }
 
-// What becomes of a line whose UUID or version is changed.
+// The expected line after its UUID or version is changed.
 std::string adjusted(std::string line, ObjectClass kind) {
     if (kind != SECAUTHORITYINFO_OBJECTCLASS) {
         return line.replace(line.find("secuuid: "), 9, "secUUID: ");

@@ -43,7 +43,7 @@ File openFile(const std::string& name, int flags);
 // Opens `name` for reading alone. The result is not open when that fails.
 File openFileForReading(const std::string& name);
 
-// What kind of file it is; PIPE stands for pipes and sockets, NONE for a file that cannot be looked
+// What kind of file it is; PIPE means pipes and sockets, NONE for a file that cannot be looked
 // at.
 enum class FileKind { NONE, REGULAR, PIPE, OTHER };
 

@@ -15,8 +15,8 @@ using testing::Contains;
 using testing::EndsWith;
 using testing::StartsWith;
 
-// One kind of entry: an entry of owner "secAuthority=Default,cn=a,o=x", and what becomes of it.
-// Echo formats hold %s in the place of the owner's DN.
+// One kind of entry: an entry of owner "secAuthority=Default,cn=a,o=x", and how it is taken in.
+// Echo formats hold %s for the owner's DN.
 struct Kind {
     const char* title;
     std::string entry;
@@ -174,7 +174,7 @@ class EveryKind : public CacheFixture, public testing::WithParamInterface<const 
 protected:
     const Kind& kind = *GetParam();
 
-    // Lets the owner of the kind's entry have a slot already.
+    // Opens a slot for the owner of the kind's entry.
     void openOwner() {
         kind.owners.open(ownerDn);
     }
@@ -185,7 +185,7 @@ protected:
         kind.owners.open("cn=b\n");
         kind.owners.open("cn=c\n");
     }
-    // Reads the kind's entry, then takes the work file away, so that nothing can be done with it.
+    // Reads the kind's entry, then closes the work file, so that the entry cannot be deleted.
     void readAndLoseTheWorkFile() {
         openWorkFile(kind.entry);
         readNext();

@@ -30,7 +30,7 @@ const Kind kinds[] = {
      freeSecMapForSecGroup},
 };
 
-// How many entries each matrix holds, in the order of `kinds`.
+// The number of entries in each matrix, in the order of `kinds`.
 std::vector<int> heldPerKind() {
     std::vector<int> counts;
     for (const Kind& kind : kinds) {
@@ -336,7 +336,7 @@ TEST_F(ObjectCacheTest, MemoryIsFreedWithTheLastRow) {
     EXPECT_LT(bytesInUse(), before);
 }
 
-// What a lookup must answer: a scan from slot 0.
+// The expected result of a lookup: that of a scan from slot 0.
 int scan(const std::vector<std::string>& dns, const std::string& dn) {
     for (std::size_t i = 0; i < dns.size(); ++i) {
         if (strcasecmp(dns[i].c_str(), dn.c_str()) == 0) {

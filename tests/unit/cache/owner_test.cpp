@@ -229,7 +229,7 @@ TEST_F(OwnerTest, RandomUsersAreFoundAsAScanWouldFindThem) {
         const std::string dn = randomDn(dice);
         std::string saved = withoutSpacesAroundCommas(dn);
         saved += saved.ends_with('\n') ? "" : "\n";
-        // What trimming uncovers at the end is no blank, so that the two steps may change places.
+        // Trimming leaves no space at the end, so that the two steps may be done in either order.
         const int expected = naive.find(withoutSpacesAroundCommas(dn));
 
         ASSERT_EQ(userOf(SECUSER_OBJECTCLASS, {"dn: " + dn}), Owner(expected, saved)) << round;

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t longestLine = 4095;  // with its line feed
 
-// A line of the export, or a piece of one, as one finds it by dividing the whole text.
+// A line of the export, or a piece of one, found by dividing the whole text.
 struct Part {
     off_t offset;
     std::int64_t line;
@@ -48,7 +48,7 @@ bool isBlank(const std::string& text) {
     return text.find_first_not_of(" \r\n") == std::string::npos;
 }
 
-// An entry of the export as one finds it by reading those parts again.
+// An entry of the export, found by reading those parts again.
 struct Expected {
     off_t offset = 0;
     std::int64_t line = 0;
@@ -195,7 +195,7 @@ protected:
     }
 };
 
-// ---- Entries, and where they stand
+// ---- Entries and their positions
 
 TEST_F(ExportFileTest, EntriesHaveTheirOffsetsInTheFile) {
     Dice dice(1);
@@ -292,7 +292,7 @@ TEST_F(ExportFileTest, AnExportThatGrowsMeanwhileIsNotChecked) {
     EXPECT_THAT(ending.errors, testing::HasSubstr(std::string(changedMeanwhile)));
 }
 
-// ---- A second look
+// ---- Reading entries again
 
 TEST_F(ExportFileTest, AnEntryOfAnySizeIsReadAgain) {
     for (std::size_t size = 4050; size <= 4110; ++size) {

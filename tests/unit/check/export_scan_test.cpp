@@ -40,7 +40,7 @@ TEST_F(ExportScanTest, AFileThatIsNotThereCannotBeChecked) {
                                  "-gone\": No such file or directory\n");
 }
 
-TEST_F(ExportScanTest, AnotherScanBeginsAnew) {
+TEST_F(ExportScanTest, AnotherScanStartsFromScratch) {
     scan("dn: cn=a\nobjectClass: person\n\ndn: cn=b\nobjectClass: person\n");
     scan("dn: cn=a\nobjectClass: person\n");
     EXPECT_EQ(inventory.entries, 1U);

@@ -49,7 +49,7 @@ TEST_F(InventoryTest, NoMoreOfTheOutputThanWasCountedIsTakenBack) {
     EXPECT_EQ(inventory.outputBytes, 0U);
 }
 
-TEST_F(InventoryTest, CountingBeginsAnew) {
+TEST_F(InventoryTest, BeginningResetsAllCounts) {
     countExport(10);
     countWorkFile(20);
     countOutput(30);

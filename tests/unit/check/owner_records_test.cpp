@@ -346,7 +346,7 @@ public:
         return lines;
     }
 
-    // Lines may stand anywhere behind the DN line.
+    // Lines may be anywhere behind the DN line.
     void shuffle(Lines& lines) {
         for (std::size_t i = lines.size(); i > 2; --i) {
             std::swap(lines[i - 1], lines[1 + dice_.upTo(i - 2)]);

@@ -139,7 +139,7 @@ TEST_F(OwnersTest, ClearingForgetsAll) {
     EXPECT_EQ(domainCount(), 0U);
 }
 
-// ---- What is known of an owner
+// ---- Parts and flags of an owner
 
 TEST(OwnerTest, PartsExistOnceTheyHaveAnOffset) {
     Owner owner;

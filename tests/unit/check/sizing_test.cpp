@@ -36,7 +36,7 @@ std::uint64_t tableFor(std::uint64_t owners) {
     return owners == 0 ? 0 : 8 * std::bit_ceil(2 * owners);
 }
 
-// What stays in memory from a merge of entries with 10 lines of 100 bytes: 4 bytes for the entry
+// The memory kept from a merge of entries with 10 lines of 100 bytes: 4 bytes for the entry
 // and 4 for each line of it beside the text, a view of each line, and 16 bytes for a colon
 // searched.
 constexpr std::uint64_t stored = 10 * 100 + 4 + 10 * 4;

@@ -179,12 +179,12 @@ TEST_F(StagedEntriesTest, AFilteredNameInAPieceDropsThePiece) {
              foldedWith("note", 4095, "acl: y\nlast: 1"),
          {.credential = [](const ExpectedEntry& expected) { credentialLines = expected.lines; }});
     EXPECT_EQ(typesFound(), "long-attribute-broken ");
-    // What is left of the line runs into the next one.
+    // The rest of the line is not separated from the next one.
     EXPECT_EQ(credentialLines, chainOf({"dn: cn=a,cn=ResCreds,o=b", "objectClass: secResCreds",
                                         "note: " + std::string(4095 - 6, 'x') + "last: 1"}));
 }
 
-// The new DN takes the place of its first piece alone.
+// The new DN replaces only its first piece.
 TEST_F(StagedEntriesTest, ALongDnOfAPolicyIsSplit) {
     scan(foldedWith("dn", 4095, "y").replace(4, 40, "cn=Policy,secAuthority=Default,cn=aaaaaa") +
          "objectClass: secPolicy\n");

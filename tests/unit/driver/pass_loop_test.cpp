@@ -21,7 +21,7 @@ using testing::Not;
 constexpr int passBegins = 380928312;
 constexpr int writing = 380928313;
 
-// What a run has written to a standard stream: its messages, and everything else.
+// The text that a run has written to a standard stream: its messages, and everything else.
 struct Said {
     std::vector<int> messages;
     std::string rest;
@@ -74,7 +74,7 @@ std::string groupRecord(const std::string& name) {
 const std::string credentials =
     "dn: cn=ResCreds,cn=x\nobjectClass: container\n\ndn: cn=y\nobjectClass: secResCreds\n\n";
 
-// The text with everything but line ends blanked, as the work file keeps it.
+// The text with everything but line ends blanked, as in the work file.
 std::string blanked(std::string text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '\n') {
@@ -109,7 +109,7 @@ protected:
     }
 
     // Makes passes that must end the process with `message`, first silently and then with trace
-    // and echo. `echoed` is what they then echo, `lastTrace` how the trace ends.
+    // and echo. `echoed` is the echo, `lastTrace` the end of the trace.
     void expectFailure(int message, const std::string& echoed, const std::string& lastTrace) {
         EXPECT_EQ(saidIn(endingOf(makePasses).output).rest, "");
         startTrace();
@@ -382,7 +382,7 @@ void makePassesUntilStepOverFails(const std::string& traceName) {
 class StepOverTest : public PassLoopTest {
 protected:
     void expectStepOverError(const std::string& entry, const std::string& name) {
-        // The end of the file stands where the closing blank line would, so that it is read again.
+        // The file ends without the closing blank line, so that its end is read again.
         setWorkFile(entry.substr(0, entry.size() - 1));
         const std::string trace = folder.path("trace");
         const Ending ending = endingOf([&] { makePassesUntilStepOverFails(trace); });

@@ -63,7 +63,7 @@ TEST_F(Adjustments, ExactlyThreeCharactersOfTheVersionAreOverwritten) {
     EXPECT_EQ(adjustedVersion("version: 10.12.3\n"), "version: 6.012.3\n");
 }
 
-// Behind the blank, the characters 3, CR and a become 6, the full stop and 0.
+// Behind the space, the characters 3, CR and a become 6, the full stop and 0.
 TEST_F(Adjustments, CarriageReturnIsACharacterOfTheVersion) {
     EXPECT_EQ(adjustedVersion("version: 3\rabc\n"), "version: 6.0bc\n");
     EXPECT_EQ(adjustedVersion("version: \rabc\n"), "version: 6.0c\n");

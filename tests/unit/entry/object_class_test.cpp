@@ -104,7 +104,7 @@ TEST_F(ObjectClassFixture, FirstDecidingLineDecides) {
 }
 
 TEST_F(ObjectClassFixture, WithinOneLineTheOrderOfTheTestsDecides) {
-    // Each text is tried before all those that stand to its left.
+    // Each text is tried before all those to its left.
     std::string line = "objectClass:";
     const Kind order[] = {kinds[9], kinds[10], kinds[6], kinds[4],
                           kinds[5], kinds[3],  kinds[2], kinds[1]};

@@ -115,7 +115,7 @@ TEST(Dostristr, AgreesWithTheNaiveSearch) {
     }
 }
 
-TEST(SomeHead, VisitsTheLineUpToEachColonUntilTheVisitorStops) {
+TEST(SomeColonPrefix, VisitsTheLineUpToEachColonUntilTheVisitorStops) {
     std::vector<std::string> colonPrefixes;
     const auto collect = [&colonPrefixes](std::string_view colonPrefix) {
         colonPrefixes.emplace_back(colonPrefix);

@@ -112,7 +112,7 @@ TEST_F(Lines, FileMustExistAndBeNoFolder) {
     EXPECT_EQ(stream.open(folder.path(".")), EISDIR);
 }
 
-TEST_F(Lines, OpeningAnewStartsAtTheBeginning) {
+TEST_F(Lines, ReopeningStartsAtTheBeginning) {
     openFile("first\nsecond\n");
     next();
     ASSERT_EQ(stream.open(folder.path("file")), 0);
@@ -150,7 +150,7 @@ TEST_F(Lines, PositionsLeadBackNearAndFar) {
     EXPECT_EQ(stream.setPosition(second), 0);  // still in memory
     EXPECT_EQ(next(), "second\n");
     EXPECT_EQ(rest().size(), 1000U);
-    EXPECT_EQ(stream.setPosition(second), 0);  // read anew
+    EXPECT_EQ(stream.setPosition(second), 0);  // read again
     EXPECT_EQ(stream.tell(), 6);
     EXPECT_EQ(next(), "second\n");
     EXPECT_EQ(next(), filler);
@@ -193,7 +193,7 @@ TEST_F(Lines, OverwrittenBytesAreInTheFileOnceFlushed) {
     EXPECT_THAT(rest(), ElementsAre("third\n"));
 }
 
-TEST_F(Lines, OverwrittenBytesAreInTheFileOnceItIsClosedOrOpenedAnew) {
+TEST_F(Lines, OverwrittenBytesAreInTheFileOnceItIsClosedOrReopened) {
     openFile("first\n");
     next();
     EXPECT_EQ(stream.overwrite({0}, "F"), 0);
@@ -351,7 +351,7 @@ TEST_F(Lines, RunsOfAnyLengthArriveInTheEnd) {
     EXPECT_EQ(again, content);
 }
 
-// What is left behind the blank lines that can be skipped after the first line has been read.
+// The text behind the blank lines that can be skipped after the first line has been read.
 struct Skipped {
     std::uint32_t lines;
     std::string next;

@@ -15,7 +15,7 @@ using testing::HasSubstr;
 
 class PassThrough : public LdifFixture {
 protected:
-    // What the first `count` entries of an export become.
+    // The output of the first `count` entries of an export.
     std::string passed(std::string_view input, int count = 1) {
         openInput(input);
         openOutput();

@@ -18,12 +18,12 @@ using testing::HasSubstr;
 const std::string function = "copyRemainingObjectsToOutputLDIFFile():  ";
 const std::string entry = "dn: cn=a\nobjectClass: secResCreds\n";
 
-// How much an output file keeps in memory before it writes.
+// The size of an output file's buffer.
 constexpr std::size_t outputBufferSize = 256 * 1024;
 
 class Residue : public LdifFixture {
 protected:
-    // What the residue copy of a work file adds to the output.
+    // The text that the residue copy of a work file adds to the output.
     std::string copied(std::string_view content) {
         writeFile(temp_input_ldif_filename, content);
         openOutput();

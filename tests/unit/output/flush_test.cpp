@@ -252,7 +252,7 @@ TEST_F(FlushTest, ANameInAnotherSpellingIsTheReasonInTheMessage) {
                  "\"PRINCIPALNAME\"; write \"principalName\""));
 }
 
-// Whose first line is no DN line lends its owner a value in place of a DN.
+// An entry whose first line is no DN line gives its owner a value instead of a DN.
 TEST_F(FlushTest, AnOwnerNamedByAValueIsNotShown) {
     secUser_dn.open("secret\n");
     fillRow(secPolicyData_matrix, 0, {"description: a,secret\n"});

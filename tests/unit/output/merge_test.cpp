@@ -24,7 +24,7 @@ protected:
                                   std::initializer_list<std::string_view> second) {
         return failureOf([&] { mergeObjects(entryOf(first), entryOf(second)); });
     }
-    // What the merge traces.
+    // The trace of the merge.
     std::string traceOfMerge(std::initializer_list<std::string_view> first,
                              std::initializer_list<std::string_view> second) {
         startTrace();

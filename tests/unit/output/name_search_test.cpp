@@ -19,7 +19,7 @@ Entry entryWith(const std::vector<std::string>& lines) {
     return entry;
 }
 
-// An entry that is searched; what is found is handed on.
+// An entry that is searched; lines found are moved on.
 class Searched {
 public:
     Searched(const std::vector<std::string>& lines, std::size_t searches)

@@ -204,7 +204,7 @@ TEST_F(NewDnTest, APolicySlotWithoutADnIsSkippedSilently) {
 const std::string principalError =
     "learnPrincipalNameFromSecUserObject():  ERROR: secUser principal name could not be found. \n"
     "                                               The input file may be corrupt.             \n";
-// One blank less than in the trace.
+// One space less than in the trace.
 const std::string principalEcho =
     "learnPrincipalNameFromSecUserObject(): ERROR: secUser principal name could not be found. \n";
 const std::string cnError =
@@ -327,7 +327,7 @@ TEST_F(NewDnTest, WithoutMemoryTheProcessEnds) {
 
 // ---- Traces
 
-// What the principal-name finder traces for a row of slot 1 whose second line names jdoe.
+// The trace of the principal-name finder for a row of slot 1 whose second line names jdoe.
 const std::string finderTrace =
     "learnPrincipalNameFromSecUserObject(): FUNCTION ENTRY  \n"
     "learnPrincipalNameFromSecUserObject(): secUser_matrix[1][0] = dn: cn=x\n"

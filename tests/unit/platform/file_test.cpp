@@ -459,7 +459,7 @@ TEST_F(FileFixture, MissingStandardDescriptorsAreOccupied) {
 
 TEST_F(FileFixture, StandardDescriptorsAreOccupiedWhereThereIsNoNullDevice) {
     const Ending ending = endingOf([this] {
-        // Whoever is not root may change the root folder in a user namespace of his own.
+        // A user who is not root may change the root folder in a user namespace of his own.
         const std::string root = folder.path("");
         const bool isRoot = ::chroot(root.c_str()) == 0 ||
                             (::unshare(CLONE_NEWUSER) == 0 && ::chroot(root.c_str()) == 0);

@@ -1,4 +1,4 @@
-// The owner association once more, as simple as can be.
+// A second implementation of the owner association, as simple as possible.
 #pragma once
 
 #include <strings.h>
