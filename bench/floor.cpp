@@ -1,11 +1,12 @@
-// The file traffic that no migration can do without, and nothing else: the measure of the program.
+// The file traffic that every migration needs, and nothing else: the program is measured against
+// it.
 //
 //     floor INPUT OUTPUT WORK PASSED REBUILT
 //
 // Reads INPUT while it writes the work file (WORK bytes) and the passed-through part of OUTPUT
 // (PASSED bytes); then reads the work file and overwrites it in place, as a migration does;
 // writes the rebuilt part of OUTPUT (REBUILT bytes), waits until OUTPUT is on its disk and removes
-// the work file. Nothing is looked at on the way.
+// the work file. The bytes are not parsed.
 
 #include <fcntl.h>
 #include <sys/stat.h>

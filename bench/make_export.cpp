@@ -12,9 +12,9 @@
 //
 // and a group is a directory entry with its members, a secGroup and a secMap. There is one group
 // per fifty users if G is not given. One user in 37 and one group in seven belongs to a subdomain.
-// Each owner has one entry of a kind at most and none that is required is missing, so the export
-// must migrate without an error. No value holds a colon, so no value can be taken for an attribute
-// name. DNs of one owner are spelled in several ways that the migration has to treat as equal.
+// Each owner has at most one entry of a kind and no required one is missing, so the export must
+// migrate without an error. No value holds a colon, so no value can be taken for an attribute name.
+// DNs of one owner are spelled in several ways that the migration has to treat as equal.
 //
 // A user's or group's own entries are neighbours; the entries below cn=Users and cn=Groups follow
 // behind all of them. With --scattered, both kinds are mixed, those below cn=Users in an order of
@@ -69,8 +69,8 @@ struct {
     bool changetype = false;
 } options;
 
-// What an owner's choices are made for. Each has choices of its own, so that an entry can be made
-// without those before it.
+// The purposes of an owner's random choices. Each has choices of its own, so that an entry can be
+// made without those before it.
 enum class Purpose : Number { ORDER, USER_IDENTIFIER, USER, USERS_ENTRY, GROUP_IDENTIFIER, GROUP };
 
 // Random numbers that are the same in every build (SplitMix64).
@@ -105,7 +105,7 @@ private:
 std::vector<char> buffer(bufferSize);  // of `file`, which it has to outlive
 std::ofstream file;
 
-// The entries that wait for a place, with --scattered.
+// With --scattered, the entries that wait to be written.
 std::vector<std::string> window;
 std::string entry;    // the one that is being put together
 bool folded = false;  // whether its lines are
@@ -165,7 +165,7 @@ void beginEntry(bool isFolded, const Parts&... dn) {
     }
 }
 
-// Writes the entry at once, or another one whose place in the window it takes.
+// Writes the entry at once, or another one that it replaces in the window.
 void endEntry() {
     static Random order(Purpose::ORDER, 0);
     entry += '\n';
@@ -174,9 +174,9 @@ void endEntry() {
     } else if (window.size() < windowSize) {
         window.push_back(entry);
     } else {
-        std::string& place = window[order.below(windowSize)];
-        writeText(place);
-        std::swap(place, entry);
+        std::string& slot = window[order.below(windowSize)];
+        writeText(slot);
+        std::swap(slot, entry);
     }
 }
 
@@ -355,8 +355,8 @@ Group group(Number number) {
 }
 
 std::string replaced(std::string text, std::string_view part, std::string_view replacement) {
-    const std::size_t place = text.find(part);
-    return text.replace(place, part.size(), replacement);
+    const std::size_t offset = text.find(part);
+    return text.replace(offset, part.size(), replacement);
 }
 
 // The DN with spaces after its commas; it names the same owner.
@@ -544,8 +544,7 @@ void addMappingOfGroup(Number number) {
     addLine("objectclass: secMap");
     addLine("objectclass: top");
     addLine("secAuthority: ", owner.domain);
-    // DNs of groups are compared with their spaces; only a secdn line loses its spaces when it
-    // is staged.
+    // Groups compare DNs with their spaces; only a secdn line loses its spaces when it is staged.
     if (number % 3 == 1) {
         addLine("secdn: ", spaced(owner.dn));
     } else {

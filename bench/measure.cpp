@@ -1,11 +1,11 @@
-// Runs a program and reports the time and memory that it took.
+// Runs a program and reports its time and memory.
 //
 //     measure REPORT PROGRAM [ARGUMENT...]
 //
 // The program has the standard streams of this one. REPORT gets one line: its exit status, the
-// seconds that it took by the clock and of the processor, and the kibibytes that it held at most.
-// Linux counts a program's memory from before it begins, as that of whoever starts it; so this is
-// a program of its own, smaller than any that it measures.
+// elapsed seconds, its processor seconds, and its max memory in kibibytes. Linux counts the memory
+// of the process that starts a program as that of the program; so this is a program of its own,
+// smaller than any that it measures.
 
 #include <spawn.h>
 #include <sys/resource.h>

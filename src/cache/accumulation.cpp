@@ -67,7 +67,7 @@ int openSlot(const Handler& handler, const Owners& kind) {
     return slot;
 }
 
-// A slot that has been found and then holds no DN would mean that the cache is damaged.
+// If a slot that was found held no DN, the cache would be damaged.
 void requireOwnerDn(const Handler& handler, const Owners& kind, int index) {
     if (kind.owners.dn(index).empty()) {
         const std::string error = format("%s():  ERROR: %s at index %d is NULL.  EXITING. \n",
@@ -76,7 +76,7 @@ void requireOwnerDn(const Handler& handler, const Owners& kind, int index) {
     }
 }
 
-// What all handlers do; `move` puts the current entry into the row of its owner.
+// The common part of all handlers; `move` moves the current entry into the row of its owner.
 void accumulate(const Handler& handler, const Owners& kind, void (*move)(int)) {
     const OutOfMemoryLine line(handler.mallocLine);
     const int index = kind.learnIndex();
@@ -109,8 +109,8 @@ void process(const Handler& handler, const Owners& kind, void (*move)(int)) {
     trace("%s():  FUNCTION EXIT. \n", handler.function);
 }
 
-// The DN line is looked at as the owner association has left it, which may have brought
-// "cn=users," and "secauthority=" together.
+// The DN line is read after the owner association, which may have removed spaces between
+// "cn=users," and "secauthority=".
 void moveUserObject(int index) {
     if (isUsersEntry(object.line(0))) {
         moveUsersSecUserObjectFromObjectArrayToUsersSecUserMatrix(index);

@@ -3,7 +3,7 @@
 // One handler per class of entry. Each finds the owner of the current entry, opens a slot for a
 // new owner, moves the entry into the owner's row and blanks it in the work file; an entry of a
 // new owner for whom no slot is free is stepped over. The pass loop calls a handler only while
-// the matrix of its class has room. Every failure ends the process.
+// the matrix of its class is not full. Every failure ends the process.
 #pragma once
 
 // Moves of the current entry, which must have a line, into row `index` of one matrix each. A row

@@ -14,18 +14,18 @@ constexpr std::string_view mappingEcho = "secUser_dn is: %s \n";
 constexpr Narrative userNarrative = {
     "moveSecMapForSecUserObjectFromObjectArrayToSecMapForSecUserMatrix", " \n",
     "deleteNextObjectFromTemporaryInputLDIFFile"};
-// Readers of old traces know the group's move by this name, which no procedure bears, its DN
-// without a space and a line feed behind it, and the deletion with parentheses.
+// Scripts that read traces expect this name for the group's move, although no procedure has it, its
+// DN without a space and a line feed behind it, and the deletion with parentheses.
 constexpr Narrative groupNarrative = {
     "moveSecMapForSecGroupObjectFromObjectArrayToSecGroupForSecUserMatrix", "",
     "deleteNextObjectFromTemporaryInputLDIFFile()"};
 
-// What the handlers put in front of a further line of one message.
+// The prefix of the handlers for a further line of one message.
 constexpr std::string_view indent = "                                             ";
 
 }  // namespace
 
-// The error of this one alone has no space at its end.
+// Only the error of this one has no space at its end.
 const Move toSecUser = {"moveSecUserObjectFromObjectArrayToSecUserMatrix", secUser_matrix, "\n"};
 const Move toUsersSecUser = {"moveUsersSecUserObjectFromObjectArrayToUsersSecUserMatrix",
                              Users_secUser_matrix};

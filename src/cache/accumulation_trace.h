@@ -1,5 +1,5 @@
-// What the accumulation says of itself: the names and wordings in which its traces and errors
-// differ from handler to handler, and those lines of the trace that are more than a line.
+// The traces and errors of the accumulation: the names and wordings that differ from handler to
+// handler, and the traces of more than one line.
 #pragma once
 
 #include <cstdint>
@@ -38,11 +38,11 @@ struct Owners {
 extern const Owners users;
 extern const Owners groups;
 
-// When an error echoes the owner's DN after its own line. The handlers differ in that: where the
-// owner was not found, some echo nothing, some an empty DN, and one that of the slot just opened.
+// When an error echoes the owner's DN after its own line. The handlers differ: if the owner was not
+// found, some echo nothing, some an empty DN, and one the DN of the slot just opened.
 enum OwnerEcho { NEVER, OWNER_FOUND, OWNER_OR_EMPTY, OWNER_OF_SLOT };
 
-// The wording in which only the mapping handler traces its decisions.
+// The wording of the traced decisions, which only the mapping handler has.
 struct Narrative {
     std::string_view moveOfNewOwner;
     std::string_view foundDnEnding;
@@ -52,7 +52,7 @@ struct Narrative {
 // A handler, as its traces and errors name it.
 struct Handler {
     std::string_view function;
-    std::string_view failedKind;  // what its errors call the entry
+    std::string_view failedKind;  // the entry's name in its errors
     std::string_view mallocLine;
     std::string_view ownerEchoFormat;
     OwnerEcho ownerEchoOnStepOver;

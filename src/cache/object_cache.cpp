@@ -33,11 +33,11 @@ constexpr std::array<Matrix*, 7> matrices = {&secUser_matrix,
                                              &secGroup_matrix,
                                              &secMap_for_secGroup_matrix};
 
-// What the rows of all matrices point to, and how many do.
+// The memory of the entries in all matrices, and their number.
 EntryStorage storage;
 int entriesHeld = 0;
 
-// Needs no memory itself: a run that has come to its end must not fail in here.
+// Needs no memory itself: a run must not fail here at its end.
 void emptyAllTables() {
     for (Matrix* matrix : matrices) {
         matrix->rows.clear();
@@ -68,60 +68,60 @@ std::string_view OwnerTable::dn(int slot) const {
 void OwnerTable::prepare(int maxSlots, const HashKey& key) {
     key_ = key;
     constexpr int few = 1000;
-    makePlaces(std::bit_ceil(2 * static_cast<std::size_t>(std::min(maxSlots, few))));
+    makeBuckets(std::bit_ceil(2 * static_cast<std::size_t>(std::min(maxSlots, few))));
 }
 
 void OwnerTable::open(std::string_view dn) {
     dns_.emplace_back(dn);
-    if (places_.size() < 2 * dns_.size()) {
-        makePlaces(std::bit_ceil(2 * dns_.size()));
+    if (buckets_.size() < 2 * dns_.size()) {
+        makeBuckets(std::bit_ceil(2 * dns_.size()));
     }
     const std::uint32_t hash = hashOf(dn);
-    Place& place = placeOf(dn, hash);
-    if (place.slot < 0) {  // else the lower slot stays, where the DN is known already
-        place = {hash, slotCount() - 1};
+    Bucket& bucket = bucketOf(dn, hash);
+    if (bucket.slot < 0) {  // else the lower slot stays, where the DN is known already
+        bucket = {hash, slotCount() - 1};
     }
     ++count;
 }
 
 int OwnerTable::find(std::string_view dn) {
-    return places_.empty() ? -1 : placeOf(dn, hashOf(dn)).slot;
+    return buckets_.empty() ? -1 : bucketOf(dn, hashOf(dn)).slot;
 }
 
 std::uint32_t OwnerTable::hashOf(std::string_view dn) const {
     return static_cast<std::uint32_t>(hashIgnoringCase(dn, key_));
 }
 
-OwnerTable::Place& OwnerTable::placeOf(std::string_view dn, std::uint32_t hash) {
+OwnerTable::Bucket& OwnerTable::bucketOf(std::string_view dn, std::uint32_t hash) {
     for (std::size_t i = hash;; ++i) {
-        Place& place = places_[i & (places_.size() - 1)];
-        if (place.slot < 0) {
-            return place;
+        Bucket& bucket = buckets_[i & (buckets_.size() - 1)];
+        if (bucket.slot < 0) {
+            return bucket;
         }
-        const std::string& known = dns_[static_cast<std::size_t>(place.slot)];
-        // Most owners are spelled alike wherever they are named.
-        if (place.hash == hash && (known == dn || equalIgnoringCase(known, dn))) {
-            return place;
+        const std::string& known = dns_[static_cast<std::size_t>(bucket.slot)];
+        // Most owners have one spelling in all their entries.
+        if (bucket.hash == hash && (known == dn || equalIgnoringCase(known, dn))) {
+            return bucket;
         }
     }
 }
 
-void OwnerTable::makePlaces(std::size_t number) {
-    std::vector<Place> old(number, Place{0, -1});
-    old.swap(places_);
-    for (const Place& place : old) {
-        if (place.slot >= 0) {
-            std::size_t i = place.hash;
-            while (places_[i & (number - 1)].slot >= 0) {
+void OwnerTable::makeBuckets(std::size_t number) {
+    std::vector<Bucket> old(number, Bucket{0, -1});
+    old.swap(buckets_);
+    for (const Bucket& bucket : old) {
+        if (bucket.slot >= 0) {
+            std::size_t i = bucket.hash;
+            while (buckets_[i & (number - 1)].slot >= 0) {
                 ++i;
             }
-            places_[i & (number - 1)] = place;
+            buckets_[i & (number - 1)] = bucket;
         }
     }
 }
 
 void OwnerTable::replace(int slot, std::string text) {
-    // Its place remains, by the hash of a DN that the slot does not have any more.
+    // Its bucket remains, with the hash of a DN that the slot no longer has.
     dns_[static_cast<std::size_t>(slot)].swap(text);
 }
 
@@ -132,7 +132,7 @@ void OwnerTable::release(int slot) {
 }
 
 void OwnerTable::clear() {
-    places_.clear();
+    buckets_.clear();
     dns_.clear();
     count = 0;
 }

@@ -7,8 +7,8 @@
 // the size of the registry cost nothing.
 //
 // An owner table answers in constant time which slot a DN has. It names the lowest slot whose DN
-// is equal case-insensitively, as a scan from slot 0 would. Its hashes are keyed anew in every
-// run, so that no choice of names can slow it down; what it finds does not depend on the key.
+// is equal case-insensitively, as a scan from slot 0 would. Its hashes have a new key in every run,
+// so that no choice of names can slow it down; the slot found does not depend on the key.
 #pragma once
 
 #include <cstdint>
@@ -39,11 +39,11 @@ public:
     // The DN of a slot; empty when the slot holds none.
     std::string_view dn(int slot) const;
 
-    // Makes room for a first few slots, at most `maxSlots`, and sets the key of the hashes, which
-    // is zero before. The table must be empty.
+    // Reserves memory for a first few slots, at most `maxSlots`, and sets the key of the hashes,
+    // which is zero before. The table must be empty.
     void prepare(int maxSlots, const HashKey& key);
 
-    // Opens the next slot for `dn`. Counts it at once; nothing looks at the counts before the entry
+    // Opens the next slot for `dn`. Counts it at once: the counts are not read before the entry
     // that opens it is in its row.
     void open(std::string_view dn);
 
@@ -51,37 +51,35 @@ public:
     // first slot is replaced or released.
     int find(std::string_view dn);
 
-    // Puts another text in the place of the slot's DN, or releases it. The slot is not found any
-    // more.
+    // Replaces or releases the slot's DN. The slot is no longer found.
     void replace(int slot, std::string text);
     void release(int slot);
 
-    // Forgets all slots.
+    // Clears all slots.
     void clear();
 
-    // The owners held: opened and not yet written. The flush counts it down.
+    // The number of owners held: opened and not yet written. The flush counts it down.
     std::int32_t count = 0;
 
 private:
-    // Where a DN may be: an open-addressed table of slots by hash. It knows the hash of each, so
-    // that looking for a DN touches one other at most as a rule; std::unordered_set would make a
-    // migration 7 % slower.
-    struct Place {
+    // An open-addressed table of slots by hash. It stores the hash of each DN, so that a lookup
+    // usually reads at most one DN; std::unordered_set would follow more pointers.
+    struct Bucket {
         std::uint32_t hash;
-        std::int32_t slot;  // negative where the place is free
+        std::int32_t slot;  // negative where the bucket is free
     };
 
-    // The place of the slot whose DN equals `dn`, or the free one where it belongs.
-    Place& placeOf(std::string_view dn, std::uint32_t hash);
-    void makePlaces(std::size_t number);
+    // The bucket of the slot whose DN equals `dn`, or the free one where it belongs.
+    Bucket& bucketOf(std::string_view dn, std::uint32_t hash);
+    void makeBuckets(std::size_t number);
 
-    // The lower half of a DN's hash; 32 bits are enough for the places of a billion owners.
+    // The lower half of a DN's hash; 32 bits are enough for the buckets of a billion owners.
     std::uint32_t hashOf(std::string_view dn) const;
 
     std::string_view name_;
     HashKey key_ = {};
     std::deque<std::string> dns_;
-    std::vector<Place> places_;  // a power of two of them, half of them free
+    std::vector<Bucket> buckets_;  // a power of two of them, half of them free
 };
 
 struct Matrix {
@@ -95,10 +93,10 @@ struct Matrix {
     // Stores `entry` in row `index`, which must be free.
     void fill(int index, EntryView entry);
 
-    // Empties row `index`. The memory is given back with the last row of all matrices.
+    // Empties row `index`. The memory is freed with the last row of all matrices.
     void release(int index);
 
-    // Has the processor fetch row `index`, if there is one, meanwhile.
+    // Prefetches row `index`, if there is one.
     void prefetch(int index) const;
 };
 
@@ -154,19 +152,19 @@ inline std::int32_t numberOfSecMapForSecGroupObjectsInObjectCache() {
     return secMap_for_secGroup_matrix.occupiedRows;
 }
 
-// Makes the cache ready, once, before the first pass. Ends the process without memory.
+// Prepares the cache, once, before the first pass. Ends the process if there is no memory.
 void allocateObjectCache();
 
 // Empties every table, every counter and the current entry.
 void initializeAllArrays();
 
-// Has the processor fetch what a user or group slot soon to be written holds. Entries lie in memory
-// in the order in which they were read. Not to wait for each, and not to free each, saves a tenth
-// of the migration of an export that is not in the order of its users.
+// Prefetches the entries of a user or group slot that will be written soon. Entries are in memory
+// in the order in which they were read, which may not be the order of their owners.
 void prefetchUser(int index);
 void prefetchGroup(int index);
 
-// Release what slot `index` holds, once it has been written. A free row or slot stays as it is.
+// Release the contents of slot `index` once they have been written. A free row or slot is not
+// changed.
 void freeSecUserDN(int index);
 void freeSecGroupDN(int index);
 void freeSecPolicyDN(int index);
@@ -178,5 +176,5 @@ void freeSecPolicy(int index);
 void freeSecMapForSecUser(int index);
 void freeSecMapForSecGroup(int index);
 
-// Gives back all memory of the cache, once, at the end of the run.
+// Frees all memory of the cache, once, at the end of the run.
 void deallocateObjectCache();

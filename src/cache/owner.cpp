@@ -15,8 +15,8 @@ std::string saved_secGroup_dn;
 
 namespace {
 
-// One of the two associations, as its traces and errors name it. The blanks and line feeds of the
-// two differ, and are meant to.
+// The texts of one of the two associations in its traces and errors. The spaces and line feeds of
+// the two differ on purpose.
 struct Association {
     std::string_view function;
     OwnerTable& owners;
@@ -68,10 +68,10 @@ bool hasOwnerOfKind(ObjectClass kind, OwnerKind ownerKind) {
     }
 }
 
-// Where the DN value begins in the DN line: behind "dn:", which is not checked, and blanks.
+// Where the DN value begins in the DN line: behind "dn:", which is not checked, and spaces.
 std::size_t dnValueStart(std::string_view dnLine) {
     const std::string_view value = dnLine.substr(std::min<std::size_t>(3, dnLine.size()));
-    return dnLine.size() - withoutLeadingBlanks(value).size();
+    return dnLine.size() - withoutLeadingSpaces(value).size();
 }
 
 // Ends `text` in exactly one line feed instead of any other white space.
@@ -79,9 +79,8 @@ void endInLineFeed(std::string& text) {
     trim(text) += '\n';
 }
 
-// The owner DN is the DN line from `start` on. It is stored before the line is
-// trimmed and keeps white space at its end: an owner of such a DN is not found again, and that is
-// how it has always been.
+// The owner DN is the DN line from `start` on. It is stored before the line is trimmed and keeps
+// white space at its end: an owner with such a DN is not found again, and never was.
 void takeOwnerFromDnLine(std::string_view dnLine, std::size_t start, OwnerKind kind,
                          EntryOwner& owner) {
     owner.stored = dnLine.substr(start);
@@ -98,8 +97,8 @@ void takeOwnerFromDnLine(std::string_view dnLine, std::size_t start, OwnerKind k
     }
 }
 
-// The owner of a policy is its parent: everything behind the first comma. A space that is
-// there belongs to the owner DN, so that such a policy finds no user.
+// The owner of a policy is its parent: everything behind the first comma. A space behind the comma
+// belongs to the owner DN, so that such a policy finds no user.
 void takeOwnerOfPolicy(std::string_view dnLine, EntryOwner& owner) {
     const std::size_t comma = dnLine.find(',', dnValueStart(dnLine));
     if (comma == std::string_view::npos) {
@@ -116,7 +115,7 @@ void takeOwnerFromAttributes(std::string_view domain, OwnerKind kind, EntryOwner
     owner.stored += ',';
     owner.stored += *owner.secDn;
     endInLineFeed(owner.stored);
-    // For groups, blanks beside the commas of the whole DN count.
+    // For groups, spaces beside the commas of the whole DN count.
     if (kind == OwnerKind::USER) {
         commaSpaceEater(owner.stored);
     }
@@ -131,7 +130,7 @@ void takeOwnerOfUsersEntry(EntryView entry, EntryOwner& owner) {
         return;
     }
     owner.stored = "secAuthority=";
-    // What follows a colon is no part of the domain's name.
+    // The text from a colon on is no part of the domain's name.
     const std::string_view domain = *owner.secAuthority;
     takeOwnerFromAttributes(domain.substr(0, domain.find(':')), OwnerKind::USER, owner);
 }
@@ -153,7 +152,7 @@ void takeMappedOwner(EntryView entry, OwnerKind kind, EntryOwner& owner) {
     takeOwnerFromAttributes(authority.substr(0, authority.find(',')), kind, owner);
 }
 
-// ---- What the associations do with it.
+// ---- The associations.
 
 void traceKind(const Association& association, std::string_view kind) {
     trace("%s(): \n   The input object is %s object \n", association.function, kind);
@@ -190,7 +189,7 @@ void traceKindOfObject(const Association& association) {
     }
 }
 
-// What messages say of an entry that has no owner.
+// The problem of an entry that has no owner, in messages.
 constexpr std::array<std::string_view, static_cast<std::size_t>(OwnerProblem::END)> problemTexts = {
     "",
     "is of a kind that has no owner",
@@ -199,7 +198,7 @@ constexpr std::array<std::string_view, static_cast<std::size_t>(OwnerProblem::EN
     "has no secAuthority attribute",
     "has no secDN attribute"};
 
-// What traces and standard output get when an entry has no owner.
+// The trace and the echo for an entry that has no owner.
 struct OwnerError {
     std::string trace;
     std::string echo;
@@ -263,7 +262,7 @@ int search(const Association& association, std::string_view sought) {
         trace("%s():  The %s DN WAS NOT FOUND  \n", function, association.upperKind);
         return index;
     }
-    // Equal texts are of one length, so that this would mean that the table is damaged.
+    // Equal texts have the same length, so otherwise the table would be damaged.
     if (debug && association.owners.dn(index).size() != sought.size()) {
         fail(format("%s():  LENGTH MISMATCH ON %s_DN/POINTER.  EXITING. \n", function,
                     association.upperKind),
@@ -285,7 +284,7 @@ int learnIndex(const Association& association) {
     learnOwner(object, objectClass, association.kind, owner);
     requireOwner(association, owner);
     if (owner.secAuthority) {
-        // The kind is traced once more, without its heading.
+        // The kind is traced again, without its heading.
         trace("   secAuthority_attribute_value = %s \n"
               "   secDN_attribute_value        = %s \n"
               "   The input object is a 'Users' SECUSER object \n",

@@ -27,7 +27,7 @@ enum class OwnerProblem : std::uint8_t {
     END
 };
 
-// What an entry says of its owner. Kept from entry to entry, it keeps its memory.
+// The owner that an entry names. Reused from entry to entry to keep its memory.
 struct EntryOwner {
     OwnerProblem problem = OwnerProblem::NONE;
 
@@ -35,10 +35,11 @@ struct EntryOwner {
     // where it lacks one.
     std::string stored;
 
-    // The owner DN as it is looked for: it ends in one line feed and no other white space.
+    // The owner DN in the form that is looked for: it ends in one line feed and no other white
+    // space.
     std::string sought;
 
-    // Where the part of the DN line begins that is rewritten to `sought`; npos when it stays.
+    // Where the part of the DN line begins that is replaced by `sought`; npos if none is.
     std::size_t rewrittenFrom = std::string::npos;
 
     // The attributes that name the owner and its domain, in a mapping entry and in one below
@@ -46,30 +47,30 @@ struct EntryOwner {
     std::optional<std::string> secDn;
     std::optional<std::string> secAuthority;
 
-    // The DN of the entry itself as far as a mapping entry's owner needs it.
+    // The part of the entry's own DN that the owner of a mapping entry needs.
     std::optional<std::string> dn;
 };
 
-// Learns what `entry`, which has a first line, says of the user or group that it belongs to.
+// Finds out the user or group that `entry`, which has a first line, names as its owner.
 void learnOwner(EntryView entry, ObjectClass kind, OwnerKind ownerKind, EntryOwner& owner);
 
-// Rewrites the DN line of the current entry as its owner was found. Of a user, a policy and policy
-// data: no white space at its end but one line feed, no blanks around its commas from the owner
-// part on. Of a group: the end alone; blanks around its commas stay and count.
+// Normalizes the DN line of the current entry. For a user, a policy and policy data: no white space
+// at its end but one line feed, no spaces around its commas from the owner part on. For a group:
+// the end alone; spaces around its commas stay and count.
 void rewriteDnLine(const EntryOwner& owner);
 
-// The owner DN of the current entry, ending in a line feed: what the handlers store when they
-// open a slot. Written by the association of its kind.
+// The owner DN of the current entry, ending in a line feed, which the handlers store when they open
+// a slot. Written by the association of its kind.
 extern std::string saved_secUser_dn;
 extern std::string saved_secGroup_dn;
 
 // The user or group slot of the current entry's owner, or -1 while it has none. The entry must have
-// a first line, which is rewritten. One that has no owner ends the process.
+// a first line, which is normalized. An entry without an owner ends the process.
 int learnIndexOfAssociatedSecUserDN();
 int learnIndexOfAssociatedSecGroupDN();
 
 // Records the current entry's DN as the policy DN of user slot `index`.
 void copySecPolicyDNFromObjectArrayToSecPolicyDNArray(int index);
 
-// Whether the DN line of a user's entry places it below cn=Users already.
+// Whether the DN line of a user's entry is already below cn=Users.
 bool isUsersEntry(std::string_view dnLine);

@@ -1,13 +1,12 @@
 // A file that is checked: the export or the output.
 //
-// It must be a regular file and stay what it was when it was opened. Every failure to look at it
-// ends the check, so that nobody takes the bytes that could be read for the whole file.
+// It must be a regular file and must not change after it is opened. Every failure to read it ends
+// the check, so that a part of the file is never taken for all of it.
 //
-// Findings remember offsets, which cost less than lines and entries. Whoever shows one asks for its
-// line number, which counts the line feeds from the nearest line that is known. Findings jump from
-// one end of a file to the other, so that the lines known are close to each other: a few KiB in an
-// export of 50 MB. Of larger files no more lines are kept, and most of what takes time is their
-// size.
+// Findings store offsets, which take less memory than lines or entries. The line number of an
+// offset is found when it is shown, by counting line feeds from the nearest known line. Findings
+// are not in the order of the file, so the start of a line is noted every few KiB in an export of
+// 50 MB. The number of notes is limited: in larger files they are farther apart.
 #pragma once
 
 #include <sys/types.h>
@@ -43,10 +42,10 @@ public:
     // has been noted.
     void noteLine(off_t offset, std::int64_t line);
 
-    // The number of the line that begins at `offset`; 0 when the file is shorter.
+    // The number of the line that begins at `offset`; 0 if the file is shorter.
     std::int64_t lineAt(off_t offset) const;
 
-    // How long it was when it was opened.
+    // Its size when it was opened.
     off_t size() const {
         return state_.size;
     }
@@ -70,5 +69,5 @@ private:
     File file_;
     FileState state_;  // when it was opened
     std::vector<Line> lines_;
-    mutable Line last_ = {0, 1};  // where the last search has ended; most go on from there
+    mutable Line last_ = {0, 1};  // where the last search ended; the next often goes on from there
 };

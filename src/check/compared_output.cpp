@@ -42,12 +42,12 @@ bool readOutputEntry(OutputEntry& entry) {
     return isRead;
 }
 
-// The DN is shown where the export has it. In the output alone, what looks like one may be a part
-// of a value that was broken apart.
-void reportDifference(FindingType kind, off_t exportOffset, off_t outputOffset,
+// The DN is shown if the export has it. In the output alone, text that looks like a DN may be part
+// of a value that was split.
+void reportDifference(FindingType type, off_t exportOffset, off_t outputOffset,
                       const std::string& effect) {
-    if (!isShown(kind)) {
-        countFinding(kind);
+    if (!isShown(type)) {
+        countFinding(type);
         return;
     }
     Finding finding;
@@ -58,5 +58,5 @@ void reportDifference(FindingType kind, off_t exportOffset, off_t outputOffset,
     const std::string dn = isInOutput ? shownDn(outputDnAt(outputOffset)) : exportDn;
     finding.dn = exportDn.empty() ? "" : dn;
     finding.effect = dn.empty() ? "the entry begins without a DN line: " + effect : effect;
-    addFinding(kind, std::move(finding));
+    addFinding(type, std::move(finding));
 }

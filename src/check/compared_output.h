@@ -1,4 +1,5 @@
-// The output that is compared with its export, and what the comparison finds in it.
+// The output that is compared with its export: reading it, counting its records, reporting how it
+// differs.
 #pragma once
 
 #include <sys/types.h>
@@ -11,7 +12,7 @@
 #include "check/findings.h"
 #include "check/output_reader.h"
 
-// What an entry of the output can be.
+// The kinds of entries in the output.
 enum class RecordKind : std::uint8_t { PASSED, USER, CONTAINER, POLICY, GROUP, CREDENTIAL, END };
 
 struct RecordCount {
@@ -22,7 +23,7 @@ extern std::array<RecordCount, static_cast<std::size_t>(RecordKind::END)> record
 
 RecordCount& countOf(RecordKind kind);
 
-// Opens the output and begins to count anew.
+// Opens the output and resets the counts.
 void openComparedOutput(const std::string& name);
 
 extern OutputReader comparedOutput;
@@ -33,5 +34,5 @@ bool readOutputEntry(OutputEntry& entry);
 
 // Adds a finding at an offset of the export, of the output, or both.
 inline constexpr off_t noOffset = -1;
-void reportDifference(FindingType kind, off_t exportOffset, off_t outputOffset,
+void reportDifference(FindingType type, off_t exportOffset, off_t outputOffset,
                       const std::string& effect);

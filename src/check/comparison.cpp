@@ -22,7 +22,7 @@
 
 namespace {
 
-// An entry of the output that nothing in the export leads to, as far as its lines tell.
+// An entry of the output that, judged by its lines, nothing in the export leads to.
 struct Unexpected {
     Packed64 dn;  // of its first line, case-insensitive
     Packed40 offset;
@@ -51,7 +51,7 @@ void compareEntry(const OutputEntry& entry, const std::string& dnLine) {
                           Packed40(entry.endsInInstallDate ? entry.linesButLast.chain : 0)});
 }
 
-// Reads once more what has no counterpart among the entries that pass through, and then the rest.
+// Reads again the entries without a counterpart among those that pass through, and then the rest.
 void compareRest() {
     const OutputPosition end = comparedOutput.position();
     OutputEntry entry;
@@ -112,8 +112,8 @@ private:
     std::vector<bool> isTaken_;
 };
 
-// The offset in the export of an entry that the output has already and that has these lines;
-// nowhere when none is known.
+// The offset in the export of an entry with these lines that the output already has; noOffset if
+// none is known.
 off_t offsetOfRepeated(std::uint64_t lines) {
     const off_t offset = offsetOfFound(lines);
     return offset != noOffset ? offset : offsetOfTakenCredential(lines);
@@ -131,8 +131,8 @@ void reportUnexpected(const Unexpected& entry) {
                                 : "no entry of the export produces it, or only another like it");
 }
 
-// An entry that is missing and one that is unexpected are one that was changed when their DNs are
-// equal. Looked for as long as there are few of them.
+// A missing and an unexpected entry with equal DNs are one entry that was changed. Such pairs are
+// searched for only while there are few of them.
 void reportUnmatched() {
     constexpr std::size_t maxLooks = 10'000;
     std::size_t looks = 0;

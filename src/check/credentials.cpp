@@ -24,7 +24,7 @@ bool areSorted = false;
 std::size_t takenInOrder = 0;  // the first ones, while they are in the order of the export
 std::vector<bool> taken;       // once they are sorted: each of them
 
-// Once they are sorted: where those begin whose digests have these bits at their upper end.
+// Once they are sorted: the first index of those whose digests have these upper bits.
 constexpr unsigned upperBits = 12;
 std::array<std::uint32_t, (std::size_t{1} << upperBits) + 1> starts;
 
@@ -39,7 +39,7 @@ off_t offsetOf(const Credential& credential) {
 void sortByLines() {
     const std::uint64_t firstLeft = takenInOrder < credentials.size()
                                         ? credentials[takenInOrder].offset.value()
-                                        : Packed40::most;
+                                        : Packed40::max;
     std::sort(credentials.begin(), credentials.end(),
               [](const Credential& one, const Credential& other) {
                   return std::pair(one.lines.value(), offsetOf(one)) <
@@ -55,7 +55,7 @@ void sortByLines() {
     areSorted = true;
 }
 
-// Of those that have the same lines, the first ones are taken first.
+// Among those with the same lines, the first is taken first.
 struct Equal {
     std::size_t first;
     std::size_t firstLeft;

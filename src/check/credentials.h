@@ -1,7 +1,7 @@
 // The resource credentials that the output must hold.
 //
-// They are the last entries of an output, in the order of the export, and are compared as they
-// come. From the first one on that is another than expected, all of them are sorted and searched.
+// They are the last entries of an output, in the order of the export, and are compared one by one.
+// After the first one that is not the expected one, all of them are sorted and searched.
 #pragma once
 
 #include <sys/types.h>
@@ -14,11 +14,11 @@ void forgetCredentials();
 // Adds the next credential of the export.
 void expectCredential(std::uint64_t lines, off_t offset);
 
-// Takes one that has these lines and was not taken. Returns whether there was one.
+// Takes a credential with these lines that was not taken yet. Returns whether there was one.
 bool takeCredential(std::uint64_t lines);
 
-// The place in the export of one that has these lines and was taken; -1 when there is none.
+// The offset in the export of a credential with these lines that was taken; -1 if there is none.
 off_t offsetOfTakenCredential(std::uint64_t lines);
 
-// The places of those that were not taken.
+// The offsets of the credentials that were not taken.
 std::vector<off_t> offsetsOfMissingCredentials();

@@ -51,7 +51,7 @@ std::uint64_t wordAt(const char* at) {
     return word;
 }
 
-// The digest of a text that stands behind another one, the digest of which is `before`.
+// The digest of a text that follows another one with the digest `before`.
 template <class Fold>
 std::uint64_t digest(std::string_view text, Fold fold, std::uint64_t before = 0) {
     const std::size_t size = text.size();

@@ -1,17 +1,17 @@
-// Digests: entries boiled down to numbers that are equal when the entries are.
+// Digests: entries summarised in numbers that are equal if the entries are.
 //
-// 64 bits tell lines apart, and 40 bits the lines of whole entries: of ten million entries two
-// names meet by chance once in three hundred thousand checks, and a changed entry goes unnoticed
+// A line has a digest of 64 bits, the lines of an entry one of 40 bits. With ten million entries,
+// two names collide in one of three hundred thousand checks, and a changed entry goes unnoticed
 // once in a billion.
 //
-// Nobody can do better than chance, because digests are keyed with random bits of the run and never
-// shown. The words of a text are multiplied in pairs, each with a key of its own added to it, and
-// the products are added up: whatever two texts of one length are chosen, at most one set of keys
-// in 2^64 makes their sums equal (NH; Black and others, "UMAC: Fast and Secure Message
-// Authentication", 1999). The sums are close to linear in the text. Were they the digests of lines,
-// those of four chosen lines could cancel each other in a record, so every bit of them is mixed
-// into every other. Records add the digests of their lines up modulo a prime: modulo a power of
-// two, some thousands of copies of one line could add up to nothing.
+// Nobody can craft texts that collide more often, because digests are keyed with random bits of the
+// run and never shown. A key is added to each word of a text, the words are multiplied in pairs,
+// and the products are added up: for any two texts of one length, at most one set of keys in 2^64
+// makes their sums equal (NH; Black and others, "UMAC: Fast and Secure Message Authentication",
+// 1999). These sums are almost linear in the text: if they were the digests of lines, those of four
+// crafted lines could cancel each other in a record. So every bit of a sum is mixed into every
+// other. A record adds up the digests of its lines modulo a prime: modulo a power of two, the
+// digests of some thousand copies of one line could add up to nothing.
 #pragma once
 
 #include <array>
@@ -22,7 +22,7 @@
 
 std::uint64_t digestOf(std::string_view text);
 
-// The same for texts that are equal without regard to the case of ASCII letters.
+// The same, but ASCII letters are compared case-insensitively.
 std::uint64_t digestIgnoringCase(std::string_view text);
 
 // The digest of a line that may arrive in blocks. Every block but the last has `blockSize` bytes.
@@ -71,7 +71,7 @@ private:
     std::uint64_t value_ = 0;
 };
 
-// The sum for lines that stand back to back; empty ones, which no entry has, do not count.
+// The sum for consecutive lines; empty ones, which no entry has, do not count.
 LineSum sumOfLines(std::string_view lines);
 
 // The lines of an entry, without their line ends.
@@ -99,7 +99,7 @@ private:
     std::string rest_;  // the beginning of the next one
 };
 
-// A digest, or a place in a file, in five bytes.
+// A digest, or an offset in a file, in five bytes.
 class Packed40 {
 public:
     Packed40() = default;
@@ -117,7 +117,7 @@ public:
         return value;
     }
 
-    static constexpr std::uint64_t most = (std::uint64_t{1} << 40U) - 1;
+    static constexpr std::uint64_t max = (std::uint64_t{1} << 40U) - 1;
 
 private:
     std::array<std::uint8_t, 5> bytes_ = {};

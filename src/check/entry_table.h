@@ -1,8 +1,8 @@
 // Entries that one file has and the other has not shown yet, by digests of their lines.
 //
-// Empty as long as two files agree, and as large as one of them when they have nothing in common:
-// an entry takes 16 bytes, and 4 to 8 to be found. Entries that are equal may be many, and cost no
-// more than others.
+// The table is empty as long as the two files agree, and holds every entry of one of them if they
+// have nothing in common. An entry takes 16 bytes, and 4 to 8 more in the index. Any number of
+// entries may be equal; they cost no more than others.
 #pragma once
 
 #include <sys/types.h>
@@ -17,14 +17,14 @@ class EntryTable {
 public:
     void add(std::uint64_t lines, off_t offset);
 
-    // Takes one of the entries of these lines out. Returns its place, or -1 when there is none.
+    // Removes an entry with these lines. Returns its offset, or -1 if there is none.
     off_t take(std::uint64_t lines);
 
     bool empty() const {
         return used_ == 0;
     }
 
-    // The places of all entries, in their order.
+    // The offsets of all entries, in their order.
     std::vector<off_t> offsets() const;
 
 private:

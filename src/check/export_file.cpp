@@ -19,10 +19,10 @@ CurrentEntry current;
 
 namespace {
 
-// What a second look reads first: most entries are no longer.
+// Read first of an entry that is read again: few entries are longer.
 constexpr std::size_t smallBlock = 512;
 
-CheckedFile exportFile;           // beside the reader's, for places that are looked at again
+CheckedFile exportFile;           // beside the reader's, for entries that are read again
 std::int64_t nextLineNumber = 1;  // of the line that is read next
 int lastResult = 0;               // of the reader
 
@@ -41,8 +41,8 @@ void goTo(LineReader& reader, off_t offset) {
     }
 }
 
-// A reader of the export from `start` to `end`, and the place where its own positions begin. Lines
-// at hand are read from memory: many exports have a comment above every entry.
+// A reader of the export from `start` to `end`, and the offset that its own positions count from.
+// Lines at hand are read from memory: many exports have a comment above every entry.
 struct PartReader {
     LineReader reader;
     off_t base = 0;
@@ -60,7 +60,7 @@ PartReader openPart(off_t start, off_t end) {
     return part;
 }
 
-// Whether the byte in front of `place` is a line feed.
+// Whether the byte before `offset` is a line feed.
 bool isBehindLineFeed(off_t offset) {
     return exportFile.textAt(offset - 1, 1) == "\n";
 }
@@ -93,7 +93,7 @@ void visitPieces(off_t start, off_t end, std::int64_t line, Visit visit) {
     nextLineNumber = goesOn ? piece.line : nextLineNumber;
 }
 
-// As visitCurrentPieces, for an entry of which no more is known than where it was read.
+// As visitCurrentPieces, for an entry of which only its position is known.
 template <class Visit>
 void dividePieces(Visit visit) {
     bool hasBegun = false;
@@ -110,7 +110,7 @@ void dividePieces(Visit visit) {
         });
 }
 
-// Looks closely at an entry that is not made of whole lines alone.
+// Reads an entry that does not consist of whole lines alone piece by piece.
 void divideCurrent() {
     bool isBehindComment = false;  // within the entry
     dividePieces([&isBehindComment](const Piece& piece) {
@@ -124,14 +124,14 @@ void divideCurrent() {
         isBehindComment = current.line != 0 && piece.isComment && piece.beginsLine;
         current.zeroBytes += piece.isCut ? 1 : 0;
         current.hasLongLine = current.hasLongLine || piece.isSplit;
-        current.endsInBlanks =
+        current.endsInSpaces =
             !current.isLast && piece.beginsLine && piece.isBlank && piece.isContinuation;
         return true;
     });
     current.isInPieces = current.zeroBytes > 0 || current.hasLongLine;
 }
 
-// Learns where the entry just read stands, which began to be read at `start`.
+// Notes the position of the entry just read; reading it began at `start`.
 void locate(off_t start, std::uint32_t linesBefore) {
     const std::optional<Extent> extent = ifp.takeNotedExtent(start);
     if (!extent) {
@@ -143,12 +143,12 @@ void locate(off_t start, std::uint32_t linesBefore) {
     const std::uint32_t lines = lineNum - linesBefore;
     current.offset = extent->firstLine;
     current.line = nextLineNumber + lines - object.lineCount() - 1;
-    current.endsInBlanks = extent->next - extent->end > 1 &&
+    current.endsInSpaces = extent->next - extent->end > 1 &&
                            ifp.textAtHand(extent->end, extent->next).starts_with(' ');
     nextLineNumber += lines;
 }
 
-// Learns where an oversized entry stands.
+// Notes the position of an oversized entry.
 void locateOversized(off_t start) {
     current.isOversized = true;
     visitPieces(start, current.end, nextLineNumber, [](const Piece& piece, std::string_view) {
@@ -174,8 +174,8 @@ bool hasFoldedName() {
     return false;
 }
 
-// How far lineOfAttribute has looked at an entry: findings come in the order of the lines, and an
-// entry may have many.
+// How far lineOfAttribute has searched an entry: its findings come in the order of its lines, and
+// there may be many.
 struct AttributeSearch {
     off_t offset = -1;       // of the entry
     std::int64_t begin = 0;  // the number of its first line
@@ -210,7 +210,7 @@ std::string_view pieceAhead(AttributeSearch& search) {
     return piece;
 }
 
-// The DN that was shown last, which is often shown again.
+// The DN shown last, which is often shown again.
 off_t shownDnOffset = -1;
 std::string dnShown;
 
@@ -246,12 +246,12 @@ void openExport(const std::string& name) {
     nextLineNumber = 1;
     lastResult = 0;
     exportFile.open(name);
-    // Places in it are kept in five bytes.
-    if (exportFile.size() >= static_cast<off_t>(Packed40::most)) {
+    // Offsets in it are stored in five bytes.
+    if (exportFile.size() >= static_cast<off_t>(Packed40::max)) {
         failReading(name, "it is too large");
     }
     openReader(ifp);
-    ofp.discard();  // the reader itself passes on what is too large
+    ofp.discard();  // the reader itself copies entries that are too large
 }
 
 bool readNextEntry() {
@@ -276,7 +276,7 @@ bool readNextEntry() {
         current.isInPieces = current.isInPieces || hasFoldedName();
     }
     exportFile.noteLine(current.offset, current.line);
-    current.isSplitOff = before.endsInBlanks && current.offset == before.end;
+    current.isSplitOff = before.endsInSpaces && current.offset == before.end;
     return true;
 }
 
@@ -313,7 +313,7 @@ bool readEntryAt(off_t offset) {
         LineReader reader;
         reader.openText(block);
         const int result = getNextObject(reader);
-        // At the end of the block a line may be cut off, and look blank.
+        // A line that the end of the block cuts off may look blank.
         const bool isWhole = result == 0 && reader.tell() < static_cast<long>(size);
         if (isWhole || block.size() < size) {
             current.isInPieces = hasFoldedName();
@@ -370,10 +370,10 @@ std::string dnAt(off_t offset) {
 }
 
 std::string dnLineAt(off_t offset) {
-    constexpr std::size_t most = 8192;
+    constexpr std::size_t maxSize = 8192;
     std::string text = exportFile.textAt(offset, smallBlock);
     if (!endsWithin(text)) {
-        text = exportFile.textAt(offset, most);
+        text = exportFile.textAt(offset, maxSize);
     }
     if (shownDn(text).empty() || (offset > 0 && !isBehindLineFeed(offset))) {
         return {};
@@ -400,35 +400,35 @@ std::string nameOf(std::string_view line, int index) {
     return current.isInPieces || isRest ? std::string(unnamed) : name;
 }
 
-void reportAtFileLine(FindingType kind, std::int64_t line, std::string_view effect, int message) {
-    if (!isShown(kind)) {
-        countFinding(kind);
+void reportAtFileLine(FindingType type, std::int64_t line, std::string_view effect, int message) {
+    if (!isShown(type)) {
+        countFinding(type);
         return;
     }
-    addFinding(kind, {line, 0, dnAt(current.offset), std::string(effect), message});
+    addFinding(type, {line, 0, dnAt(current.offset), std::string(effect), message});
 }
 
 std::int64_t lineOfCurrentAttribute(int index) {
     return lineOfAttribute(current.offset, index);
 }
 
-void reportAt(FindingType kind, int index, std::string_view effect, int message) {
-    reportAtFileLine(kind, isShown(kind) ? lineOfCurrentAttribute(index + current.leftOut) : 0,
+void reportAt(FindingType type, int index, std::string_view effect, int message) {
+    reportAtFileLine(type, isShown(type) ? lineOfCurrentAttribute(index + current.leftOut) : 0,
                      effect, message);
 }
 
-void reportAtLine(FindingType kind, int line, std::string_view effect) {
-    reportAt(kind, isShown(kind) ? attributeOfLine(line) : 0, effect);
+void reportAtLine(FindingType type, int line, std::string_view effect) {
+    reportAt(type, isShown(type) ? attributeOfLine(line) : 0, effect);
 }
 
-void reportEntry(FindingType kind, std::string_view effect, int message) {
-    reportAtFileLine(kind, current.line, effect, message);
+void reportEntry(FindingType type, std::string_view effect, int message) {
+    reportAtFileLine(type, current.line, effect, message);
 }
 
-void reportAtOffset(off_t offset, FindingType kind, std::string_view effect, int message) {
-    if (!isShown(kind)) {
-        countFinding(kind);
+void reportAtOffset(off_t offset, FindingType type, std::string_view effect, int message) {
+    if (!isShown(type)) {
+        countFinding(type);
         return;
     }
-    addFinding(kind, {lineAt(offset), 0, dnAt(offset), std::string(effect), message});
+    addFinding(type, {lineAt(offset), 0, dnAt(offset), std::string(effect), message});
 }

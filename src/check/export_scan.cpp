@@ -27,7 +27,7 @@
 
 namespace {
 
-// What the value of the version found at `line` becomes.
+// The new text of the version found at `line`.
 void reportVersionAt(int line, std::string_view colonPrefix, std::string_view value) {
     countRule(Rule::VERSIONS);
     if (colonPrefix != "version:" || line == 0) {
@@ -48,8 +48,8 @@ void reportVersion() {
         object, [](std::string_view colonPrefix) { return colonPrefix.ends_with("version:"); },
         [](int line, std::string_view colonPrefix, std::string_view tail) {
             if (tail.starts_with(' ')) {
-                const std::string_view value = withoutLeadingBlanks(tail);
-                // A carriage return within the line is written over as any character is.
+                const std::string_view value = withoutLeadingSpaces(tail);
+                // A carriage return within the line is overwritten like any other character.
                 reportVersionAt(line, colonPrefix,
                                 value.substr(0, value.find_last_not_of("\r\n") + 1));
             }
@@ -62,7 +62,8 @@ void reportVersion() {
     }
 }
 
-// A class is looked for anywhere in a line, and a longer one that begins like it is taken for it.
+// A class is searched for anywhere in a line, and a longer name that begins like it is taken for
+// it.
 void reportMistakenClass() {
     const int index = lineOfObjectClass();
     if (index < 0 || objectClass == CONTAINER_OBJECTCLASS) {
@@ -70,7 +71,7 @@ void reportMistakenClass() {
     }
     const std::string_view line = withoutLineEnd(object.line(index));
     const std::size_t colon = std::min(line.find(':'), line.size());
-    std::string value(withoutLeadingBlanks(line.substr(std::min(colon + 1, line.size()))));
+    std::string value(withoutLeadingSpaces(line.substr(std::min(colon + 1, line.size()))));
     const bool isExact = equalIgnoringCase(line.substr(0, colon), "objectclass") &&
                          classNamed(trim(value)) != nullptr;
     if (!isExact) {
@@ -95,7 +96,7 @@ bool hasLineOfDomainIdentifier() {
     return false;
 }
 
-// Tells when the domain identifier that is added is not what its name says.
+// Reports a domain identifier that will be added with a wrong value.
 void reportAddedIdentifier(std::string_view authority, std::string_view principal) {
     const std::string_view name = withoutLineEnd(principalNameOf(object));
     if (hasLineOfDomainIdentifier()) {
@@ -109,7 +110,7 @@ void reportAddedIdentifier(std::string_view authority, std::string_view principa
     }
 }
 
-// Tells what the user's entry lacks for its domain identifier, and what is wrong with it.
+// Reports what the user's entry lacks for its domain identifier, or a wrong value of it.
 void reportDomainIdentifier() {
     if (hasDomainIdentifier()) {
         if (!hasLineOfDomainIdentifier()) {
@@ -146,7 +147,7 @@ void reportRespelled() {
     }
 }
 
-// Tells of lines in front of the entry that would end the migration, and leaves them out.
+// Reports lines before the entry at which the migration would fail, and removes them.
 void reportLeadingLines() {
     int continuations = 0;
     while (object.line(continuations).starts_with(' ')) {
@@ -159,8 +160,8 @@ void reportLeadingLines() {
     }
 }
 
-// Whether a header line in front of the entry keeps its owner from being found. A mapping entry
-// names its owner by other lines, but is a user's only where the first one says so.
+// Whether a header line before the entry keeps its owner from being found. A mapping entry names
+// its owner by other lines, but only its first line can make it a user's.
 bool isHeaderInTheWay() {
     switch (objectClass) {
         case SECUSER_OBJECTCLASS:

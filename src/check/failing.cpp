@@ -12,7 +12,7 @@
 
 namespace {
 
-// Of what is shared with the migration, only the reading of the export can fail.
+// Of the code shared with the migration, only the reading of the export can fail.
 void printFailure(const Message& message) {
     if (message.id == MESSAGE_NO_MEMORY) {
         writeText(STDERR_FILENO, "ldif-migrate-check: not enough memory\n");  // takes none itself

@@ -1,13 +1,12 @@
 // Findings, sorted by type, and how they may show a line.
 //
-// A type is one way in which a migration goes wrong, or in which its output differs from what is
-// expected of its export. Of each type the first few findings are kept for the report and all are
-// counted.
+// A type is one way in which a migration goes wrong, or in which its output differs from the
+// expected one. All findings of a type are counted, and the first few are kept for the report.
 //
-// A finding shows of a line its DN or the name of its attribute alone, never a value or a piece of
-// one. A value that was broken apart may be where a DN or a name is expected. So only what looks
+// A finding shows the DN or the name of an attribute alone, never a value or a piece of one. If a
+// value was split, a piece of it may be where a DN or a name is expected. So only text that looks
 // like one is shown: a DN line begins with "dn:", and an attribute name consists of at most 63
-// letters, digits and the characters "-", "." and ";" in front of a colon.
+// letters, digits and the characters "-", "." and ";" before a colon.
 #pragma once
 
 #include <sys/types.h>
@@ -90,33 +89,33 @@ struct FindingText {
     Severity severity;
     std::string_view id;     // such as "user-without-mapping"
     std::string_view title;  // heads the findings of the type
-    std::string_view fix;    // what to do about each of them
+    std::string_view fix;    // for each of them
 };
 
 struct Finding {
     std::int64_t line = 0;        // of the export, from 1 on; 0: none
     std::int64_t outputLine = 0;  // of the output, from 1 on; 0: none
     std::string dn;               // the DN line, as quoted() shows it; may be empty
-    std::string effect;           // what the migration would do, or what differs
+    std::string effect;           // of the migration, or the difference
     int message = 0;              // the number of the message that the migration fails with, or 0
 };
 
-// Keeps at most `limit` findings of each type from here on, and forgets all there were.
+// Clears all findings. From here on, keeps at most `limit` of each type.
 void beginFindings(std::size_t limit);
 
-// Forgets all findings but those of the output.
+// Clears all findings but those of the output.
 void keepDifferencesAlone();
 
 // Whether another finding of the type would be kept.
 bool isShown(FindingType type);
 
-// Counts findings that are not to be kept.
+// Counts findings without keeping them.
 void countFinding(FindingType type, std::uint64_t times = 1);
 
 // Counts a finding, and keeps it unless the limit is reached.
 void addFinding(FindingType type, Finding finding);
 
-// Notes something that could not be found out, which is no reason to end the check, and why.
+// Notes something that is unknown, and why, without ending the check.
 void addUnknown(std::string what);
 const std::vector<std::string>& unknown();
 

@@ -33,8 +33,8 @@ void countEntryOf(std::uint32_t owner) {
 }
 
 void countReading(std::uint64_t read, std::uint64_t unfolded) {
-    // An entry grows to the next power of two: what it has outgrown is still there while it is
-    // copied, so that as much as it may grow to is in use for a moment.
+    // An entry grows to the next power of two. The smaller block is freed only after it has been
+    // copied, so that both are in use for a moment.
     inventory.reading = std::max({inventory.reading, std::bit_ceil(read), read + unfolded});
     inventory.read = std::max(inventory.read, read);
     inventory.unfolded = std::max(inventory.unfolded, unfolded);

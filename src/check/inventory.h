@@ -1,6 +1,7 @@
-// What the export holds and what the rules of the migration change, in numbers.
+// The inventory: counts of the entries in the export, and of the lines that the rules of the
+// migration drop or change.
 //
-// Counted while the export is read, through the procedures below.
+// It is counted while the export is read, by the procedures below.
 #pragma once
 
 #include <array>
@@ -16,7 +17,7 @@ struct Inventory {
     std::uint64_t users = 0;  // owners of user entries, there or missing
     std::uint64_t groups = 0;
     std::uint64_t workFileBytes = 0;
-    std::uint64_t outputBytes = 0;  // at most, once owners have been looked at
+    std::uint64_t outputBytes = 0;  // at most, once owners have been merged
     std::uint64_t reading = 0;      // max memory for one entry while it is read and unfolded
     std::uint64_t read = 0;         // max memory that is kept for the entry read, from then on
     std::uint64_t unfolded = 0;     // the same for the entry unfolded
@@ -25,7 +26,7 @@ struct Inventory {
 };
 extern Inventory inventory;
 
-// What the migration leaves out or changes on purpose, in lines.
+// Lines that the migration drops or changes on purpose.
 enum class Rule : std::uint8_t {
     ENTRY_IDENTIFIERS,
     ACCESS_CONTROL,
@@ -47,7 +48,7 @@ extern std::array<std::uint64_t, static_cast<std::size_t>(Rule::END)> ruleLines;
 
 void countRule(Rule rule, std::uint64_t lines = 1);
 
-// Takes lines back that turn out not to follow the rule.
+// Subtracts lines that turn out not to follow the rule.
 void discountRule(Rule rule, std::uint64_t lines);
 
 void countExport(std::uint64_t bytes);
@@ -57,15 +58,15 @@ void countOwner(bool isGroup);
 // Counts the entry of an owner; owners are numbered in the order in which the export names them.
 void countEntryOf(std::uint32_t owner);
 
-// Counts what it takes to read an entry, and to unfold it where `unfolded` is not 0.
+// Counts the memory for reading an entry, and for unfolding it if `unfolded` is not 0.
 void countReading(std::uint64_t read, std::uint64_t unfolded);
 
 void countWorkFile(std::uint64_t bytes);
 
-// The output is estimated from above: an entry that is regrouped counts with everything that the
-// work file holds of it, less what is then known to be left out.
+// The output is never underestimated: a regrouped entry counts with all its bytes in the work file,
+// less those that are then known to be dropped.
 void countOutput(std::uint64_t bytes);
 void discountOutput(std::uint64_t bytes);
 
-// Begins to count anew.
+// Resets all counts.
 void forgetInventory();

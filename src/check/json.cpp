@@ -17,7 +17,7 @@ void appendQuoted(std::string& out, std::string_view text) {
     out += '"';
     while (!text.empty()) {
         const Character character = firstCharacter(text);
-        if (!character.isPrintable) {  // all of these have four digits
+        if (!character.isPrintable) {  // the code of each of these has four digits
             appendEscaped(out, character.isValid ? character.code : replacement);
         } else {
             out += character.code == U'"' || character.code == U'\\' ? "\\" : "";

@@ -8,7 +8,7 @@
 
 class JsonText {
 public:
-    // Each takes the name of the value where it is within an object.
+    // Each takes the name of the value if that is within an object.
     void beginObject(std::string_view name = {});
     void endObject();
     void beginArray(std::string_view name = {});

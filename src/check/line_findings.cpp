@@ -22,7 +22,7 @@ void reportFoldedComments() {
     if (!current.hasFoldedComment) {
         return;
     }
-    std::int64_t comment = 0;  // the line of the one right above, or 0
+    std::int64_t comment = 0;  // the number of a comment line right above, or 0
     visitCurrentPieces([&comment](const Piece& piece) {
         if (comment != 0 && piece.isContinuation && !piece.isBlank) {
             reportAtFileLine(FindingType::FOLDED_COMMENT, comment,
@@ -135,7 +135,7 @@ void dropLine(std::string_view line, int index, unsigned drops) {
         std::find_if(droppedNames.begin(), droppedNames.end(), [&](const DroppedName& one) {
             return (one.drops & drops) != 0 && equalIgnoringCase(one.name, name);
         });
-    // What a merge drops of object classes is counted by itself.
+    // Object classes that a merge drops are counted separately.
     if (dropped != droppedNames.end() && dropped->kind != DroppedKind::OBJECT_CLASS) {
         countRule(dropped->kind == DroppedKind::ENTRY_IDENTIFIER ? Rule::ENTRY_IDENTIFIERS
                                                                  : Rule::ACCESS_CONTROL);

@@ -1,5 +1,5 @@
-// ldif-migrate-check: reports before a migration what it needs and what would go wrong, and
-// verifies afterwards that nothing was lost. See README.md.
+// ldif-migrate-check: before a migration, reports its needs and the problems it would have; after
+// it, verifies that nothing was lost. See README.md.
 #include <getopt.h>
 #include <unistd.h>
 
@@ -59,7 +59,7 @@ struct Options {
     failCheck(format("%s\n%sTry \"ldif-migrate-check --help\" for more.", problem, usage));
 }
 
-// `error` is that of writing the report, or 0.
+// `error` is the error number of writing the report, or 0.
 void requireReport(int error) {
     if (error != 0) {
         failCheck(format("cannot write the report: %s", systemReason(error)));
@@ -75,7 +75,7 @@ FileState requireStandardOutput() {
     return state;
 }
 
-// Ends the check when the report, or a message, would be written into a file that is checked.
+// Ends the check if the report, or a message, would be written into a file that is checked.
 void requireOtherFiles(const Request& request, const FileState& report) {
     const std::string& exportName = request.exportName;
     const std::array<std::string, 2> names = {exportName, request.outputName.value_or(exportName)};
@@ -167,7 +167,7 @@ void takeOption(int code, const char* argument, Options& options) {
 
 Options readArguments(int argc, char** argv) {
     Options options;
-    opterr = 0;  // getopt_long(3) would print what nobody has looked at
+    opterr = 0;  // getopt_long(3) would print arguments unchecked
     for (int code = 0; (code = getopt_long(argc, argv, ":", optionTable.data(), nullptr)) != -1;) {
         takeOption(code, argv[optind - 1], options);
     }

@@ -1,7 +1,7 @@
-// Owners that share their new DN with others, and what of them the output has shown.
+// Owners that share their new DN with others, and which of them the output has shown.
 //
-// An entry of the output that has such a DN belongs to the owner that it is right for. There may be
-// any number of them, so that they are sorted by what decides it, and those seen are skipped.
+// An entry of the output with such a DN belongs to the owner whose key it has. There may be any
+// number of owners with one DN, so they are sorted by their keys, and those seen are skipped.
 #pragma once
 
 #include <cstdint>
@@ -12,18 +12,18 @@
 
 class Namesakes {
 public:
-    // Takes in all owners that share their new DN and have the entry `source`. `keyOf` gives what
-    // an entry must show to be right for an owner, `seen` marks those that one has been found for.
+    // Takes in all owners that share their new DN and have the entry `source`. `keyOf` gives the
+    // key that an entry must have to belong to an owner, `seen` marks owners with an entry found.
     void gather(Part source, OwnerFlag seen, std::uint64_t (*keyOf)(const Owner& owner));
 
-    // The first owner of this DN that is not seen and has this key; when there is none, the first
-    // one that is not seen, or the first one of all. Null when none has this DN.
+    // The first owner of this DN that is not seen and has this key; without one, the first that is
+    // not seen, or else the first of all. Null if no owner has this DN.
     Owner* choose(std::uint64_t newDn, std::optional<std::uint64_t> key);
 
 private:
     struct Namesake {
         OwnerNumber owner;
-        std::uint32_t next;  // the index of one behind it; all between the two are seen
+        std::uint32_t next;  // the index of a later one; all between the two are seen
     };
 
     Owner& ownerOf(std::size_t index) const {

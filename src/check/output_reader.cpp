@@ -39,7 +39,7 @@ bool OutputReader::fill() {
     return count > 0;
 }
 
-// Returns 0, or -1 when there is no line any more.
+// Returns 0, or -1 after the last line.
 int OutputReader::readLine() {
     digest_ = LineDigest();
     head_.clear();
@@ -59,7 +59,7 @@ int OutputReader::readLine() {
             found == nullptr ? available
                              : static_cast<std::size_t>(static_cast<const char*>(found) - begin);
         const std::string_view block(begin, size);
-        // A line of whole blocks is one without a rest, as LineDigest::addLine divides it.
+        // A line of whole blocks has no rest, as LineDigest::addLine divides it.
         if (isFirst || !block.empty()) {
             digest_.add(block);
         }
@@ -75,7 +75,7 @@ int OutputReader::readLine() {
             return 0;
         }
         if (available < LineDigest::blockSize) {
-            // The file ends within the line: no line of an output is like it.
+            // The file ends within the line: no line of an output equals it.
             digest_.add("\n");
             return 0;
         }

@@ -1,6 +1,6 @@
 // Reading the output of a migration, entry by entry, as digests.
 //
-// Lines of the output may be as long as they like, and hold any byte: unlike the export they are
+// Lines of the output may have any length and hold any byte: unlike those of the export, they are
 // not divided. Entries end at an empty line.
 #pragma once
 
@@ -21,7 +21,7 @@ struct OutputEntry {
     bool isEnded = false;            // by an empty line
 };
 
-// Where a line begins, and its number.
+// The offset of a line, and its number.
 struct OutputPosition {
     off_t offset = 0;
     std::int64_t line = 1;
@@ -29,7 +29,7 @@ struct OutputPosition {
 
 class OutputReader {
 public:
-    // Opens the output. Here as below, what cannot be read ends the check.
+    // Opens the output. Here and below, a failure to read ends the check.
     void open(const std::string& name);
 
     // Reads the next entry. Returns false at the end of the file.
@@ -40,8 +40,8 @@ public:
         return position_;
     }
 
-    // Goes on at another one. Its number does not matter where the file has been read before: no
-    // line number is noted there any more.
+    // Goes on at another position. In a part that has been read before, its line number does not
+    // matter: none is noted there again.
     void goTo(const OutputPosition& position);
 
     // The first line of the entry read last, up to its line end; cut after 64 KiB.
@@ -49,7 +49,7 @@ public:
         return firstLine_;
     }
 
-    // The file itself, for places that are looked at again.
+    // The file itself, for entries that are read again.
     const CheckedFile& file() const {
         return file_;
     }

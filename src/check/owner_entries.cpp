@@ -28,22 +28,22 @@
 
 namespace {
 
-// What the current entry says of its owner.
+// The owner that the current entry names.
 EntryOwner named;
 
 std::string_view firstComponent(std::string_view dn) {
     return dn.substr(0, dn.find(','));
 }
 
-// What the heap takes for a text of this size: with its zero byte and eight bytes of its own in
-// units of 16 bytes; nothing for one that a std::string holds itself.
+// The memory that the heap takes for a text of this size: with the zero byte and eight bytes of its
+// own, in units of 16 bytes; none for a text that a std::string holds itself.
 std::uint64_t heapBlock(std::size_t size) {
     constexpr std::size_t own = 8;
     constexpr std::size_t unit = 16;
     return size < sizeof(std::string) / 2 ? 0 : (size + 1 + own + unit - 1) / unit * unit;
 }
 
-// Adds the owner that the current entry is the first to name.
+// Adds the owner, which the current entry is the first to name.
 OwnerNumber addNewOwner(bool isGroup, std::uint64_t salt) {
     Owner& owner = addOwner(digestIgnoringCase(named.stored) ^ salt);
     const std::string_view domain = firstComponent(named.stored);
@@ -55,8 +55,8 @@ OwnerNumber addNewOwner(bool isGroup, std::uint64_t salt) {
         owner.set(IS_GROUP);
     }
     countOwner(isGroup);
-    // What the migration holds of an owner beside its entries: its DN, for a user that of the
-    // policy, which may be empty, and a row in each matrix.
+    // The migration holds of an owner, beside its entries: its DN, for a user the DN of the policy,
+    // which may be empty, and a row in each matrix.
     constexpr std::uint64_t userSlot = 2 * sizeof(std::string) + 5 * sizeof(StoredEntry);
     constexpr std::uint64_t groupSlot = sizeof(std::string) + 2 * sizeof(StoredEntry);
     const OwnerNumber number = ownerCount() - 1;
@@ -64,8 +64,8 @@ OwnerNumber addNewOwner(bool isGroup, std::uint64_t salt) {
     return number;
 }
 
-// The owner of the current entry, as the migration would find it or open a slot for it. Sets
-// `isNew` in the second case.
+// The owner of the current entry, found as the migration would find it, or added. Sets `isNew` if
+// it was added.
 OwnerNumber ownerOf(bool isGroup, bool& isNew) {
     constexpr std::uint64_t groupSalt = 0x5851f42d4c957f2dU;
     const std::uint64_t salt = isGroup ? groupSalt : 0;
@@ -107,7 +107,7 @@ void reportDomain(const Owner& owner) {
 void reportPolicyDomain(const Owner& owner) {
     const std::string_view dn = object.line(0);
     const std::string_view domain = domainOfPolicy(dn).domain;
-    const bool isReported = owner.has(HAS_BLANK_IN_POLICY);
+    const bool isReported = owner.has(HAS_SPACE_IN_POLICY);
     if (!isReported && !equalIgnoringCase(domain, domainOf(owner))) {
         reportEntry(FindingType::WRONG_DOMAIN,
                     "would put the policy into another domain than its user");
@@ -116,7 +116,7 @@ void reportPolicyDomain(const Owner& owner) {
 
 void reportPolicyName() {
     const std::string_view dn = object.line(0);
-    std::string name(withoutLeadingBlanks(dn.substr(std::min<std::size_t>(3, dn.size()))));
+    std::string name(withoutLeadingSpaces(dn.substr(std::min<std::size_t>(3, dn.size()))));
     name.resize(std::min(name.find(','), name.size()));
     if (!equalIgnoringCase(trim(name), "cn=Policy")) {
         reportEntry(FindingType::POLICY_RENAMED, "would give the policy the name cn=Policy");
@@ -169,8 +169,8 @@ void nameOwner(Owner& owner) {
     countOutput(dnLine.size());
 }
 
-// Counts what is written for a policy beside its lines, but for the name of the user, which occurs
-// twice: the new DN, and the container.
+// Counts the bytes written for a policy beside its lines: its new DN and the container, but not the
+// name of the user in both.
 void countPolicy(const Owner& owner) {
     countOutput(newPolicyDnLine({}, domainOfPolicy(object.line(0)).domain).size());
     visitPolicyContainer(newUserDnLine({}, domainOf(owner)), false, [](std::string_view text) {
@@ -190,8 +190,7 @@ void reportWithoutColon(std::string_view line, int index, bool isBroken) {
              MESSAGE_PROCESSING_FAILED);
 }
 
-// Looks at the lines of the current entry, which is going to be merged. Returns false when it
-// cannot be.
+// Checks the lines of the current entry, which will be merged. Returns false if it cannot be.
 bool lookAtMergedLines(bool isBroken) {
     bool canBeMerged = true;
     visitLines(object.text(), [&](std::string_view line, int index) {
@@ -214,8 +213,8 @@ bool lookAtMergedLines(bool isBroken) {
     return canBeMerged;
 }
 
-// The sum of what a policy's record holds behind its DN line, with the domain that its new DN keeps
-// in its own spelling.
+// The sum of the lines of a policy's record behind its DN line, and of the domain, which its new DN
+// keeps in the policy's own spelling.
 LineSum digestOfPolicy(bool isBroken) {
     dropUnmergedLines(1);
     const std::string_view domain = domainOfPolicy(object.line(0)).domain;
@@ -236,14 +235,14 @@ bool hasBase64Dn() {
     return equalIgnoringCase(object.line(0).substr(0, 4), "dn::");
 }
 
-void reportMissing(FindingType kind, const std::string& problem) {
-    reportEntry(kind, problem, MESSAGE_PROCESSING_FAILED);
+void reportMissing(FindingType type, const std::string& problem) {
+    reportEntry(type, problem, MESSAGE_PROCESSING_FAILED);
 }
 
-// What a finding says of an entry that has no owner. A DN in base64 is the cause of what seems to
-// be missing in it.
+// The finding for an entry that has no owner. If its DN is in base64, that is why its parts seem to
+// be missing.
 struct OwnerFinding {
-    FindingType kind;
+    FindingType type;
     bool isInDn;
     std::string_view effect;
 };
@@ -256,13 +255,13 @@ constexpr std::array<OwnerFinding, static_cast<std::size_t>(OwnerProblem::END)> 
     {FindingType::MISSING_OWNER, false, "the entry has no secDN"},
 }};
 
-// Learns the owner of the current entry. Returns false after reporting that it has none, or, for a
-// policy, no domain.
+// Finds out the owner of the current entry. Returns false after reporting that it has none or, for
+// a policy, no domain.
 bool learnOwnerOfObject(Part part, bool isGroup) {
     learnOwner(object, objectClass, isGroup ? OwnerKind::GROUP : OwnerKind::USER, named);
     if (named.problem != OwnerProblem::NONE) {
         const OwnerFinding& finding = ownerFindings[static_cast<std::size_t>(named.problem)];
-        reportMissing(finding.isInDn && hasBase64Dn() ? FindingType::BASE64_DN : finding.kind,
+        reportMissing(finding.isInDn && hasBase64Dn() ? FindingType::BASE64_DN : finding.type,
                       std::string(finding.effect));
         return false;
     }
@@ -276,7 +275,7 @@ bool learnOwnerOfObject(Part part, bool isGroup) {
     return true;
 }
 
-// Reports when the attribute that names the entry's owner, or its domain, does not.
+// Reports an attribute that should name the entry's owner, or its domain, and does not.
 void reportOwnerName(Owner& owner, Part part, std::string_view name,
                      const std::optional<std::string>& value, FindingType missing) {
     if (!value || owner.isExplained(part)) {
@@ -292,7 +291,7 @@ void reportOwnerName(Owner& owner, Part part, std::string_view name,
     }
 }
 
-// Reports what in the entry will keep its owner from being found.
+// Reports anything in the entry that will keep its owner from being found.
 void reportOwnerTrouble(Owner& owner, Part part) {
     if (part == Part::OWN && hasBase64Dn()) {
         reportEntry(FindingType::BASE64_DN, "the DN is not decoded, and no other entry finds it",
@@ -303,29 +302,29 @@ void reportOwnerTrouble(Owner& owner, Part part) {
     reportOwnerName(owner, part, "secAuthority", named.secAuthority, FindingType::MISSING_DOMAIN);
 }
 
-bool hasTrailingBlanks(std::string_view dnLine) {
+bool hasTrailingSpaces(std::string_view dnLine) {
     return dnLine.find_last_not_of(" \t\v\f\r\n") + 1 < withoutLineEnd(dnLine).size();
 }
 
-// Marks an owner that was opened by the current entry and is not found by its other entries.
-// `dnLine` is the DN line as it was before it was normalized.
-void markBlanks(Owner& owner, Part part, std::string_view dnLine) {
+// Marks an owner that was added with the current entry and is not found by its other entries.
+// `dnLine` is the DN line before it was normalized.
+void markSpaces(Owner& owner, Part part, std::string_view dnLine) {
     const bool isGroup = owner.has(IS_GROUP);
     const bool isPolicy = part == Part::POLICY || part == Part::POLICY_DATA;
     if (isPolicy && dnLine.substr(dnLine.find(',', 3) + 1, 1) == " ") {
-        owner.set(HAS_BLANK_IN_POLICY);
+        owner.set(HAS_SPACE_IN_POLICY);
     }
     const std::string_view compared =
         part == Part::MAPPING ? std::string_view(named.sought) : withoutLineEnd(dnLine);
-    const bool hasBlanks =
-        (part != Part::MAPPING && hasTrailingBlanks(dnLine)) ||
-        ((isGroup || part == Part::USERS_ENTRY) && hasBlankBesideComma(compared));
-    if (hasBlanks) {
-        owner.set(HAS_BLANKS_IN_DN);
+    const bool hasSpaces =
+        (part != Part::MAPPING && hasTrailingSpaces(dnLine)) ||
+        ((isGroup || part == Part::USERS_ENTRY) && hasSpaceBesideComma(compared));
+    if (hasSpaces) {
+        owner.set(HAS_SPACES_IN_DN);
     }
 }
 
-// Counts what is written for it beside its lines where the two are gathered in different passes;
+// Counts the bytes written for it beside its lines if the two are gathered in different passes;
 // either of them may be the one that a policy belongs to.
 void countSecond(const Owner& owner, Part part) {
     if (part == Part::POLICY) {
@@ -404,8 +403,8 @@ void addToOwner(Part part, bool isGroup, bool isBroken) {
     bool isNew = false;
     const OwnerNumber number = ownerOf(isGroup, isNew);
     Owner& owner = ownerAt(number);
-    // The migration looks at the DN line as its search for the owner has left it: blanks may have
-    // kept it from being taken for that of an entry below cn=Users, and are gone now.
+    // The migration reads the DN line after its search for the owner: that has removed spaces which
+    // kept the line from being recognised as one below cn=Users.
     if (part == Part::OWN && !isGroup && isUsersEntry(object.line(0))) {
         part = Part::USERS_ENTRY;
     }
@@ -418,7 +417,7 @@ void addToOwner(Part part, bool isGroup, bool isBroken) {
     }
     reportOwnerTrouble(owner, part);
     if (isNew) {
-        markBlanks(owner, part, dnLine);
+        markSpaces(owner, part, dnLine);
     }
     addLines(owner, part, isBroken);
     owner.offsets[static_cast<std::size_t>(part)] =

@@ -1,4 +1,4 @@
-// Entries of users and groups: their owners, and what of them the output will hold.
+// Entries of users and groups: finds the owner of each, and notes for it what the output will hold.
 #pragma once
 
 #include <string_view>
@@ -6,12 +6,12 @@
 #include "check/digest.h"
 #include "check/owners.h"
 
-// Adds the current entry, as the work file would give it, to its owner. `isBroken` tells that the
-// work file has not given it as the export has it.
+// Adds the current entry, as read from the work file, to its owner. `isBroken` means that it was
+// split there.
 void addToOwner(Part part, bool isGroup, bool isBroken);
 
-// The sum of the lines of a policy container, but for a change type.
+// The sum of the lines of a policy container, without a change type.
 LineSum sumOfContainer(std::string_view userDnLine);
 
-// Begins anew.
+// Clears what is known of owners.
 void forgetOwnerEntries();

@@ -34,7 +34,7 @@ namespace {
 // An entry of an owner that needs another one, which is missing.
 struct Dependence {
     Part part;
-    FindingType kind;
+    FindingType type;
     std::string_view problem;
 };
 
@@ -56,15 +56,15 @@ void reportWithoutOwn(const Owner& owner, std::span<const Dependence> dependence
             continue;
         }
         const bool isPolicy = one.part == Part::POLICY || one.part == Part::POLICY_DATA;
-        if (owner.has(HAS_BLANKS_IN_DN)) {
+        if (owner.has(HAS_SPACES_IN_DN)) {
             reportAtOffset(owner.offset(one.part), FindingType::BLANKS_IN_DN,
                            "the spaces keep its owner from being found", MESSAGE_PROCESSING_FAILED);
-        } else if (isPolicy && owner.has(HAS_BLANK_IN_POLICY)) {
+        } else if (isPolicy && owner.has(HAS_SPACE_IN_POLICY)) {
             reportAtOffset(owner.offset(one.part), FindingType::BLANK_IN_POLICY_DN,
                            "the space becomes part of its owner's DN, which no user has",
                            MESSAGE_PROCESSING_FAILED);
         } else {
-            reportAtOffset(owner.offset(one.part), one.kind, std::string(one.problem),
+            reportAtOffset(owner.offset(one.part), one.type, std::string(one.problem),
                            MESSAGE_PROCESSING_FAILED);
         }
     }
@@ -74,7 +74,7 @@ void reportWithoutMapping(const Owner& owner) {
     if (owner.isExplained(Part::OWN)) {
         return;
     }
-    if (owner.has(HAS_BLANKS_IN_DN)) {
+    if (owner.has(HAS_SPACES_IN_DN)) {
         reportAtOffset(owner.offset(Part::OWN), FindingType::BLANKS_IN_DN,
                        "its other entries do not find the DN", MESSAGE_PROCESSING_FAILED);
         return;
@@ -89,18 +89,18 @@ void reportWithoutMapping(const Owner& owner) {
 struct MergedEntry {
     Part part;
     Entry entry;
-    bool isInPieces;  // what looks like a name in it may be a part of a value
+    bool isInPieces;  // text that looks like a name in it may be part of a value
 };
 
 bool canBeMerged(const Owner& owner) {
     return owner.has(NAMED) && owner.has(Part::MAPPING) && !owner.has(BROKEN);
 }
 
-// Reads the entries, the owner's own and its mapping entry first; nothing when one of them is not
-// found as it was.
+// Reads the entries, the owner's own and its mapping entry first; nothing if one of them has
+// changed.
 std::vector<MergedEntry> entriesOf(const Owner& owner) {
     std::vector<MergedEntry> entries;
-    Entry().swap(object);  // a larger one that was read before would go on taking its memory
+    Entry().swap(object);  // frees the memory of a larger entry read before
     for (const Part part : {Part::OWN, Part::MAPPING, Part::USERS_ENTRY}) {
         if (owner.has(part)) {
             std::optional<Entry> entry = stagedEntryAt(owner.offset(part));
@@ -113,7 +113,7 @@ std::vector<MergedEntry> entriesOf(const Owner& owner) {
     return entries;
 }
 
-// The part of the owner that the export has first.
+// The part of the owner that comes first in the export.
 Part firstPart(const Owner& owner) {
     auto first = Part::OWN;
     for (std::size_t i = 0; i < partCount; ++i) {
@@ -123,7 +123,7 @@ Part firstPart(const Owner& owner) {
     return first;
 }
 
-// The DN of the owner as its first entry spells it: its new DN spells the domain likewise.
+// The DN of the owner as its first entry spells it: its new DN has the domain in the same spelling.
 std::string storedDn(const Owner& owner) {
     EntryOwner named;
     if (std::optional<Entry> first = stagedEntryAt(owner.offset(firstPart(owner)))) {
@@ -134,7 +134,7 @@ std::string storedDn(const Owner& owner) {
 }
 
 // A record as the migration writes it: its new DN line, and its lines in the current entry. Valid
-// until that changes.
+// until the current entry changes.
 struct Record {
     std::string dnLine;
     std::vector<std::string_view> lines;  // without line feeds, that of the new DN first
@@ -167,10 +167,10 @@ std::string nameIn(const MergedEntry& merged, std::string_view line) {
 }
 
 std::string_view valueOf(std::string_view line) {
-    return withoutLeadingBlanks(line.substr(mergedName(line).size()));
+    return withoutLeadingSpaces(line.substr(mergedName(line).size()));
 }
 
-// A DN without what makes no difference in it.
+// A DN in lower case and without spaces beside commas, which make no difference.
 std::string comparableDn(std::string_view dn) {
     std::string comparable(dn);
     commaSpaceEater(comparable);
@@ -184,8 +184,8 @@ bool namesOwner(std::string_view line) {
     });
 }
 
-// Equal for lines that say the same: the case of the name makes no difference, nor do case and
-// blanks beside commas in an owner's DN and in the name of a domain.
+// Equal for lines of the same meaning: the case of the name makes no difference, nor do case and
+// spaces beside commas in an owner's DN and in the name of a domain.
 std::uint64_t digestOfMeaning(std::string_view line) {
     constexpr std::uint64_t factor = 0x9e3779b97f4a7c15U;
     const std::uint64_t name = digestIgnoringCase(mergedName(line)) * factor;
@@ -205,7 +205,7 @@ public:
             [](LineSum sum, std::uint64_t line) { return sum += LineSum(line); });
     }
 
-    // Takes the line out once. Returns whether it was there.
+    // Removes one copy of the line. Returns whether there was one.
     bool take(std::string_view line) {
         const std::uint64_t sought = digestOfLine(line);
         const auto isBefore = [this, sought](const std::uint64_t& one) {
@@ -220,7 +220,7 @@ public:
         return true;
     }
 
-    // Whether a line of it says the same.
+    // Whether one of its lines has the same meaning.
     bool say(std::string_view line) {
         if (meanings_.empty()) {
             meanings_ = digestsOf(digestOfMeaning);
@@ -265,7 +265,7 @@ void reportReplaced(const Owner& owner, const MergedEntry& merged, std::string_v
                 0});
 }
 
-// Reports which lines of one entry the record lacks; those that it has are taken out of `lines`.
+// Reports lines of one entry that the record lacks; removes those that it has from `lines`.
 void reportLostLines(const Owner& owner, const MergedEntry& merged, RecordLines& lines) {
     for (int i = 1; i < merged.entry.lineCount(); ++i) {
         const std::string_view line = withoutLineEnd(merged.entry.line(i));
@@ -282,7 +282,8 @@ void reportLostLines(const Owner& owner, const MergedEntry& merged, RecordLines&
     }
 }
 
-// Reports an entry whose first line is in the record, because it is no DN line to the merge.
+// Reports an entry whose first line is in the record because the merge does not take it for a DN
+// line.
 void reportTakenInDn(const Owner& owner, const MergedEntry& merged) {
     const std::string_view first = withoutLineEnd(merged.entry.line(0));
     if (std::find(record.lines.begin() + 1, record.lines.end(), first) != record.lines.end()) {
@@ -291,7 +292,7 @@ void reportTakenInDn(const Owner& owner, const MergedEntry& merged) {
     }
 }
 
-// What the entries take of the work file, and so of the output before they are merged.
+// The bytes of the entries in the work file, and so in the output before they are merged.
 std::uint64_t bytesOf(const std::vector<MergedEntry>& entries) {
     std::uint64_t bytes = 0;
     for (const MergedEntry& one : entries) {
@@ -300,7 +301,7 @@ std::uint64_t bytesOf(const std::vector<MergedEntry>& entries) {
     return bytes;
 }
 
-// What the record takes of the output beside its DN line.
+// The bytes of the record in the output, without its DN line.
 std::uint64_t bytesOfRecord() {
     std::uint64_t bytes = 1;
     std::for_each(record.lines.begin() + 1, record.lines.end(),

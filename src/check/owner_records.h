@@ -1,9 +1,9 @@
-// The records of owners, once the whole export has been read: entries that lack their owner or
-// their counterpart, what each owner's record is, and what its merge loses.
+// The records of owners: made once the whole export has been read. Reports entries that lack their
+// owner or their counterpart, and values that the merge of an owner loses.
 //
 // The entries of an owner may be anywhere in the export, so they are read again and merged as the
-// migration merges them. Owners are taken in the order in which the export first names them: where
-// entries of one owner, or entries of one kind, are together, reading goes forward.
+// migration merges them. Owners are taken in the order in which the export first names them: if the
+// entries of one owner, or those of one kind, are together, the export is read forwards.
 #pragma once
 
 #include <optional>
@@ -14,22 +14,22 @@
 
 #include "check/owners.h"
 
-// Reports entries whose owner, or whose counterpart, is not there.
+// Reports entries whose owner or counterpart is missing.
 void reportLoneEntries();
 
-// Merges the entries of every owner that has them: completes its record and container, counts what
-// the output will hold of it, and reports what the merge loses.
+// Merges the entries of every owner that has both: completes its record and container, counts the
+// bytes that the output will hold of it, and reports values that the merge loses.
 void mergeOwners();
 
-// Reports owners whose new DN an earlier one has, once new DNs have their index.
+// Reports owners with the new DN of an earlier one. To be called after indexNewDns.
 void reportSharedNewDns();
 
-// What the output must hold of an owner.
+// The record that the output must hold for an owner.
 struct ExpectedRecord {
     std::vector<std::string_view> lines;  // the new DN line first
     std::set<std::string> names;          // those of attributes that may be shown
 };
 
-// Nothing when the owner's entries cannot be merged. Its lines are valid until the current entry
+// Nothing if the owner's entries cannot be merged. The lines are valid until the current entry
 // changes or this is called again.
 std::optional<ExpectedRecord> expectedRecord(const Owner& owner);

@@ -14,14 +14,14 @@ constexpr OwnerNumber ownersPerChunk = 4096;
 std::vector<std::unique_ptr<Owner[]>> chunks;
 OwnerNumber owners = 0;
 
-// Owners found by one of their digests. The table is divided, so that growing it never needs more
-// than a small part of it twice.
+// Owners found by one of their digests. The table is divided into shards, so that only a small part
+// of it is in memory twice while it grows.
 class OwnerIndex {
 public:
     explicit OwnerIndex(Packed64 Owner::*key) : key_(key) {
     }
 
-    // The number of the owner that has the digest; none when there is none.
+    // The number of the owner that has the digest, if there is one.
     std::optional<OwnerNumber> find(std::uint64_t digest) {
         Shard& shard = shardOf(digest);
         if (shard.slots.empty()) {
@@ -100,8 +100,7 @@ OwnerIndex ownersByDn(&Owner::dn);
 OwnerIndex ownersByNewDn(&Owner::newDn);
 std::vector<OwnerNumber> sharingNewDn;  // by their new DNs, then by their numbers
 
-// Digests of domains, in which case does not count. Now and then they are sorted, and repeated ones
-// removed.
+// Digests of domains, case-insensitive. From time to time they are sorted and duplicates removed.
 std::vector<Packed40> domainsNoted;
 std::string lastDomainNoted;
 

@@ -10,8 +10,8 @@
 
 namespace {
 
-// What one side has and the other has not shown yet. A domain's own entry may get an installation
-// date from the migration: then its lines but the date count.
+// Entries that one side has and the other has not shown yet. The migration may add an installation
+// date to a domain's own entry, which is then compared without the date.
 struct Unmatched {
     EntryTable byLines;
     EntryTable byLinesButDate;
@@ -20,11 +20,11 @@ struct Unmatched {
 Unmatched missing;  // of the export
 
 // Entries of the output that have no counterpart yet. Those that end in a date are in both tables;
-// the set tells which of them have been taken out of one.
+// the set holds those that have been removed from one of them.
 Unmatched unmatched;
 std::unordered_set<off_t> matchedDated;
 
-// What passed through last, to know a repetition. Sorted by the lines, in the end.
+// The entries that passed through last, to recognise a duplicate. Finally sorted by their lines.
 constexpr std::size_t remembered = 4096;
 struct Found {
     Packed40 lines;
@@ -51,7 +51,7 @@ bool isMetBy(const ExpectedEntry& expected, const OutputEntry& entry) {
                : expected.lines == entry.lines.chain;
 }
 
-// Takes an entry of the output that was set aside and is the expected one.
+// Removes an entry of the output that was set aside and is the expected one.
 bool takeUnmatched(const ExpectedEntry& expected) {
     EntryTable& table = expected.addsInstallDate ? unmatched.byLinesButDate : unmatched.byLines;
     for (off_t offset = table.take(expected.lines); offset != noOffset;

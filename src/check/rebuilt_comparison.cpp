@@ -22,8 +22,8 @@
 
 namespace {
 
-// The attribute names in which two lists of lines differ, those that `lines` has more often. Shows
-// `names` alone: any other may be the rest of a value that was broken apart.
+// The names of attributes that `lines` has more often than the other list. Shows `names` alone: any
+// other text may be the rest of a value that was split.
 std::string namesOnlyIn(std::vector<std::string_view> lines, std::vector<std::string_view> others,
                         const std::set<std::string>& names) {
     std::sort(lines.begin(), lines.end());
@@ -44,10 +44,10 @@ std::string namesOnlyIn(std::vector<std::string_view> lines, std::vector<std::st
     return list;
 }
 
-// The first lines of `text`, at most `most`.
-std::vector<std::string_view> linesOf(std::string_view text, std::size_t most) {
+// The first lines of `text`, at most `max`.
+std::vector<std::string_view> linesOf(std::string_view text, std::size_t max) {
     std::vector<std::string_view> lines;
-    while (!text.empty() && lines.size() < most) {
+    while (!text.empty() && lines.size() < max) {
         const std::size_t size = std::min(text.find('\n'), text.size());
         lines.push_back(text.substr(0, size));
         text.remove_prefix(std::min(size + 1, text.size()));
@@ -55,16 +55,16 @@ std::vector<std::string_view> linesOf(std::string_view text, std::size_t most) {
     return lines;
 }
 
-// What an entry of the output that has just been read differs in. Names attributes, never values:
-// these may be secrets.
+// How the entry of the output just read differs. Names attributes, never values: these may be
+// secrets.
 std::string difference(const Owner& owner, const OutputEntry& entry) {
     const std::optional<ExpectedRecord> expected = expectedRecord(owner);
     if (!expected) {
         return "its lines are not those expected";
     }
-    constexpr off_t most = 1024 * 1024;
+    constexpr off_t maxSize = 1024 * 1024;
     const off_t size = comparedOutput.position().offset - entry.offset;
-    if (size > most) {
+    if (size > maxSize) {
         return "its lines are not those expected";
     }
     const std::string text =
@@ -88,7 +88,7 @@ constexpr std::string_view dnName = "dn: ";
 // The DN of a user, divided behind the name.
 struct UserDn {
     std::string_view name;
-    std::string_view domain;  // ",cn=Users," and what follows
+    std::string_view domain;  // from ",cn=Users," on
 };
 
 UserDn dividedUserDn(std::string_view dn) {
@@ -96,7 +96,8 @@ UserDn dividedUserDn(std::string_view dn) {
     return {dn.substr(0, end), dn.substr(end)};
 }
 
-// What the domain in a policy's new DN adds to the lines demanded; nothing for the default domain.
+// The digest that the domain in a policy's new DN adds to the expected lines; nothing for the
+// default domain.
 LineSum writtenDomain(std::string_view userDn) {
     constexpr std::string_view before = ",cn=Users,";
     constexpr std::string_view behind = ",cn=Subdomains,secAuthority=default";
@@ -108,11 +109,11 @@ LineSum writtenDomain(std::string_view userDn) {
         digestOfLine(domain.substr(before.size(), domain.size() - before.size() - behind.size())));
 }
 
-// What an entry of the output must show to be right for an owner, and what it shows; nothing when
-// it is right for none.
+// The key that an entry of the output must have to belong to an owner, and the key that it has;
+// nothing if it belongs to none.
 using Key = std::optional<std::uint64_t>;
 
-// Of what is below the user's entry, the name in the DN and what else decides.
+// For entries below the user's: the name in the DN, and the rest of the key.
 std::uint64_t keyOfName(std::uint32_t name, std::uint64_t other) {
     constexpr std::uint64_t factor = 0x9e3779b97f4a7c15U;
     return name * factor + other;
@@ -158,9 +159,9 @@ Key keyInContainer(const OutputEntry& entry, std::string_view /*userDn*/,
     return lines.value();
 }
 
-// Something that is rebuilt for an owner.
+// A kind of entry that is rebuilt for an owner.
 struct Product {
-    std::string_view prefix;  // what stands in front of the owner's new DN
+    std::string_view prefix;  // of its DN, before the owner's new DN
     RecordKind kind;
     OwnerFlag seen;
     Part source;  // the entry of the export that it comes from
@@ -177,7 +178,7 @@ constexpr std::array<Product, 3> products = {
 
 std::array<Namesakes, products.size()> namesakes;
 
-// An entry of the output that has the DN of something that is rebuilt.
+// An entry of the output that has the DN of a rebuilt entry.
 struct Rebuilt {
     RecordKind kind;
     Owner* owner;

@@ -18,7 +18,7 @@ namespace {
 
 // Of one entry, or the largest values of several.
 struct EntrySize {
-    std::uint32_t bytes = 0;  // as it is stored
+    std::uint32_t bytes = 0;  // when it is stored
     std::uint32_t lines = 0;
     std::uint32_t colons = 0;
 };
@@ -68,7 +68,7 @@ void joinStretches() {
     ownersEach *= 2;
 }
 
-// What the migration keeps from merge to merge, each at its largest so far.
+// The memory that the migration keeps from merge to merge, each at its largest so far.
 struct Merging {
     std::uint64_t object = 0;  // the current entry
     std::uint64_t second = 0;  // the result with an entry below cn=Users
@@ -115,7 +115,7 @@ std::uint64_t bytesOf(const Stretch& stretch, std::size_t kind, std::uint64_t co
     return count == owners.count ? owners.bytes : std::min(owners.bytes, count * largest);
 }
 
-// What the next `slots` owners take.
+// The bytes that the next `slots` owners take.
 std::uint64_t takeOwners(Position& position, std::uint64_t slots, Merging& merging) {
     std::uint64_t bytes = 0;
     std::uint64_t held = 0;
@@ -159,14 +159,14 @@ std::uint64_t entriesOf(std::initializer_list<ObjectClass> classes) {
     return entries;
 }
 
-// What several passes take to remember which entries they have stepped over, in the passes before
-// and in this one: a pair of offsets for entries without any other between them.
+// The memory for the entries stepped over in the pass before and in this one: a pair of offsets for
+// each sequence of them.
 std::uint64_t memoryForPasses(std::uint64_t passes) {
     constexpr std::uint64_t pair = 2 * sizeof(off_t);
     constexpr std::uint64_t maxPairs = 65536;
-    // Between two pairs there is an entry that was gathered. Of users in the order in which they
-    // are gathered, a pass leaves those behind the last one that it takes; credentials stay, and
-    // groups are gathered at a pace of their own.
+    // Between two pairs there is an entry that was gathered. A pass leaves the users behind the
+    // last one that it takes, as long as their entries are in the order of the owners; credentials
+    // stay, and groups are gathered at their own pace.
     const std::uint64_t credentials = entriesOf({RESCREDS_CONTAINER, SECRESCREDS_OBJECTCLASS});
     const std::uint64_t entries =
         credentials + entriesOf({SECUSER_OBJECTCLASS, SECPOLICYDATA_OBJECTCLASS,
@@ -217,12 +217,12 @@ void forgetHoldings() {
 }
 
 Plan planFor(std::uint64_t users, std::uint64_t groups) {
-    // A run that gathers nothing: the program, what it uses of shared libraries, and its buffers.
-    // tests/check/memory_test.py compares the predictions with what runs take.
+    // A run that gathers nothing: the program, the shared libraries it uses, and its buffers.
+    // tests/check/memory_test.py compares the predictions with the memory that runs take.
     constexpr std::uint64_t programMemory = 4'850'000;
     constexpr std::uint64_t heapOverhead = 25;  // one byte in so many
     Plan plan;
-    // A slot too many has a second entry of one kind meet the first in any case.
+    // With one slot more, a second entry of one kind meets the first in any case.
     const std::uint64_t spare = total(FindingType::TWO_OF_ONE_KIND) == 0 ? 0 : 1;
     plan.users = std::max<std::uint64_t>(users != 0 ? users : inventory.users + spare, 1);
     plan.groups = std::max<std::uint64_t>(groups != 0 ? groups : inventory.groups + spare, 1);

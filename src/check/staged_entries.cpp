@@ -60,9 +60,9 @@ std::string_view unrecognisedClass(std::string_view line) {
     std::string_view value = line.substr(name.size());
     const bool isBase64 = value.starts_with(':');
     value.remove_prefix(isBase64 ? 1 : 0);
-    constexpr std::string_view blanks = " \t";
-    value.remove_prefix(std::min(value.find_first_not_of(blanks), value.size()));
-    value = value.substr(0, value.find_last_not_of(blanks) + 1);
+    constexpr std::string_view whiteSpace = " \t";
+    value.remove_prefix(std::min(value.find_first_not_of(whiteSpace), value.size()));
+    value = value.substr(0, value.find_last_not_of(whiteSpace) + 1);
     const auto found =
         std::find_if(classTable.begin(), classTable.end(), [&](const ClassNames& one) {
             return !one.base64.empty() &&
@@ -126,8 +126,8 @@ void addCredential(bool isBroken) {
     }
 }
 
-// Takes in what the work file has given back of the current entry. Returns false when a migration
-// would fail because it needs no regrouping.
+// Takes in the current entry, as read from the work file. Returns false if a migration would fail
+// because it needs no regrouping.
 bool takeIn(bool isBroken) {
     switch (objectClass) {
         case RESCREDS_CONTAINER:
@@ -155,11 +155,11 @@ bool takeIn(bool isBroken) {
     }
 }
 
-// Whether normalizing takes a blank that belongs to a value within the DN: one behind a comma that
-// is escaped, or one that is escaped itself (RFC 4514, section 2.4).
-bool losesEscapedBlank(std::string_view line) {
+// Whether normalizing removes a space that belongs to a value within the DN: one behind an escaped
+// comma, or one that is escaped itself (RFC 4514, section 2.4).
+bool losesEscapedSpace(std::string_view line) {
     bool isEscaped = false;       // the character
-    bool isCommaEscaped = false;  // or what stands behind an escaped comma
+    bool isCommaEscaped = false;  // or follows an escaped comma
     for (std::size_t i = 0; i < line.size(); ++i) {
         const char c = line[i];
         const std::size_t next = line.find_first_not_of(' ', i);
@@ -180,7 +180,7 @@ void reportNormalized(std::string_view line, int index) {
         reportAt(
             FindingType::NORMALIZED_VALUE, index,
             format("would drop the spaces beside commas in the attribute %s", nameOf(line, index)));
-    } else if (losesEscapedBlank(line)) {
+    } else if (losesEscapedSpace(line)) {
         reportAt(
             FindingType::ESCAPED_COMMA, index,
             format("would drop a space beside a comma that belongs to a value in the attribute %s",
@@ -198,7 +198,7 @@ struct StagedEntry {
     }
 };
 
-// Stages these attributes; `changed` is called with each line that is, and its index.
+// Stages these attributes; `changed` is called with each line that staging changes, and its index.
 StagedEntry stage(std::string_view attributes,
                   const std::function<void(std::string_view line, int index)>& changed) {
     StagedEntry staged;
@@ -225,7 +225,7 @@ bool readBack(StagedEntry& staged) {
     return true;
 }
 
-// Whether `object` holds all of the entry that was staged, and each of its attributes on a line.
+// Whether `object` holds the whole staged entry, and each of its attributes on one line.
 bool isIntact(const StagedEntry& staged) {
     const EntryView lines = object;
     return lines.text().size() == staged.size &&
@@ -247,7 +247,7 @@ bool hasLineWithoutColon() {
     return false;
 }
 
-// What the reader of the work file, or that of the export before it, takes apart.
+// A line that the reader of the work file, or before it that of the export, splits.
 struct Break {
     std::int64_t line = 0;    // of the export
     bool isLong = false;      // too long, rather than empty
@@ -274,9 +274,9 @@ Break findBreak(std::string_view attributes) {
     return found;
 }
 
-// Whether the pieces of the current entry reach the output one behind the other, as if nothing had
-// taken them apart: those of policies and resource credentials do, unless one is dropped. The first
-// line of a policy gives way to its new DN.
+// Whether the pieces of the current entry reach the output one behind the other, as if they had not
+// been split: those of policies and resource credentials do, unless one is dropped. The first line
+// of a policy is replaced by its new DN.
 bool isWrittenWhole(const StagedEntry& staged) {
     const bool losesDn = objectClass == SECPOLICY_OBJECTCLASS && !object.line(0).ends_with('\n');
     if (isMerged(objectClass) || losesDn || object.text().size() != staged.size) {
@@ -294,7 +294,7 @@ bool isWrittenWhole(const StagedEntry& staged) {
     return true;
 }
 
-// Takes in what the work file gives back, the first of which is the current entry.
+// Takes in the entries read from the work file, of which the current one is the first.
 void regroupPieces(StagedEntry& staged) {
     const Break found = findBreak(staged.text());
     current.isInPieces = true;
@@ -366,7 +366,7 @@ void passThroughOversized() {
         }
     });
     countReading(read, 0);
-    countOutput(1);  // the blank line behind it
+    countOutput(1);  // the empty line behind it
     reportEntry(
         FindingType::TOO_MANY_LINES,
         isEnded ? "would pass the entry through without its comments and entry identifiers"

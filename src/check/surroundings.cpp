@@ -23,7 +23,7 @@
 
 namespace {
 
-// Notes that `what` is not known because this system does not have `name`, or does not show it. Any
+// Notes that `what` is unknown because this system does not have `name`, or does not show it. Any
 // other error, such as one of the disk, ends the check.
 void noteUnknown(std::string_view what, const std::string& name, int error) {
     constexpr std::array<int, 4> absences = {ENOENT, EACCES, EPERM, ENOSYS};
@@ -39,8 +39,8 @@ std::string folderOf(const std::string& name) {
     return folder.empty() ? "." : folder;
 }
 
-// Why the system refuses `name` to a migration as well. Any other error, such as one of the disk,
-// ends the check, because it does not show what a migration would meet.
+// Why the system would refuse `name` to a migration as well. Any other error, such as one of the
+// disk, ends the check, because it does not show what a migration would meet.
 std::string refusal(const std::string& name, int error) {
     constexpr std::array<int, 7> refusals = {EACCES, EPERM,   EROFS,  ENAMETOOLONG,
                                              ELOOP,  ENOTDIR, ETXTBSY};
@@ -50,7 +50,7 @@ std::string refusal(const std::string& name, int error) {
     return systemReason(error);
 }
 
-// The same for a file that is not accessible in this way; empty when it is.
+// The same for a file that is not accessible in this way; empty if it is.
 std::string refusalOfAccess(const std::string& name, int mode) {
     return ::access(name.c_str(), mode) == 0 ? "" : refusal(name, errno);
 }

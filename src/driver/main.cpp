@@ -150,8 +150,7 @@ void requireOutputInPlace() {
     }
 }
 
-// The work file is removed last, once every file has been found in its place: after a failure it
-// stays.
+// The work file is removed last, after every file has been checked: after a failure it stays.
 void closeOutputAndRemoveWorkFile() {
     requireUnchangedInput();
     requireIntactWorkFile();

@@ -26,8 +26,8 @@ bool atLeastOneObjectProcessed = false;
 
 namespace {
 
-// What becomes of an entry: taken in by its handler while fewer than `max` of its kind are held,
-// else stepped over. Without a handler it is always stepped over.
+// How a pass treats an entry: its handler takes it in while fewer than `max` of its kind are held,
+// else it is stepped over. Without a handler it is always stepped over.
 struct Dispatch {
     std::string_view kind;  // in the error when it cannot be stepped over
     void (*handler)();
@@ -147,9 +147,9 @@ void openWorkFile() {
     }
 }
 
-// Whether the work file surely holds nothing but blank lines and entries stepped over: lines that
-// somebody else has left in it may read differently between blank lines. A run that is traced takes
-// no shortcut, so that its trace is complete.
+// Whether the work file is known to hold nothing but blank lines and entries stepped over: lines
+// left by an earlier run may be divided differently between blank lines. A traced run takes no
+// shortcut, so that its trace is complete.
 bool mayShortcutsBeTaken() {
     return !debug && !holdsLeftOvers();
 }
@@ -196,7 +196,7 @@ bool isLastPassSuperfluous() {
     return atLeastOneObjectProcessed && !hasLeftAnObject && mayShortcutsBeTaken();
 }
 
-// Prints and leaves behind what the last pass would have.
+// Prints the messages of the last pass without reading the work file, and sets the same state.
 void skipLastPass() {
     if (hasTheStepOverFilePositionBeenInitialized) {
         zr_printf_utf8({MESSAGE_PASS_BEGINS, {}});

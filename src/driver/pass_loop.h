@@ -1,8 +1,8 @@
 // The passes over the work file.
 //
-// Each pass takes what fits into the object cache out of the work file, steps over the rest, and
-// then writes the cache out. The next pass starts at the first entry stepped over. The last pass
-// is the one that reads nothing but resource credentials, which stay where they are.
+// Each pass moves entries from the work file into the object cache until that is full, steps over
+// the others, and then writes the cache out. The next pass starts at the first entry stepped over.
+// The last pass reads nothing but resource credentials, which stay in the work file.
 #pragma once
 
 // Whether the current pass has read an entry that is no resource credential. Written by the

@@ -52,7 +52,7 @@ void convertVersion() {
         return;
     }
     const std::string_view rest = object.line(match->line).substr(match->offset + name.size());
-    const std::string_view value = withoutLeadingBlanks(rest);
+    const std::string_view value = withoutLeadingSpaces(rest);
     const std::size_t offset = match->offset + name.size() + (rest.size() - value.size());
     if (value.size() < newVersion.size()) {
         object.replaceTail(match->line, offset, newVersion);

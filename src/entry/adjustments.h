@@ -12,7 +12,7 @@
 // attributes that make up its domain identifier ends the process.
 int tweekObjectInObjectArray();
 
-// Whether the current entry has what its adjustment needs.
+// Whether the current entry has the attributes that its adjustment needs.
 bool canBeTweeked();
 
 // Whether the current entry needs no domain identifier: it has one.

@@ -166,7 +166,7 @@ std::optional<std::string> obtainAttributeValueFromObjArray(std::string_view nam
     std::optional<std::string> value;
     if (const std::optional<Value> found = findValue(entry, key)) {
         int next = found->line + 1;
-        value = unfold(valueByName, withoutLeadingBlanks(found->text), entry, next);
+        value = unfold(valueByName, withoutLeadingSpaces(found->text), entry, next);
         trace("obtainAttributeValueFromObjArray(): \n"
               "   The attribute value at index %d returned is:   %s \n",
               found->line, *value);

@@ -26,8 +26,8 @@ void Entry::reserve(std::size_t size, std::size_t lines) {
     lineEnds_.reserve(lines);
 }
 
-// Grows to a power of two, so that what a large entry takes while it is read can be predicted from
-// its size alone.
+// Grows to a power of two, so that the memory for reading a large entry can be predicted from its
+// size alone.
 void Entry::reserveText(std::size_t size) {
     if (size > text_.capacity()) {
         text_.reserve(std::bit_ceil(size));

@@ -193,14 +193,14 @@ void freeObject();
 // The first line of `entry`, or `otherwise` when it has none.
 std::string_view firstLineOr(EntryView entry, std::string_view otherwise);
 
-// Whether a line is the DN line of an entry, as far as its first bytes tell: "dn:" in any case.
+// Whether a line is the DN line of an entry: it begins with "dn:" in any case.
 bool isDnLine(std::string_view line);
 
 // Whether no piece of a value has been taken for a line that holds a DN: only then messages show
 // DNs. Written by noteRestOfLine.
 extern bool areDnsCertain;
 
-// Notes that what is taken for a line is the rest of one that is too long, perhaps of a value.
+// Notes that a line read is the rest of one that is too long, perhaps of a value.
 void noteRestOfLine(std::string_view rest);
 
 // Whether messages may show the DN that the entry begins with.
@@ -210,11 +210,11 @@ bool isDnShown(EntryView entry);
 // printable() shows it, and cut after 256 bytes.
 std::string quoted(std::string_view line);
 
-// What messages call an entry: its DN line, quoted, when it begins with one. Nothing of any other
-// line is shown: even what looks like an attribute name may be the rest of a value.
+// The name of an entry in messages: its DN line, quoted, if it begins with one. Nothing of any
+// other line is shown: even text that looks like an attribute name may be the rest of a value.
 std::string entryName(EntryView entry);
 
-// What a message says of the current entry: `the entry "<DN line>" <problem>`.
+// A clause about the current entry for messages: `the entry "<DN line>" <problem>`.
 std::string aboutObject(std::string_view problem);
 
 // Traces every line of the current entry unchanged, then an empty line.

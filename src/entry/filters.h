@@ -26,7 +26,7 @@ enum Drop : unsigned {
     FROM_UNMERGED = 8,
 };
 
-// What a name is that of, for the counts of a report.
+// The kind of attribute that a name belongs to, for the counts of a report.
 enum class DroppedKind : std::uint8_t { OBJECT_CLASS, ENTRY_IDENTIFIER, ACCESS_CONTROL };
 
 struct DroppedName {

@@ -1,7 +1,7 @@
 // The object class of an entry: which of ten classes the current entry is in.
 //
-// Every entry is classified whenever it is read: while it is staged, in every pass and when what is
-// left is copied. What happens to it then depends on the class alone.
+// Every entry is classified whenever it is read: while it is staged, in every pass and when the
+// residue is copied. Its further processing depends on the class alone.
 #pragma once
 
 #include <array>
@@ -23,7 +23,7 @@ enum ObjectClass : std::int32_t {
     CONTAINER_OBJECTCLASS = 9,
 };
 
-// What a class is called.
+// The names of a class.
 struct ClassNames {
     ObjectClass code;
     std::string_view name;

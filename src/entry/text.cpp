@@ -54,7 +54,7 @@ bool equalIgnoringCase(std::string_view first, std::string_view second) {
     return std::equal(first.begin(), first.end(), second.begin(), second.end(), equalFolded);
 }
 
-bool hasBlankBesideComma(std::string_view text) {
+bool hasSpaceBesideComma(std::string_view text) {
     for (std::size_t comma = text.find(','); comma != std::string_view::npos;
          comma = text.find(',', comma + 1)) {
         if (text.substr(comma + 1, 1) == " " || (comma > 0 && text[comma - 1] == ' ')) {
@@ -65,7 +65,7 @@ bool hasBlankBesideComma(std::string_view text) {
 }
 
 void commaSpaceEater(std::string& str) {
-    if (!hasBlankBesideComma(str)) {
+    if (!hasSpaceBesideComma(str)) {
         return;  // as with most DNs
     }
     std::size_t length = 0;
@@ -89,7 +89,7 @@ std::string_view withoutLineEnd(std::string_view line) {
     return line.substr(0, line.find('\r'));
 }
 
-std::string_view withoutLeadingBlanks(std::string_view text) {
+std::string_view withoutLeadingSpaces(std::string_view text) {
     const auto begin = std::find_if(text.begin(), text.end(), [](char c) { return c != ' '; });
     return text.substr(static_cast<std::size_t>(begin - text.begin()));
 }

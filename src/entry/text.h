@@ -82,7 +82,7 @@ inline bool endsIgnoringCase(std::string_view text, std::string_view end) {
 bool equalIgnoringCase(std::string_view first, std::string_view second);
 
 // Whether a space is directly before or after a comma.
-bool hasBlankBesideComma(std::string_view text);
+bool hasSpaceBesideComma(std::string_view text);
 
 // Removes every space directly before or after a comma. A comma that is escaped or quoted is a
 // comma like any other: old and new layout have always been compared that way. Tabs stay.
@@ -92,4 +92,4 @@ void commaSpaceEater(std::string& str);
 std::string_view withoutLineEnd(std::string_view line);
 
 // A text without the spaces that it begins with.
-std::string_view withoutLeadingBlanks(std::string_view text);
+std::string_view withoutLeadingSpaces(std::string_view text);

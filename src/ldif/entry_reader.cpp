@@ -30,8 +30,8 @@ FilePosition positionBeforeObject(std::string_view function, LineReader& stream)
     return position;
 }
 
-// Looks at the lines just read. What somebody else has left in the work file may read otherwise
-// once lines in front of it are blank: it is searched each time.
+// Searches the lines just read. Lines that an earlier run left in the work file may be divided
+// differently once lines before them are blank, so these are searched each time.
 void lookForChangetype(std::string_view lines, const LineReader& stream) {
     const long end = stream.tell();
     const bool isSearched = end <= filePositionOfChangetypeSearch.offset && !holdsLeftOvers();
@@ -121,8 +121,8 @@ void traceObjectRead(std::string_view function) {
     }
 }
 
-// Goes back to `start` and copies the entry there to the output: what nobody can regroup must at
-// least not be lost.
+// Goes back to `start` and copies the entry there to the output: an entry that is too large to
+// regroup must at least not be lost.
 void passThroughFrom(const FilePosition& start, LineReader& stream) {
     if (const int error = stream.setPosition(start); error != 0) {
         failPosition("getNextObject", "fsetpos()", -1, positionMessage("fsetpos()", error));
@@ -160,8 +160,8 @@ int getNextObjectFromTemporaryInputLDIFFile(LineReader& stream) {
     const int result = gatherLines(stream, WORK_FILE);
     traceObjectRead(function);
     if (const int error = stream.setPosition(filePositionBeforeReadingObject); error != 0) {
-        // The number reported is the reader's own result, not the code of the call: whoever
-        // knows these messages reads it as "at a blank line" or "at end of file".
+        // The number reported is the reader's own result, not the return code of the call:
+        // administrators know it as "at a blank line" or "at end of file".
         failPosition(function, "fsetpos()", result, setPositionMessage(stream, error, result));
     }
     filePositionAfterReadingObject.offset = stream.tell();

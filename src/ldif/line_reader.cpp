@@ -91,12 +91,12 @@ LineReader::Run LineReader::readRunAtHand() {
     const char* const end = buffer_.data() + end_;
     const char* at = begin;
     while (end - at >= 2 && runEnds_.size() < maxLines) {
-        const char first = *at == ' ' ? at[1] : *at;  // that of the value, in a continuation
+        const char first = *at == ' ' ? at[1] : *at;  // in a continuation, that of the value
         if (static_cast<unsigned char>(first) <= '#') {
             break;  // may be blank or a comment
         }
-        const std::size_t most = std::min(static_cast<std::size_t>(end - at), longestLine);
-        const void* lineFeed = std::memchr(at, '\n', most);
+        const std::size_t max = std::min(static_cast<std::size_t>(end - at), longestLine);
+        const void* lineFeed = std::memchr(at, '\n', max);
         if (lineFeed == nullptr) {
             break;
         }
@@ -109,21 +109,21 @@ LineReader::Run LineReader::readRunAtHand() {
 }
 
 std::uint32_t LineReader::skipBlankLinesAtHand() {
-    // What is left of a deleted line is the end of this text, and later passes read all of them
-    // again: comparing whole lines takes a fraction of the time of a look at every byte.
-    static const std::string blanks = std::string(longestLine - 2, ' ') + "\r\n";
+    // A deleted line consists of the end of this text, and later passes read all of them again:
+    // comparing whole lines is much faster than looking at every byte.
+    static const std::string longestBlankLine = std::string(longestLine - 2, ' ') + "\r\n";
     const char* const begin = buffer_.data() + next_;
     const char* const end = buffer_.data() + end_;
     const char* at = begin;
     std::uint32_t count = 0;
     while (at < end && (*at == ' ' || *at == '\r' || *at == '\n')) {
-        const std::size_t most = std::min(static_cast<std::size_t>(end - at), longestLine);
-        const void* lineFeed = std::memchr(at, '\n', most);
+        const std::size_t max = std::min(static_cast<std::size_t>(end - at), longestLine);
+        const void* lineFeed = std::memchr(at, '\n', max);
         if (lineFeed == nullptr) {
             break;
         }
         const auto size = static_cast<std::size_t>(static_cast<const char*>(lineFeed) + 1 - at);
-        if (std::memcmp(at, blanks.data() + blanks.size() - size, size) != 0 &&
+        if (std::memcmp(at, longestBlankLine.data() + longestBlankLine.size() - size, size) != 0 &&
             !isBlankLine({at, size})) {
             break;
         }

@@ -1,6 +1,6 @@
 // A file that is written through a buffer.
 //
-// What is written stays in memory until the buffer is full, the file is flushed or closed, or the
+// Written text stays in memory until the buffer is full, the file is flushed or closed, or the
 // process ends by exit(3): a file with static storage loses nothing to a fatal error elsewhere.
 // Bytes that the system refuses stay in the buffer, and the next attempt begins with them.
 #pragma once
@@ -22,32 +22,32 @@ public:
     int open(const std::string& name, int flags);
 
     // Opens `name`, which no other run may write to, as openLockedFile does. Returns 0 or the error
-    // number: ESPIPE for a pipe, which would take what nobody may ever read.
+    // number: ESPIPE for a pipe, whose contents might never be read.
     int openLocked(const std::string& name);
 
-    // Removes what the file held when it was opened. Returns 0 or the error number.
+    // Removes the contents that the file had when it was opened. Returns 0 or the error number.
     int empty();
 
-    // From here on, what is written goes nowhere, until another file is opened.
+    // From here on, written text is discarded, until another file is opened.
     void discard();
 
     bool isOpen() const {
         return file_.isOpen();
     }
 
-    // Each returns 0, or -1 when the system refuses to take what has been written; error() then
-    // tells why. A text that could not be written is not kept. close() closes in either case.
+    // Each returns 0, or -1 if the system refuses the text; error() is then the reason. A text that
+    // could not be written is not kept. close() closes in either case.
     int write(std::string_view text);
     int flush();
     int close();
 
-    // Flushes, and waits until the system has everything on its disk, with the folder that `name`
-    // has led to. Returns as flush().
+    // Flushes, and waits until the file, and the folder that `name` has led to, are on the disk.
+    // Returns as flush().
     int sync(const std::string& name);
 
     bool isTerminal() const;
 
-    // As stateOf gives it.
+    // The result of stateOf.
     FileState state() const;
 
     int error() const {

@@ -69,9 +69,9 @@ int visitPassedLines(LineReader& stream,
 
 void moveNextObjectToOutputLDIFFile(LineReader& stream) {
     trace("moveNextObjectToOutputLDIFFile():  FUNCTION ENTRY \n");
-    // At the end of the file no blank line is written, on purpose: the entry is passed on
-    // unchanged. What is written next follows it directly, so that such an entry must not be the
-    // last one of an export.
+    // At the end of the file no blank line is written, on purpose: the entry is copied unchanged.
+    // The next text written follows it directly, so that such an entry must not be the last one of
+    // an export.
     visitPassedLines(stream, passLine);
     trace("moveNextObjectToOutputLDIFFile():  FUNCTION EXIT   \n");
 }

@@ -1,7 +1,7 @@
-// Passing an entry of the export straight to the output, line by line.
+// Pass-through entries: copied from the export to the output line by line.
 //
-// This is how entries that have too many lines to be gathered still reach the output, unchanged
-// but for their comments and the directory's entry identifiers.
+// Entries that have too many lines to be gathered reach the output in this way, unchanged except
+// that comments and the directory's entry identifiers are dropped.
 #pragma once
 
 #include <cstdint>
@@ -10,11 +10,11 @@
 
 #include "ldif/line_reader.h"
 
-// What a line, or a piece of one, is to an entry that is passed on.
+// The role of a line, or a piece of one, in a pass-through entry.
 enum class PassedLine : std::uint8_t { BLANK_BEFORE, COMMENT, DROPPED, KEPT, BLANK_BEHIND };
 
-// Reads the next entry of `stream` and the blank line behind it. Gives `take` each line as it was
-// read, and what it is. Returns what reading the last line has returned.
+// Reads the next entry of `stream` and the blank line behind it. Calls `take` with each line,
+// unchanged, and its role. Returns the result of reading the last line.
 int visitPassedLines(LineReader& stream,
                      const std::function<void(PassedLine kind, std::string_view line)>& take);
 

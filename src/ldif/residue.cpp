@@ -76,22 +76,22 @@ void copyObjects() {
         showProgress(tifp.tell());
         requireResourceCredentials();
         if (writeObject() != 0) {
-            // Quiet on purpose, and the work file stays open: a run that has come this far goes
-            // on to its end. What the system has refused is tried again when the output is
-            // closed, and a failure there is not quiet.
+            // Silent on purpose, and the work file stays open: a run that has come this far
+            // continues to its end. Bytes that the system has refused are tried again when the
+            // output is closed, and a failure there is reported.
             report(writeFailedLine, {});
             return;
         }
         freeObject();
         if (ofp.write("\n") != 0) {
             // Unlike a failed line this is fatal, but without a message, on purpose: the entry
-            // just written would run into whatever is added behind it.
+            // just written would not be separated from the text behind it.
             fail(writeFailedLine, {}, {NO_MESSAGE, {}});
         }
         requireDeletion(deleteNextObjectFromTemporaryInputLDIFFile(tifp));
     }
-    requireDeletion(tifp.flush());  // writes what the deletions have gathered
-    tifp.close();  // a late write error is of no consequence: no pass reads the file again
+    requireDeletion(tifp.flush());  // writes the deletions gathered in memory
+    tifp.close();  // a late write error does not matter: no pass reads the file again
 }
 
 }  // namespace

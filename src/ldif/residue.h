@@ -1,7 +1,7 @@
-// The residue: what every pass has left in the work file.
+// The residue: the entries that all passes have left in the work file.
 //
-// Only resource credentials may be left; the newer layout keeps them as they are, but for the
-// access-control, control and identifier attributes.
+// Only resource credentials may be left. The newer layout takes them over unchanged, except for the
+// access-control, control and identifier attributes, which are dropped.
 #pragma once
 
 #include <string_view>
@@ -10,7 +10,7 @@
 #include "entry/filters.h"
 
 // Calls `take` with the lines of `entry` that are copied, until it returns other than 0. Returns
-// what it returned last.
+// its last result.
 template <class Take>
 int visitResidueLines(EntryView entry, Take take) {
     int result = 0;
@@ -22,7 +22,7 @@ int visitResidueLines(EntryView entry, Take take) {
 }
 
 // Copies the entries left in the work file to the end of the output and blanks each one after
-// copying it. Returns without a message, with the rest not copied and the work file open, when a
-// line cannot be written. Every other failure ends the process; that of the blank line behind an
-// entry does so without a message.
+// copying it. If a line cannot be written, returns silently, with the rest not copied and the work
+// file open. Every other failure ends the process; if the blank line behind an entry cannot be
+// written, without a message.
 void copyRemainingObjectsToOutputLDIFFile();

@@ -24,7 +24,7 @@ Message writeMessage(const std::string& name, const OutputFile& file) {
 }
 
 Message workFileMessage(const std::string& problem) {
-    // Without an error number, the position call that failed has had its own message.
+    // Without an error number, a position call has failed and printed its own message.
     const std::string reason = tifp.error() != 0 ? ": " + systemReason(tifp.error()) : "";
     return migrationStopped(problem + " in the work file" + reason);
 }

@@ -10,8 +10,8 @@
 
 namespace {
 
-// Open for their locks alone. A lock of flock(2), unlike one of fcntl(2), outlives the opening and
-// closing of the same file elsewhere.
+// Open for their locks alone. A lock of flock(2), unlike one of fcntl(2), is kept when the same
+// file is opened and closed elsewhere.
 File lockedInput;
 File lockedWorkFile;
 
@@ -71,7 +71,7 @@ std::string_view workFileProblem(const FileState& state) {
 
 std::optional<Message> lockWorkFile() {
     const std::string& name = temp_input_ldif_filename;
-    // Not through a link, and no file that somebody else puts there meanwhile.
+    // Follows no link, and opens no file that another program creates meanwhile.
     lockedWorkFile = openFile(name, O_CREAT | O_EXCL | O_NOFOLLOW);
     const bool isNew = lockedWorkFile.isOpen();
     if (!isNew && errno == EEXIST) {
@@ -84,7 +84,7 @@ std::optional<Message> lockWorkFile() {
     if (state.kind == FileKind::NONE) {
         return lockMessage(name, state.error);
     }
-    // Some file systems give every file to one user, or let everybody write to all of them.
+    // On some file systems every file belongs to one user, or everybody may write to all of them.
     if (const auto problem = workFileProblem(state); !isNew && !problem.empty()) {
         return cannotOpen(name, problem);
     }
@@ -124,7 +124,7 @@ void noteStagedWorkFile() {
              {MESSAGE_CANNOT_READ, {temp_input_ldif_filename, systemReason(stagedWorkFile.error)}});
     }
     isStaged = true;
-    suspectWorkFile(wasLeftBehind);  // what staging fails at, it has found in the export itself
+    suspectWorkFile(wasLeftBehind);  // from here on: staging fails at entries of the export alone
 }
 
 off_t workFileSize() {
@@ -140,7 +140,7 @@ void requireInputInPlace() {
 
 void requireUnchangedInput() {
     if (inputAtStart.kind != FileKind::REGULAR) {
-        return;  // a pipe has not been read, and what could not be opened was not claimed
+        return;  // a pipe has not been read, and a file that could not be opened was not locked
     }
     const FileState state = stateOf(lockedInput.descriptor());
     const bool isUnchanged = state.kind == inputAtStart.kind && state.size == inputAtStart.size &&

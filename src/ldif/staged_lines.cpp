@@ -10,9 +10,9 @@
 
 namespace {
 
-// Gives `take` the lines that hold a colon of which `isChanged` is true, each with what `change`
-// makes of it, and the lines between them unchanged. `isChanged` gets the text up to the colon and
-// what follows it.
+// Calls `take` with the lines that hold a colon for which `isChanged` is true, each with the result
+// of `change`, and with the lines between them unchanged. `isChanged` gets the text up to the colon
+// and the text behind it.
 template <class IsChanged, class Change>
 void visitLines(std::string_view attributes, IsChanged isChanged, Change change,
                 const StagedLinesTaker& take) {
@@ -46,7 +46,7 @@ bool belongsInOutput() {
         case SECAUTHORITYINFO_OBJECTCLASS:
         case CONTAINER_OBJECTCLASS:
             return true;
-        case SECPOLICY_OBJECTCLASS:  // one that is already in the newer layout
+        case SECPOLICY_OBJECTCLASS:  // if it is already in the newer layout
             return dostristr(obtainAttributeFromObjectArray(0), "cn=Policies,secAuthority=") !=
                    nullptr;
         default:

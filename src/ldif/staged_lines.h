@@ -1,7 +1,8 @@
-// What becomes of an entry while it is staged: where it goes, and which of its lines get there.
+// The rules of staging: whether an entry goes to the output or to the work file, and which of its
+// lines are dropped or changed.
 //
-// It is decided here alone. Staging writes what is decided, and the check reports and digests it.
-// What the reader of the work file then makes of a line that is too long is up to entry_reader.h.
+// They are decided here alone. Staging writes the resulting lines, the check reports and digests
+// them. How a line that is too long is then read from the work file is up to entry_reader.h.
 #pragma once
 
 #include <functional>
@@ -11,11 +12,11 @@
 // through to the output. Asked before the entry is adjusted.
 bool belongsInOutput();
 
-// Takes lines that follow one another, each with its line feed, and what is written for them: the
-// same, another text, or nothing.
+// Takes consecutive lines, each with its line feed, and the text written for them: the same,
+// another, or none.
 using StagedLinesTaker = std::function<void(std::string_view lines, std::string_view written)>;
 
 // Divides an entry that goes to the output, or to the work file, into lines that are changed and
-// those between them. `attributes` holds each of its attributes on a line.
+// those between them. `attributes` holds each of its attributes on one line.
 void visitOutputLines(std::string_view attributes, const StagedLinesTaker& take);
 void visitWorkFileLines(std::string_view attributes, const StagedLinesTaker& take);

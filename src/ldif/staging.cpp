@@ -25,8 +25,8 @@
 
 namespace {
 
-// The work file while it is being written. Not local to a procedure, so that a fatal end finds
-// it and writes out what it holds.
+// The work file while it is being written. Not local to a procedure, so that its buffer is written
+// if the process ends.
 OutputFile stagedFile;
 
 [[noreturn]] void failWriting(const OutputFile& file) {
@@ -69,8 +69,8 @@ void openWorkFile() {
     }
 }
 
-// Output and trace lose what they have held once everything is open, and an export that has no
-// positions is known: a run that ends before has destroyed nothing.
+// Output and trace are emptied only when everything is open and the export is known to have
+// positions: a run that ends before has destroyed nothing.
 void emptyFiles() {
     FilePosition start;
     if (const int error = ifp.getPosition(start); error != 0) {
@@ -85,7 +85,7 @@ void emptyFiles() {
     }
 }
 
-// The next entry that is not passed to the output by the reader itself.
+// Reads the next entry that the reader does not copy to the output itself.
 int readNextObject() {
     int result = 0;
     do {

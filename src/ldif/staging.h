@@ -1,15 +1,14 @@
-// Staging: the one reading of the export, which splits it in two.
+// Staging: reads the export, once, and splits it in two.
 //
 // Entries that need no regrouping go straight to the output; users, groups, policy data, policies
 // of the older layout, mappings and resource credentials go to the work file, one blank line
 // behind each. Every entry is adjusted on the way, and every attribute is written on one line.
 //
-// The work file is appended to and never emptied: one that an earlier run left behind is
-// extended, and its last line taken as it stands.
+// The work file is never emptied: if an earlier run left one behind, entries are appended to it,
+// and its last line is not changed.
 #pragma once
 
 // Stages the export. Returns 0, or -1 when it could not be read to its end. A file that cannot
 // be opened, positioned or written ends the process, and so does an entry that cannot be adjusted.
-// Nothing in here is traced but its beginning and end, which keeps the trace of a large export
-// small.
+// Only the beginning and the end are traced, to keep the trace of a large export small.
 int copyOriginalInputFileToTempInputFile();

@@ -21,13 +21,13 @@ struct Stretch {
     off_t end;
 };
 
-// Entries stepped over in the current pass, those that stand back to back as one. When there are
-// too many, the last one also takes in what is between them.
+// Extents of the entries stepped over in the current pass; adjacent entries share one. When there
+// are too many, the last one also covers the text between them.
 constexpr std::size_t maxStretches = 65536;
 std::vector<Stretch> steppedOver;
 
-// What the last pass has left, up to the end of the file, and which of it is next; written by
-// rememberObjectsSteppedOver.
+// The extents that the last pass has left, up to the end of the file, and the index of the next
+// one; written by rememberObjectsSteppedOver.
 std::vector<Stretch> remaining;
 std::size_t nextRemaining = 0;
 off_t endOfFile = 0;
@@ -45,7 +45,7 @@ void noteSteppedOver(off_t start, off_t end) {
 // Here and below, procedures return 0 or -1.
 int goTo(LineReader& stream, const FilePosition& position) {
     const int error = stream.setPosition(position);
-    // Blank lines that the system has refused on the way are for the caller to report.
+    // If the system refused blank lines on the way, the caller reports it.
     if (error != 0 && stream.error() == 0) {
         zr_printf_utf8(positionMessage("fsetpos()", error));
     }
@@ -56,8 +56,8 @@ int overwrite(LineReader& stream, const FilePosition& position, std::string_view
     return stream.overwrite(position, text) == 0 ? 0 : -1;
 }
 
-// Blanks the lines of the entry, which follow one another without a gap. Nothing in here is traced:
-// a line per blanked line would drown the trace.
+// Blanks the consecutive lines of the entry. Nothing is traced: a trace line per blanked line would
+// be too much.
 int blankLineByLine(LineReader& stream) {
     FilePosition start;
     if (const int error = stream.getPosition(start); error != 0) {
@@ -65,8 +65,8 @@ int blankLineByLine(LineReader& stream) {
         return -1;
     }
     constexpr std::size_t maxAtOnce = 256 * 1024;  // of an entry that may be of any size
-    static std::string blanks;
-    blanks.clear();
+    static std::string blankLines;
+    blankLines.clear();
     bool objectHasBegun = false;
     int result = 0;
     while ((result = getNextLine(nextLine, stream)) == 0) {
@@ -78,20 +78,20 @@ int blankLineByLine(LineReader& stream) {
             continue;
         }
         objectHasBegun = true;
-        if (blanks.size() + nextLine.size() > maxAtOnce) {
-            if (overwrite(stream, start, blanks) != 0) {
+        if (blankLines.size() + nextLine.size() > maxAtOnce) {
+            if (overwrite(stream, start, blankLines) != 0) {
                 return -1;
             }
-            start.offset += static_cast<off_t>(blanks.size());
-            blanks.clear();
+            start.offset += static_cast<off_t>(blankLines.size());
+            blankLines.clear();
         }
         // Comments are blanked too: nothing of the entry may be read again.
-        const std::size_t lineStart = blanks.size();
-        blanks += nextLine;
-        blankLine(blanks, lineStart);
-        // The next line begins behind the blanks. That is where it began anyway, unless this
-        // line was shortened by a NUL byte or is a last line of one character.
-        const FilePosition behind = {start.offset + static_cast<off_t>(blanks.size())};
+        const std::size_t lineStart = blankLines.size();
+        blankLines += nextLine;
+        blankLine(blankLines, lineStart);
+        // The next line begins behind the spaces. It began there anyway, unless this line was
+        // shortened by a NUL byte or is a last line of one character.
+        const FilePosition behind = {start.offset + static_cast<off_t>(blankLines.size())};
         if (behind.offset != stream.tell() && goTo(stream, behind) != 0) {
             return -1;
         }
@@ -99,23 +99,22 @@ int blankLineByLine(LineReader& stream) {
     if (result == READ_ERROR) {
         return -1;
     }
-    return blanks.empty() ? 0 : overwrite(stream, start, blanks);
+    return blankLines.empty() ? 0 : overwrite(stream, start, blankLines);
 }
 
-// Blanks the entry that takes up `extent`, with the blank line behind it: the bytes of entries
-// deleted in a row then follow one another. That the entry need not be read again saves a tenth of
-// a migration.
+// Blanks the entry at `extent` without reading it again, and the blank line behind it, so that the
+// bytes of consecutive deleted entries are written at once.
 int blankExtent(LineReader& stream, const Extent& extent, std::string_view text) {
-    static std::string blanks;
-    blanks = text;
+    static std::string blankLines;
+    blankLines = text;
     const auto end = static_cast<std::size_t>(extent.end - extent.firstLine);
-    std::fill_n(blanks.begin(), end, ' ');
+    std::fill_n(blankLines.begin(), end, ' ');
     for (std::size_t lineFeed = text.find('\n'); lineFeed < end;
          lineFeed = text.find('\n', lineFeed + 1)) {
-        blanks[lineFeed - 1] = '\r';
-        blanks[lineFeed] = '\n';
+        blankLines[lineFeed - 1] = '\r';
+        blankLines[lineFeed] = '\n';
     }
-    const int result = overwrite(stream, {extent.firstLine}, blanks);
+    const int result = overwrite(stream, {extent.firstLine}, blankLines);
     return result == 0 ? goTo(stream, {extent.next}) : result;
 }
 
@@ -128,7 +127,7 @@ int blankObject(LineReader& stream) {
     if (!text.empty()) {
         return blankExtent(stream, *extent, text);
     }
-    // Whatever came before the entry, it is not looked at again.
+    // Anything before the entry is not read again.
     return goTo(stream, {extent->firstLine}) == 0 ? blankLineByLine(stream) : -1;
 }
 
@@ -167,7 +166,7 @@ int stepOverObject(LineReader& stream) {
         return -1;
     }
     const off_t start = stream.tell();
-    // Whoever traces a run gets to see every line.
+    // The trace of a run shows every line.
     const std::optional<Extent> extent = stream.takeNotedExtent(start);
     const int result = extent && !debug ? goTo(stream, {extent->next}) : stepOverLineByLine(stream);
     if (result == 0) {
@@ -181,7 +180,7 @@ int stepOverObject(LineReader& stream) {
 int deleteNextObjectFromTemporaryInputLDIFFile(LineReader& stream) {
     traceDeletion();
     int result = blankObject(stream);
-    // A trace that shows a deletion must not be ahead of the file.
+    // A deletion must be in the file before the trace shows it.
     if (result == 0 && debug) {
         result = stream.flush() == 0 ? 0 : -1;
     }

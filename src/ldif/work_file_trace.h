@@ -1,4 +1,4 @@
-// What the trace shows of the operations on the work file.
+// The trace of the operations on the work file.
 #pragma once
 
 #include <string_view>
@@ -12,7 +12,7 @@ void traceEndOfStepOver(int result);
 // A failed look at the position, before the message that the caller prints.
 void tracePositionFailure(int returnCode);
 
-// What a line is to the entry that is stepped over.
+// The role of a line in the entry that is stepped over.
 void traceLineSteppedOver(std::string_view line, bool objectHasBegun);
 
 void traceEndOfFile();

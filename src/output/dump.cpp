@@ -8,8 +8,7 @@
 
 namespace {
 
-// How the report shows a row: its lines and a line feed, or `emptyText` with the row's index in
-// the place of a %d.
+// A row in the report: its lines and a line feed, or `emptyText` with the row's index for its %d.
 struct RowFormat {
     const Matrix& matrix;
     std::string_view emptyText;
@@ -23,7 +22,7 @@ const RowFormat secPolicyDataFormat = {secPolicyData_matrix,
                                        "\ndumpData() - secPolicyData_matrix[%d][0] was NULL \n\n"};
 const RowFormat secPolicyFormat = {secPolicy_matrix,
                                    "\ndumpData() - No secPolicy for this user. \n\n"};
-// Spelled unlike the matrix, as readers of dumps know it.
+// Spelled unlike the matrix, as dumps have always shown it.
 const RowFormat userMappingFormat = {secMap_for_secUser_matrix,
                                      "\ndumpData() - secMapForSecUser_matrix[%d][0] was NULL \n\n"};
 const RowFormat secGroupFormat = {secGroup_matrix,

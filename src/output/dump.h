@@ -1,4 +1,4 @@
-// The cache dump: everything that the object cache holds, as a report in the trace.
+// The cache dump: a report on the contents of the object cache, in the trace.
 #pragma once
 
 // Writes the report when the trace is on; changes nothing. Always returns 0.

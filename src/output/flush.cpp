@@ -33,7 +33,7 @@ bool isWhereItBelongs(EntryView entry, std::string_view name) {
     return true;
 }
 
-// Whether the DN that an entry of the table gives its owner is one, rather than a piece of a value
+// Whether the DN that an entry of the table gives its owner is a DN, rather than a piece of a value
 // that holds the name of an attribute.
 bool namesOwnerByDn(const Matrix& matrix, EntryView entry) {
     const bool isInUsers = &matrix == &Users_secUser_matrix;
@@ -41,7 +41,7 @@ bool namesOwnerByDn(const Matrix& matrix, EntryView entry) {
                              (!isInUsers || isWhereItBelongs(entry, "secauthority:")));
 }
 
-// What a message calls the owner in slot `index`. Its DN may be any piece of one of its entries.
+// The name of the owner in slot `index` in messages. Its DN may be any piece of one of its entries.
 std::string ownerName(const OwnerTable& owners, int index) {
     static const std::array<const Matrix*, 5> ofUsers = {&secUser_matrix, &Users_secUser_matrix,
                                                          &secPolicyData_matrix, &secPolicy_matrix,
@@ -63,7 +63,7 @@ Message messageOfFailure(const OwnerTable& owners, int index) {
         return migrationStopped(
             format("cannot write \"%s\": %s", output_ldif_filename, systemReason(ofp.error())));
     }
-    // Without a write error it was a name that could not be found.
+    // Without a write error, a name could not be found.
     const bool isUser = &owners == &secUser_dn;
     const EntryView entry = (isUser ? secUser_matrix : secGroup_matrix).row(index);
     const std::string problem = isUser ? nameProblemOfUser(entry) : nameProblemOfGroup(entry);
@@ -126,7 +126,7 @@ int writeGroup(int j) {
     return take(groupSteps, secGroup_dn, j);
 }
 
-// The policy data goes unwritten: the newer layout has no entry for it.
+// The policy data is not written: the newer layout has no entry for it.
 void releaseUser(int i) {
     freeSecUserDN(i);
     freeSecUser(i);
@@ -143,7 +143,7 @@ void releaseGroup(int j) {
     freeSecMapForSecGroup(j);
 }
 
-// One kind of owner, as its traces name it.
+// The texts of one kind of owner in its traces.
 struct Flush {
     std::string_view kind;
     OwnerTable& owners;
@@ -169,7 +169,7 @@ void traceProgress(const Flush& flush, std::string_view what, int index) {
           index);
 }
 
-// Writes what is held of one kind. `before` owners have been written already.
+// Writes all owners of one kind. `before` owners have been written already.
 int writeAll(const Flush& flush, int before) {
     constexpr int ahead = 4;
     for (int i = 0; flush.owners.count != 0; ++i) {

@@ -1,4 +1,4 @@
-// The flush: writing out what a pass has gathered, and emptying the cache.
+// The flush: writes the owners that a pass has gathered, and empties the cache.
 //
 // Every user in slot order, each followed by its policy container and policy, then every group
 // in slot order. A slot is released as soon as its records are written.
@@ -6,9 +6,9 @@
 
 #include "driver/diagnostics/messages.h"
 
-// Returns 0 when everything was written and the cache is empty, or -1 when a step failed: the
-// slot at hand and all later ones then stay in the cache.
+// Returns 0 if everything was written and the cache is empty, or -1 if a step failed: the current
+// slot and all later ones then stay in the cache.
 int copyAllAccumulatedDataToOutputFile();
 
-// What is said after a flush that has returned -1, and only then.
+// The message after a flush that has returned -1. Not to be called otherwise.
 Message flushFailedMessage();

@@ -48,19 +48,20 @@ void requireLines(EntryView inputObject1, EntryView inputObject2) {
     }
 }
 
-// What is wrong with line `index`, which has no colon. Of its text nothing is shown: it may be a
-// part of a value that is a secret.
+// The problem of line `index`, which has no colon. Its text is not shown: it may be part of a value
+// that is a secret.
 std::string problemWithoutColon(EntryView entry, int index) {
-    int place = 1;
+    int number = 1;
     for (int i = 0; i < index; ++i) {
-        place += entry.line(i).ends_with('\n') ? 1 : 0;
+        number += entry.line(i).ends_with('\n') ? 1 : 0;
     }
     const bool isPiece = index > 0 && !entry.line(index - 1).ends_with('\n');
     return format(
         "the entry %s has %s: its line %d, counted from its DN line without comments and "
         "continuation lines",
         entryName(entry),
-        isPiece ? "an attribute that is longer than 4,094 bytes" : "a line without a colon", place);
+        isPiece ? "an attribute that is longer than 4,094 bytes" : "a line without a colon",
+        number);
 }
 
 [[noreturn]] void failWithoutColon(EntryView entry, std::size_t index, std::string_view echoLabel) {
@@ -72,13 +73,13 @@ std::string problemWithoutColon(EntryView entry, int index) {
          migrationFailed(problemWithoutColon(entry, line)));
 }
 
-// Hands the line on to the result.
+// Moves the line to the result.
 void append(std::string_view& line) {
     object.append(line);
     line = {};
 }
 
-// What is known of a line by its prefixes, each up to one of its colons.
+// The properties of a line that its prefixes decide, each up to one of its colons.
 struct LinePrefixes {
     std::string_view name;  // the first of them
     bool holdsObjectClassName = false;
@@ -123,8 +124,8 @@ void mergeFirst(EntryView entry, Lines& first, Lines& second, NameSearch& search
     for (std::size_t i = 0; i < first.size(); ++i) {
         std::string_view& line = first[i];
         const LinePrefixes colonPrefixes = reader.read(line);
-        // Anywhere in the line, and before anything else is asked of it: a line that only speaks of
-        // an object class in its value is kept as well.
+        // Anywhere in the line, and before the other rules: a line that only mentions an object
+        // class in its value is kept as well.
         if (colonPrefixes.holdsObjectClassName) {
             append(line);
             continue;
@@ -202,7 +203,7 @@ void mergeObjects(EntryView inputObject1, EntryView inputObject2) {
     const OutOfMemoryLine line("mergeObjects():  malloc() failure.  EXITING. \n");
     trace("mergeObjects():  FUNCTION ENTRY  \n");
     requireLines(inputObject1, inputObject2);
-    // Kept from merge to merge, so that most merges need no memory.
+    // Reused, so that most merges allocate nothing.
     static Lines first;
     static Lines second;
     static NameSearch search;
@@ -216,7 +217,7 @@ void mergeObjects(EntryView inputObject1, EntryView inputObject2) {
     trace("mergeObjects():  numberOfInputObject1Attributes = %d \n"
           "mergeObjects():  numberOfInputObject2Attributes = %d \n",
           first.size(), second.size());
-    // The lines are listed twice because whoever reads traces expects both lists.
+    // The lines are listed twice because readers of traces expect both lists.
     traceInputs("CLONES OF THE ABOVE OBJECTS ARE: \n", "", "Clone", first, second);
     mergeFirst(inputObject1, first, second, search);
     mergeSecond(inputObject2, second);

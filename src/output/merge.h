@@ -1,11 +1,11 @@
 // Merging two entries of one owner into one.
 //
-// The lines of the first entry lead, in their order; where a line of the second holds the same
-// attribute name, it takes the place of the first's, but for secAuthority. The name is looked for
-// loosely, inside longer names and in values too. Each line of the first uses up at most one of
-// the second, so that values of a multi-valued attribute pair off in order. What is left of the
-// second follows. Lines that are named for an object class, an identifier, access control or a
-// control are not merged: only the first entry's object classes stay.
+// The lines of the first entry come first, in their order. If a line of the second holds the same
+// attribute name, it replaces that of the first, except for secAuthority. The name is searched for
+// loosely, inside longer names and in values too. Each line of the first uses up at most one of the
+// second, so that the values of a multi-valued attribute are paired in order. The remaining lines
+// of the second follow. Lines of object classes, identifiers, access control and controls are not
+// merged: only the first entry's object classes stay.
 #pragma once
 
 #include <string_view>
@@ -13,11 +13,11 @@
 #include "entry/entry.h"
 
 // Leaves the merged entry in `object`, whose old lines are released; neither input may be
-// `object`. Ends the process when an input is empty or a line has no colon.
+// `object`. Ends the process if an input is empty or a line has no colon.
 void mergeObjects(EntryView inputObject1, EntryView inputObject2);
 
-// The name of a line, its colon included, by which it is merged; empty when it has no colon, so
-// that it cannot be merged.
+// The name by which a line is merged, its colon included; empty if the line has no colon, so that
+// it cannot be merged.
 inline std::string_view mergedName(std::string_view line) {
     return line.substr(0, line.find(':') + 1);
 }

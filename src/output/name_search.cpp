@@ -8,7 +8,7 @@
 
 namespace {
 
-// Below, sorting takes longer than it saves.
+// With fewer, sorting takes longer than it saves.
 constexpr std::size_t few = 64;
 
 constexpr std::uint32_t leftOut = std::numeric_limits<std::uint32_t>::max();
@@ -31,7 +31,7 @@ void NameSearch::prepare(EntryView entry, std::size_t searches) {
 }
 
 void NameSearch::findParts(EntryView entry) {
-    // To grow in steps would take up to twice as much for a moment.
+    // Growing in steps would take up to twice as much memory for a moment.
     constexpr std::size_t large = 64 * 1024;
     const std::string_view text = entry.text();
     text_ = text.data();

@@ -1,10 +1,10 @@
 // The search for attribute names in the lines of an entry, one for each line of another entry.
 //
 // A name may match anywhere in a line, inside a longer name and in a value too, but it ends at a
-// colon. Finding the colons once makes the merge five times faster. Comparing each name with each
-// colon would still take seconds for two entries of 32,000 lines. So when both entries are long,
-// the texts between the colons are sorted by their characters from the last one to the first: those
-// that end in a name are neighbours then, and a tree of minima over them gives their lowest line.
+// colon. So the colons of the entry are found once. If both entries are long, comparing each name
+// with each colon would still take time in proportion to the product of their lengths. Then the
+// texts between the colons are sorted by their characters from the last one to the first: those
+// that end in a name are neighbours, and a tree of minima over them gives their lowest line.
 #pragma once
 
 #include <cstddef>
@@ -14,25 +14,25 @@
 
 #include "entry/entry.h"
 
-// The lines of an entry; a null line has been handed on to the result or dropped.
+// The lines of an entry; a null line has been moved to the result or dropped.
 using Lines = std::vector<std::string_view>;
 
 class NameSearch {
 public:
-    // What is kept for each colon of the entry, at most.
+    // The max memory for each colon of the entry.
     static constexpr std::size_t bytesForColon = 16;
 
-    // Makes ready for at most so many searches of `entry`, which stays where it is meanwhile.
+    // Prepares at most so many searches of `entry`, which must not move until the last of them.
     void prepare(EntryView entry, std::size_t searches);
 
-    // The first line not yet handed on that holds `name` anywhere, case-insensitively; the number
-    // of lines when there is none. `name` ends in its only colon. Loose on purpose: the name may
-    // match inside a longer name or in a value.
+    // The first line not yet moved to the result that holds `name` anywhere, case-insensitively;
+    // the number of lines if there is none. `name` ends in its only colon. Loose on purpose: the
+    // name may match inside a longer name or in a value.
     std::size_t find(const Lines& lines, std::string_view name);
 
 private:
-    // A text up to a colon and with it, from the colon before or the beginning of its line on. An
-    // entry may hold a colon in every second byte: places take half of what views would.
+    // A text up to and including a colon, from the colon before or the beginning of its line on. An
+    // entry may hold a colon in every second byte: offsets take half the memory of views.
     struct Part {
         std::uint32_t line;
         std::uint32_t begin;
@@ -54,6 +54,6 @@ private:
     std::vector<Part> parts_;
     // A binary tree in an array when the parts are sorted, else empty: children of node i are 2i
     // and 2i + 1. Each node is the part with the lowest line below it; the leaves, which come last,
-    // are the parts themselves and need no place.
+    // are the parts themselves and are not stored.
     std::vector<std::uint32_t> lowest_;
 };

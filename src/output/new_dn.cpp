@@ -15,8 +15,8 @@ std::string cnFromSecGroupObject;
 
 namespace {
 
-// What a message calls the policy in slot `index`. Its DN was taken from the first line of its
-// entry, whatever that is.
+// The name of the policy in slot `index` in messages. Its DN was taken from the first line of its
+// entry, which may not be a DN line.
 std::string policyName(int index, std::string_view policyDn) {
     const EntryView policy = secPolicy_matrix.row(index);
     return policy.empty() || isDnShown(policy) ? quoted(policyDn) : entryName(policy);
@@ -44,14 +44,14 @@ std::string_view orNull(std::string_view text) {
     return text.empty() ? "null" : text;
 }
 
-// One of the two finders, as its traces and errors name it. Their blanks differ, and are meant to.
+// The texts of one of the two finders in its traces and errors. Their spaces differ on purpose.
 struct Finder {
     std::string_view function;
     const Matrix& matrix;
     NamingAttribute attribute;
     std::string& value;
     std::string_view entryAndExit;  // the format of the lines for both
-    std::string_view searchPrefix;  // in front of every line looked at; empty: none is traced
+    std::string_view searchPrefix;  // before every line searched; empty: none is traced
     std::string_view errorLine;
     std::string_view errorEcho;
     std::string_view errorContinuation;
@@ -90,9 +90,9 @@ void traceEntryOrExit(const Finder& finder, std::string_view which) {
     }
 }
 
-// The text behind the attribute name and blanks in `line`; null when the line does not hold the
-// name. It may stand anywhere, in a longer name or a value too: the first line that holds it names
-// the entry, on purpose.
+// The text behind the attribute name and spaces in `line`; null if the line does not hold the name.
+// The name may be anywhere, in a longer name or a value too: the first line that holds it names the
+// entry, on purpose.
 std::string_view namingValue(std::string_view line, const NamingAttribute& attribute) {
     std::size_t match = line.find(attribute.first);
     if (match == std::string_view::npos) {
@@ -101,10 +101,10 @@ std::string_view namingValue(std::string_view line, const NamingAttribute& attri
     if (match == std::string_view::npos) {
         return {};
     }
-    return withoutLeadingBlanks(line.substr(match + attribute.first.size()));
+    return withoutLeadingSpaces(line.substr(match + attribute.first.size()));
 }
 
-// The first naming value of `entry`, without its line end; null when there is none.
+// The first naming value of `entry`, without its line end; null if there is none.
 std::string_view firstNamingValue(EntryView entry, const NamingAttribute& attribute) {
     for (int i = 0; i < entry.lineCount(); ++i) {
         const std::string_view value = namingValue(entry.line(i), attribute);
@@ -130,7 +130,7 @@ std::string nameProblem(EntryView entry, const NamingAttribute& attribute) {
     return {};
 }
 
-// The first naming value in row `index`, its line end included; null when there is none.
+// The first naming value in row `index`, its line end included; null if there is none.
 std::string_view findNamingValue(const Finder& finder, int index) {
     const EntryView row = finder.matrix.row(index);
     for (int column = 0; column < row.lineCount(); ++column) {
@@ -166,7 +166,7 @@ int learnName(const Finder& finder, int index) {
     return 0;
 }
 
-// One of the three builders, as its traces name it.
+// The texts of one of the three builders.
 struct Builder {
     std::string_view function;
     const Finder& finder;

@@ -10,11 +10,11 @@ namespace {
 
 constexpr int SECUSER_MATRIX_NUMBER_OF_COLUMNS = 50;  // as traced; rows have no such limit
 
-// What `object` held before the second merge of a user, and the memory for its result after it: in
-// this way each of the two keeps the size that it has once had.
+// The lines of `object` before the second merge of a user, and afterwards the memory for the next
+// result: in this way neither of the two has to grow again.
 Entry partiallyMergedSecUser;
 
-// Traces name the writer that merges, and what.
+// The names of the writer and of the merged entries in traces.
 void mergeWithMapping(EntryView entry, EntryView mapping, std::string_view writer,
                       std::string_view merged) {
     trace("%s():  Calling mergeObjects() to merge %s \n", writer, merged);
@@ -22,7 +22,7 @@ void mergeWithMapping(EntryView entry, EntryView mapping, std::string_view write
     trace("%s():  Returning from mergeObjects() to merge %s \n", writer, merged);
 }
 
-// Merges what `object` holds into the user's entry below cn=Users, which leads.
+// Merges `object` into the user's entry below cn=Users, whose lines come first.
 void mergeWithUsersEntry(EntryView usersEntry) {
     trace("writeSecUserAddToOutputFile():  A Users secUser object exists. Begin merge. \n"
           "next_available_object_slot = %d \n"

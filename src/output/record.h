@@ -1,4 +1,4 @@
-// Records: what the lines of the newer layout are, whoever wants them.
+// Records: the lines of the entries in the newer layout.
 //
 // A record is a new DN line, lines, and an empty line. The lines of a user or group are those of
 // its merged entries, the lines of a policy those of its entry, both without the old DN line and
@@ -15,8 +15,8 @@
 #include "entry/names.h"
 #include "entry/text.h"
 
-// Merges the entries of one user, or of one group, into `object`; no user need have an entry below
-// cn=Users, which leads where there is one. None of them may be `object`. Ends the process when an
+// Merges the entries of one user, or of one group, into `object`. A user may have an entry below
+// cn=Users, whose lines come first. None of the entries may be `object`. Ends the process if an
 // entry is empty or a line has no colon.
 void mergeEntriesOfUser(EntryView user, EntryView mapping, EntryView usersEntry);
 void mergeEntriesOfGroup(EntryView group, EntryView mapping);
@@ -24,7 +24,7 @@ void mergeEntriesOfGroup(EntryView group, EntryView mapping);
 // Empties `object` after a merge. Keeps the memory of each of a user's two merges for the next one.
 void freeMergedEntry();
 
-// Lines that stand back to back in an entry, from line `first` to line `end` - 1.
+// Consecutive lines of an entry, from line `first` to line `end` - 1.
 struct LineRun {
     std::string_view text;
     int first;
@@ -32,7 +32,7 @@ struct LineRun {
 };
 
 // Calls `take` with the lines of `entry` that a record has, in runs, until it returns other than 0.
-// Returns what it returned last.
+// Returns its last result.
 template <class Take>
 int visitRecordLines(EntryView entry, const NameSet& filter, Take take) {
     int first = 1;  // behind the old DN line
@@ -63,14 +63,14 @@ int visitPolicyLines(EntryView policy, Take take) {
 }
 
 // Calls `take` with the five texts of the container that holds the policy of a user with this new
-// DN line, until it returns other than 0. Returns what it returned last. The last text holds the
-// empty line, too. `hasChangetype` is whether the export has change types: then the record, which
-// is made from nothing, gets one, else an empty text.
+// DN line, until it returns other than 0. Returns its last result. The last text holds the empty
+// line, too. `hasChangetype` is whether the export has change types: then the record gets one as
+// well, else that text is empty.
 template <class Take>
 int visitPolicyContainer(std::string_view userDnLine, bool hasChangetype, Take take) {
     const std::string_view userDn = userDnLine.substr(userDnLine.find(':') + 1);
-    const std::string dnLine = "dn: cn=Policies," + std::string(withoutLeadingBlanks(userDn));
-    // The object classes are in lower case, unlike the rest of the layout.
+    const std::string dnLine = "dn: cn=Policies," + std::string(withoutLeadingSpaces(userDn));
+    // The object classes are in lower case, unlike those of other entries.
     const std::array<std::string_view, 5> texts = {dnLine, hasChangetype ? "changetype: add\n" : "",
                                                    "objectclass: container\n", "objectclass: top\n",
                                                    "cn: Policies\n\n"};

@@ -14,7 +14,7 @@
 
 namespace {
 
-// A writer, as its traces and errors name it.
+// The texts of a writer in its traces and errors.
 struct Writer {
     std::string_view function;
     std::string_view missingDnTail;  // how the echo of a missing DN ends
@@ -53,7 +53,7 @@ int write(const Writer& writer, OutputFile& stream, std::string_view text) {
     return 0;
 }
 
-// Writes lines of the entry that a record is made of.
+// Writes lines of the entry from which a record is made.
 int writeRun(const Writer& writer, OutputFile& stream, EntryView entry, const LineRun& run) {
     if (writer.tracesLines && debug) {
         for (int i = run.first; i < run.end; ++i) {
@@ -96,7 +96,7 @@ int beginRecord(const Writer& writer, OutputFile& stream, const OwnerTable& owne
     return write(writer, stream, owners.dn(index));
 }
 
-// Writes what the merge has left in `object`, and ends the record.
+// Writes the merged lines in `object`, and ends the record.
 int writeMerged(const Writer& writer, OutputFile& stream) {
     if (writer.tracesLines) {
         trace("%s():  Write the remainder of the entry to the output LDIF file \n",
@@ -131,7 +131,7 @@ int writeSecUserAddToOutputFile(int index, OutputFile& stream) {
 int writePolicyContainerAddToOutputFile(int index) {
     traceEntry(containerWriter);
     requireDn(containerWriter, secUser_dn.name(), secUser_dn.dn(index), index);
-    int number = 0;  // an empty text keeps its own in the trace
+    int number = 0;  // an empty text has its own in the trace, too
     const auto take = [&number](std::string_view text) {
         ++number;
         return ofp.write(text);

@@ -1,12 +1,12 @@
 // The writers: one record of the newer layout each, appended to the output.
 //
-// A record is the new DN line of its slot, the lines that record.h gives it, and an empty line.
+// A record is the new DN line of its slot, the lines from record.h, and an empty line.
 #pragma once
 
 #include "ldif/output_file.h"
 
-// Each returns 0, or -1 with part of the record written when the output takes no more. An entry
-// that the record needs and the cache does not have ends the process.
+// Each returns 0, or -1 with part of the record written if the output cannot be written. If the
+// cache does not have an entry that the record needs, the process ends.
 
 // The user in slot `index`: its entry, its mapping entry and, if it has one, its entry below
 // cn=Users, merged.
@@ -15,7 +15,7 @@ int writeSecUserAddToOutputFile(int index, OutputFile& stream);
 // The container that holds the policy of the user in slot `index`. Goes to `ofp`.
 int writePolicyContainerAddToOutputFile(int index);
 
-// The policy of the user in slot `index`, not merged with anything; nothing when it has none.
+// The policy of the user in slot `index`, unmerged; nothing if the user has none.
 int writeSecPolicyAddToOutputFile(int index, OutputFile& stream);
 
 // The group in slot `index`: its entry and its mapping entry, merged.

@@ -4,14 +4,14 @@
 //   FAULT_CALL    the number of the call of that kind that fails first, from 1
 //   FAULT_ERRNO   the error number that it fails with, or "short": half of the bytes are moved
 //   FAULT_MODE    "once", or "on" for that call and all after it
-//   FAULT_REPORT  a file to which is added what happened, one line for each:
+//   FAULT_REPORT  a file to which events are appended, one line for each:
 //                     open NAME, close NAME            every opening tried, every closing
 //                     create NAME                      an opening that may create the file, before
 //                                                      its line as an opening
 //                     fault KIND CALL OFFSET SIZE NAME a call that failed: the position of its
 //                                                      descriptor and the bytes asked for, or 0
 //
-// A call is counted when the program makes it, whatever becomes of it. Without FAULT_KIND nothing
+// A call is counted when the program makes it, whether it fails or not. Without FAULT_KIND nothing
 // fails and nothing is reported. The library itself allocates nothing and makes its own system
 // calls directly, so that it neither counts nor disturbs itself.
 #include <dlfcn.h>
@@ -31,7 +31,7 @@
 
 namespace {
 
-// What the environment asks for. Written at start-up alone; until then nothing fails.
+// The settings from the environment. Written at start-up alone; until then nothing fails.
 const char* faultKind = nullptr;
 const char* reportName = nullptr;
 long firstCall = 0;
@@ -39,7 +39,7 @@ int errorNumber = 0;
 bool isShort = false;
 bool goesOn = false;
 
-// How many calls of the kind the program has made.
+// The number of calls of the kind that the program has made.
 long callsMade = 0;
 
 const char* settingOr(const char* name, const char* otherwise) {
@@ -95,7 +95,7 @@ bool isAskedFor(const char* kind) {
     return faultKind != nullptr && std::strcmp(kind, faultKind) == 0;
 }
 
-// Counts the call if it is of the kind asked for. Returns whether it is one to fail.
+// Counts the call if it is of the requested kind. Returns whether it must fail.
 bool isDue(const char* kind) {
     if (!isAskedFor(kind)) {
         return false;

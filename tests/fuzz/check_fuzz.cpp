@@ -1,6 +1,6 @@
-// The check of an arbitrary export before its migration, held against the migration itself.
+// The check of an arbitrary export before its migration, compared with the migration itself.
 //
-// The first byte chooses how many findings of each kind are kept; the second is not used.
+// The first byte chooses how many findings of each type are kept; the second is not used.
 //
 // Whatever the export: the check comes to its end, and a migration that refuses the export ends
 // with a finding that has predicted it. So an export without findings migrates with status 0.

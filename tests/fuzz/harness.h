@@ -1,9 +1,9 @@
-// What all fuzz targets rest on: a fatal end that is survived, the program's state as it is at
-// start-up, the files of an execution, and how the bytes that the fuzzer makes up are read.
+// The base of all fuzz targets: fatal ends are survived, the program is reset to its state at
+// start-up, the fuzzer's bytes are decoded, and whole files are read and written.
 //
-// The first two bytes decide (`choices`), the rest is the text that is worked on. In the text,
-// byte 0x1e stands for a run of letters almost as long as the longest line, so that few bytes make
-// lines that fall into pieces.
+// The first two bytes make choices, the rest is the text of the execution. In the text, byte 0x1e
+// is replaced by a run of letters almost as long as the longest line, so that few bytes make lines
+// that are split.
 #pragma once
 
 #include <cstdint>
@@ -36,10 +36,10 @@ void require(bool holds, const char* property);
 // returned.
 std::optional<MessageId> failureOf(const std::function<void()>& procedure);
 
-// Requires that the export was refused if `procedure` did not return, and tells whether it did.
+// Requires that the export was refused if `procedure` did not return. Returns whether it did.
 bool returns(const std::function<void()>& procedure);
 
-// Brings every global of the program back to what it is at start-up, and closes every file.
+// Resets every global of the program to its value at start-up, and closes every file.
 void resetProgram();
 
 // A file that takes everything and holds nothing.
@@ -48,8 +48,8 @@ inline constexpr const char* nowhere = "/dev/null";
 // Traces from here on, to nowhere.
 void traceToNowhere();
 
-// The entries in `text`, which blank lines part; the lines as the readers would hand them out. None
-// is empty.
+// The entries in `text`, which blank lines separate, with their lines divided as the readers divide
+// them. None is empty.
 std::vector<Entry> entriesIn(std::string_view text);
 
 void writeFile(const std::string& name, std::string_view content);

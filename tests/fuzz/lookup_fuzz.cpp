@@ -1,5 +1,5 @@
 // Text routines, lookups, class detection and staging edits on arbitrary entries, each against the
-// standard library's search or against what must hold of every result.
+// standard library's search or against the properties of every result.
 
 #include <strings.h>
 
@@ -34,8 +34,8 @@ using Lines = std::vector<std::string>;
 // A part of `text`, most often a short one.
 std::string partOf(const std::string& text, Dice& dice) {
     const std::size_t start = dice.upTo(text.size());
-    const std::size_t most = dice.upTo(3) == 0 ? text.size() : 12;
-    return text.substr(start, dice.upTo(most));
+    const std::size_t max = dice.upTo(3) == 0 ? text.size() : 12;
+    return text.substr(start, dice.upTo(max));
 }
 
 void checkSearches(const std::string& text, const std::string& part) {
@@ -70,10 +70,10 @@ void checkCase(const std::string& text) {
             "equal texts have equal hashes");
 }
 
-void checkBlanks(const std::string& text) {
+void checkSpaces(const std::string& text) {
     std::string eaten = text;
     commaSpaceEater(eaten);
-    require(eaten == withoutBlanksAroundCommas(text), "no blank is beside a comma");
+    require(eaten == withoutSpacesAroundCommas(text), "no space is beside a comma");
 
     std::string trimmed = text;
     trim(trimmed);
@@ -85,8 +85,8 @@ void checkBlanks(const std::string& text) {
 
     require(withoutLineEnd(text) == text.substr(0, std::strcspn(text.c_str(), "\r\n")),
             "a line ends at CR or LF");
-    require(withoutLeadingBlanks(text) == text.substr(std::strspn(text.c_str(), " ")),
-            "leading blanks go");
+    require(withoutLeadingSpaces(text) == text.substr(std::strspn(text.c_str(), " ")),
+            "leading spaces are removed");
     require(isBlankLine(text) == (std::strspn(text.c_str(), " \r\n") == text.size()),
             "a blank line holds nothing else");
     std::string blanked = text;
@@ -111,7 +111,7 @@ std::string unfolded(const Lines& lines, std::size_t index, std::size_t start) {
     return whole;
 }
 
-// The lookup as it is told: the line is lowered up to its first colon and the key searched in it.
+// A naive lookup: the line is lowered up to its first colon and the key searched in it.
 std::optional<std::string> valueOf(const Lines& lines, std::string name) {
     const std::string key = strtolower(name) + ":";
     for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -184,7 +184,7 @@ std::size_t firstWith(const Lines& lines, const char* text) {
                                     lines.begin());
 }
 
-// What becomes of a line whose UUID or version is changed.
+// The expected line after its UUID or version is changed.
 std::string adjusted(std::string line, ObjectClass kind) {
     if (kind != SECAUTHORITYINFO_OBJECTCLASS) {
         return line.replace(line.find("secuuid: "), 9, "secUUID: ");
@@ -282,7 +282,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const std::string part = partOf(text, dice);
         checkSearches(part, partOf(dice.upTo(1) == 0 ? part : text, dice));
         checkCase(part);
-        checkBlanks(part);
+        checkSpaces(part);
     }
     for (const Entry& entry : entriesIn(fuzz.text)) {
         checkEntry(entry, text, dice);

@@ -23,7 +23,7 @@ constexpr std::array<ObjectClass, 5> ownedKinds = {SECUSER_OBJECTCLASS, SECPOLIC
                                                    SECPOLICY_OBJECTCLASS, SECMAP_OBJECTCLASS,
                                                    SECGROUP_OBJECTCLASS};
 
-// One of the two tables, and what a scan would look at.
+// One of the two tables, and the DNs that a scan would compare.
 struct Side {
     OwnerTable& owners;
     const std::string& savedDn;
@@ -55,14 +55,14 @@ void requireDnLine(const std::string& before, bool ofUsers) {
         return;
     }
     require(after.ends_with('\n'), "the DN line ends in a line feed");
-    std::string blanks = " \t\n\v\f\r";
-    std::string trimmedBefore = before.substr(0, before.find_last_not_of(blanks) + 1);
-    std::string trimmedAfter = after.substr(0, after.find_last_not_of(blanks) + 1);
+    std::string whiteSpace = " \t\n\v\f\r";
+    std::string trimmedBefore = before.substr(0, before.find_last_not_of(whiteSpace) + 1);
+    std::string trimmedAfter = after.substr(0, after.find_last_not_of(whiteSpace) + 1);
     if (ofUsers) {
-        trimmedBefore = withoutBlanksAroundCommas(trimmedBefore);
-        trimmedAfter = withoutBlanksAroundCommas(trimmedAfter);
+        trimmedBefore = withoutSpacesAroundCommas(trimmedBefore);
+        trimmedAfter = withoutSpacesAroundCommas(trimmedAfter);
     }
-    require(trimmedAfter == trimmedBefore, "the DN line changes in blanks alone");
+    require(trimmedAfter == trimmedBefore, "the DN line changes in white space alone");
 }
 
 void associate(Side& side, Dice& dice) {
@@ -74,8 +74,8 @@ void associate(Side& side, Dice& dice) {
     requireDnLine(dnLine, side.ofUsers);
     require(side.savedDn.ends_with('\n'), "the owner DN ends in a line feed");
     if (side.ofUsers) {
-        require(side.savedDn == withoutBlanksAroundCommas(side.savedDn),
-                "the owner DN of a user has no blanks beside its commas");
+        require(side.savedDn == withoutSpacesAroundCommas(side.savedDn),
+                "the owner DN of a user has no spaces beside its commas");
     }
     require(index == side.naive.find(side.savedDn), "the slot that a scan finds");
     // Most of the new owners get a slot, and a few of those that have one get another.

@@ -5,7 +5,7 @@
 // fourth text is migrated twice, once with a trace and once without.
 //
 // Whatever the export: the run ends with status 0, or refuses the export with status 255 and its
-// message; the input stays as it is; the trace changes nothing; and a run that ends with status 0
+// message; the input stays unchanged; the trace changes nothing; and a run that ends with status 0
 // has left nothing in the work file.
 
 #include <cstdint>

@@ -8,7 +8,7 @@
 #include "harness.h"
 #include "workplace.h"
 
-// Scans the input; keeps at most `limit` findings of each type, until the next scan or verification.
+// Scans the input; keeps at most `limit` findings of each type, until the next scan or comparison.
 inline void scanInput(std::size_t limit) {
     beginFindings(limit);
     scanExport(input, {});

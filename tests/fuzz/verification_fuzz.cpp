@@ -1,9 +1,9 @@
 // The check after a migration, of the migration's own output and of others.
 //
 // Byte 0x1d in the text ends the export; the output follows. Without that byte the export's own
-// migration makes the output, and the lowest two bits of the first byte choose what is then done to
-// a line of it, if anything: it is removed, doubled, or a byte of it is changed. The second byte
-// chooses the line, the other bits of the first choose the byte.
+// migration makes the output, and the lowest two bits of the first byte choose a change to a line
+// of it, if any: the line is removed, doubled, or a byte of it is changed. The second byte chooses
+// the line, the other bits of the first choose the byte.
 //
 // Whatever the two files hold, the check comes to its end. An empty output is not accepted while
 // the export holds a user. For an export without findings, the migration's own output is accepted,
@@ -28,7 +28,7 @@ namespace {
 
 constexpr std::size_t maxShown = 10;
 
-// Makes the text the input, and tells whether it is without findings.
+// Makes the text the input. Returns whether it has no findings.
 bool isSoundInput(std::string_view text) {
     writeFile(input, text);
     scanInput(maxShown);
@@ -65,7 +65,7 @@ bool isSpare(const std::vector<std::string>& lines, std::size_t index) {
            (index + 1 < lines.size() && isEmptyLine(lines[index + 1]));
 }
 
-// Never a digit for a digit: the date that a migration adds may be any.
+// Never replaces a digit with a digit: the migration may add any date.
 void changeByte(std::string& line, std::size_t index) {
     if (isEmptyLine(line)) {
         line = "x\n";
@@ -75,8 +75,8 @@ void changeByte(std::string& line, std::size_t index) {
     }
 }
 
-// The output with a line changed as the input chooses; as it is where that must make no difference:
-// empty lines may be more than one.
+// The output with a line changed as the input chooses; unchanged if that must make no difference:
+// there may be several empty lines.
 std::string mutated(const std::string& whole, const FuzzInput& fuzz) {
     enum Mutation : unsigned { NONE, REMOVE, DOUBLE, CHANGE };
     const unsigned mutation = fuzz.first & 3U;
@@ -100,8 +100,8 @@ std::string mutated(const std::string& whole, const FuzzInput& fuzz) {
     return text;
 }
 
-// Whether the export that was verified last holds a user. An entry of that class is one only in an
-// export without findings: elsewhere it may be one that its user lacks.
+// Whether the export that was verified last holds a user. Only in an export without findings, every
+// entry of that class is one: elsewhere its user may be incomplete.
 bool holdsUser(bool isSound) {
     return countOf(RecordKind::USER).expected > 0 ||
            (isSound && inventory.byClass[SECUSER_OBJECTCLASS] > 0);

@@ -1,11 +1,11 @@
 // Reading, deleting and stepping over on an arbitrary work file.
 //
-// The first two bytes decide what becomes of each entry. Every step must leave the file and its
-// position as the model leaves them. What deletion must never do is asked without the model, too:
-// change the size of the file, or a byte outside of the entry.
+// The first two bytes decide whether each entry is deleted or stepped over. After every step, the
+// file and its position must be those of the model. It is also checked without the model that a
+// deletion never changes the size of the file, or a byte outside the entry.
 //
-// Byte 0x1f in the text stands for the line before it many times over, unless that is a short one,
-// so that few bytes make entries larger than the reader's buffer.
+// Byte 0x1f in the text is replaced by many copies of the line before it, unless that is a short
+// one, so that few bytes make entries larger than the reader's buffer.
 
 #include <sys/mman.h>
 
@@ -52,7 +52,7 @@ std::string lastLine(const std::string& text) {
 }
 
 std::string withRepeatedLines(const std::string& text) {
-    constexpr std::size_t room = 131'072;  // half of the reader's buffer
+    constexpr std::size_t maxSize = 131'072;  // half of the reader's buffer
     constexpr std::size_t shortLine = 16;
     int runs = 2;
     std::string result;
@@ -63,7 +63,7 @@ std::string withRepeatedLines(const std::string& text) {
             continue;
         }
         --runs;
-        for (const std::size_t end = result.size() + room; result.size() < end;) {
+        for (const std::size_t end = result.size() + maxSize; result.size() < end;) {
             result += line;
         }
     }
@@ -136,7 +136,7 @@ private:
 
     static void requireBlanked(const std::string& before, const std::string& after,
                                std::size_t start, std::size_t end) {
-        // Blanks fit into every line but a last one of one character.
+        // CR LF fits into every line but a last one of one character.
         const bool mayGrow = !before.empty() && before.back() != '\n';
         require(after.size() == before.size() || (mayGrow && after.size() == before.size() + 1),
                 "the size stays");
@@ -146,7 +146,7 @@ private:
         for (std::size_t i = 0; i < inside.size(); ++i) {
             require(inside[i] == ' ' || inside[i] == '\r' || inside[i] == '\n' ||
                         inside[i] == before[start + i],
-                    "nothing but blanks is written");
+                    "nothing but blank lines is written");
         }
     }
 

@@ -23,8 +23,8 @@ std::string slotCount(unsigned bits) {
     return bits == 15 ? "2147483647" : std::to_string(bits + 1);
 }
 
-// Staging may have ended with its own file open, which nobody else can close: staging nothing
-// closes it, and what it still held reaches the work file, as at the end of a process.
+// Staging may have ended with its own file open, which only staging can close: staging an empty
+// export closes it and writes its buffer to the work file, as at the end of a process.
 void finishStaging() {
     input_ldif_filename = nowhere;
     temp_input_ldif_filename = "nothing";
@@ -80,6 +80,6 @@ Result run(const Export& files, unsigned slots, bool isTraced) {
         finishStaging();
     }
     resetProgram();
-    require(readFile(input) == files.text, "the input stays as it is");
+    require(readFile(input) == files.text, "the input stays unchanged");
     return {message, readFile(output), readFile(workFile)};
 }

@@ -45,5 +45,5 @@ struct Result {
 inline constexpr unsigned maxSlots = 0xff;
 
 // Migrates the export in the current folder. Requires that the run ends with status 0 or refuses
-// the export, and leaves the input as it is.
+// the export, and leaves the input unchanged.
 Result run(const Export& files, unsigned slots, bool isTraced);

@@ -9,8 +9,8 @@
 // when errors are echoed. Each may hold several lines, or none.
 void report(std::string_view traceText, std::string_view echoText);
 
-// What prints the message of a failure, and its exit status: zr_printf_utf8 and 255 unless the
-// program says otherwise when it begins.
+// The procedure that prints the message of a failure, and the exit status: zr_printf_utf8 and 255
+// unless the program sets others when it begins.
 struct FailureForm {
     void (*print)(const Message& message);
     int status;

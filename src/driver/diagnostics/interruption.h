@@ -1,4 +1,4 @@
-// What a run reports when a signal ends it.
+// The message of a run that is ended by a signal.
 //
 // HUP, INT, QUIT and TERM end the process, and its status says so, as if nobody had caught them;
 // but first the progress line is erased, and a message is printed while there is one. A signal that

@@ -20,7 +20,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds betweenRedraws{200};
-// What is written to a pipe may land on the terminal a little later.
+// Text written to a pipe may reach the terminal a little later.
 constexpr std::chrono::milliseconds behindErasing{50};
 
 // How far a phase goes before the clock is looked at.

@@ -3,11 +3,12 @@
 //     Pass 2  [=====     ]   52%  users 51200, groups 4100  180.3 MB/s  0:12 left
 //
 // It is redrawn in place at most five times a second, and there is none unless standard error is a
-// terminal. The cursor stays at its beginning. Whoever writes what may land on the terminal as well
-// erases the line first; it comes back with the next redraw.
+// terminal. The cursor stays at its beginning. Before other text is written that may reach the
+// terminal, the line is erased; it comes back with the next redraw.
 //
-// The line is no output of the run: what the terminal refuses is lost, and a terminal that has been
-// stopped does not hold up the run. A run without the line pays a compare for each entry.
+// The line is no output of the run: text that the terminal refuses is lost, and a terminal that has
+// been stopped does not hold up the run. Without the line, a run only compares two numbers for each
+// entry.
 #pragma once
 
 #include <cstdint>

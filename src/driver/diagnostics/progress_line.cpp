@@ -128,7 +128,7 @@ ShortText timeLeftField(const Progress& progress) {
     return field;
 }
 
-// What the line may show, from left to right, and how much it matters.
+// The parts of the line from left to right, and how important each is.
 struct Field {
     ShortText (*text)(const Progress&);
     std::size_t rank;

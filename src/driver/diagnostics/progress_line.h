@@ -21,7 +21,7 @@ struct Progress {
     int columns = 80;                      // of the terminal
 };
 
-// A short text that needs no memory. What is too long for it is cut off.
+// A short text that needs no memory. A longer one is cut off.
 class ShortText {
 public:
     void append(std::string_view text);
@@ -36,5 +36,5 @@ private:
     std::size_t size_ = 0;
 };
 
-// What the line shows: as much as fits into all columns but the last, the most important first.
+// The text of the line: as much as fits into all columns but the last, the most important first.
 ShortText progressLine(const Progress& progress);

@@ -19,7 +19,7 @@ std::string heldBack;     // what has been traced until then
 }  // namespace
 
 int openTraceFile(const std::string& name) {
-    tfp = File();  // its lock would be in the way of opening it anew
+    tfp = File();  // its lock would be in the way of reopening it
     tfp = openLockedFile(name);
     const FileState state = tfp.isOpen() ? stateOf(tfp.descriptor()) : FileState();
     debug = state.kind != FileKind::NONE;

@@ -26,8 +26,8 @@ extern File tfp;
 // memory, until emptyTraceFile: a run that cannot open its other files must not change it.
 int openTraceFile(const std::string& name);
 
-// Replaces what the trace file has held by what has been traced. Returns 0, or -1 with the reason
-// in errno.
+// Replaces the old contents of the trace file with the lines traced so far. Returns 0, or -1 with
+// the reason in errno.
 int emptyTraceFile();
 
 // Writes `text` to the trace file unchanged, whether or not the trace is on.

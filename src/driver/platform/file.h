@@ -43,11 +43,11 @@ File openFile(const std::string& name, int flags);
 // Opens `name` for reading alone. The result is not open when that fails.
 File openFileForReading(const std::string& name);
 
-// What kind of file it is; PIPE stands for pipes and sockets, NONE for a file that cannot be looked
+// What kind of file it is; PIPE means pipes and sockets, NONE for a file that cannot be looked
 // at.
 enum class FileKind { NONE, REGULAR, PIPE, OTHER };
 
-// What is known of a file but for its contents.
+// The state of a file, without its contents.
 struct FileState {
     FileKind kind = FileKind::NONE;
     dev_t device = 0;

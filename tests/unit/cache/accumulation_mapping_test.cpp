@@ -6,7 +6,7 @@
 
 namespace {
 
-// The mapping handler alone traces its decisions. Between the pieces below stand the traces of the
+// The mapping handler alone traces its decisions. Between the pieces below are the traces of the
 // procedures that it calls.
 
 const std::string handler = "processSecMapObjectFromTempInputLDIFFile():  ";

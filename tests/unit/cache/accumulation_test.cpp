@@ -15,8 +15,8 @@ using testing::Contains;
 using testing::EndsWith;
 using testing::StartsWith;
 
-// One kind of entry: an entry of owner "secAuthority=Default,cn=a,o=x", and what becomes of it.
-// Echo formats hold %s in the place of the owner's DN.
+// One kind of entry: an entry of owner "secAuthority=Default,cn=a,o=x", and how it is taken in.
+// Echo formats hold %s for the owner's DN.
 struct Kind {
     const char* title;
     std::string entry;
@@ -153,8 +153,8 @@ Row linesOf(const std::string& text) {
 }
 
 std::string withOwner(std::string text) {
-    const std::size_t place = text.find("%s");
-    return place == std::string::npos ? text : text.replace(place, 2, ownerDn);
+    const std::size_t offset = text.find("%s");
+    return offset == std::string::npos ? text : text.replace(offset, 2, ownerDn);
 }
 
 // Reads the next entry of the work file into `object`.
@@ -174,7 +174,7 @@ class EveryKind : public CacheFixture, public testing::WithParamInterface<const 
 protected:
     const Kind& kind = *GetParam();
 
-    // Lets the owner of the kind's entry have a slot already.
+    // Opens a slot for the owner of the kind's entry.
     void openOwner() {
         kind.owners.open(ownerDn);
     }
@@ -185,7 +185,7 @@ protected:
         kind.owners.open("cn=b\n");
         kind.owners.open("cn=c\n");
     }
-    // Reads the kind's entry, then takes the work file away, so that nothing can be done with it.
+    // Reads the kind's entry, then closes the work file, so that the entry cannot be deleted.
     void readAndLoseTheWorkFile() {
         openWorkFile(kind.entry);
         readNext();
@@ -289,7 +289,7 @@ TEST_F(AccumulationTest, TheDnLineIsTakenInAsTheAssociationHasRewrittenIt) {
     EXPECT_EQ(secUser_dn.dn(0), " secAuthority=Default,cn=a,o=x  \n");
 }
 
-TEST_F(AccumulationTest, AUserWhoseCommaBlanksHidItsUsersContainerIsMovedAsAUsersEntry) {
+TEST_F(AccumulationTest, AUserWhoseCommaSpacesHidItsUsersContainerIsMovedAsAUsersEntry) {
     openWorkFile("dn: cn=a,cn=Users, secAuthority=Default\nobjectClass: secUser\n");
     takeIn(processSecUserObjectFromTempInputLDIFFile);
     EXPECT_EQ(numberOfUserSecUserObjectsInObjectCache(), 1);
@@ -350,7 +350,7 @@ TEST_F(AccumulationTest, FullUserSlotsDoNotKeepAGroupMappingOutNorTheReverse) {
     EXPECT_EQ(workFile(), blanked(userMapping.entry) + "\n" + groupMapping.entry);
 }
 
-TEST_F(AccumulationTest, OnlyTheDnLineTellsWhetherAMappingIsAUsers) {
+TEST_F(AccumulationTest, OnlyTheDnLineDecidesWhetherAMappingIsAUsers) {
     setObject({"dn: x,cN=uSERS,y\n"});
     EXPECT_TRUE(isMappingOfUser());
     setObject({"dn: cn=User\n", "secDN: cn=a,cn=Users\n"});

@@ -30,7 +30,7 @@ const Kind kinds[] = {
      freeSecMapForSecGroup},
 };
 
-// How many entries each matrix holds, in the order of `kinds`.
+// The number of entries in each matrix, in the order of `kinds`.
 std::vector<int> heldPerKind() {
     std::vector<int> counts;
     for (const Kind& kind : kinds) {
@@ -166,7 +166,7 @@ TEST_F(ObjectCacheTest, AReleasedRowCanBeFilledAgain) {
     }
 }
 
-TEST_F(ObjectCacheTest, AReleasedRowGivesItsMemoryBack) {
+TEST_F(ObjectCacheTest, AReleasedRowFreesItsMemory) {
     const std::string line(100000, 'x');
     fillRow(secUser_matrix, 0, {line});
     const std::size_t filled = bytesInUse();
@@ -174,7 +174,7 @@ TEST_F(ObjectCacheTest, AReleasedRowGivesItsMemoryBack) {
     EXPECT_LT(bytesInUse(), filled - line.size());
 }
 
-TEST_F(ObjectCacheTest, AReleasedDnGivesItsMemoryBack) {
+TEST_F(ObjectCacheTest, AReleasedDnFreesItsMemory) {
     const std::string dn(100000, 'x');
     secUser_dn.open(dn);
     const std::size_t filled = bytesInUse();
@@ -304,7 +304,7 @@ TEST_F(ObjectCacheTest, OwnersAreFoundHoweverManyThereAre) {
     EXPECT_EQ(secUser_dn.find("cn=1\n"), 0);
 }
 
-TEST_F(ObjectCacheTest, RowsOfAnyLengthStandSideBySide) {
+TEST_F(ObjectCacheTest, RowsOfAnyLengthCoexist) {
     Entry large;
     for (int i = 0; i < 60000; ++i) {
         large.append("control: " + std::to_string(i) + '\n');
@@ -322,7 +322,7 @@ TEST_F(ObjectCacheTest, RowsOfAnyLengthStandSideBySide) {
     }
 }
 
-TEST_F(ObjectCacheTest, MemoryIsGivenBackWithTheLastRow) {
+TEST_F(ObjectCacheTest, MemoryIsFreedWithTheLastRow) {
     fillRow(secUser_matrix, 0, {"dn: cn=a\n"});
     const std::size_t before = bytesInUse();
     {
@@ -336,7 +336,7 @@ TEST_F(ObjectCacheTest, MemoryIsGivenBackWithTheLastRow) {
     EXPECT_LT(bytesInUse(), before);
 }
 
-// What a lookup must answer: a scan from slot 0.
+// The expected result of a lookup: that of a scan from slot 0.
 int scan(const std::vector<std::string>& dns, const std::string& dn) {
     for (std::size_t i = 0; i < dns.size(); ++i) {
         if (strcasecmp(dns[i].c_str(), dn.c_str()) == 0) {

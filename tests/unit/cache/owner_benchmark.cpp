@@ -43,7 +43,7 @@ void learnIndex(benchmark::State& state, const Side& side, ObjectClass kind,
     state.SetItemsProcessed(state.iterations());
 }
 
-// What the number of owners does to the time does not depend on the kind of entry.
+// The influence of the number of owners does not depend on the kind of entry.
 
 void learnIndexOfUser(benchmark::State& state) {
     learnIndex(state, userSide, SECUSER_OBJECTCLASS, ordinaryUser);

@@ -120,7 +120,7 @@ TEST_F(OwnerReportsTest, AnAssociationWithoutMemoryEndsTheProcess) {
 
 // ---- Traces
 
-// What a lookup that finds `value` on line `index` traces.
+// The trace of a lookup that finds `value` on line `index`.
 std::string lookup(std::string_view name, int index, std::string_view value) {
     return "obtainAttributeValueFromObjArray():  FUNCTION ENTRY \n"
            "    Seeking the value of attribute:  " +

@@ -32,7 +32,7 @@ TEST_F(OwnerTest, ADnLineWithoutLineEndGetsOne) {
     EXPECT_EQ(object.line(0), "dn: cn=a\n");
 }
 
-TEST_F(OwnerTest, TheDnLineOfAUserIsRewrittenAndTheSavedDnKeepsItsTrailingBlanks) {
+TEST_F(OwnerTest, TheDnLineOfAUserIsRewrittenAndTheSavedDnKeepsItsTrailingSpaces) {
     EXPECT_EQ(userOf(SECUSER_OBJECTCLASS, {"dn:  cn=a , o=x ,  c=y \t\r\n", "a: 1 , 2\n"}),
               Owner(-1, "cn=a,o=x,c=y \t\r\n"));
     EXPECT_EQ(linesOf(object), (Row{"dn:  cn=a,o=x,c=y\n", "a: 1 , 2\n"}));
@@ -52,14 +52,14 @@ TEST_F(OwnerTest, AUsersEntryIsRecognisedInAnyCase) {
               Owner(-1, "secAuthority=sales,cn=j\n"));
 }
 
-TEST_F(OwnerTest, TheDnLineOfAUsersEntryStaysAsItIs) {
+TEST_F(OwnerTest, TheDnLineOfAUsersEntryStaysUnchanged) {
     const std::string line = "dn: principalName=j , x=y,cn=users,secauthority=Default  \r\n";
     EXPECT_EQ(userOf(SECUSER_OBJECTCLASS, {line, "secAuthority: Default\n", "secDN: cn=j\n"}),
               Owner(-1, "secAuthority=Default,cn=j\n"));
     EXPECT_EQ(object.line(0), line);
 }
 
-TEST_F(OwnerTest, ABlankAfterTheCommaMakesAUserAnOrdinaryOneWhenItIsAssociated) {
+TEST_F(OwnerTest, ASpaceAfterTheCommaMakesAUserAnOrdinaryOneWhenItIsAssociated) {
     EXPECT_EQ(userOf(SECUSER_OBJECTCLASS, {"dn: cn=Users, secAuthority=Default\n",
                                            "secAuthority: Default\n", "secDN: cn=j\n"}),
               Owner(-1, "cn=Users,secAuthority=Default\n"));
@@ -77,7 +77,7 @@ TEST_F(OwnerTest, TheDomainOfAUsersEntryEndsAtItsFirstColon) {
               Owner(-1, "secAuthority=a,cn=j\n"));
 }
 
-TEST_F(OwnerTest, TheOwnerOfAUsersEntryHasNoBlanksAtItsEndOrBesideItsCommas) {
+TEST_F(OwnerTest, TheOwnerOfAUsersEntryHasNoSpacesAtItsEndOrBesideItsCommas) {
     EXPECT_EQ(userOf(SECUSER_OBJECTCLASS, {"dn: cn=j,cn=Users,secAuthority=Default\n",
                                            "secAuthority: Default \n", "secDN: cn=j \t\n"}),
               Owner(-1, "secAuthority=Default,cn=j\n"));
@@ -130,13 +130,13 @@ TEST_F(OwnerTest, TheDomainOfAMappingMayEndItsDn) {
 
 // ---- Groups: the owner DN
 
-TEST_F(OwnerTest, AGroupIsItsOwnOwnerAndKeepsTheBlanksAroundItsCommas) {
+TEST_F(OwnerTest, AGroupIsItsOwnOwnerAndKeepsTheSpacesAroundItsCommas) {
     EXPECT_EQ(groupOf(SECGROUP_OBJECTCLASS, {"dn: cn=g1 , o=org \r\n", "cn: g1\n"}),
               Owner(-1, "cn=g1 , o=org \r\n"));
     EXPECT_EQ(linesOf(object), (Row{"dn: cn=g1 , o=org\n", "cn: g1\n"}));
 }
 
-TEST_F(OwnerTest, TheDnThatAGroupMappingMapsLosesTheBlanksAroundItsCommas) {
+TEST_F(OwnerTest, TheDnThatAGroupMappingMapsLosesTheSpacesAroundItsCommas) {
     EXPECT_EQ(groupOf(SECMAP_OBJECTCLASS,
                       {"dn: secUUID=2,secauthority=Default , o=x\n", "secDN: cn=g1 , o=org\n"}),
               Owner(-1, "secauthority=Default ,cn=g1,o=org\n"));
@@ -149,7 +149,7 @@ TEST_F(OwnerTest, WithoutSlotsNobodyIsFound) {
     EXPECT_EQ(std::get<int>(groupOf(SECGROUP_OBJECTCLASS, {"dn: cn=a\n"})), -1);
 }
 
-TEST_F(OwnerTest, UsersThatDifferInCaseOrBlanksAroundCommasAreOne) {
+TEST_F(OwnerTest, UsersThatDifferInCaseOrSpacesAroundCommasAreOne) {
     secUser_dn.open("cn=other,o=org\n");
     secUser_dn.open("secAuthority=Default,cn=jsmith,o=org\n");
     for (const std::string_view line : {"dn: secAuthority=Default,cn=jsmith,o=org\n",
@@ -176,20 +176,20 @@ TEST_F(OwnerTest, AllKindsOfEntriesOfAUserMeet) {
               0);
 }
 
-TEST_F(OwnerTest, ABlankBehindAPolicysFirstCommaHidesItsUser) {
+TEST_F(OwnerTest, ASpaceBehindAPolicysFirstCommaHidesItsUser) {
     secUser_dn.open("secAuthority=Default,cn=jsmith,o=org\n");
     EXPECT_EQ(
         userOf(SECPOLICY_OBJECTCLASS, {"dn: cn=Policy, secAuthority=Default,cn=jsmith,o=org\n"}),
         Owner(-1, " secAuthority=Default,cn=jsmith,o=org\n"));
 }
 
-TEST_F(OwnerTest, AnOwnerStoredWithTrailingBlanksIsNotFoundAgain) {
+TEST_F(OwnerTest, AnOwnerStoredWithTrailingSpacesIsNotFoundAgain) {
     secUser_dn.open("cn=a \n");
     EXPECT_EQ(userOf(SECUSER_OBJECTCLASS, {"dn: cn=a \n"}), Owner(-1, "cn=a \n"));
     EXPECT_EQ(userOf(SECUSER_OBJECTCLASS, {"dn: cn=a\n"}), Owner(-1, "cn=a\n"));
 }
 
-TEST_F(OwnerTest, GroupsThatDifferInCaseAreOneAndInBlanksAreNot) {
+TEST_F(OwnerTest, GroupsThatDifferInCaseAreOneAndInSpacesAreNot) {
     secGroup_dn.open("cn=g1,o=org\n");
     EXPECT_EQ(std::get<int>(groupOf(SECGROUP_OBJECTCLASS, {"dn: CN=G1,o=org \n"})), 0);
     EXPECT_EQ(std::get<int>(groupOf(SECGROUP_OBJECTCLASS, {"dn: cn=g1, o=org\n"})), -1);
@@ -227,10 +227,10 @@ TEST_F(OwnerTest, RandomUsersAreFoundAsAScanWouldFindThem) {
     int found = 0;
     for (int round = 0; round < 3000; ++round) {
         const std::string dn = randomDn(dice);
-        std::string saved = withoutBlanksAroundCommas(dn);
+        std::string saved = withoutSpacesAroundCommas(dn);
         saved += saved.ends_with('\n') ? "" : "\n";
-        // What trimming uncovers at the end is no blank, so that the two steps may change places.
-        const int expected = naive.find(withoutBlanksAroundCommas(dn));
+        // Trimming leaves no space at the end, so that the two steps may be done in either order.
+        const int expected = naive.find(withoutSpacesAroundCommas(dn));
 
         ASSERT_EQ(userOf(SECUSER_OBJECTCLASS, {"dn: " + dn}), Owner(expected, saved)) << round;
         if (expected >= 0) {

@@ -40,7 +40,7 @@ protected:
     CheckedFile file_;
 };
 
-TEST_F(CheckedFileTest, WhatIsNoRegularFileIsRefused) {
+TEST_F(CheckedFileTest, OnlyRegularFilesAreAccepted) {
     for (const std::string& name :
          {folder_.path(""), makePipe(folder_.path("pipe")), std::string("/dev/null")}) {
         expectNotChecked([&] { file_.open(name); }, name, "it is no regular file");
@@ -120,7 +120,7 @@ TEST_F(CheckedFileTest, LinesAreCountedFromTheNearestOneNotedBefore) {
     }
 }
 
-TEST_F(CheckedFileTest, ALineNotedIsNotSoughtAgain) {
+TEST_F(CheckedFileTest, ANotedLineIsNotSearchedForAgain) {
     open("");
     constexpr off_t far = off_t{1} << 39U;
     file_.noteLine(far, 5'000'000'000);

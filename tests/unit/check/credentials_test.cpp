@@ -21,17 +21,17 @@ protected:
     off_t offset = 0;
 };
 
-using Places = std::vector<off_t>;
+using Offsets = std::vector<off_t>;
 
 TEST_F(CredentialsTest, AreTakenInTheirOrder) {
     EXPECT_TRUE(takeCredential(5));
     EXPECT_TRUE(takeCredential(3));
-    EXPECT_EQ(offsetsOfMissingCredentials(), (Places{300, 400}));
+    EXPECT_EQ(offsetsOfMissingCredentials(), (Offsets{300, 400}));
     EXPECT_TRUE(takeCredential(5));
     EXPECT_TRUE(takeCredential(9));
-    EXPECT_EQ(offsetsOfMissingCredentials(), Places());
+    EXPECT_EQ(offsetsOfMissingCredentials(), Offsets());
     EXPECT_FALSE(takeCredential(9));
-    EXPECT_EQ(offsetsOfMissingCredentials(), Places());
+    EXPECT_EQ(offsetsOfMissingCredentials(), Offsets());
 }
 
 TEST_F(CredentialsTest, AreTakenInAnyOrder) {
@@ -41,7 +41,7 @@ TEST_F(CredentialsTest, AreTakenInAnyOrder) {
     EXPECT_FALSE(takeCredential(4));
     EXPECT_TRUE(takeCredential(5));
     EXPECT_FALSE(takeCredential(5));
-    EXPECT_EQ(offsetsOfMissingCredentials(), Places{200});
+    EXPECT_EQ(offsetsOfMissingCredentials(), Offsets{200});
 }
 
 TEST_F(CredentialsTest, OfEqualOnesTheFirstIsTakenFirst) {
@@ -49,7 +49,7 @@ TEST_F(CredentialsTest, OfEqualOnesTheFirstIsTakenFirst) {
     EXPECT_TRUE(takeCredential(5));
     std::vector<off_t> missing = offsetsOfMissingCredentials();
     std::sort(missing.begin(), missing.end());
-    EXPECT_EQ(missing, (Places{200, 300}));
+    EXPECT_EQ(missing, (Offsets{200, 300}));
 }
 
 TEST_F(CredentialsTest, ThoseTakenAreFoundAgain) {

@@ -60,7 +60,7 @@ TEST(DigestOf, ManyNamesHaveAsManyDigests) {
     EXPECT_EQ(std::adjacent_find(digests.begin(), digests.end()), digests.end());
 }
 
-TEST(DigestOf, EveryByteOfALongTextCountsInItsPlace) {
+TEST(DigestOf, EveryByteOfALongTextCountsAtItsOffset) {
     for (const std::size_t size : {31U, 127U, 128U, 129U, 255U, 300U}) {
         const std::string text(size, 'x');
         std::set<std::uint64_t> digests = {digestOf(text), digestOf(text + 'x')};
@@ -107,7 +107,7 @@ LinesDigest digestOfLines(const std::vector<std::string_view>& lines) {
     return digest;
 }
 
-TEST(LinesDigest, TheSumTakesNoNoticeOfTheOrderAndTheChainDoes) {
+TEST(LinesDigest, TheSumIgnoresTheOrderAndTheChainDoesNot) {
     const LinesDigest one = digestOfLines({"dn: a", "x: 1", "x: 2"});
     const LinesDigest other = digestOfLines({"dn: a", "x: 2", "x: 1"});
     EXPECT_EQ(one.sum, other.sum);
@@ -136,11 +136,11 @@ TEST(LineSum, NoNumberOfCopiesAddsNothing) {
     }
 }
 
-TEST(LineSum, FitsIntoFortyBitsAndGivesBackWhatWasAdded) {
-    const LineSum largest(Packed40::most - 87);  // the prime is one more
+TEST(LineSum, FitsIntoFortyBitsAndLosesNothingAdded) {
+    const LineSum largest(Packed40::max - 87);  // the prime is one more
     LineSum sum = largest;
     sum += largest;
-    EXPECT_LT(sum.value(), Packed40::most);
+    EXPECT_LT(sum.value(), Packed40::max);
     sum -= largest;
     EXPECT_EQ(sum, largest);
     sum -= largest;
@@ -151,10 +151,10 @@ TEST(LineSum, FitsIntoFortyBitsAndGivesBackWhatWasAdded) {
 TEST(Packed40, KeepsFortyBitsInFiveBytes) {
     static_assert(sizeof(Packed40) == 5);
     EXPECT_EQ(Packed40().value(), 0U);
-    EXPECT_EQ(Packed40(Packed40::most).value(), Packed40::most);
+    EXPECT_EQ(Packed40(Packed40::max).value(), Packed40::max);
     EXPECT_EQ(Packed40(0x12'3456'789aU).value(), 0x12'3456'789aU);
-    EXPECT_EQ(Packed40(Packed40::most + 1).value(), 0U);
-    EXPECT_EQ(Packed40(~std::uint64_t{0}).value(), Packed40::most);
+    EXPECT_EQ(Packed40(Packed40::max + 1).value(), 0U);
+    EXPECT_EQ(Packed40(~std::uint64_t{0}).value(), Packed40::max);
 }
 
 }  // namespace

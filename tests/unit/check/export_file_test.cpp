@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t longestLine = 4095;  // with its line feed
 
-// A line of the export, or a piece of one, as one finds it by dividing the whole text.
+// A line of the export, or a piece of one, found by dividing the whole text.
 struct Part {
     off_t offset;
     std::int64_t line;
@@ -48,12 +48,12 @@ bool isBlank(const std::string& text) {
     return text.find_first_not_of(" \r\n") == std::string::npos;
 }
 
-// An entry of the export as one finds it by reading those parts again.
+// An entry of the export, found by reading those parts again.
 struct Expected {
     off_t offset = 0;
     std::int64_t line = 0;
     off_t end = 0;
-    bool endsInBlanks = false;
+    bool endsInSpaces = false;
     bool isSplitOff = false;
     bool isLast = false;
     bool hasLongLine = false;
@@ -68,7 +68,7 @@ std::vector<Expected> entriesOf(std::string_view text) {
         entry.end = end;
         entry.isLast = isLast;
         entry.isSplitOff =
-            !entries.empty() && entries.back().endsInBlanks && entries.back().end == entry.offset;
+            !entries.empty() && entries.back().endsInSpaces && entries.back().end == entry.offset;
         entries.push_back(entry);
         entry = Expected();
     };
@@ -78,7 +78,7 @@ std::vector<Expected> entriesOf(std::string_view text) {
         entry.hasLongLine = entry.hasLongLine || (isPart && !part.beginsLine);
         if (isBlank(part.text)) {
             if (!entry.lines.empty()) {
-                entry.endsInBlanks = part.beginsLine && part.text.starts_with(' ');
+                entry.endsInSpaces = part.beginsLine && part.text.starts_with(' ');
                 finish(part.offset + static_cast<off_t>(part.size), false);
             }
         } else if (isText) {
@@ -164,7 +164,7 @@ protected:
             ASSERT_EQ(current.offset, entry.offset);
             ASSERT_EQ(current.line, entry.line);
             ASSERT_EQ(current.end, entry.end);
-            ASSERT_EQ(current.endsInBlanks, entry.endsInBlanks) << entry.offset;
+            ASSERT_EQ(current.endsInSpaces, entry.endsInSpaces) << entry.offset;
             ASSERT_EQ(current.isSplitOff, entry.isSplitOff) << entry.offset;
             ASSERT_EQ(current.isLast, entry.isLast) << entry.offset;
             ASSERT_EQ(current.hasLongLine, entry.hasLongLine) << entry.offset;
@@ -195,9 +195,9 @@ protected:
     }
 };
 
-// ---- Entries, and where they stand
+// ---- Entries and their positions
 
-TEST_F(ExportFileTest, EntriesStandWhereOneFindsThemInTheFile) {
+TEST_F(ExportFileTest, EntriesHaveTheirOffsetsInTheFile) {
     Dice dice(1);
     for (int round = 0; round < 1000; ++round) {
         expectEntriesTwiceOf(randomExport(dice, false));
@@ -213,12 +213,12 @@ TEST_F(ExportFileTest, LinesThatAreTooLongAreDividedAsTheReaderDividesThem) {
     }
 }
 
-TEST_F(ExportFileTest, AnExportOfNothingHasNoEntries) {
+TEST_F(ExportFileTest, AnEmptyExportHasNoEntries) {
     expectEntriesOf("");
     expectEntriesOf("\n \n# comment\n\r\n");
 }
 
-TEST_F(ExportFileTest, EntriesBeyondTheBufferStandWhereTheyAre) {
+TEST_F(ExportFileTest, EntriesBeyondTheBufferHaveTheirOffsets) {
     std::string content;
     for (int i = 0; content.size() < 400'000; ++i) {
         content += "dn: cn=" + std::to_string(i) + "\nsn: " + std::string(3007, 'x') + "\n";
@@ -292,7 +292,7 @@ TEST_F(ExportFileTest, AnExportThatGrowsMeanwhileIsNotChecked) {
     EXPECT_THAT(ending.errors, testing::HasSubstr(std::string(changedMeanwhile)));
 }
 
-// ---- A second look
+// ---- Reading entries again
 
 TEST_F(ExportFileTest, AnEntryOfAnySizeIsReadAgain) {
     for (std::size_t size = 4050; size <= 4110; ++size) {
@@ -334,7 +334,7 @@ TEST_F(ExportFileTest, AnAttributeFarBehindIsFound) {
     }
 }
 
-TEST_F(ExportFileTest, TheDnIsShownUnfoldedAndHarmless) {
+TEST_F(ExportFileTest, TheDnIsShownUnfoldedAndPrintable) {
     read("dn: cn=Ann\r\n  Lee,\n o=\x1b"
          "acme\nx: 1\n\ndn: b");
     EXPECT_EQ(dnAt(0), "dn: cn=Ann Lee,o=?acme");
@@ -342,7 +342,7 @@ TEST_F(ExportFileTest, TheDnIsShownUnfoldedAndHarmless) {
     EXPECT_EQ(dnAt(99), "");
 }
 
-TEST_F(ExportFileTest, WhatIsNoDnIsNotShown) {
+TEST_F(ExportFileTest, ALineThatIsNoDnIsNotShown) {
     read("userPassword: secret\ndn: a\n");
     EXPECT_EQ(dnAt(0), "");
 }
@@ -353,7 +353,7 @@ TEST_F(ExportFileTest, ALongDnIsCut) {
     EXPECT_LT(dnAt(0).size(), 300U);
 }
 
-TEST_F(ExportFileTest, WhatDoesNotBelongToTheDnIsNotShownWithIt) {
+TEST_F(ExportFileTest, TextBehindTheDnIsNotShownWithIt) {
     read(std::string_view("dn: cn=a\0secret\nx: 1\n\ndn: b\n \n secret\n", 39));
     EXPECT_EQ(dnAt(0), "dn: cn=a");
     EXPECT_EQ(dnAt(22), "dn: b");

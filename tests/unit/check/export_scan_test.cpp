@@ -40,7 +40,7 @@ TEST_F(ExportScanTest, AFileThatIsNotThereCannotBeChecked) {
                                  "-gone\": No such file or directory\n");
 }
 
-TEST_F(ExportScanTest, AnotherScanBeginsAnew) {
+TEST_F(ExportScanTest, AnotherScanStartsFromScratch) {
     scan("dn: cn=a\nobjectClass: person\n\ndn: cn=b\nobjectClass: person\n");
     scan("dn: cn=a\nobjectClass: person\n");
     EXPECT_EQ(inventory.entries, 1U);
@@ -51,7 +51,7 @@ TEST_F(ExportScanTest, AVersionOfThreeCharactersIsFine) {
     EXPECT_EQ(typesFound(), "");
 }
 
-TEST_F(ExportScanTest, AVersionWithoutABlankIsNotSet) {
+TEST_F(ExportScanTest, AVersionWithoutASpaceIsNotSet) {
     scan(std::string(domain) + "version:3.0\n");
     EXPECT_EQ(typesFound(), "version-not-set ");
     EXPECT_EQ(shown(FindingType::VERSION_NOT_SET).front().line, 4);

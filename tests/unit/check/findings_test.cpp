@@ -20,7 +20,7 @@ protected:
     }
 };
 
-TEST_F(FindingsTest, WhatIsNotKnownIsNoFinding) {
+TEST_F(FindingsTest, UnknownsAreNoFindings) {
     beginFindings(1);
     addUnknown("one");
     addUnknown("two");
@@ -136,13 +136,13 @@ TEST(ShownDn, NoOtherLineIsShown) {
     }
 }
 
-TEST(ShownName, TheNameStandsBeforeTheFirstColon) {
+TEST(ShownName, TheNameEndsBeforeTheFirstColon) {
     EXPECT_EQ(shownName("mail;x: a:b"), "mail;x");
     EXPECT_EQ(shownName("photo:: YQ=="), "photo");
     EXPECT_EQ(shownName("1.2.840-X:"), "1.2.840-X");
 }
 
-TEST(ShownName, WhatIsNoNameIsNotShown) {
+TEST(ShownName, ATextThatIsNoNameIsNotShown) {
     for (const std::string_view line :
          {"secret", "", ":", ": secret", "my secret: x", " secret: x", "\tsecret: x", "#secret: x",
           "secret\r: x", "s\xc3\xa4: x", "a+b/c=: x", "secret\n: x"}) {

@@ -33,7 +33,7 @@ TEST_F(InventoryTest, UsersAndGroupsCountApart) {
     EXPECT_EQ(inventory.groups, 2U);
 }
 
-TEST_F(InventoryTest, WhatARuleHasCountedCanBeTakenBack) {
+TEST_F(InventoryTest, CountsOfARuleCanBeTakenBack) {
     countRule(Rule::EQUAL_LINES, 5);
     countRule(Rule::EQUAL_LINES);
     discountRule(Rule::EQUAL_LINES, 2);
@@ -41,7 +41,7 @@ TEST_F(InventoryTest, WhatARuleHasCountedCanBeTakenBack) {
     EXPECT_EQ(linesOfRule(Rule::REPLACED_LINES), 0U);
 }
 
-TEST_F(InventoryTest, OfTheOutputNoMoreThanWasCountedIsTakenBack) {
+TEST_F(InventoryTest, NoMoreOfTheOutputThanWasCountedIsTakenBack) {
     countOutput(30);
     discountOutput(10);
     EXPECT_EQ(inventory.outputBytes, 20U);
@@ -49,7 +49,7 @@ TEST_F(InventoryTest, OfTheOutputNoMoreThanWasCountedIsTakenBack) {
     EXPECT_EQ(inventory.outputBytes, 0U);
 }
 
-TEST_F(InventoryTest, CountingBeginsAnew) {
+TEST_F(InventoryTest, BeginningResetsAllCounts) {
     countExport(10);
     countWorkFile(20);
     countOutput(30);

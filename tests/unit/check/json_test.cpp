@@ -14,7 +14,7 @@ std::string asJson(std::string_view text) {
     return json.text();
 }
 
-TEST(JsonTextTest, CommasStandBetweenValuesAlone) {
+TEST(JsonTextTest, CommasAppearBetweenValuesAlone) {
     JsonText json;
     json.beginObject();
     json.addText("program", "check");
@@ -64,7 +64,7 @@ TEST(JsonTextTest, QuotesBackslashesAndWhatIsNotPrintableAreEscaped) {
 }
 
 // RFC 3629, section 4: the sequences that are UTF-8, at the ends of each range.
-TEST(JsonTextTest, Utf8IsTakenAsItIs) {
+TEST(JsonTextTest, Utf8IsUnchanged) {
     for (const std::string_view text :
          {"\x7e", "\xc2\xa0", "\xdf\xbf", "\xe0\xa0\x80", "\xe0\xbf\xbf", "\xe1\x80\x80",
           "\xec\xbf\xbf", "\xed\x80\x80", "\xed\x9f\xbf", "\xee\x80\x80", "\xef\xbf\xbf",

@@ -34,14 +34,14 @@ protected:
         openExport(input_ldif_filename);
         ASSERT_TRUE(readNextEntry());
     }
-    // The line of the only finding of this kind, 0 when there is none.
-    static std::int64_t lineOf(FindingType kind) {
-        EXPECT_LE(total(kind), 1U);
-        return shown(kind).empty() ? 0 : shown(kind).front().line;
+    // The line of the only finding of this type, 0 when there is none.
+    static std::int64_t lineOf(FindingType type) {
+        EXPECT_LE(total(type), 1U);
+        return shown(type).empty() ? 0 : shown(type).front().line;
     }
 };
 
-TEST_F(LineFindingsTest, AFoldedCommentIsToldInItsFirstLine) {
+TEST_F(LineFindingsTest, AFoldedCommentIsReportedAtItsFirstLine) {
     read("dn: a\n# one\n# two\n folded\nx: 1\n");
     reportLineFindings();
     EXPECT_EQ(lineOf(FindingType::FOLDED_COMMENT), 3);
@@ -59,7 +59,7 @@ TEST_F(LineFindingsTest, CommentsOnLinesOfTheirOwnAreFine) {
     EXPECT_EQ(totalOfAllTypes(), 0U);
 }
 
-TEST_F(LineFindingsTest, AZeroByteIsToldInItsLine) {
+TEST_F(LineFindingsTest, AZeroByteIsReportedAtItsLine) {
     read(std::string_view("dn: a\nx: 1\0\n\n", 13));
     reportLineFindings();
     EXPECT_EQ(lineOf(FindingType::CUT_TEXT), 2);
@@ -77,7 +77,7 @@ TEST_F(LineFindingsTest, CarriageReturnsAtTheEndOfALineAreNoText) {
     EXPECT_EQ(totalOfAllTypes(), 0U);
 }
 
-TEST_F(LineFindingsTest, ALineOfAnyLengthIsToldOnce) {
+TEST_F(LineFindingsTest, ALineOfAnyLengthIsReportedOnce) {
     read("dn: a\nx: " + std::string(20'000, 'y') + "\n\n");
     reportLongLines();
     EXPECT_EQ(lineOf(FindingType::LONG_LINE), 2);
@@ -101,7 +101,7 @@ TEST_F(LineFindingsTest, ALineDroppedForItsOwnNameIsCountedAlone) {
     EXPECT_EQ(totalOfAllTypes(), 0U);
 }
 
-TEST_F(LineFindingsTest, ALineDroppedForAnotherNameIsTold) {
+TEST_F(LineFindingsTest, ALineDroppedForAnotherNameIsReported) {
     read("dn: a\n b\nmotto: mind the acl: x\n\n");
     dropLine("motto: mind the acl: x", 1, FROM_UNMERGED);
     EXPECT_EQ(linesOfRule(Rule::FILTERED_WORDS), 1U);

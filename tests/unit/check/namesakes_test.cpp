@@ -46,20 +46,20 @@ protected:
     Namesakes namesakes;
 };
 
-TEST_F(NamesakesTest, OneThatSharesItsNameWithNobodyIsNone) {
+TEST_F(NamesakesTest, AnOwnerWithANameOfItsOwnHasNoNamesake) {
     gather({3, 5});
     EXPECT_EQ(namesakes.choose(70, 1), nullptr);
     EXPECT_EQ(namesakes.choose(60, 1), nullptr);
 }
 
-TEST_F(NamesakesTest, TheFirstOneThatAnEntryIsRightForIsChosen) {
+TEST_F(NamesakesTest, TheFirstOneThatAnEntryMatchesIsChosen) {
     gather({3, 5, 3, 4});
     EXPECT_EQ(take(5), 2U);
     EXPECT_EQ(take(3), 1U);
     EXPECT_EQ(take(3), 3U);
 }
 
-TEST_F(NamesakesTest, AnEntryThatIsRightForNoneBelongsToOneThatIsNotSeen) {
+TEST_F(NamesakesTest, AnEntryThatMatchesNoneBelongsToOneThatIsNotSeen) {
     gather({3, 5});
     EXPECT_EQ(take(4), 1U);
     EXPECT_EQ(take(std::nullopt), 2U);

@@ -22,7 +22,7 @@ protected:
         reader_.open(writeFile(folder_.path("output"), content));
     }
 
-    // Reads `content` entry by entry and expects what it holds as one sees it at a glance.
+    // Reads `content` entry by entry and expects the entries that a split at empty lines finds.
     void expectEntriesOf(std::string_view content) {
         open(content);
         OutputEntry entry;
@@ -131,7 +131,7 @@ TEST_F(OutputReaderTest, TheEndsOfTheBufferMakeNoDifference) {
     }
 }
 
-TEST_F(OutputReaderTest, AnyMixtureOfLinesIsReadAsItIs) {
+TEST_F(OutputReaderTest, AnyMixtureOfLinesIsReadUnchanged) {
     Dice dice(1);
     const std::vector<std::string> lines = {
         "",  "",         "dn: cn=a",           "x: 1", " y", "\r", "# comment",

@@ -49,7 +49,7 @@ TEST_F(OwnerRecordsTest, AnOwnerWithBothEntriesIsFine) {
     EXPECT_EQ(typesFound(), "");
 }
 
-TEST_F(OwnerRecordsTest, WhatAnOwnerLacksIsToldAtTheEntryThatNeedsIt) {
+TEST_F(OwnerRecordsTest, AMissingEntryIsReportedAtTheEntryThatNeedsIt) {
     scan(userEntry("ann") + mappingEntry("bob") + usersEntry("cleo"));
     EXPECT_EQ(typesFound(), "user-without-mapping mapping-without-user users-entry-without-user ");
     EXPECT_EQ(shown(FindingType::USER_WITHOUT_MAPPING).front().line, 1);
@@ -58,7 +58,7 @@ TEST_F(OwnerRecordsTest, WhatAnOwnerLacksIsToldAtTheEntryThatNeedsIt) {
     EXPECT_EQ(shown(FindingType::MAPPING_WITHOUT_USER).front().message, MESSAGE_PROCESSING_FAILED);
 }
 
-TEST_F(OwnerRecordsTest, AValueThatIsReplacedIsToldAtItsLine) {
+TEST_F(OwnerRecordsTest, AValueThatIsReplacedIsReportedAtItsLine) {
     scan(userEntry("ann", "mail: a\nmail: b\n") + mappingEntry("ann", "mail: c\n"));
     ASSERT_EQ(total(FindingType::REPLACED_VALUE), 1U);
     EXPECT_EQ(shown(FindingType::REPLACED_VALUE).front().line, 5);
@@ -71,7 +71,7 @@ TEST_F(OwnerRecordsTest, AValueThatBothEntriesHoldIsNotLost) {
     EXPECT_EQ(ruleLines[static_cast<std::size_t>(Rule::EQUAL_LINES)], 1U);
 }
 
-TEST_F(OwnerRecordsTest, OfTwoOwnersOfOneNameTheSecondIsTold) {
+TEST_F(OwnerRecordsTest, OfTwoOwnersOfOneNameTheSecondIsReported) {
     scan(userEntry("ann") + mappingEntry("ann") +
          "dn: secAuthority=Default,cn=other,o=acme\nobjectClass: secUser\n"
          "secAuthority: Default\nprincipalName: ANN\n\n" +
@@ -85,7 +85,7 @@ std::optional<Lines> linesOfRecord(const Owner& owner) {
     return record ? std::optional(Lines(record->lines.begin(), record->lines.end())) : std::nullopt;
 }
 
-TEST_F(OwnerRecordsTest, OfAnOwnerThatLacksAnEntryNothingIsExpected) {
+TEST_F(OwnerRecordsTest, NothingIsExpectedOfAnOwnerThatLacksAnEntry) {
     scan(userEntry("ann"));
     EXPECT_FALSE(expectedRecord(ownerAt(0)));
 }
@@ -282,7 +282,7 @@ TEST_F(MergedOwnerTest, TheClassesOfTheEntryThatLeadsAreKept) {
     expectMerged(user({"objectClass: person"}, {"objectClass: top"}, {"objectClass: other"}));
 }
 
-TEST_F(MergedOwnerTest, WhatIsFilteredIsNoPartOfTheRecord) {
+TEST_F(MergedOwnerTest, FilteredLinesAreNoPartOfTheRecord) {
     expectMerged(user({"acl: x", "motto: mind the acl: x"}, {"aci: y"}));
 }
 
@@ -346,7 +346,7 @@ public:
         return lines;
     }
 
-    // Lines may stand anywhere behind the DN line.
+    // Lines may be anywhere behind the DN line.
     void shuffle(Lines& lines) {
         for (std::size_t i = lines.size(); i > 2; --i) {
             std::swap(lines[i - 1], lines[1 + dice_.upTo(i - 2)]);

@@ -46,7 +46,7 @@ TEST_F(OwnersTest, ManyThousandsAreFoundAgain) {
     EXPECT_FALSE(findOwner(digestOfUser(count)));
 }
 
-TEST_F(OwnersTest, DigestsThatAreAlikeAreToldApart) {
+TEST_F(OwnersTest, SimilarDigestsAreDistinguished) {
     std::vector<std::uint64_t> digests = {0, ~std::uint64_t{0}};
     for (unsigned bit = 0; bit < 64; ++bit) {
         digests.push_back(std::uint64_t{1} << bit);
@@ -139,9 +139,9 @@ TEST_F(OwnersTest, ClearingForgetsAll) {
     EXPECT_EQ(domainCount(), 0U);
 }
 
-// ---- What is known of an owner
+// ---- Parts and flags of an owner
 
-TEST(OwnerTest, PartsAreThereOnceTheyHaveAPlace) {
+TEST(OwnerTest, PartsExistOnceTheyHaveAnOffset) {
     Owner owner;
     EXPECT_FALSE(owner.has(Part::OWN));
     owner.offsets[static_cast<std::size_t>(Part::OWN)] = Packed40(1);

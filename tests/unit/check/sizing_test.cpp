@@ -36,7 +36,7 @@ std::uint64_t tableFor(std::uint64_t owners) {
     return owners == 0 ? 0 : 8 * std::bit_ceil(2 * owners);
 }
 
-// What stays in memory from a merge of entries with 10 lines of 100 bytes: 4 bytes for the entry
+// The memory kept from a merge of entries with 10 lines of 100 bytes: 4 bytes for the entry
 // and 4 for each line of it beside the text, a view of each line, and 16 bytes for a colon
 // searched.
 constexpr std::uint64_t stored = 10 * 100 + 4 + 10 * 4;
@@ -64,7 +64,7 @@ TEST_F(HoldingsTest, AnEntryBelowUsersIsMergedWithTheResultOfTheOthers) {
     EXPECT_EQ(maxHeld(1, 1, 0), 3 * stored + tableFor(1) + 5 * stored + 3 * views + 2 * colons);
 }
 
-TEST_F(HoldingsTest, TheMergeTakesThePlaceOfTheEntryRead) {
+TEST_F(HoldingsTest, TheMergeReplacesTheEntryRead) {
     holdOwner(0, true, 0);
     holdEntry(0, true, Part::OWN, entryOf(1, 1000), 0);
     const std::uint64_t alone = maxHeld(1, 1, 0);
@@ -91,7 +91,7 @@ TEST_F(HoldingsTest, UsersAndGroupsOfOnePassAreHeldTogether) {
     EXPECT_EQ(maxHeld(2, 1, 0), 700 + tableFor(1));
 }
 
-TEST_F(HoldingsTest, WhatAMergeHasTakenStays) {
+TEST_F(HoldingsTest, MemoryOfAMergeIsKept) {
     holdOwner(0, false, 0);
     holdEntry(0, false, Part::OWN, entryOf(10, 100), 0);
     holdEntry(0, false, Part::MAPPING, entryOf(10, 100), 0);
@@ -113,7 +113,7 @@ std::uint64_t maxOfPasses(const std::vector<std::uint64_t>& bytes, std::size_t s
     return max;
 }
 
-TEST_F(HoldingsTest, OfManyThousandOwnersNoPassTakesMoreThanIsPredicted) {
+TEST_F(HoldingsTest, NoPassOfManyThousandOwnersTakesMoreThanIsPredicted) {
     Dice dice(7);
     std::vector<std::uint64_t> bytes;
     for (OwnerNumber i = 0; i < 50'000; ++i) {
@@ -151,7 +151,7 @@ std::uint64_t withHeap(std::uint64_t bytes) {
     return bytes + bytes / 25;
 }
 
-TEST_F(PlanTest, WithoutOwnersOneSlotOfEachWillDoAndNoPassGathersAnything) {
+TEST_F(PlanTest, WithoutOwnersOneSlotOfEachSufficesAndNoPassGathersAnything) {
     const Plan plan = planFor(0, 0);
     EXPECT_EQ(plan.users, 1U);
     EXPECT_EQ(plan.groups, 1U);
@@ -166,7 +166,7 @@ TEST_F(PlanTest, OneOwnerNeedsOnePass) {
     EXPECT_EQ(plans().size(), 1U);
 }
 
-TEST_F(PlanTest, ZeroStandsForAsManyAsThereAre) {
+TEST_F(PlanTest, ZeroMeansAsManyAsThereAre) {
     setOwners(70, 9);
     const Plan plan = planFor(0, 0);
     EXPECT_EQ(plan.users, 70U);

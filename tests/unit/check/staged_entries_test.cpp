@@ -66,7 +66,7 @@ TEST_F(StagedEntriesTest, AnInstallationDateThatIsAddedIsNoPartOfTheLinesExpecte
     EXPECT_TRUE(passed[0].addsInstallDate);
 }
 
-TEST_F(StagedEntriesTest, ClassesInOtherSpellingsAreTold) {
+TEST_F(StagedEntriesTest, ClassesInOtherSpellingsAreReported) {
     for (const std::string line :
          {"objectClass: SECUSER", "objectclass:secMap", "OBJECTCLASS: secGroup",
           "objectClass:: c2VjVXNlcg==", "objectClass:\tsecResCreds"}) {
@@ -82,7 +82,7 @@ TEST_F(StagedEntriesTest, ClassesThatOnlyHoldTheNameOfOneAreFine) {
     EXPECT_EQ(typesFound(), "");
 }
 
-TEST_F(StagedEntriesTest, AnEntryThatHasTheNewDnOfAUserIsTold) {
+TEST_F(StagedEntriesTest, AnEntryThatHasTheNewDnOfAUserIsReported) {
     scan("dn: principalName=ann,cn=users,secAuthority=DEFAULT\nobjectClass: person\n\n"
          "dn: secUUID=1,cn=Users,secAuthority=Default\nobjectClass: secMap\nsecDN: cn=a\n\n"
          "dn: secAuthority=Default,cn=a\nobjectClass: secUser\nsecAuthority: Default\n"
@@ -101,7 +101,7 @@ TEST_F(StagedEntriesTest, AnEntryComesBackUnfoldedAndAdjusted) {
         "dn: secAuthority=Default,cn=g\nobjectClass: secGroup\ncn: g\nsecUUID: 1\nsecdn: a,b\n");
 }
 
-TEST_F(StagedEntriesTest, AnEntryThatBreaksApartDoesNotComeBack) {
+TEST_F(StagedEntriesTest, AnEntryThatIsSplitDoesNotComeBack) {
     scan(groupStart + folded(5000));
     EXPECT_FALSE(stagedEntryAt(0));
 }
@@ -112,14 +112,14 @@ TEST_F(StagedEntriesTest, ALongAttributeEndsTheMergeOfAGroup) {
     EXPECT_EQ(shown(FindingType::LONG_ATTRIBUTE).front().line, 4);
 }
 
-TEST_F(StagedEntriesTest, ALongAttributeOfAPolicyIsWrittenAsItIs) {
+TEST_F(StagedEntriesTest, ALongAttributeOfAPolicyIsWrittenUnchanged) {
     scan(policyStart + folded(5000));
     EXPECT_EQ(typesFound(), "policy-without-user ");
 }
 
 // Its first piece fills a line of the work file, whose line feed then is a line of its own: an
 // empty one.
-TEST_F(StagedEntriesTest, ALongLineTearsEvenAPolicyApart) {
+TEST_F(StagedEntriesTest, ALongLineSplitsEvenAPolicy) {
     scan(policyStart + std::string(5000, 'x') + '\n');
     EXPECT_EQ(typesFound(), "policy-without-user long-attribute ");
 }
@@ -179,13 +179,13 @@ TEST_F(StagedEntriesTest, AFilteredNameInAPieceDropsThePiece) {
              foldedWith("note", 4095, "acl: y\nlast: 1"),
          {.credential = [](const ExpectedEntry& expected) { credentialLines = expected.lines; }});
     EXPECT_EQ(typesFound(), "long-attribute-broken ");
-    // What is left of the line runs into the next one.
+    // The rest of the line is not separated from the next one.
     EXPECT_EQ(credentialLines, chainOf({"dn: cn=a,cn=ResCreds,o=b", "objectClass: secResCreds",
                                         "note: " + std::string(4095 - 6, 'x') + "last: 1"}));
 }
 
-// The new DN takes the place of its first piece alone.
-TEST_F(StagedEntriesTest, ALongDnOfAPolicyIsBrokenApart) {
+// The new DN replaces only its first piece.
+TEST_F(StagedEntriesTest, ALongDnOfAPolicyIsSplit) {
     scan(foldedWith("dn", 4095, "y").replace(4, 40, "cn=Policy,secAuthority=Default,cn=aaaaaa") +
          "objectClass: secPolicy\n");
     EXPECT_EQ(typesFound(), "policy-without-user long-attribute-broken ");

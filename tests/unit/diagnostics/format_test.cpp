@@ -10,7 +10,7 @@ using std::string_literals::operator""s;
 
 namespace {
 
-TEST(Format, TextWithoutPlaceholdersStandsAsItIs) {
+TEST(Format, TextWithoutPlaceholdersIsUnchanged) {
     EXPECT_EQ(format("main():  FUNCTION ENTRY  \n"), "main():  FUNCTION ENTRY  \n");
     EXPECT_EQ(format(""), "");
 }

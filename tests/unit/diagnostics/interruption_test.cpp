@@ -31,8 +31,8 @@ constexpr const char* line =
     "380928317 ERROR: interrupted: the output \"new.ldif\" is incomplete. Remove the work file "
     "\"old.ldif.tmp\" before the next run\n";
 
-// The signal that ends a process which does `procedure`, or 0. What it writes to `errors` has not
-// been read by anybody.
+// The signal that ends a process which does `procedure`, or 0. The text it writes to `errors` has
+// not been read by anybody.
 int signalOf(int errors, const std::function<void()>& procedure) {
     const pid_t child = fork();
     if (child == 0) {

@@ -69,7 +69,7 @@ std::string printed(const Message& message) {
     return ending.output + ending.errors;
 }
 
-TEST(Messages, ArgumentsStandInThePlaceOfTheirPlaceholders) {
+TEST(Messages, ArgumentsReplaceTheirPlaceholders) {
     EXPECT_EQ(printed({MESSAGE_CANNOT_OPEN, {"export.ldif", "No such file or directory"}}),
               "380928304 ERROR: cannot open \"export.ldif\": No such file or directory\n");
 }

@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(Printable, TextIsShownAsItIs) {
+TEST(Printable, TextIsShownUnchanged) {
     for (const std::string_view text :
          {"", "dn: cn=a,o=b", "\xc3\x84 \xe2\x82\xac \xf0\x9f\x98\x80", "\"quoted\" back\\slash"}) {
         EXPECT_EQ(printable(text), text);
@@ -64,12 +64,12 @@ TEST(Printable, TextIsCutBetweenTwoCharacters) {
     EXPECT_EQ(printable("abc\x9f", 4), "abc?");
 }
 
-TEST(ShellWordTest, APlainNameStaysAsItIs) {
+TEST(ShellWordTest, APlainNameStaysUnchanged) {
     EXPECT_EQ(shellWord("/data/export-2026_01.ldif"), "/data/export-2026_01.ldif");
     EXPECT_EQ(shellWord("a@b%c+d=e:f,g"), "a@b%c+d=e:f,g");
 }
 
-TEST(ShellWordTest, WhatAShellReadsOtherwiseIsInQuotes) {
+TEST(ShellWordTest, NamesThatAShellWouldInterpretAreQuoted) {
     EXPECT_EQ(shellWord(""), "''");
     EXPECT_EQ(shellWord("my export.ldif"), "'my export.ldif'");
     EXPECT_EQ(shellWord("~ann"), "'~ann'");
@@ -77,7 +77,7 @@ TEST(ShellWordTest, WhatAShellReadsOtherwiseIsInQuotes) {
     EXPECT_EQ(shellWord("Ann's"), "'Ann'\\''s'");
 }
 
-TEST(ShellWordTest, BytesThatAreNotPrintableAsciiAreNumbers) {
+TEST(ShellWordTest, BytesThatAreNotPrintableAsciiAreOctalNumbers) {
     EXPECT_EQ(shellWord("a\nb"), "$'a\\012b'");
     EXPECT_EQ(shellWord("\x1b[2J\x7f"), "$'\\033[2J\\177'");
     EXPECT_EQ(shellWord("\xff'\\"), "$'\\377\\'\\\\'");

@@ -42,14 +42,14 @@ TEST(ProgressLine, CredentialsHoldNoUsersAndGroups) {
     EXPECT_EQ(lineOf(progress), "Credentials  [=====     ]   50%  50.0 MB/s  0:10 left");
 }
 
-TEST(ProgressLine, SpeedAndTimeLeftCountFromTheBeginOfThePhase) {
+TEST(ProgressLine, SpeedAndTimeLeftCountFromTheBeginningOfThePhase) {
     Progress progress = secondPass();
     progress.begin = 400'000'000;
     EXPECT_EQ(lineOf(progress),
               "Pass 2  [=====     ]   50%  users 51200, groups 4100  10.0 MB/s  0:50 left");
 }
 
-TEST(ProgressLine, NothingIsForetoldBeforeThePhaseHasMoved) {
+TEST(ProgressLine, NothingIsPredictedBeforeThePhaseHasMoved) {
     Progress progress = secondPass();
     progress.begin = progress.done;
     EXPECT_EQ(lineOf(progress), "Pass 2  [=====     ]   50%  users 51200, groups 4100");
@@ -58,7 +58,7 @@ TEST(ProgressLine, NothingIsForetoldBeforeThePhaseHasMoved) {
     EXPECT_EQ(lineOf(progress), "Pass 2  [=====     ]   50%  users 51200, groups 4100");
 }
 
-TEST(ProgressLine, TimeLeftIsToldInMinutesAndHours) {
+TEST(ProgressLine, TimeLeftIsShownInMinutesAndHours) {
     struct {
         int seconds;
         const char* text;
@@ -124,9 +124,9 @@ TEST(ProgressLine, WideTerminalHasALongerBar) {
 }
 
 TEST(ProgressLine, LargestNumbersFit) {
-    constexpr auto most = std::numeric_limits<std::int32_t>::max();
+    constexpr auto max = std::numeric_limits<std::int32_t>::max();
     constexpr std::int64_t terabytes = 1LL << 45;
-    const Progress progress = {Phase::PASS,     most,  0, terabytes / 2, terabytes, most, most,
+    const Progress progress = {Phase::PASS,     max,   0, terabytes / 2, terabytes, max, max,
                                milliseconds(1), 10'000};
     EXPECT_EQ(lineOf(progress),
               "Pass 2147483647  [===============               ]   50%  users 2147483647, groups "

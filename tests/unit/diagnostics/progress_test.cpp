@@ -30,7 +30,7 @@ std::string drawn(const std::string& line) {
     return "\r" + line + "\033[J\r";
 }
 
-// Standard error is a terminal, and a phase has begun that knows no speed as long as it stands.
+// Standard error is a terminal, and a phase has begun that shows no speed until it advances.
 class ProgressFixture : public testing::Test {
 protected:
     void SetUp() override {

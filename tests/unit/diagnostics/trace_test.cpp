@@ -38,7 +38,7 @@ TEST_F(Trace, NewFileIsWrittenAtOnceAndNotEmptied) {
     EXPECT_EQ(traced(), "first\n");
 }
 
-TEST_F(Trace, FileThatIsOpenedAnewForgetsWhatWasHeldBack) {
+TEST_F(Trace, ReopenedFileForgetsWhatWasHeldBack) {
     const std::string path = writeFile(folder.path("old"), "from an earlier run");
     ASSERT_EQ(openTraceFile(path), 0);
     trace("never written\n");

@@ -21,7 +21,7 @@ using testing::Not;
 constexpr int passBegins = 380928312;
 constexpr int writing = 380928313;
 
-// What a run has written to a standard stream: its messages, and everything else.
+// The text that a run has written to a standard stream: its messages, and everything else.
 struct Said {
     std::vector<int> messages;
     std::string rest;
@@ -74,7 +74,7 @@ std::string groupRecord(const std::string& name) {
 const std::string credentials =
     "dn: cn=ResCreds,cn=x\nobjectClass: container\n\ndn: cn=y\nobjectClass: secResCreds\n\n";
 
-// The text with everything but line ends blanked, as the work file keeps it.
+// The text with everything but line ends blanked, as in the work file.
 std::string blanked(std::string text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '\n') {
@@ -109,7 +109,7 @@ protected:
     }
 
     // Makes passes that must end the process with `message`, first silently and then with trace
-    // and echo. `echoed` is what they then echo, `lastTrace` how the trace ends.
+    // and echo. `echoed` is the echo, `lastTrace` the end of the trace.
     void expectFailure(int message, const std::string& echoed, const std::string& lastTrace) {
         EXPECT_EQ(saidIn(endingOf(makePasses).output).rest, "");
         startTrace();
@@ -144,7 +144,7 @@ TEST_F(PassLoopTest, ResourceCredentialsAloneTakeOnePassAndStay) {
     EXPECT_TRUE(hasTheStepOverFilePositionBeenInitialized);
 }
 
-TEST_F(PassLoopTest, WhatFitsTakesOnePassAndAClosingOne) {
+TEST_F(PassLoopTest, EntriesThatFitTakeOnePassAndAClosingOne) {
     setWorkFile(group("g") + bothOf("a") + credentials + groupMapping("g") + bothOf("b"));
     EXPECT_EQ(messagesOfPasses(), (Messages{passBegins, writing, passBegins}));
     EXPECT_EQ(output(), userRecord("a") + userRecord("b") + groupRecord("g"));
@@ -157,7 +157,7 @@ TEST_F(PassLoopTest, AClosingPassThatReadsNothingIsNotAnnounced) {
     EXPECT_EQ(messagesOfPasses(), (Messages{passBegins, writing}));
 }
 
-TEST_F(PassLoopTest, WhatIsSurelyBlankIsNotReadAgain) {
+TEST_F(PassLoopTest, BlankLinesAreNotReadAgain) {
     const std::string entries = bothOf("a") + credentials + bothOf("b");
     const auto linesRead = [&] {
         setWorkFile(entries);
@@ -177,7 +177,7 @@ TEST_F(PassLoopTest, WhatIsSurelyBlankIsNotReadAgain) {
     EXPECT_EQ(linesRead(), all + end + fromCredentials + end);
 }
 
-TEST_F(PassLoopTest, TracedPassesSayAndWriteTheSame) {
+TEST_F(PassLoopTest, TracedPassesPrintAndWriteTheSame) {
     max_number_of_secuser_slots = 1;
     const std::string entries = bothOf("a") + credentials + bothOf("b") + credentials + bothOf("c");
     setWorkFile(entries);
@@ -323,7 +323,7 @@ TEST_P(EveryKind, TheSecondEntryOfAnOwnerIsSteppedOverWhenItsMatrixIsFull) {
     EXPECT_EQ(workFile(), blanked(GetParam().first) + GetParam().second);
 }
 
-TEST_P(EveryKind, TheSecondEntryOfAnOwnerEndsTheProcessWhileItsMatrixHasRoom) {
+TEST_P(EveryKind, TheSecondEntryOfAnOwnerEndsTheProcessWhileItsMatrixIsNotFull) {
     setSlots(2, 1);
     setWorkFile(std::string(GetParam().first) + GetParam().second);
     const Ending ending = endingOf(makePasses);
@@ -331,7 +331,7 @@ TEST_P(EveryKind, TheSecondEntryOfAnOwnerEndsTheProcessWhileItsMatrixHasRoom) {
     EXPECT_EQ(saidIn(ending.errors).messages, Messages{380928303});
 }
 
-TEST_F(PassLoopTest, ABlankBeforeTheUsersDomainMakesAUserAnOrdinaryOneToTheGate) {
+TEST_F(PassLoopTest, ASpaceBeforeTheUsersDomainMakesAUserAnOrdinaryOneToTheGate) {
     max_number_of_secuser_slots = 1;
     setWorkFile(
         "dn: a=1,cn=Users,secAuthority=x\nobjectClass: secUser\nsecAuthority: x\nsecDN: cn=a\n\n"
@@ -382,7 +382,7 @@ void makePassesUntilStepOverFails(const std::string& traceName) {
 class StepOverTest : public PassLoopTest {
 protected:
     void expectStepOverError(const std::string& entry, const std::string& name) {
-        // The end of the file stands where the closing blank line would, so that it is read again.
+        // The file ends without the closing blank line, so that its end is read again.
         setWorkFile(entry.substr(0, entry.size() - 1));
         const std::string trace = folder.path("trace");
         const Ending ending = endingOf([&] { makePassesUntilStepOverFails(trace); });
@@ -439,7 +439,7 @@ TEST_F(PassLoopTest, AStepOverPositionThatCannotBeReachedEndsTheProcess) {
     EXPECT_THAT(endingOf(makePasses).errors, HasSubstr("fsetpos() returned -1"));
 }
 
-TEST_F(PassLoopTest, AWorkFileThatCannotBeReadEndsTheProcessBehindTheAnnouncement) {
+TEST_F(PassLoopTest, AWorkFileThatCannotBeReadEndsTheProcessAfterTheAnnouncement) {
     temp_input_ldif_filename = "/proc/self/mem";
     const std::string error =
         "\nmain():  ERROR:  The next object could not be read successfully.  EXITING.  \n";

@@ -54,7 +54,7 @@ TEST_F(Adjustments, VersionBecomesSixInPlace) {
     EXPECT_EQ(adjustedVersion("version: 3.0"), "version: 6.0");
 }
 
-TEST_F(Adjustments, BlanksBeforeTheVersionAreKept) {
+TEST_F(Adjustments, SpacesBeforeTheVersionAreKept) {
     EXPECT_EQ(adjustedVersion("version:    3.0\n"), "version:    6.0\n");
 }
 
@@ -63,7 +63,7 @@ TEST_F(Adjustments, ExactlyThreeCharactersOfTheVersionAreOverwritten) {
     EXPECT_EQ(adjustedVersion("version: 10.12.3\n"), "version: 6.012.3\n");
 }
 
-// Behind the blank, the characters 3, CR and a become 6, the full stop and 0.
+// Behind the space, the characters 3, CR and a become 6, the full stop and 0.
 TEST_F(Adjustments, CarriageReturnIsACharacterOfTheVersion) {
     EXPECT_EQ(adjustedVersion("version: 3\rabc\n"), "version: 6.0bc\n");
     EXPECT_EQ(adjustedVersion("version: \rabc\n"), "version: 6.0c\n");
@@ -76,7 +76,7 @@ TEST_F(Adjustments, VersionOfFewerThanThreeCharactersEndsTheLine) {
     EXPECT_EQ(adjustedVersion("version:  \n"), "version:  6.0");
 }
 
-TEST_F(Adjustments, VersionIsFoundAnywhereInALineInLowerCaseWithItsBlank) {
+TEST_F(Adjustments, VersionIsFoundAnywhereInALineInLowerCaseWithItsSpace) {
     EXPECT_EQ(adjustedVersion("secversion: 3.0\n"), "secversion: 6.0\n");
     EXPECT_EQ(adjustedVersion("Version: 3.0\n"), "Version: 3.0\n");
     EXPECT_EQ(adjustedVersion("version:3.0\n"), "version:3.0\n");
@@ -160,7 +160,7 @@ TEST_F(Adjustments, ExistingInstallDateInAnyCaseStays) {
     }
 }
 
-TEST_F(Adjustments, InstallDateWithoutABlankDoesNotCount) {
+TEST_F(Adjustments, InstallDateWithoutASpaceDoesNotCount) {
     EXPECT_EQ(adjusted(SECAUTHORITYINFO_OBJECTCLASS, {"installDate:2001\n"}).size(), 2U);
 }
 

@@ -20,19 +20,19 @@ using testing::StartsWith;
 
 using AttributeLookup = EntryFixture;
 
-TEST_F(AttributeLookup, NameMatchesWithoutRegardToCaseAndTheLineEndIsCut) {
+TEST_F(AttributeLookup, NameMatchesCaseInsensitivelyAndTheLineEndIsCut) {
     setObject({"dn: cn=a\n", "secAuthority: Default\n"});
     EXPECT_EQ(obtainAttributeValueFromObjArray("SECAUTHORITY"), "Default");
     setObject({"dn: cn=a\n", "SECAUTHORITY: Default\r\n"});
     EXPECT_EQ(obtainAttributeValueFromObjArray("secAuthority"), "Default");
 }
 
-TEST_F(AttributeLookup, ValueKeepsItsCaseAndItsTrailingBlanks) {
+TEST_F(AttributeLookup, ValueKeepsItsCaseAndItsTrailingSpaces) {
     setObject({"cn: a B \t\n"});
     EXPECT_EQ(obtainAttributeValueFromObjArray("cn"), "a B \t");
 }
 
-TEST_F(AttributeLookup, AllBlanksAfterTheColonAreSkippedButNoTab) {
+TEST_F(AttributeLookup, AllSpacesAfterTheColonAreSkippedButNoTab) {
     setObject({"cn:   x\n"});
     EXPECT_EQ(obtainAttributeValueFromObjArray("cn"), "x");
     setObject({"cn:x\n"});
@@ -53,12 +53,12 @@ TEST_F(AttributeLookup, FirstLineThatHoldsTheNameWins) {
     EXPECT_EQ(obtainAttributeValueFromObjArray("cn"), "first");
 }
 
-TEST_F(AttributeLookup, FirstPlaceOfTheNameInALineWins) {
+TEST_F(AttributeLookup, FirstOccurrenceOfTheNameInALineWins) {
     setObject({"cn: cn: x\n"});
     EXPECT_EQ(obtainAttributeValueFromObjArray("cn"), "cn: x");
 }
 
-TEST_F(AttributeLookup, ValueOfALineWithoutAColonIsWhatContinuesIt) {
+TEST_F(AttributeLookup, ValueOfALineWithoutAColonIsItsContinuation) {
     setObject({"cn\n", " x\n"});
     EXPECT_EQ(obtainAttributeValueFromObjectArray(0), "x");
 }
@@ -139,7 +139,7 @@ TEST_F(AttributeLookup, WholeAttributeKeepsItsName) {
     EXPECT_EQ(obtainAttributeFromObjectArray(0), "DN: cn=a,o=b");
 }
 
-TEST_F(AttributeLookup, TextFromTheColonOnKeepsColonAndBlanks) {
+TEST_F(AttributeLookup, TextFromTheColonOnKeepsColonAndSpaces) {
     setObject({"dn: cn=a\n", "cn:  x\r\n", " y\n", "sn: z\n"});
     EXPECT_EQ(obtainAttributeValueFromObjectArray(1), ":  xy");
 }

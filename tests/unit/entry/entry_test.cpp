@@ -29,7 +29,7 @@ TEST(Entry, FreshEntryHasNoLines) {
     EXPECT_EQ(entry.line(0).data(), nullptr);
 }
 
-TEST(Entry, KeepsLinesAsTheyAreInTheirOrder) {
+TEST(Entry, KeepsLinesUnchangedInTheirOrder) {
     const Entry entry = entryOf({"dn: cn=a\r\n", "cn: a\n", " folded", ""});
     EXPECT_FALSE(entry.empty());
     EXPECT_EQ(entry.lineCount(), 4);
@@ -124,7 +124,7 @@ TEST(StoredEntry, KeepsAllLines) {
     EXPECT_TRUE(EntryView(StoredEntry(Entry(), storage)).empty());
 }
 
-TEST(EntryStorage, MayBeFilledAnewAfterItHasBeenCleared) {
+TEST(EntryStorage, MayBeFilledAgainAfterItHasBeenCleared) {
     EntryStorage storage;
     StoredEntry first(entryOf({"first\n"}), storage);
     storage.clear();
@@ -132,34 +132,35 @@ TEST(EntryStorage, MayBeFilledAnewAfterItHasBeenCleared) {
     EXPECT_THAT(linesOf(second), ElementsAre("second\n"));
 }
 
-// What somebody sees who looks at heads that end in `name`, up to `most` of them.
-std::vector<std::string> headsOf(const Entry& entry, std::string_view name, std::size_t most) {
+// The colon prefixes that end in `name`, up to `max` of them.
+std::vector<std::string> colonPrefixesOf(const Entry& entry, std::string_view name,
+                                         std::size_t max) {
     std::vector<std::string> seen;
     const bool stopped = someColonPrefix(
         entry, [name](std::string_view colonPrefix) { return colonPrefix.ends_with(name); },
         [&](int line, std::string_view colonPrefix, std::string_view tail) {
             seen.push_back(std::to_string(line) + '|' + std::string(colonPrefix) + '|' +
                            std::string(tail));
-            return seen.size() == most;
+            return seen.size() == max;
         });
-    EXPECT_EQ(stopped, seen.size() == most);
+    EXPECT_EQ(stopped, seen.size() == max);
     return seen;
 }
 
-TEST(Heads, AreThoseOfEveryColonOfEveryLine) {
+TEST(ColonPrefixes, AreThoseOfEveryColonOfEveryLine) {
     const Entry entry = entryOf({"a: b:c\n", "none\n", "", ":\n", "x", "y:"});
-    EXPECT_THAT(headsOf(entry, ":", 100),
+    EXPECT_THAT(colonPrefixesOf(entry, ":", 100),
                 ElementsAre("0|a:| b:c\n", "0|a: b:|c\n", "3|:|\n", "5|y:|"));
-    EXPECT_THAT(headsOf(entry, ":", 2), ElementsAre("0|a:| b:c\n", "0|a: b:|c\n"));
-    EXPECT_THAT(headsOf(entryOf({"none\n"}), ":", 100), IsEmpty());
-    EXPECT_THAT(headsOf(Entry(), ":", 100), IsEmpty());
+    EXPECT_THAT(colonPrefixesOf(entry, ":", 2), ElementsAre("0|a:| b:c\n", "0|a: b:|c\n"));
+    EXPECT_THAT(colonPrefixesOf(entryOf({"none\n"}), ":", 100), IsEmpty());
+    EXPECT_THAT(colonPrefixesOf(Entry(), ":", 100), IsEmpty());
 }
 
-TEST(Heads, DoNotReachIntoTheLineBefore) {
+TEST(ColonPrefixes, DoNotReachIntoTheLineBefore) {
     // A piece of a long line has no line end: "xcn:" is in the text, but not in a line.
     const Entry entry = entryOf({"dn: x", "cn: a\n", "xcn: b\n"});
-    EXPECT_THAT(headsOf(entry, "xcn:", 100), ElementsAre("2|xcn:| b\n"));
-    EXPECT_THAT(headsOf(entry, "cn:", 100), ElementsAre("1|cn:| a\n", "2|xcn:| b\n"));
+    EXPECT_THAT(colonPrefixesOf(entry, "xcn:", 100), ElementsAre("2|xcn:| b\n"));
+    EXPECT_THAT(colonPrefixesOf(entry, "cn:", 100), ElementsAre("1|cn:| a\n", "2|xcn:| b\n"));
 }
 
 TEST(Entry, ClearedEntriesTakeNewLines) {
@@ -187,7 +188,7 @@ TEST_F(CurrentEntry, NumberOfLinesIsTheNextFreeSlot) {
     EXPECT_EQ(next_available_object_slot(), 2);
 }
 
-TEST_F(CurrentEntry, FreeingLetsGoOfItsLinesWithoutATrace) {
+TEST_F(CurrentEntry, FreeingReleasesItsLinesWithoutATrace) {
     setObject({"dn: cn=a\n", "cn: a\n"});
     startTrace();
     freeObject();
@@ -197,7 +198,7 @@ TEST_F(CurrentEntry, FreeingLetsGoOfItsLinesWithoutATrace) {
     EXPECT_EQ(traced(), "");
 }
 
-TEST_F(CurrentEntry, FirstLineStandsForTheEntry) {
+TEST_F(CurrentEntry, FirstLineRepresentsTheEntry) {
     EXPECT_EQ(firstLineOr(entryOf({"dn: cn=a\n", "cn: a\n"}), "null"), "dn: cn=a\n");
     EXPECT_EQ(firstLineOr(Entry(), "null"), "null");
 }

@@ -37,20 +37,20 @@ TEST(HashIgnoringCase, FoldsTheLettersAlone) {
         for (int j = 0; j < 256; ++j) {
             const char first = static_cast<char>(i);
             const char second = static_cast<char>(j);
-            for (const std::size_t place : {0U, 7U, 8U}) {  // within eight bytes and behind them
+            for (const std::size_t offset : {0U, 7U, 8U}) {  // within eight bytes and behind them
                 std::string texts[2] = {"cn=anna,o", "CN=ANNA,O"};
-                texts[0][place] = first;
-                texts[1][place] = second;
+                texts[0][offset] = first;
+                texts[1][offset] = second;
                 ASSERT_EQ(
                     hashIgnoringCase(texts[0], someKey) == hashIgnoringCase(texts[1], someKey),
                     equalFolded(first, second))
-                    << i << ' ' << j << ' ' << place;
+                    << i << ' ' << j << ' ' << offset;
             }
         }
     }
 }
 
-TEST(HashIgnoringCase, TellsTextsOfNulBytesApart) {
+TEST(HashIgnoringCase, DistinguishesTextsOfNulBytes) {
     std::set<std::uint64_t> hashes;
     for (std::size_t length = 0; length < 20; ++length) {
         hashes.insert(hashIgnoringCase(std::string(length, '\0'), someKey));
@@ -68,14 +68,14 @@ TEST(HashIgnoringCase, DependsOnEveryBitOfTheKey) {
     EXPECT_EQ(hashes.size(), 129);
 }
 
-// Of 64 Ki places, 32 Ki names at random take about 25,787.
+// Of 64 Ki buckets, 32 Ki names at random take about 25,787.
 TEST(HashIgnoringCase, SpreadsNamesThatAreAlikeOverItsLowBits) {
     for (std::string (*const nameOf)(int) : {ownerDnOfUser, numberedOwnerDn, bracketedOwnerDn}) {
-        std::set<std::uint64_t> places;
+        std::set<std::uint64_t> buckets;
         for (int number = 0; number < 32768; ++number) {
-            places.insert(hashIgnoringCase(nameOf(number), someKey) % 65536);
+            buckets.insert(hashIgnoringCase(nameOf(number), someKey) % 65536);
         }
-        EXPECT_GT(places.size(), 25500) << nameOf(0);
+        EXPECT_GT(buckets.size(), 25500) << nameOf(0);
     }
 }
 

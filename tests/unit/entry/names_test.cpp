@@ -9,7 +9,7 @@ namespace {
 constexpr std::string_view twoNames[] = {"acl:", "control:"};
 constexpr NameSet names(twoNames);
 
-TEST(NameSet, MatchesHeadsByTheirEndWithoutRegardToCase) {
+TEST(NameSet, MatchesColonPrefixesByTheirEndCaseInsensitively) {
     EXPECT_TRUE(names.matches("ACL:"));
     EXPECT_TRUE(names.matches("secretControl:"));
     EXPECT_TRUE(names.matches("description: an acl:"));

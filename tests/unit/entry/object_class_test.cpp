@@ -64,7 +64,7 @@ TEST_P(EveryKind, IsTracedByItsName) {
                             std::string(traceText) + "\n\n");
 }
 
-TEST_P(EveryKind, IsNotNamedByOtherCasesOrWithoutABlank) {
+TEST_P(EveryKind, IsNotNamedByOtherCasesOrWithoutASpace) {
     const std::string name = GetParam().mixedCase;
     const auto& dnLine = GetParam().dnLine;
     std::string allCapitals = name;
@@ -78,7 +78,7 @@ TEST_P(EveryKind, IsNotNamedByOtherCasesOrWithoutABlank) {
 
 INSTANTIATE_TEST_SUITE_P(Classes, EveryKind, testing::ValuesIn(kinds));
 
-TEST_F(ObjectClassFixture, ClassMayStandBeforeTheAttributeName) {
+TEST_F(ObjectClassFixture, ClassMayPrecedeTheAttributeName) {
     setObject({"dn: cn=a\n", "description: secUser objectclass: top\n"});
     determineTheObjectsObjectClass();
     EXPECT_EQ(objectClass, SECUSER_OBJECTCLASS);
@@ -104,7 +104,7 @@ TEST_F(ObjectClassFixture, FirstDecidingLineDecides) {
 }
 
 TEST_F(ObjectClassFixture, WithinOneLineTheOrderOfTheTestsDecides) {
-    // Each text is tried before all those that stand to its left.
+    // Each text is tried before all those to its left.
     std::string line = "objectClass:";
     const Kind order[] = {kinds[9], kinds[10], kinds[6], kinds[4],
                           kinds[5], kinds[3],  kinds[2], kinds[1]};
@@ -118,7 +118,7 @@ TEST_F(ObjectClassFixture, ValueOfAnyAttributeMayNameTheClass) {
     EXPECT_EQ(classOf({"dn: cn=a\n", "description: objectclass: secUser\n"}), 1);
 }
 
-TEST_F(ObjectClassFixture, LinesWithoutTheAttributeNameTakeNoPart) {
+TEST_F(ObjectClassFixture, LinesWithoutTheAttributeNameAreIgnored) {
     EXPECT_EQ(classOf({"dn: cn=a\n", "description: secUser\n"}), 0);
     EXPECT_EQ(classOf({"dn: cn=a\n", "objectClass: top\n", " secUser\n"}), 0);
 }

@@ -56,7 +56,7 @@ std::ptrdiff_t offsetOf(std::string_view needle, std::string_view haystack) {
     return match == nullptr ? -1 : match - haystack.data();
 }
 
-TEST(Dostristr, FindsTheFirstMatchWithoutRegardToCase) {
+TEST(Dostristr, FindsTheFirstMatchCaseInsensitively) {
     EXPECT_EQ(offsetOf(" secuser", "objectClass: SECUSER"), 12);
     EXPECT_EQ(offsetOf("CN=", "dn: cn=a,cn=b"), 4);
     EXPECT_EQ(offsetOf("abc", "ababc"), 2);
@@ -115,7 +115,7 @@ TEST(Dostristr, AgreesWithTheNaiveSearch) {
     }
 }
 
-TEST(SomeHead, VisitsTheLineUpToEachColonUntilToldToStop) {
+TEST(SomeColonPrefix, VisitsTheLineUpToEachColonUntilTheVisitorStops) {
     std::vector<std::string> colonPrefixes;
     const auto collect = [&colonPrefixes](std::string_view colonPrefix) {
         colonPrefixes.emplace_back(colonPrefix);
@@ -197,11 +197,11 @@ TEST(WithoutLineEnd, EndsBeforeTheFirstLineEndCharacter) {
     EXPECT_EQ(withoutLineEnd(""), "");
 }
 
-TEST(WithoutLeadingBlanks, TabsStay) {
-    EXPECT_EQ(withoutLeadingBlanks("  a b "), "a b ");
-    EXPECT_EQ(withoutLeadingBlanks(" \t a"), "\t a");
-    EXPECT_EQ(withoutLeadingBlanks("   "), "");
-    EXPECT_EQ(withoutLeadingBlanks(""), "");
+TEST(WithoutLeadingSpaces, TabsStay) {
+    EXPECT_EQ(withoutLeadingSpaces("  a b "), "a b ");
+    EXPECT_EQ(withoutLeadingSpaces(" \t a"), "\t a");
+    EXPECT_EQ(withoutLeadingSpaces("   "), "");
+    EXPECT_EQ(withoutLeadingSpaces(""), "");
 }
 
 class TextTrace : public TraceFixture {};

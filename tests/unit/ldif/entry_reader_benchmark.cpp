@@ -44,7 +44,7 @@ void readWorkFile(benchmark::State& state) {
 }
 BENCHMARK(readWorkFile)->Name("EntryReader/ReadsWorkFile");
 
-// What stands in the way of an entry whose pass comes late.
+// The blank lines before an entry whose pass comes late.
 void skipDeletedEntries(benchmark::State& state) {
     constexpr int last = SampleFile::entries - 1;
     const SampleFile file(ordinaryUser);

@@ -71,7 +71,7 @@ TEST_F(EntryReader, CommentsWithinAnEntryAreDropped) {
     EXPECT_THAT(linesOf(object), ElementsAre("cn=a\n", " # text\n", "x: 1\n"));
 }
 
-TEST_F(EntryReader, LinesAreKeptAsTheyAre) {
+TEST_F(EntryReader, LinesAreKeptUnchanged) {
     openInput("cn=a\r\n folded \n\t\n  \r\nnext\n");
     EXPECT_EQ(getNextObject(ifp), 0);
     EXPECT_THAT(linesOf(object), ElementsAre("cn=a\r\n", " folded \n", "\t\n"));
@@ -90,12 +90,13 @@ TEST_F(EntryReader, LongLineBecomesSeveral) {
                 ElementsAre("cn=a\n", std::string(4095, 'x'), std::string(905, 'x') + "\n"));
 }
 
-// A long line is read in pieces, and what follows may be taken for the DN of an entry or its owner.
+// A long line is read in pieces, and a later piece may be taken for the DN of an entry or its
+// owner.
 TEST_F(EntryReader, DnsAreNoLongerShownOnceTheRestOfALineLooksLikeOne) {
-    const std::string blanks(longestLine, ' ');
+    const std::string spaces(longestLine, ' ');
     const std::string text = "dn: a\nx:" + std::string(longestLine - 2, 'x');
     for (const std::string& line :
-         {blanks + "dn: b\n", blanks + "dn: b", blanks + blanks + "DN:b\n", text + "secdn: b\n",
+         {spaces + "dn: b\n", spaces + "dn: b", spaces + spaces + "DN:b\n", text + "secdn: b\n",
           text + "secAuthority: b\r\n"}) {
         areDnsCertain = true;
         openInput("dn: a\n\n" + line + "x: 2\n\n");
@@ -211,7 +212,7 @@ TEST_F(EntryReader, ChangetypeStaysSeen) {
     EXPECT_TRUE(changetypeSeen);
 }
 
-TEST_F(EntryReader, ChangetypeIsLookedForOnceInEachPlace) {
+TEST_F(EntryReader, ChangetypeIsLookedForOnceInEachLine) {
     openWorkFile("cn=a\n\ncn=b\nchangetype: add\n\n");
     readWorkFile(tifp);
     EXPECT_FALSE(changetypeSeen);
@@ -226,7 +227,7 @@ TEST_F(EntryReader, ChangetypeIsLookedForOnceInEachPlace) {
 }
 
 // The line arrives in pieces that end 4,095 bytes behind its start, and behind that one 4,095 bytes
-// farther, which divides "changetype:". Once the text in front of the zero byte is blank, the
+// farther, which divides "changetype:". Once the text before the zero byte is blank, the
 // pieces begin three bytes later.
 TEST_F(EntryReader, ChangetypeIsLookedForAgainInWhatAnEarlierRunHasLeft) {
     const std::string line =
@@ -251,7 +252,7 @@ TEST_F(EntryReader, ChangetypeInOtherCasesOrInTheExportIsNotSeen) {
     EXPECT_FALSE(changetypeSeen);
 }
 
-TEST_F(EntryReader, ReadErrorIsToldApartFromEndOfFile) {
+TEST_F(EntryReader, ReadErrorIsDistinguishedFromEndOfFile) {
     const TextBeforeReadError text("cn=a\nx: 1\n");
     ASSERT_EQ(ifp.open(unreadableFile), 0);
     ASSERT_EQ(ifp.setPosition({text.offset()}), 0);

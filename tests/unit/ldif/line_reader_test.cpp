@@ -112,7 +112,7 @@ TEST_F(Lines, FileMustExistAndBeNoFolder) {
     EXPECT_EQ(stream.open(folder.path(".")), EISDIR);
 }
 
-TEST_F(Lines, OpeningAnewStartsAtTheBeginning) {
+TEST_F(Lines, ReopeningStartsAtTheBeginning) {
     openFile("first\nsecond\n");
     next();
     ASSERT_EQ(stream.open(folder.path("file")), 0);
@@ -122,7 +122,7 @@ TEST_F(Lines, OpeningAnewStartsAtTheBeginning) {
     EXPECT_FALSE(stream.isOpen());
 }
 
-TEST_F(Lines, PositionIsThatBehindTheLineRead) {
+TEST_F(Lines, PositionIsBehindTheLineRead) {
     openFile("cn=a\nab\0cd\nlast"s);
     EXPECT_EQ(stream.tell(), 0);
     next();
@@ -150,7 +150,7 @@ TEST_F(Lines, PositionsLeadBackNearAndFar) {
     EXPECT_EQ(stream.setPosition(second), 0);  // still in memory
     EXPECT_EQ(next(), "second\n");
     EXPECT_EQ(rest().size(), 1000U);
-    EXPECT_EQ(stream.setPosition(second), 0);  // read anew
+    EXPECT_EQ(stream.setPosition(second), 0);  // read again
     EXPECT_EQ(stream.tell(), 6);
     EXPECT_EQ(next(), "second\n");
     EXPECT_EQ(next(), filler);
@@ -193,7 +193,7 @@ TEST_F(Lines, OverwrittenBytesAreInTheFileOnceFlushed) {
     EXPECT_THAT(rest(), ElementsAre("third\n"));
 }
 
-TEST_F(Lines, OverwrittenBytesAreInTheFileOnceItIsClosedOrOpenedAnew) {
+TEST_F(Lines, OverwrittenBytesAreInTheFileOnceItIsClosedOrReopened) {
     openFile("first\n");
     next();
     EXPECT_EQ(stream.overwrite({0}, "F"), 0);
@@ -305,7 +305,7 @@ TEST_F(Lines, RunsHoldWholeLinesInMemoryAlone) {
     EXPECT_THAT(runOf(stream), IsEmpty());
 }
 
-TEST_F(Lines, RunsEndBeforeWhatIsBlankOrACommentOrMayBe) {
+TEST_F(Lines, RunsEndBeforeBlankLinesAndCommentsAndPossibleOnes) {
     for (const std::string line : {"# comment\n", "\n", " \n", "\r\n", "  \r\n", "\t\n", " \t\n"}) {
         openFile("first\nsecond\n" + line + "cn=a\n");
         next();
@@ -351,7 +351,7 @@ TEST_F(Lines, RunsOfAnyLengthArriveInTheEnd) {
     EXPECT_EQ(again, content);
 }
 
-// What is left behind the blank lines that can be skipped after the first line has been read.
+// The text behind the blank lines that can be skipped after the first line has been read.
 struct Skipped {
     std::uint32_t lines;
     std::string next;
@@ -413,7 +413,7 @@ TEST_F(Lines, NotedExtentIsForgottenElsewhere) {
     EXPECT_FALSE(stream.takeNotedExtent(stream.tell()));
 }
 
-TEST_F(Lines, TextAtHandIsWhatIsInMemory) {
+TEST_F(Lines, TextAtHandIsTheTextInMemory) {
     openFile("first\nsecond\n" + std::string(1000000, 'x'));
     EXPECT_EQ(stream.textAtHand(0, 6).data(), nullptr);
     next();
@@ -425,7 +425,7 @@ TEST_F(Lines, TextAtHandIsWhatIsInMemory) {
     EXPECT_EQ(stream.textAtHand(0, 6).data(), nullptr);
 }
 
-TEST_F(Lines, ReadErrorIsToldApartFromEndOfFile) {
+TEST_F(Lines, ReadErrorIsDistinguishedFromEndOfFile) {
     ASSERT_EQ(stream.open(unreadableFile), 0);
     std::string_view line;
     EXPECT_EQ(stream.readLine(line), READ_ERROR);

@@ -36,7 +36,7 @@ TEST_F(Output, FileIsCreatedForItsOwnerAlone) {
     EXPECT_EQ(fileMode(path()), 0600);
 }
 
-TEST_F(Output, WhatIsDiscardedGoesNowhereUntilAnotherFileIsOpened) {
+TEST_F(Output, DiscardedTextGoesNowhereUntilAnotherFileIsOpened) {
     open();
     file.discard();
     EXPECT_EQ(file.write("nowhere"), 0);

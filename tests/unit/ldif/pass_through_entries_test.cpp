@@ -15,7 +15,7 @@ using testing::HasSubstr;
 
 class PassThrough : public LdifFixture {
 protected:
-    // What the first `count` entries of an export become.
+    // The output of the first `count` entries of an export.
     std::string passed(std::string_view input, int count = 1) {
         openInput(input);
         openOutput();
@@ -34,7 +34,7 @@ TEST_F(PassThrough, BlankLinesBeforeTheEntryAreSkipped) {
     EXPECT_EQ(passed("\n  \r\n\ndn: cn=a\n\n"), "dn: cn=a\n\n");
 }
 
-TEST_F(PassThrough, LinesStayAsTheyAre) {
+TEST_F(PassThrough, LinesStayUnchanged) {
     EXPECT_EQ(passed("dn: cn=a\r\n folded \n\t\n   \r\n"), "dn: cn=a\r\n folded \n\t\n\n");
 }
 

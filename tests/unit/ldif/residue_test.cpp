@@ -18,12 +18,12 @@ using testing::HasSubstr;
 const std::string function = "copyRemainingObjectsToOutputLDIFFile():  ";
 const std::string entry = "dn: cn=a\nobjectClass: secResCreds\n";
 
-// How much an output file keeps in memory before it writes.
+// The size of an output file's buffer.
 constexpr std::size_t outputBufferSize = 256 * 1024;
 
 class Residue : public LdifFixture {
 protected:
-    // What the residue copy of a work file adds to the output.
+    // The text that the residue copy of a work file adds to the output.
     std::string copied(std::string_view content) {
         writeFile(temp_input_ldif_filename, content);
         openOutput();
@@ -49,7 +49,7 @@ TEST_F(Residue, EveryEntryIsCopiedWithABlankLineBehindIt) {
     EXPECT_EQ(copied("  \r\n" + container + "\n\n" + entry), container + "\n" + entry + "\n");
 }
 
-TEST_F(Residue, LinesAreCopiedAsTheyAre) {
+TEST_F(Residue, LinesAreCopiedUnchanged) {
     const std::string lines = "dn: cn=a\r\n ,o=b\nobjectClass: secResCreds\nsecdn: a, b \r\n";
     EXPECT_EQ(copied(lines + "\n"), lines + "\n");
 }

@@ -59,7 +59,7 @@ TEST_F(RunLocks, SizesAreThoseOfTheLockAndOfTheEndOfStaging) {
     EXPECT_EQ(workFileSize(), 10);
 }
 
-TEST_F(RunLocks, FilesOfAnotherRunAreNotHad) {
+TEST_F(RunLocks, FilesOfAnotherRunAreRefused) {
     writeInput("dn: cn=a\n");
     const File input = openFile(input_ldif_filename, 0);
     const File work = openLockedFile(temp_input_ldif_filename);
@@ -141,8 +141,7 @@ TEST_F(RunLocks, NewWorkFileMayBelongToWhomTheFileSystemGivesIt) {
     std::filesystem::permissions(name.parent_path(), std::filesystem::perms::all);
     const Ending ending = endingOf([] {
         constexpr uid_t nobody = 65534;
-        ::setfsuid(
-            nobody);  // root alone may do that, and it is for root that it makes a difference
+        ::setfsuid(nobody);  // only root may do that, and only for root it makes a difference
         ::_exit(lockWorkFile() ? 1 : 42);
     });
     EXPECT_EQ(ending.status, 42);
@@ -156,7 +155,7 @@ TEST_F(RunLocks, MessagesSuspectAWorkFileThatWasLeftBehind) {
     releaseLocks();
     writeFile(temp_input_ldif_filename, "left behind");
     ASSERT_FALSE(lockWorkFile());
-    // What fails while the export is staged has not been found in the work file.
+    // Problems found while the export is staged are not in the work file.
     EXPECT_THAT(migrationFailed("why").arguments.at(2), Not(HasSubstr(suspicion)));
     noteStagedWorkFile();
     EXPECT_THAT(migrationFailed("why").arguments.at(2), StartsWith(suspicion));
@@ -260,7 +259,7 @@ TEST_F(RunLocks, ExportMustNotBeWrittenInPlace) {
 TEST_F(RunLocks, WorkFileMustKeepItsSize) {
     stage("dn: cn=a\n\n");
     EXPECT_EQ(endingOf(requireIntactWorkFile).status, 0);
-    // The blanks of a last line of one character.
+    // The byte that blanking a last line of one character adds.
     append(temp_input_ldif_filename, " ");
     EXPECT_EQ(endingOf(requireIntactWorkFile).status, 0);
 

@@ -83,7 +83,7 @@ TEST_F(Staging, OnlyPoliciesAreTestedForTheNewerLayout) {
     EXPECT_EQ(staged(entry), entry);
 }
 
-TEST_F(Staging, OneBlankLineStandsBehindEachEntry) {
+TEST_F(Staging, OneBlankLineFollowsEachEntry) {
     stage("\n\ndn: cn=a\n\n \r\n\ndn: cn=b\nobjectClass: secMap\n\n# c\n\ndn: cn=c\n");
     EXPECT_EQ(workFile(), "dn: cn=b\nobjectClass: secMap\n\n");
     EXPECT_EQ(output(), "dn: cn=a\n\ndn: cn=c\n\n");
@@ -119,7 +119,7 @@ TEST_F(Staging, EntryIdentifierIsLookedForInTheUnfoldedAttribute) {
     EXPECT_EQ(passed("dn: cn=a\nx: kvo-entry\n uuid: 1\n y\n\n"), "dn: cn=a\n\n");
 }
 
-TEST_F(Staging, BlanksAroundCommasOfASecdnAreRemovedInTheWorkFileAlone) {
+TEST_F(Staging, SpacesAroundCommasOfASecdnAreRemovedInTheWorkFileAlone) {
     EXPECT_EQ(
         staged("dn: cn=m, o=b\nobjectClass: secMap\nsecdn: cn=a ,\n  o=b\nsecDN: cn=a, o=b\n"),
         "dn: cn=m, o=b\nobjectClass: secMap\nsecdn: cn=a,o=b\nsecDN: cn=a, o=b\n\n");
@@ -148,7 +148,7 @@ TEST_F(Staging, UserWithoutAuthorityEndsTheProcessWithItsEchoButNoTrace) {
     EXPECT_THAT(traced(), Not(HasSubstr("tweek")));
 }
 
-TEST_F(Staging, EntryThatBeginsWithABlankEndsTheProcess) {
+TEST_F(Staging, EntryThatBeginsWithASpaceEndsTheProcess) {
     writeInput(" dn: cn=a\ncn: a\n\n");
     openOutput();
     EXPECT_THAT(endingOf(copyOriginalInputFileToTempInputFile), FailsWith(380928302));

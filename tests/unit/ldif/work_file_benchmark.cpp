@@ -8,7 +8,7 @@
 namespace {
 
 // Calls `take` for one entry after another. Returns how many it took, up to the first behind which
-// the work file does not stand at the next one.
+// the work file is not positioned at the next one.
 int takeEntries(const SampleFile& file, int (*take)(LineReader&)) {
     int taken = 0;
     while (taken < SampleFile::entries && take(tifp) == 0 &&

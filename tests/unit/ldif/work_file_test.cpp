@@ -25,7 +25,7 @@ constexpr int (*readWorkFile)(LineReader&) = getNextObjectFromTemporaryInputLDIF
 
 class WorkFile : public LdifFixture {
 protected:
-    // What the work file holds after its first entry has been deleted.
+    // The contents of the work file after its first entry has been deleted.
     std::string afterDeletion(std::string_view content) {
         openWorkFile(content);
         EXPECT_EQ(deleteEntry(tifp), 0);
@@ -37,7 +37,7 @@ TEST_F(WorkFile, DeletionBlanksEveryLineOfTheEntryInItsLength) {
     EXPECT_EQ(afterDeletion("cn=a\nx: 1\r\nab\n\ncn=b\n"), "   \r\n    \r\n \r\n\ncn=b\n");
 }
 
-TEST_F(WorkFile, DeletionLeavesBlankLinesAroundTheEntryAsTheyAre) {
+TEST_F(WorkFile, DeletionLeavesBlankLinesAroundTheEntryUnchanged) {
     EXPECT_EQ(afterDeletion("\n \r\ncn=a\n  \n\ncn=b\n"), "\n \r\n   \r\n  \n\ncn=b\n");
 }
 
@@ -74,7 +74,7 @@ TEST_F(WorkFile, DeletionOfPiecesOfALongLineKeepsTheLength) {
 }
 
 TEST_F(WorkFile, DeletionBlanksALineUpToItsNulByte) {
-    // What follows begins with the NUL byte: a blank line, the end of the entry.
+    // The text behind it begins with the NUL byte: a blank line, the end of the entry.
     EXPECT_EQ(afterDeletion("cn=a\0x: 1\n\ncn=b\n"s), "  \r\n\0x: 1\n\ncn=b\n"s);
     EXPECT_EQ(tifp.tell(), 10);
 }
@@ -128,7 +128,7 @@ void readToTheEnd(IsLeft isLeft) {
     }
 }
 
-// The first lines of all entries that somebody sees who skips what is known to be blank.
+// The first lines of all entries that are read when lines known to be blank are skipped.
 std::vector<std::string> seenAgain() {
     EXPECT_EQ(tifp.close(), 0);
     EXPECT_EQ(tifp.open(temp_input_ldif_filename), 0);
@@ -148,7 +148,7 @@ TEST_F(WorkFile, BlankedEntriesAreSkipped) {
     openWorkFile("cn=a\n\ncn=b\n\ncn=c\n\ncn=d\n\ncn=e\n\n");
     readToTheEnd([](int i) { return i == 1 || i == 2 || i == 4; });
     rememberObjectsSteppedOver(tifp);
-    // What is skipped would be seen, were it not skipped.
+    // The entries skipped would be read without the skipping.
     ASSERT_EQ(tifp.close(), 0);
     writeFile(temp_input_ldif_filename, "cn=A\n\ncn=B\n\ncn=C\n\ncn=D\n\ncn=E\n\n");
     ASSERT_EQ(tifp.open(temp_input_ldif_filename), 0);
@@ -231,7 +231,7 @@ TEST_F(WorkFile, FailedStepOverRemembersNothing) {
 }
 
 TEST_F(WorkFile, DeletionReportsAFailureToGoBack) {
-    // Behind a last line of one character, the blanks end where the file does not reach.
+    // In a last line of one character, the blank line ends beyond the end of the file.
     const int descriptor = nextDescriptor();
     openWorkFile("");
     replaceByPipe(descriptor, "a");
@@ -296,7 +296,7 @@ TEST_F(WorkFile, TracedDeletionThatTheSystemRefusesFails) {
     EXPECT_THAT(traced(), testing::EndsWith("FUNCTION EXIT ERROR  \n"));
 }
 
-// What step-over traces for one line read, before it says what the line means.
+// The trace of step-over for one line read, up to the role of the line.
 std::string readLine(std::string_view line, bool isBlank) {
     const std::string function = "stepOverNextObjectFromTemporaryInputLDIFFile() - ";
     return "\n" + function + "The next line returned from getNextLine() is:   \n" +

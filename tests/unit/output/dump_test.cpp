@@ -7,7 +7,7 @@ namespace {
 
 class DumpTest : public CacheFixture {
 protected:
-    // The report on the cache as it is.
+    // The report on the current cache.
     std::string report() {
         return traceOf([] { EXPECT_EQ(dumpData(), 0); });
     }

@@ -180,14 +180,14 @@ TEST_F(FlushTest, AUserWithoutANameStopsTheFlush) {
     expectFailure("createNewSecUserDN", "secUser_dn = secAuthority=Default,cn=a\n\n");
 }
 
-TEST_F(FlushTest, AUserWithoutRoomStopsTheFlush) {
+TEST_F(FlushTest, AUserWithoutDiskSpaceStopsTheFlush) {
     addUser("a");
     openFullOutput(ofp, 10);
     expectFailure("writeSecUserAddToOutputFile",
                   "secUser_dn = dn: principalName=a,cn=Users,secAuthority=default\n\n");
 }
 
-TEST_F(FlushTest, AContainerWithoutRoomStopsTheFlush) {
+TEST_F(FlushTest, AContainerWithoutDiskSpaceStopsTheFlush) {
     addUser("a");
     addPolicy();
     openFullOutput(ofp, userRecord("a").size());
@@ -195,7 +195,7 @@ TEST_F(FlushTest, AContainerWithoutRoomStopsTheFlush) {
                   "secUser_dn = dn: principalName=a,cn=Users,secAuthority=default\n\n");
 }
 
-TEST_F(FlushTest, APolicyWithoutRoomStopsTheFlush) {
+TEST_F(FlushTest, APolicyWithoutDiskSpaceStopsTheFlush) {
     addUser("a");
     addPolicy();
     openFullOutput(ofp, (userRecord("a") + containerRecord("a")).size());
@@ -209,7 +209,7 @@ TEST_F(FlushTest, AGroupWithoutANameStopsTheFlush) {
     expectFailure("createNewSecGroupDN", "secGroup_dn = secAuthority=Default,cn=g\n\n");
 }
 
-TEST_F(FlushTest, AGroupWithoutRoomStopsTheFlush) {
+TEST_F(FlushTest, AGroupWithoutDiskSpaceStopsTheFlush) {
     addGroup("g");
     openFullOutput(ofp, 10);
     expectFailure("writeSecGroupAddToOutputFile",
@@ -252,7 +252,7 @@ TEST_F(FlushTest, ANameInAnotherSpellingIsTheReasonInTheMessage) {
                  "\"PRINCIPALNAME\"; write \"principalName\""));
 }
 
-// Whose first line is no DN line lends its owner a value in place of a DN.
+// An entry whose first line is no DN line gives its owner a value instead of a DN.
 TEST_F(FlushTest, AnOwnerNamedByAValueIsNotShown) {
     secUser_dn.open("secret\n");
     fillRow(secPolicyData_matrix, 0, {"description: a,secret\n"});

@@ -24,7 +24,7 @@ protected:
                                   std::initializer_list<std::string_view> second) {
         return failureOf([&] { mergeObjects(entryOf(first), entryOf(second)); });
     }
-    // What the merge traces.
+    // The trace of the merge.
     std::string traceOfMerge(std::initializer_list<std::string_view> first,
                              std::initializer_list<std::string_view> second) {
         startTrace();
@@ -53,7 +53,7 @@ TEST_F(MergeTest, WithoutACommonAttributeTheSecondFollowsTheFirst) {
         (Row{"dn: a\n", "objectClass: x\n", "one: 1\n", "three: 3\n", "four: 4\n", "six: 6\n"}));
 }
 
-TEST_F(MergeTest, TheSecondValueReplacesTheFirstInItsPlace) {
+TEST_F(MergeTest, TheSecondValueReplacesTheFirstAtItsPosition) {
     EXPECT_EQ(merged({"dn: a\n", "x: 1\n", "y: 2\n"}, {"dn: b\n", "y: 3\n", "x: 4\n"}),
               (Row{"dn: a\n", "x: 4\n", "y: 3\n"}));
 }
@@ -140,7 +140,7 @@ TEST_F(MergeTest, OnlyTwoSpellingsMakeADnLine) {
     EXPECT_EQ(merged({"Dn: a\n"}, {"dn: b\n"}), Row{"dn: b\n"});
 }
 
-TEST_F(MergeTest, TheInputsStayAndTheOldCurrentEntryGoes) {
+TEST_F(MergeTest, TheInputsStayAndTheOldCurrentEntryIsReleased) {
     setObject({"dn: old\n", "x: old\n"});
     const Entry first = entryOf({"dn: a\n", "x: 1\n"});
     const Entry second = entryOf({"dn: b\n", "x: 2\n"});
@@ -160,7 +160,7 @@ TEST_F(MergeTest, EntriesOfSixtyLinesAreMerged) {
     EXPECT_EQ(linesOf(object), expected);
 }
 
-TEST_F(MergeTest, RandomEntriesAreMergedAsSpelledOut) {
+TEST_F(MergeTest, RandomEntriesAreMergedLikeTheNaiveMerge) {
     Dice dice(5200);
     const std::vector<std::string> names = {
         "dn:",          "DN:",  "Dn:",  "cn:",  "CN:",      "oldcn:",       "secAuthority:",
@@ -168,17 +168,17 @@ TEST_F(MergeTest, RandomEntriesAreMergedAsSpelledOut) {
         "ObjectClass:", "l:",   ":",    "X:",   "Control:", "secauthority:"};
     const std::vector<std::string> values = {
         " 1\n", " cn: 2\n", "\n", " objectClass: y\n", " secAuthority: 3\n", " X:\r\n"};
-    const auto randomEntry = [&](std::size_t most) {
+    const auto randomEntry = [&](std::size_t max) {
         Row lines = {"dn: start\n"};
-        for (std::size_t count = dice.upTo(most); count > 0; --count) {
+        for (std::size_t count = dice.upTo(max); count > 0; --count) {
             lines.push_back(dice.oneOf(names) + dice.oneOf(values));
         }
         return lines;
     };
     for (int round = 0; round < 5000; ++round) {
-        const std::size_t most = round % 20 == 0 ? 200 : 7;
-        const Row first = randomEntry(most);
-        const Row second = randomEntry(most);
+        const std::size_t max = round % 20 == 0 ? 200 : 7;
+        const Row first = randomEntry(max);
+        const Row second = randomEntry(max);
         Entry inputs[2];
         for (const std::string& line : first) {
             inputs[0].append(line);
@@ -226,18 +226,18 @@ std::string messageOfMerge(std::initializer_list<std::string_view> first,
     return endingOf([&] { mergeObjects(entryOf(first), entryOf(second)); }).errors;
 }
 
-TEST_F(MergeTest, ALineWithoutAColonIsShownByItsPlaceAlone) {
-    const std::string place =
+TEST_F(MergeTest, ALineWithoutAColonIsShownByItsNumberAlone) {
+    const std::string counting =
         ", counted from its DN line without comments and continuation lines. ";
     EXPECT_THAT(messageOfMerge({"dn: a\n", "cn: a\n", "secret\n", "sn: a\n"}, {"dn: b\n"}),
-                HasSubstr("the entry \"dn: a\" has a line without a colon: its line 3" + place));
+                HasSubstr("the entry \"dn: a\" has a line without a colon: its line 3" + counting));
     EXPECT_THAT(messageOfMerge({"dn: a\n"}, {"dn: b\n", "secret\n"}),
-                HasSubstr("the entry \"dn: b\" has a line without a colon: its line 2" + place));
+                HasSubstr("the entry \"dn: b\" has a line without a colon: its line 2" + counting));
     EXPECT_THAT(
         messageOfMerge({"secret\n"}, {"dn: b\n"}),
         HasSubstr("the entry (no DN line; ldif-migrate-check reports its line number) has a "
                   "line without a colon: its line 1" +
-                  place));
+                  counting));
 }
 
 // The text behind the first 4,095 bytes of a line is a line without a colon to the merge.

@@ -19,7 +19,7 @@ Entry entryWith(const std::vector<std::string>& lines) {
     return entry;
 }
 
-// An entry that is searched; what is found is handed on.
+// An entry that is searched; lines found are moved on.
 class Searched {
 public:
     Searched(const std::vector<std::string>& lines, std::size_t searches)
@@ -79,7 +79,7 @@ TEST(NameSearch, TheLowestLineThatIsLeftIsFound) {
     }
 }
 
-TEST(NameSearch, NamesThatEndInEachOtherAreToldApart) {
+TEST(NameSearch, NamesThatEndInEachOtherAreDistinguished) {
     std::vector<std::string> lines;
     for (std::size_t length = 1; length <= many; ++length) {
         lines.push_back(std::string(length, 'a') + ": x\n");
@@ -91,7 +91,7 @@ TEST(NameSearch, NamesThatEndInEachOtherAreToldApart) {
     }
 }
 
-TEST(NameSearch, RandomLinesAreFoundAsByLookingAtEachColon) {
+TEST(NameSearch, RandomLinesAreFoundLikeANaiveSearchFindsThem) {
     Dice dice(32000);
     const auto randomText = [&dice] {
         std::string text;

@@ -60,7 +60,7 @@ using Found = std::pair<int, std::string>;
 
 // ---- The naming values
 
-TEST_F(NewDnTest, APrincipalNameLosesLeadingBlanksAndItsLineEndAlone) {
+TEST_F(NewDnTest, APrincipalNameLosesLeadingSpacesAndItsLineEndAlone) {
     EXPECT_EQ(findPrincipalName({"dn: cn=x\n", "principalName:   jdoe  \r\n"}), Found(0, "jdoe  "));
     EXPECT_EQ(findPrincipalName({"principalName:\tjdoe"}), Found(0, "\tjdoe"));
     EXPECT_EQ(findPrincipalName({"principalName: j\rdoe\n"}), Found(0, "j"));
@@ -100,7 +100,7 @@ TEST_F(NewDnTest, AMissingAttributeHasNoFurtherProblem) {
     EXPECT_EQ(nameProblemOfUser({}), "");
 }
 
-TEST_F(NewDnTest, ACommonNameLosesLeadingBlanksAndItsLineEndAlone) {
+TEST_F(NewDnTest, ACommonNameLosesLeadingSpacesAndItsLineEndAlone) {
     EXPECT_EQ(findCn({"dn: o=x\n", "cn:  staff \r\n"}), Found(0, "staff "));
     EXPECT_EQ(findCn({"cn:\tstaff"}), Found(0, "\tstaff"));
 }
@@ -110,7 +110,7 @@ TEST_F(NewDnTest, TheFirstLineWithEitherSpellingNamesTheGroup) {
     EXPECT_EQ(findCn({"x: CN: b cn: a\n"}), Found(0, "a"));
 }
 
-TEST_F(NewDnTest, TheNameOfAGroupMayStandInAnotherName) {
+TEST_F(NewDnTest, TheNameOfAGroupMayBePartOfAnotherName) {
     EXPECT_EQ(findCn({"dn: o=x\n", "oldcn: a\n", "cn: b\n"}), Found(0, "a"));
     EXPECT_EQ(findCn({"dn: o=x\n", "description: see cn: a\n"}), Found(0, "a"));
 }
@@ -181,7 +181,7 @@ TEST_F(NewDnTest, TheDomainOfAPolicyBeginsAtTheFirstSecauthority) {
               "cn=Subdomains,secAuthority=default\n");
 }
 
-TEST_F(NewDnTest, TheOtherSlotsStay) {
+TEST_F(NewDnTest, TheOtherSlotsStayUnchanged) {
     secUser_dn.open("secAuthority=Default,cn=a\n");
     secUser_dn.open("secAuthority=Default,cn=b\n");
     fillRow(secUser_matrix, 1, {"dn: cn=b\n", "principalName: b\n"});
@@ -204,7 +204,7 @@ TEST_F(NewDnTest, APolicySlotWithoutADnIsSkippedSilently) {
 const std::string principalError =
     "learnPrincipalNameFromSecUserObject():  ERROR: secUser principal name could not be found. \n"
     "                                               The input file may be corrupt.             \n";
-// One blank less than in the trace.
+// One space less than in the trace.
 const std::string principalEcho =
     "learnPrincipalNameFromSecUserObject(): ERROR: secUser principal name could not be found. \n";
 const std::string cnError =
@@ -327,7 +327,7 @@ TEST_F(NewDnTest, WithoutMemoryTheProcessEnds) {
 
 // ---- Traces
 
-// What the principal-name finder traces for a row of slot 1 whose second line names jdoe.
+// The trace of the principal-name finder for a row of slot 1 whose second line names jdoe.
 const std::string finderTrace =
     "learnPrincipalNameFromSecUserObject(): FUNCTION ENTRY  \n"
     "learnPrincipalNameFromSecUserObject(): secUser_matrix[1][0] = dn: cn=x\n"

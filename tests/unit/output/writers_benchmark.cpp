@@ -38,7 +38,7 @@ void openOutput(const std::string& name) {
     }
 }
 
-// What `write` writes for slot 0 must be `record`; then it is written to where no disk slows it
+// `write` must write `record` for slot 0. Then it is measured with an output that no disk slows
 // down.
 void writeRecords(benchmark::State& state, int (*write)(int, OutputFile&),
                   const std::string& record) {

@@ -48,14 +48,14 @@ protected:
         fillRow(secPolicy_matrix, 0, entry);
     }
 
-    // Expects `write` to fail with `lastTrace` while the output has too little room for the
+    // Expects `write` to fail with `lastTrace` while the output has too little space for the
     // record, which is `size` bytes long.
     void expectFailingWrites(int (*write)(), std::size_t size, const std::string& lastTrace) {
-        for (std::size_t room = 0; room < size; ++room) {
-            openFullOutput(ofp, room);
+        for (std::size_t space = 0; space < size; ++space) {
+            openFullOutput(ofp, space);
             startTrace();
-            ASSERT_EQ(write(), -1) << room;
-            ASSERT_THAT(traced(), EndsWith("\n" + lastTrace)) << room;
+            ASSERT_EQ(write(), -1) << space;
+            ASSERT_THAT(traced(), EndsWith("\n" + lastTrace)) << space;
         }
         openFullOutput(ofp, size);
         EXPECT_EQ(write(), 0);
@@ -181,7 +181,7 @@ TEST_F(WritersTest, AUserWithoutItsEntryOrMappingEndsTheProcessBehindItsDn) {
     EXPECT_EQ(output(), userDn);
 }
 
-TEST_F(WritersTest, AUserThatTheOutputHasNoRoomForFails) {
+TEST_F(WritersTest, AUserThatTheOutputHasNoSpaceForFails) {
     setUser();
     const std::string record = userDn + "objectClass: secUser\na: 1\nb: 2\n\n";
     expectFailingWrites(writeUser, record.size(),
@@ -275,17 +275,17 @@ TEST_F(WritersTest, TheFailingWritesOfAContainerAreNumbered) {
     const std::string parts[] = {"dn: cn=Policies,cn=a\n", "changetype: add\n",
                                  "objectclass: container\n", "objectclass: top\n",
                                  "cn: Policies\n\n"};
-    std::size_t room = 0;
+    std::size_t space = 0;
     for (int number = 1; number <= 5; ++number) {
-        openFullOutput(ofp, room);
+        openFullOutput(ofp, space);
         startTrace();
         EXPECT_EQ(writeContainer(), -1);
         EXPECT_EQ(traced(), "writePolicyContainerAddToOutputFile():  FUNCTION ENTRY.  \n"
                             "writePolicyContainerAddToOutputFile():  fputs() #" +
                                 std::to_string(number) + " failed with rc=-1 \n");
-        room += parts[number - 1].size();
+        space += parts[number - 1].size();
     }
-    openFullOutput(ofp, room);
+    openFullOutput(ofp, space);
     EXPECT_EQ(writeContainer(), 0);
 }
 
@@ -341,7 +341,7 @@ TEST_F(WritersTest, APolicyWithoutADnEndsTheProcess) {
               "writeSecPolicyAddToOutputFile():  FUNCTION ENTRY.  \n" + error + "EXITING.  \n");
 }
 
-TEST_F(WritersTest, APolicyThatTheOutputHasNoRoomForFails) {
+TEST_F(WritersTest, APolicyThatTheOutputHasNoSpaceForFails) {
     setPolicy({"dn: old\n", "a: 1\n"});
     expectFailingWrites(writePolicy, (policyDn + "a: 1\n\n").size(),
                         "writeSecPolicyAddToOutputFile():  fputs() failed with rc=-1 \n");
@@ -395,7 +395,7 @@ TEST_F(WritersTest, AGroupWithoutItsEntryOrMappingEndsTheProcessBehindItsDn) {
     EXPECT_EQ(output(), groupDn);
 }
 
-TEST_F(WritersTest, AGroupThatTheOutputHasNoRoomForFails) {
+TEST_F(WritersTest, AGroupThatTheOutputHasNoSpaceForFails) {
     setGroup();
     expectFailingWrites(writeGroup, (groupDn + "cn: g\nb: 2\n\n").size(),
                         "writeSecGroupAddToOutputFile():  fputs() failed with rc=-1 \n");

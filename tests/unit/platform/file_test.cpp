@@ -341,7 +341,7 @@ TEST_F(FileFixture, FileThatIsNotOpenCannotBeEmptied) {
     EXPECT_EQ(errno, EBADF);
 }
 
-TEST_F(FileFixture, FileOfAnotherWriterIsNotHad) {
+TEST_F(FileFixture, FileOfAnotherWriterIsRefused) {
     const std::string name = writeFile(folder.path("file"), "text");
     const File writer = openLockedFile(name);
     errno = 0;
@@ -371,7 +371,7 @@ TEST_F(FileFixture, FolderOfAFileIsSyncedWhereverItsNameLeads) {
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(FileFixture, StateTellsWhoMayWriteAndHowManyNamesThereAre) {
+TEST_F(FileFixture, StateShowsWhoMayWriteAndHowManyNamesThereAre) {
     const std::string name = writeFile(folder.path("file"), "text");
     std::filesystem::permissions(name, std::filesystem::perms(0644));
     EXPECT_TRUE(stateOf(name).isOwn);
@@ -459,7 +459,7 @@ TEST_F(FileFixture, MissingStandardDescriptorsAreOccupied) {
 
 TEST_F(FileFixture, StandardDescriptorsAreOccupiedWhereThereIsNoNullDevice) {
     const Ending ending = endingOf([this] {
-        // Whoever is not root may change the root folder in a user namespace of his own.
+        // A user who is not root may change the root folder in a user namespace of his own.
         const std::string root = folder.path("");
         const bool isRoot = ::chroot(root.c_str()) == 0 ||
                             (::unshare(CLONE_NEWUSER) == 0 && ::chroot(root.c_str()) == 0);
@@ -475,7 +475,7 @@ TEST_F(FileFixture, StandardDescriptorsAreOccupiedWhereThereIsNoNullDevice) {
     EXPECT_EQ(ending.status, 42);
 }
 
-TEST_F(FileFixture, StandardDescriptorsInUseStayAsTheyAre) {
+TEST_F(FileFixture, StandardDescriptorsInUseStayUnchanged) {
     const int next = nextDescriptor();
     const std::string output = outputOf([] {
         EXPECT_TRUE(occupyStandardDescriptors());

@@ -14,7 +14,7 @@ TEST(RandomBits, AreTheSameWithinAProcess) {
     EXPECT_EQ(randomBits(), randomBits());
 }
 
-TEST(RandomBits, AreOtherOnesInEveryProcess) {
+TEST(RandomBits, DifferInEveryProcess) {
     // Run again by this test, it prints the bits and ends.
     if (std::getenv("PRINT_RANDOM_BITS") != nullptr) {
         std::cout << randomBits()[0] << ' ' << randomBits()[1] << std::endl;
@@ -24,7 +24,7 @@ TEST(RandomBits, AreOtherOnesInEveryProcess) {
         return endingOf([] {
                    setenv("PRINT_RANDOM_BITS", "1", 1);
                    execl("/proc/self/exe", "platform_test", "--gtest_brief=1",
-                         "--gtest_filter=RandomBits.AreOtherOnesInEveryProcess", nullptr);
+                         "--gtest_filter=RandomBits.DifferInEveryProcess", nullptr);
                })
             .output;
     };

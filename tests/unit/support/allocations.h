@@ -1,6 +1,6 @@
-// Memory that runs out on demand.
+// Memory that runs out when a test wants it to.
 //
-// Every test program's operator new is replaced. As long as nobody counts, it is an ordinary one.
+// operator new of every test program is replaced. Until a test counts, it is an ordinary one.
 #pragma once
 
 #include <cstddef>
@@ -16,8 +16,8 @@ public:
     ~AllocationLimit();
 };
 
-// The number of allocations since the program began; the difference of two calls is what the code
-// between them has needed.
+// The number of allocations since the program began; the difference of two calls is the number that
+// the code between them has needed.
 std::size_t allocationCount();
 
 // The bytes allocated and not freed yet.

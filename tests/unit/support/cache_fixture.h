@@ -1,5 +1,4 @@
-// The fixture of everything that works on the object cache: empty, with room for ten users and ten
-// groups.
+// The fixture of everything that works on the object cache: empty, for ten users and ten groups.
 #pragma once
 
 #include <functional>
@@ -21,7 +20,7 @@ protected:
         LdifFixture::TearDown();
     }
 
-    // What `procedure` writes to the trace.
+    // The text that `procedure` writes to the trace.
     std::string traceOf(const std::function<void()>& procedure) {
         startTrace();
         procedure();

@@ -1,4 +1,4 @@
-// The object cache as it is before a pass, and what is put into it.
+// The empty object cache before a pass, and entries to fill it with.
 #pragma once
 
 #include <initializer_list>
@@ -10,7 +10,7 @@
 #include "cache/owner.h"
 #include "support/entry_lines.h"
 
-// What a filled row holds, line by line.
+// The lines of a filled row.
 using Row = std::vector<std::string>;
 
 inline void fillRow(Matrix& matrix, int index, Entry entry) {
@@ -29,7 +29,7 @@ inline void setPolicyDn(int index, std::string_view dn) {
     secPolicy_dn[slot] = dn;
 }
 
-// Forgets all owners, their entries and the current one.
+// Clears all owners, their entries and the current one.
 inline void emptyCache() {
     initializeAllArrays();
     saved_secUser_dn.clear();

@@ -9,9 +9,9 @@ public:
     explicit Dice(unsigned seed) : engine_(seed) {
     }
 
-    // A number from 0 to `most`, both included.
-    std::size_t upTo(std::size_t most) {
-        return engine_() % (most + 1);
+    // A number from 0 to `max`, both included.
+    std::size_t upTo(std::size_t max) {
+        return engine_() % (max + 1);
     }
 
     // One of the elements of `choices`.

@@ -1,4 +1,4 @@
-// How a piece of the program fails: with which messages, what it echoes, and without memory.
+// Failures of a piece of the program: its messages, its echo, and how it ends without memory.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -18,9 +18,9 @@ inline std::size_t outputCapacity() {
     return capacity;
 }
 
-// Opens `file` so that it takes `room` more bytes and then fails.
-inline void openFullOutput(OutputFile& file, std::size_t room) {
+// Opens `file` so that it takes `space` more bytes and then fails.
+inline void openFullOutput(OutputFile& file, std::size_t space) {
     static const std::size_t capacity = outputCapacity();
     ASSERT_EQ(file.open("/dev/full", 0), 0);
-    ASSERT_EQ(file.write(std::string(capacity - room, 'x')), 0);
+    ASSERT_EQ(file.write(std::string(capacity - space, 'x')), 0);
 }

@@ -1,5 +1,5 @@
 // The fixture of everything that reads or writes the files of a run: all of them closed and named,
-// but for the trace not yet there.
+// and, except the trace, not yet created.
 #pragma once
 
 #include <fcntl.h>
@@ -33,7 +33,7 @@ protected:
         ASSERT_EQ(ifp.open(input_ldif_filename), 0);
     }
     void openWorkFile(std::string_view content) {
-        tifp.close();  // what it still has to write belongs to the old content
+        tifp.close();  // its unwritten bytes belong to the old content
         writeFile(temp_input_ldif_filename, content);
         ASSERT_EQ(tifp.open(temp_input_ldif_filename), 0);
     }
@@ -44,7 +44,7 @@ protected:
     void openOutput() {
         ASSERT_EQ(ofp.open(output_ldif_filename, O_CREAT | O_TRUNC), 0);
     }
-    // What has been written to the output so far; closes it.
+    // The text written to the output so far; closes it.
     std::string output() {
         EXPECT_EQ(ofp.close(), 0);
         return readFile(output_ldif_filename);

@@ -1,4 +1,4 @@
-// The files of a run as they are when it begins.
+// The state of a run's files when it begins.
 #pragma once
 
 #include "entry/entry.h"
@@ -7,7 +7,7 @@
 #include "ldif/run_locks.h"
 #include "ldif/work_file.h"
 
-// Closes all files, and forgets what reading them has left behind.
+// Closes all files, and clears the state that reading them has left.
 inline void resetRunFiles() {
     ifp.close();
     tifp.close();

@@ -1,4 +1,4 @@
-// The merge once more, spelled out with clones whose slots are emptied one by one.
+// A second, naive implementation of the merge: with copies whose lines are emptied one by one.
 // In C++, not a table from tests/model: the fuzz target and the unit test merge whatever comes.
 #pragma once
 

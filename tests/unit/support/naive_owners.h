@@ -1,4 +1,4 @@
-// The owner association once more, as simple as can be.
+// A second implementation of the owner association, as simple as possible.
 #pragma once
 
 #include <strings.h>
@@ -23,7 +23,7 @@ struct NaiveOwners {
     }
 };
 
-inline std::string withoutBlanksAroundCommas(std::string text) {
+inline std::string withoutSpacesAroundCommas(std::string text) {
     for (const std::string_view blank : {" ,", ", "}) {
         for (std::size_t at = 0; (at = text.find(blank)) != std::string::npos;) {
             text.replace(at, blank.size(), ",");

@@ -68,7 +68,7 @@ void replaceByReadOnlyFile(int descriptor, const std::string& path) {
 }
 
 FileSizeLimit::FileSizeLimit(std::size_t size) {
-    std::signal(SIGXFSZ, SIG_IGN);  // the write shall fail instead
+    std::signal(SIGXFSZ, SIG_IGN);  // makes the write fail instead
     limitFileSize(size);
 }
 

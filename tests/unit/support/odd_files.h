@@ -1,4 +1,4 @@
-// Files that fail on demand.
+// Files that fail when a test wants them to.
 #pragma once
 
 #include <sys/types.h>
@@ -12,8 +12,8 @@ inline constexpr const char* unreadableFile = "/proc/self/mem";
 // A file that takes no byte.
 inline constexpr const char* fullFile = "/dev/full";
 
-// Places `text` where a reader of unreadableFile finds it: reading on behind it fails. The text
-// must not be larger than a page.
+// Makes `text` the beginning of unreadableFile: reading beyond it fails. The text must not be
+// larger than a page.
 class TextBeforeReadError {
 public:
     explicit TextBeforeReadError(std::string_view text);
@@ -32,7 +32,7 @@ private:
 int nextDescriptor();
 
 // Lets `descriptor` read `text`, at most a megabyte, from a pipe: it has no positions any more,
-// whatever its owner has found out about it before.
+// even if its owner has found some before.
 void replaceByPipe(int descriptor, std::string_view text);
 
 // Lets `descriptor` read `path` from the beginning without the right to write.

@@ -12,7 +12,7 @@
 
 namespace {
 
-// Sends what is written to `descriptor` to the file `path`.
+// Redirects `descriptor` to the file `path`.
 void redirect(int descriptor, const std::string& path) {
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     if (file < 0 || dup2(file, descriptor) < 0) {

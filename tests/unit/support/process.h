@@ -1,4 +1,4 @@
-// What a piece of the program writes to the standard streams, and how it ends.
+// The standard streams and the exit status of a piece of the program.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -13,11 +13,11 @@ struct Ending {
     std::string errors;
 };
 
-// Runs `procedure` in a process of its own, which ends with status 0 if the procedure returns.
-// What it does to files, the trace file included, can be looked at afterwards.
+// Runs `procedure` in a process of its own, which ends with status 0 if the procedure returns. The
+// files that it changes, the trace file included, can be read afterwards.
 Ending endingOf(const std::function<void()>& procedure);
 
-// What `procedure` writes to standard output in this process.
+// The text that `procedure` writes to standard output in this process.
 std::string outputOf(const std::function<void()>& procedure);
 
 inline void PrintTo(const Ending& ending, std::ostream* stream) {

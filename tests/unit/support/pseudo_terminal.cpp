@@ -39,7 +39,7 @@ void PseudoTerminal::goOn() const {
 }
 
 std::string PseudoTerminal::written() const {
-    // What one side has written comes to the other a little later.
+    // Text written on one side reaches the other a little later.
     constexpr int patience = 50;
     std::string text;
     std::array<char, 4096> buffer;

@@ -15,14 +15,14 @@ public:
         return program_;
     }
 
-    // Zero columns stand for a width that is not known.
+    // Zero columns mean that the width is unknown.
     void resize(int columns) const;
 
-    // As the keys for it do: from now on the terminal takes nothing, and then takes it again.
+    // As the keys for it do: stops the terminal, which then takes no text, and starts it again.
     void stop() const;
     void goOn() const;
 
-    // What has been written to it since the last time.
+    // The text written to it since the last call.
     std::string written() const;
 
 private:

@@ -1,5 +1,5 @@
 // The entries of a million users and groups, of the size and shape that exports have. Those that go
-// to the work file are as staging leaves them. Entries of one kind are of one size.
+// to the work file have been staged. Entries of one kind have one size.
 #pragma once
 
 #include <string>
@@ -35,8 +35,8 @@ inline std::string ownerDnOfGroup(int number) {
     return "secAuthority=Default," + directoryDnOfGroup(number);
 }
 
-// Names that are easily hashed to the same places: those that differ in a few digits in the middle,
-// and those that differ in the bit alone that tells the case of letters.
+// Names that a poor hash sends to the same buckets: those that differ in a few digits in the
+// middle, and those that differ only in the bit that decides the case of letters.
 inline std::string numberedOwnerDn(int number) {
     return "secAuthority=Default,cn=xx" + std::to_string(10'000'000 + number).substr(1) + ",o=a";
 }

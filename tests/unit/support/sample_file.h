@@ -28,7 +28,7 @@ public:
         return size() / entries * number;
     }
 
-    // Writes the file anew and opens it.
+    // Writes the file again and opens it.
     void open(LineReader& stream) const {
         const std::string name = writeFile(folder_.path("sample"), text_);
         if (stream.open(name) != 0) {

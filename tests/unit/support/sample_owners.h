@@ -16,7 +16,7 @@ inline void openSlots(OwnerTable& owners, int count, std::string (*ownerDn)(int)
     }
 }
 
-// Five thousand numbers below `limit`, in an order that no cache of a processor can foresee.
+// Five thousand numbers below `limit`, in an order that no processor can predict.
 inline std::vector<int> randomNumbers(int limit) {
     Dice dice(1);
     std::vector<int> numbers(5'000);

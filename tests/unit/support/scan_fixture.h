@@ -29,7 +29,7 @@ protected:
         scanExport(input_ldif_filename, takers);
     }
 
-    // The kinds found, each with a blank behind it.
+    // The types found, each with a space behind it.
     static std::string typesFound() {
         std::string found;
         for (const FindingText& text : findingTypes()) {

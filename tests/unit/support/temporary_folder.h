@@ -1,6 +1,6 @@
 // A folder of its own for each test, and whole files as texts.
 //
-// What cannot be created, written or read throws std::runtime_error, which ends the test or the
+// A failure to create, write or read throws std::runtime_error, which ends the test or the
 // benchmark as a failed one.
 #pragma once
 

@@ -23,7 +23,7 @@ protected:
         ASSERT_EQ(emptyTraceFile(), 0);
     }
 
-    // What the trace file holds.
+    // The contents of the trace file.
     std::string traced() const {
         return readFile(folder.path("trace"));
     }

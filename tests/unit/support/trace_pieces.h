@@ -1,4 +1,4 @@
-// Traces in which those of other procedures stand between the pieces of interest.
+// Traces with those of other procedures between the pieces of interest.
 #pragma once
 
 #include <gmock/gmock.h>

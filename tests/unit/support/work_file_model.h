@@ -1,5 +1,5 @@
-// Reading, deleting and stepping over once more: line by line with the standard library's own
-// files, as simple as can be.
+// A second implementation of reading, deleting and stepping over: line by line with the standard
+// library's own files, as simple as possible.
 #pragma once
 
 #include <cstdio>
