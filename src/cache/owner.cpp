@@ -68,10 +68,8 @@ bool hasOwnerOfKind(ObjectClass kind, OwnerKind ownerKind) {
     }
 }
 
-// Where the DN value begins in the DN line: behind "dn:", which is not checked, and spaces.
 std::size_t dnValueStart(std::string_view dnLine) {
-    const std::string_view value = dnLine.substr(std::min<std::size_t>(3, dnLine.size()));
-    return dnLine.size() - withoutLeadingSpaces(value).size();
+    return dnLine.size() - dnValueOf(dnLine).size();
 }
 
 // Ends `text` in exactly one line feed instead of any other white space.
@@ -344,11 +342,15 @@ void copySecPolicyDNFromObjectArrayToSecPolicyDNArray(int index) {
     if (slot >= secPolicy_dn.size()) {
         secPolicy_dn.resize(slot + 1);
     }
-    secPolicy_dn[slot] = object.line(0).substr(dnValueStart(object.line(0)));
+    secPolicy_dn[slot] = dnValueOf(object.line(0));
     // The trace has always called it the group's DN.
     trace("   The secPolicy dn copied was:   %s \n"
           "   The secGroup dn was copied to slot %d \n",
           secPolicy_dn[slot], index);
+}
+
+std::string_view dnValueOf(std::string_view dnLine) {
+    return withoutLeadingSpaces(dnLine.substr(std::min<std::size_t>(3, dnLine.size())));
 }
 
 bool isUsersEntry(std::string_view dnLine) {

@@ -72,5 +72,8 @@ int learnIndexOfAssociatedSecGroupDN();
 // Records the current entry's DN as the policy DN of user slot `index`.
 void copySecPolicyDNFromObjectArrayToSecPolicyDNArray(int index);
 
+// The DN in a DN line: what follows its first three characters, which are not checked, and spaces.
+std::string_view dnValueOf(std::string_view dnLine);
+
 // Whether the DN line of a user's entry is already below cn=Users.
 bool isUsersEntry(std::string_view dnLine);

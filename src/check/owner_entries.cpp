@@ -105,8 +105,7 @@ void reportDomain(const Owner& owner) {
 
 // A policy's new DN names the domain that is first in its old one.
 void reportPolicyDomain(const Owner& owner) {
-    const std::string_view dn = object.line(0);
-    const std::string_view domain = domainOfPolicy(dn).domain;
+    const std::string_view domain = domainOfPolicy(dnValueOf(object.line(0))).domain;
     const bool isReported = owner.has(HAS_SPACE_IN_POLICY);
     if (!isReported && !equalIgnoringCase(domain, domainOf(owner))) {
         reportEntry(FindingType::WRONG_DOMAIN,
@@ -115,8 +114,7 @@ void reportPolicyDomain(const Owner& owner) {
 }
 
 void reportPolicyName() {
-    const std::string_view dn = object.line(0);
-    std::string name(withoutLeadingSpaces(dn.substr(std::min<std::size_t>(3, dn.size()))));
+    std::string name(dnValueOf(object.line(0)));
     name.resize(std::min(name.find(','), name.size()));
     if (!equalIgnoringCase(trim(name), "cn=Policy")) {
         reportEntry(FindingType::POLICY_RENAMED, "would give the policy the name cn=Policy");
@@ -172,7 +170,7 @@ void nameOwner(Owner& owner) {
 // Counts the bytes written for a policy beside its lines: its new DN and the container, but not the
 // name of the user in both.
 void countPolicy(const Owner& owner) {
-    countOutput(newPolicyDnLine({}, domainOfPolicy(object.line(0)).domain).size());
+    countOutput(newPolicyDnLine({}, domainOfPolicy(dnValueOf(object.line(0))).domain).size());
     visitPolicyContainer(newUserDnLine({}, domainOf(owner)), false, [](std::string_view text) {
         countOutput(text.size());
         return 0;
@@ -217,7 +215,7 @@ bool lookAtMergedLines(bool isBroken) {
 // keeps in the policy's own spelling.
 LineSum digestOfPolicy(bool isBroken) {
     dropUnmergedLines(1);
-    const std::string_view domain = domainOfPolicy(object.line(0)).domain;
+    const std::string_view domain = domainOfPolicy(dnValueOf(object.line(0))).domain;
     LineSum sum = domain.data() == nullptr ? LineSum() : LineSum(digestOfLine(domain));
     TextDigest digest;
     std::uint64_t bytes = 0;
@@ -265,7 +263,8 @@ bool learnOwnerOfObject(Part part, bool isGroup) {
                       std::string(finding.effect));
         return false;
     }
-    if (part == Part::POLICY && domainOfPolicy(object.line(0)).problem != DomainProblem::NONE) {
+    if (part == Part::POLICY &&
+        domainOfPolicy(dnValueOf(object.line(0))).problem != DomainProblem::NONE) {
         reportMissing(FindingType::MISSING_DOMAIN, "its DN names no domain");
         return false;
     }
@@ -313,6 +312,9 @@ void markSpaces(Owner& owner, Part part, std::string_view dnLine) {
     const bool isPolicy = part == Part::POLICY || part == Part::POLICY_DATA;
     if (isPolicy && dnLine.substr(dnLine.find(',', 3) + 1, 1) == " ") {
         owner.set(HAS_SPACE_IN_POLICY);
+    }
+    if (named.secAuthority) {
+        return;  // attributes name the owner, not the DN
     }
     const std::string_view compared =
         part == Part::MAPPING ? std::string_view(named.sought) : withoutLineEnd(dnLine);

@@ -126,7 +126,7 @@ Part firstPart(const Owner& owner) {
 // The DN of the owner as its first entry spells it: its new DN has the domain in the same spelling.
 std::string storedDn(const Owner& owner) {
     EntryOwner named;
-    if (std::optional<Entry> first = stagedEntryAt(owner.offset(firstPart(owner)))) {
+    if (std::optional<Entry> first = firstPieceAt(owner.offset(firstPart(owner)))) {
         learnOwner(*first, objectClass, owner.has(IS_GROUP) ? OwnerKind::GROUP : OwnerKind::USER,
                    named);
     }

@@ -162,9 +162,8 @@ bool losesEscapedSpace(std::string_view line) {
     bool isCommaEscaped = false;  // or follows an escaped comma
     for (std::size_t i = 0; i < line.size(); ++i) {
         const char c = line[i];
-        const std::size_t next = line.find_first_not_of(' ', i);
-        const bool isBeforeComma = next != std::string_view::npos && line[next] == ',';
-        if (c == ' ' && (isCommaEscaped || (isEscaped && isBeforeComma))) {
+        if (c == ' ' && (isCommaEscaped ||
+                         (isEscaped && withoutLeadingSpaces(line.substr(i)).starts_with(',')))) {
             return true;
         }
         isCommaEscaped = c == ',' && isEscaped;
@@ -404,7 +403,9 @@ void regroup(std::string_view attributes) {
     }
 }
 
-std::optional<Entry> stagedEntryAt(off_t offset) {
+namespace {
+
+std::optional<Entry> readBackAt(off_t offset, bool (*isAccepted)(const StagedEntry& staged)) {
     if (!readEntryAt(offset) || object.line(0).starts_with(' ')) {
         return std::nullopt;
     }
@@ -414,6 +415,16 @@ std::optional<Entry> stagedEntryAt(off_t offset) {
     }
     tweekObjectInObjectArray();
     StagedEntry staged = stage(unfoldedObject(), [](std::string_view, int) {});
-    return readBack(staged) && isIntact(staged) ? std::optional(std::exchange(object, Entry()))
-                                                : std::nullopt;
+    return readBack(staged) && isAccepted(staged) ? std::optional(std::exchange(object, Entry()))
+                                                  : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Entry> stagedEntryAt(off_t offset) {
+    return readBackAt(offset, isIntact);
+}
+
+std::optional<Entry> firstPieceAt(off_t offset) {
+    return readBackAt(offset, [](const StagedEntry&) { return true; });
 }

@@ -42,3 +42,6 @@ void reportTakenNames();
 // The entry at `offset` of the export as it would be read from the work file; nothing if it would
 // not come back whole. Changes `object`.
 std::optional<Entry> stagedEntryAt(off_t offset);
+
+// The same, of an entry that would come back in pieces the first one.
+std::optional<Entry> firstPieceAt(off_t offset);

@@ -205,6 +205,30 @@ class RightOutputs(VerificationTest):
                 self.export.write_bytes(content)
                 self.assertClean(self.verify(migrate(PROGRAM, content, ALL).output), (text, entry))
 
+    def test_ALongAttributeInTheFirstEntryOfASubdomain(self):
+        """The DN of its owner is in the first piece; the rest of it makes no difference."""
+        self.prepare(SMALL)
+        note = b"\n ".join([b"note: " + b"x" * 2500, b"y" * 2500])
+        for kind in (b"secPolicyData", b"secPolicy"):
+            content = (b"dn: cn=Policy,secAuthority=Sales,o=x\nobjectclass: " + kind + b"\n" + note +
+                       b"\n\ndn: secAuthority=Sales,o=x\nobjectclass: secUser\n"
+                       b"secAuthority: Sales\nprincipalName: a\nsecDomainId: Sales%a\n\n"
+                       b"dn: secUUID=1,cn=Users,secAuthority=Sales\nobjectclass: secMap\n"
+                       b"secDN: o=x\n\n")
+            self.export.write_bytes(content)
+            self.assertClean(self.verify(migrate(PROGRAM, content, ALL).output), kind)
+
+    def test_APolicyWithoutADnName(self):
+        """Its DN begins behind three characters, whatever they are."""
+        self.prepare(SMALL)
+        content = (b"secAuthority=Other: x,secAuthority=Sales,o=x\nobjectclass: secPolicy\n\n"
+                   b"dn: secAuthority=Sales,o=x\nobjectclass: secUser\n"
+                   b"secAuthority: Sales\nprincipalName: a\nsecDomainId: Sales%a\n\n"
+                   b"dn: secUUID=1,cn=Users,secAuthority=Sales\nobjectclass: secMap\n"
+                   b"secDN: o=x\n\n")
+        self.export.write_bytes(content)
+        self.assertClean(self.verify(migrate(PROGRAM, content, ALL).output))
+
     def test_EntriesThatLoseAllTheirLines(self):
         """Nothing but an empty line is written for them."""
         self.prepare(SMALL)
