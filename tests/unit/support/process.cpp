@@ -25,8 +25,8 @@ void redirect(int descriptor, const std::string& path) {
 
 }  // namespace
 
-// The sanitizers ask this where a process ends. A procedure that fails frees nothing, and the search
-// for leaks would take longer than all else that these processes do.
+// The sanitizers ask this where a process ends. A procedure that fails frees nothing, and the
+// search for leaks would take longer than all else that these processes do.
 extern "C" int __lsan_is_turned_off();
 int __lsan_is_turned_off() {
     return isChild ? 1 : 0;
