@@ -20,7 +20,7 @@ from lib.testcase import make_folder, take_program  # noqa: E402
 PROGRAM = take_program()
 CHECK = checker_of(PROGRAM)
 MEASURE = PROGRAM.with_name("measure")
-RUNS, ROUNDS = 3, 4  # a round more only where other programs may have disturbed those before
+ROUNDS = 12  # one more only where other programs may have disturbed those before
 MOST = 2
 MOST_SHOWN = 5  # where each finding is shown: its entries are read again
 ALL = ("--limit", "1000000")
@@ -66,8 +66,7 @@ class LinearTest(unittest.TestCase):
         """The least of several runs is compared, run in turns."""
         runs = []
         for _ in range(ROUNDS):
-            runs += [(self.time(plain, ()), self.time(hostile_files, options))
-                     for _ in range(RUNS)]
+            runs.append((self.time(plain, ()), self.time(hostile_files, options)))
             ratio = min(run[1] for run in runs) / min(run[0] for run in runs)
             if ratio < most:
                 return
