@@ -10,10 +10,6 @@ void countRule(Rule rule, std::uint64_t lines) {
     ruleLines[static_cast<std::size_t>(rule)] += lines;
 }
 
-void discountRule(Rule rule, std::uint64_t lines) {
-    ruleLines[static_cast<std::size_t>(rule)] -= lines;
-}
-
 void countExport(std::uint64_t bytes) {
     inventory.bytes = bytes;
 }

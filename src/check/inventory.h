@@ -48,9 +48,6 @@ extern std::array<std::uint64_t, static_cast<std::size_t>(Rule::END)> ruleLines;
 
 void countRule(Rule rule, std::uint64_t lines = 1);
 
-// Subtracts lines that turn out not to follow the rule.
-void discountRule(Rule rule, std::uint64_t lines);
-
 void countExport(std::uint64_t bytes);
 void countEntry(ObjectClass kind);
 void countOwner(bool isGroup);
